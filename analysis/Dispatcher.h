@@ -1,0 +1,4 @@
+#pragma once
+
+/// Carries out one JSON request of a host; see CPDAXMLAnalysis::PDA_CommonCall.
+int dispatch(const char* inJson, int inLen, char* outJson, int* outLen);

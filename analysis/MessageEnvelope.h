@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+
+/// Builds one message: a header of 50 characters, the time stamp, the sequence number, then the body tags in
+/// the order in which they are added. Values stand in it as they are, without escaping.
+class MessageEnvelope {
+public:
+    /// Begins a message of the four-digit `type`. Takes the next sequence number.
+    explicit MessageEnvelope(const char* type);
+
+    /// Appends "<tag>value</tag>".
+    void add(const char* tag, const QString& value);
+
+    /// The whole message, with its length in characters in front.
+    QString message() const;
+
+    /// The type of a message from the terminal; shorter than four characters when the message is cut.
+    static QString typeOf(const QString& message);
+
+private:
+    QString m_text; // from the type on
+};

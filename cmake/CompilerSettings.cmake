@@ -1,0 +1,22 @@
+# Warnings, hardening and sanitizers: the same for every target of the tree.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Werror)
+add_compile_options(-fstack-protector-strong)
+add_link_options(-Wl,-z,relro -Wl,-z,now)
+
+if(PDALINK_SANITIZE)
+    add_compile_options(-fsanitize=${PDALINK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+    add_link_options(-fsanitize=${PDALINK_SANITIZE})
+elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
+    # Debug and sanitizer builds go without: fortified reads bypass both the sanitizers' and umockdev's wrappers.
+    add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()

@@ -1,0 +1,42 @@
+# The library, and a static library of the same objects for the unit tests of its internals. A test program links
+# one of the two, never both: the state is process-wide.
+add_library(pdalink_objects OBJECT
+    analysis/Dispatcher.cpp
+    analysis/Exchange.cpp
+    analysis/MessageEnvelope.cpp
+    analysis/PDAXMLAnalysis.cpp
+    analysis/TerminalInfo.cpp
+    analysis/TransactionTable.cpp
+    analysis/Values.cpp
+    device/HIDDevice.cpp
+    device/UsbDiscovery.cpp
+    interface/Interface.cpp
+    interface/ProcessState.cpp
+    util/FileLog.cpp
+    util/LockConfig.cpp
+    util/Util.cpp
+    util/cgetconfigval.cpp
+    util/mutexlock.cpp
+)
+target_include_directories(pdalink_objects PUBLIC ${PROJECT_SOURCE_DIR})
+target_link_libraries(pdalink_objects PUBLIC Qt5::Core PRIVATE PkgConfig::udev Threads::Threads)
+target_include_directories(pdalink_objects SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})
+
+set(PDALINK_EXPORTS ${PROJECT_SOURCE_DIR}/interface/exports.map)
+add_library(pdalink SHARED)
+target_link_libraries(pdalink PRIVATE pdalink_objects Threads::Threads ${CMAKE_DL_LIBS} INTERFACE Qt5::Core)
+target_include_directories(pdalink INTERFACE
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/interface>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+# -Bsymbolic-functions: a host's own function of the same name must not catch the library's calls. Not -Bsymbolic:
+# hosts may use copy relocations for the data.
+target_link_options(pdalink PRIVATE
+    -Wl,--version-script=${PDALINK_EXPORTS} -Wl,-Bsymbolic-functions -Wl,--no-undefined-version)
+set_target_properties(pdalink PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINK_DEPENDS ${PDALINK_EXPORTS})
+if(NOT PDALINK_SANITIZE)
+    target_link_options(pdalink PRIVATE -Wl,-z,defs)
+endif()
+
+add_library(pdalink_internals STATIC EXCLUDE_FROM_ALL)
+target_link_libraries(pdalink_internals PUBLIC pdalink_objects PkgConfig::udev Threads::Threads ${CMAKE_DL_LIBS})

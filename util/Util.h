@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Export.h"
+
+#include <QString>
+#include <string>
+#include <vector>
+
+/// Text, time and waiting helpers.
+class PDALINK_EXPORT CUtil {
+public:
+    CUtil();
+    ~CUtil();
+
+    /// Takes the text between the first "<tag>" and the first "</tag>" of the NUL-terminated UTF-8 `text`.
+    /// `tag` is the bare name. Returns true, with `value` possibly empty, when both are there, the closing
+    /// one behind the opening one and starting before byte `length`; otherwise false with `value` empty.
+    /// Entities, attributes and nesting are not interpreted. Null texts count as not found.
+    static bool GetXMLValue(QString& value, char* text, int length, char* tag);
+
+    /// Appends `src` to `dst`.
+    static void MergeStr(QString& dst, QString& src);
+    /// Appends `src` to `dst`.
+    static void MergeStr(std::string& dst, std::string& src);
+
+    /// Appends to `parts` every non-empty piece of `text` that is followed by `separator`. What stands behind
+    /// the last separator is not a piece: a list ends with its separator. An empty separator separates
+    /// nothing.
+    static void plitStr(QString text, QString separator, std::vector<QString>& parts);
+
+    /// Removes every "0x", carriage return and line feed.
+    static void removeEndChar(QString& text);
+
+    /// The local time as "yyyyMMddhhmmss".
+    static QString getCurrentTimes();
+
+    /// Waits `ms` milliseconds, never less, and lets Qt process pending events at least every 10 ms
+    /// meanwhile. Setting the clock does not shorten or prolong it.
+    static void Delay_MSec(unsigned int ms);
+
+    /// The monotonic clock in milliseconds.
+    static unsigned long long GetTickCount();
+};
