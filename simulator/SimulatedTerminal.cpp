@@ -1,0 +1,242 @@
+#include "SimulatedTerminal.h"
+
+#include "core/Terminal.h"
+#include "node/NodeBus.h"
+
+#include <array>
+#include <condition_variable>
+#include <ctime>
+#include <mutex>
+#include <utility>
+
+namespace pdasim {
+
+namespace {
+
+std::string localTime() {
+    const std::time_t now = std::time(nullptr);
+    std::tm fields{};
+    (void)::localtime_r(&now, &fields);
+    std::array<char, 32> text{};
+    (void)std::strftime(text.data(), text.size(), "%Y%m%d%H%M%S", &fields);
+    return text.data();
+}
+
+} // namespace
+
+/** Joins the terminal's core to its node: carries out what the core wants done, when it wants it done. */
+class SimulatedTerminal::Implementation : public NodeOwner {
+public:
+    Implementation(NodeBus& bus, Options options) : m_bus(bus), m_options(std::move(options)) {
+        const std::lock_guard lock(mutex());
+        m_core.state().identity = m_options.identity;
+        m_device = m_bus.add(m_options.device, *this);
+        if (m_options.plugged) {
+            m_bus.plug(m_device);
+        }
+    }
+
+    Implementation(const Implementation&) = delete;
+    Implementation& operator=(const Implementation&) = delete;
+
+    ~Implementation() override {
+        const std::lock_guard lock(mutex());
+        m_bus.server().cancel(this);
+        m_bus.unplug(m_device);
+    }
+
+    std::mutex& mutex() const { return m_bus.server().mutex(); }
+    /** The lock, once every opening and closing that a client has finished by now is known here. */
+    std::unique_lock<std::mutex> settledLock() const {
+        m_bus.server().settle();
+        return std::unique_lock(m_bus.server().mutex());
+    }
+    NodeBus& bus() const { return m_bus; }
+    NodeBus::DeviceId device() const { return m_device; }
+    Terminal& core() { return m_core; }
+
+    void hostOpened() override { m_core.allowSequenceGap(); }
+
+    WriteResult hostWrote(std::string_view bytes) override {
+        tell(Direction::FromHost, bytes);
+        const WriteOutcome outcome = m_core.handleWrite(bytes, localTime());
+        m_receivedCondition.notify_all();
+        const auto now = NodeServer::Clock::now();
+        for (const TimedStep& timed : outcome.steps) {
+            m_bus.server().schedule(this, now + timed.after,
+                                    [this, life = m_life, step = timed.step] { perform(life, step); });
+        }
+        return {outcome.error, outcome.accepted};
+    }
+
+    void hostWriteFailed() override { m_core.allowSequenceGap(); }
+
+    bool waitForMessages(std::size_t count, std::chrono::milliseconds timeout) {
+        std::unique_lock lock(mutex());
+        return m_receivedCondition.wait_for(lock, timeout,
+                                            [this, count] { return m_core.received().size() >= count; });
+    }
+
+    void sendText(std::string_view text) {
+        tell(Direction::ToHost, text);
+        send(cutIntoReports(text, m_options.reportSize));
+    }
+
+    void send(const std::vector<std::string>& reports) {
+        if (HidrawNode* node = m_bus.node(m_device); node != nullptr) {
+            node->send(reports);
+        }
+    }
+
+    void unplug() {
+        ++m_life;
+        m_core.allowSequenceGap();
+        m_bus.unplug(m_device);
+    }
+
+    void replug() { m_bus.plug(m_device); }
+
+private:
+    /** What was to be sent in an earlier life of the device is lost with it. */
+    void perform(int life, const Step& step) {
+        if (const auto* text = std::get_if<SendText>(&step)) {
+            if (life == m_life) {
+                sendText(text->text);
+            }
+        } else if (std::holds_alternative<Unplug>(step)) {
+            if (life == m_life) {
+                unplug();
+            }
+        } else {
+            replug();
+        }
+    }
+
+    void tell(Direction direction, std::string_view text) const {
+        if (m_options.onTraffic) {
+            m_options.onTraffic(direction, std::string(text));
+        }
+    }
+
+    NodeBus& m_bus;
+    Options m_options;
+    Terminal m_core;
+    NodeBus::DeviceId m_device = 0;
+    int m_life = 0;
+    std::condition_variable m_receivedCondition;
+};
+
+SimulatedTerminal::SimulatedTerminal() : SimulatedTerminal(Options()) {
+}
+
+SimulatedTerminal::SimulatedTerminal(Options options)
+    : m_ownTestBed(std::make_unique<TestBed>()),
+      m_testBed(m_ownTestBed.get()),
+      m_implementation(std::make_unique<Implementation>(*m_testBed->m_bus, std::move(options))) {
+}
+
+SimulatedTerminal::SimulatedTerminal(TestBed& testBed) : SimulatedTerminal(testBed, Options()) {
+}
+
+SimulatedTerminal::SimulatedTerminal(TestBed& testBed, Options options)
+    : m_testBed(&testBed),
+      m_implementation(std::make_unique<Implementation>(*m_testBed->m_bus, std::move(options))) {
+}
+
+SimulatedTerminal::~SimulatedTerminal() = default;
+
+TestBed& SimulatedTerminal::testBed() {
+    return *m_testBed;
+}
+
+void SimulatedTerminal::setIdentity(const Identity& identity) {
+    const std::lock_guard lock(m_implementation->mutex());
+    m_implementation->core().state().identity = identity;
+}
+
+Identity SimulatedTerminal::identity() const {
+    return state().identity;
+}
+
+TerminalState SimulatedTerminal::state() const {
+    const std::lock_guard lock(m_implementation->mutex());
+    return m_implementation->core().state();
+}
+
+void SimulatedTerminal::addFault(std::string_view type, const Fault& fault) {
+    const std::lock_guard lock(m_implementation->mutex());
+    m_implementation->core().addFault(type, fault);
+}
+
+void SimulatedTerminal::clearFaults() {
+    const std::lock_guard lock(m_implementation->mutex());
+    m_implementation->core().clearFaults();
+}
+
+std::vector<std::string> SimulatedTerminal::received() const {
+    const std::lock_guard lock(m_implementation->mutex());
+    return m_implementation->core().received();
+}
+
+bool SimulatedTerminal::waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const {
+    return m_implementation->waitForMessages(count, timeout);
+}
+
+std::vector<std::string> SimulatedTerminal::violations() const {
+    const std::lock_guard lock(m_implementation->mutex());
+    return m_implementation->core().violations();
+}
+
+std::vector<std::string> SimulatedTerminal::takeViolations() {
+    const std::lock_guard lock(m_implementation->mutex());
+    return m_implementation->core().takeViolations();
+}
+
+void SimulatedTerminal::sendText(std::string_view text) {
+    const auto lock = m_implementation->settledLock();
+    m_implementation->sendText(text);
+}
+
+void SimulatedTerminal::sendReport(std::string_view bytes) {
+    const auto lock = m_implementation->settledLock();
+    m_implementation->send({std::string(bytes)});
+}
+
+void SimulatedTerminal::floodReports(const std::vector<std::string>& reports) {
+    const auto lock = m_implementation->settledLock();
+    if (HidrawNode* node = m_implementation->bus().node(m_implementation->device()); node != nullptr) {
+        node->flood(reports);
+    }
+}
+
+std::size_t SimulatedTerminal::lostReports() const {
+    const std::lock_guard lock(m_implementation->mutex());
+    return m_implementation->bus().lostReports(m_implementation->device());
+}
+
+void SimulatedTerminal::unplug() {
+    const auto lock = m_implementation->settledLock();
+    m_implementation->unplug();
+}
+
+void SimulatedTerminal::replug() {
+    const auto lock = m_implementation->settledLock();
+    m_implementation->replug();
+}
+
+void SimulatedTerminal::refuseOpening(bool refuse) {
+    const std::lock_guard lock(m_implementation->mutex());
+    m_implementation->bus().refuseOpening(m_implementation->device(), refuse);
+}
+
+std::string SimulatedTerminal::nodePath() const {
+    const std::lock_guard lock(m_implementation->mutex());
+    return m_implementation->bus().nodePath(m_implementation->device());
+}
+
+int SimulatedTerminal::openDescriptors() const {
+    const auto lock = m_implementation->settledLock();
+    return static_cast<int>(m_implementation->bus().openFiles(m_implementation->device()));
+}
+
+} // namespace pdasim

@@ -1,0 +1,105 @@
+#pragma once
+
+#include "DeviceDescription.h"
+#include "TestBed.h"
+#include "core/Fault.h"
+#include "core/TerminalState.h"
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace pdasim {
+
+/**
+ * A terminal behind a device node that this process, and programs started with the test bed's environment,
+ * find through udev and use like a real one.
+ *
+ * Plugged in when the constructor returns. All calls may come from any thread. The process has to be linked
+ * with libumockdev-preload ahead of libc.
+ */
+class SimulatedTerminal {
+public:
+    enum class Direction { FromHost, ToHost };
+
+    struct Options {
+        DeviceDescription device;
+        Identity identity;
+        std::size_t reportSize = 64;
+        /** False for a terminal that is plugged in by replug() only. */
+        bool plugged = true;
+        /** Told about each text in either direction as it passes; must not call the terminal. */
+        std::function<void(Direction, const std::string&)> onTraffic;
+    };
+
+    /** Applies to every type of message, for addFault(). */
+    static constexpr std::string_view AnyType = "*";
+
+    /** A terminal in a test bed of its own. */
+    SimulatedTerminal();
+    explicit SimulatedTerminal(Options options);
+    /** A terminal among the devices of a test bed, which has to outlive it. */
+    explicit SimulatedTerminal(TestBed& testBed);
+    SimulatedTerminal(TestBed& testBed, Options options);
+    SimulatedTerminal(const SimulatedTerminal&) = delete;
+    SimulatedTerminal& operator=(const SimulatedTerminal&) = delete;
+    /** Unplugs the terminal. A client that still has the node open finds it gone. */
+    ~SimulatedTerminal();
+
+    TestBed& testBed();
+
+    void setIdentity(const Identity& identity);
+    Identity identity() const;
+    /** What the terminal remembers of the messages so far. */
+    TerminalState state() const;
+
+    /** The next messages of the type (four digits, or AnyType) meet the fault; several faults strike in turn.
+     */
+    void addFault(std::string_view type, const Fault& fault);
+    void clearFaults();
+
+    /** Every write of a host that the kernel's rules let through, whole, those that met a fault too. */
+    std::vector<std::string> received() const;
+    /** True as soon as so many writes have been received since the beginning; false when the time is over. */
+    bool waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const;
+
+    /** What hosts have done against the protocol so far. */
+    std::vector<std::string> violations() const;
+    /** The same, and forgets it. */
+    std::vector<std::string> takeViolations();
+
+    /** Sends a text of the terminal's own in padded reports, as fast as the host reads them. */
+    void sendText(std::string_view text);
+    /** Sends one report of exactly these bytes. */
+    void sendReport(std::string_view bytes);
+    /** Sends reports faster than anybody can read them: what does not fit into the host's queue is lost. */
+    void floodReports(const std::vector<std::string>& reports);
+    /** Reports that a full queue, an unplugging or the lack of a reader has swallowed. */
+    std::size_t lostReports() const;
+
+    void unplug();
+    /** A node that is still open somewhere keeps its number; the terminal then comes back under another one.
+     */
+    void replug();
+    /** While refused, the node is there but opening it fails. */
+    void refuseOpening(bool refuse);
+
+    /** "/dev/hidrawN"; empty while the terminal is unplugged. */
+    std::string nodePath() const;
+    /** How many open files there are on the terminal's nodes, unplugged ones included. */
+    int openDescriptors() const;
+
+private:
+    class Implementation;
+
+    std::unique_ptr<TestBed> m_ownTestBed;
+    TestBed* m_testBed;
+    std::unique_ptr<Implementation> m_implementation;
+};
+
+} // namespace pdasim

@@ -1,0 +1,70 @@
+#include "TestBed.h"
+
+#include "node/NodeBus.h"
+
+#include <cstdlib>
+
+namespace pdasim {
+
+/** What stands behind the nodes of devices that are no terminals. */
+class TestBed::Listener : public NodeOwner {
+public:
+    void hostOpened() override {}
+    WriteResult hostWrote(std::string_view bytes) override { return {0, bytes.size()}; }
+    void hostWriteFailed() override {}
+};
+
+namespace {
+
+std::string appendedTo(const char* variable, const std::string& value) {
+    const char* present = std::getenv(variable);
+    return present == nullptr || *present == '\0' ? value : std::string(present) + ":" + value;
+}
+
+} // namespace
+
+TestBed::TestBed() : m_listener(std::make_unique<Listener>()), m_bus(std::make_unique<NodeBus>()) {
+}
+
+TestBed::~TestBed() = default;
+
+TestBed::DeviceId TestBed::addDevice(const DeviceDescription& description) {
+    const std::lock_guard lock(m_bus->server().mutex());
+    const DeviceId device = m_bus->add(description, *m_listener);
+    m_bus->plug(device);
+    return device;
+}
+
+void TestBed::unplug(DeviceId device) {
+    m_bus->server().settle();
+    const std::lock_guard lock(m_bus->server().mutex());
+    m_bus->unplug(device);
+}
+
+void TestBed::replug(DeviceId device) {
+    m_bus->server().settle();
+    const std::lock_guard lock(m_bus->server().mutex());
+    m_bus->plug(device);
+}
+
+std::string TestBed::nodePath(DeviceId device) const {
+    const std::lock_guard lock(m_bus->server().mutex());
+    return m_bus->nodePath(device);
+}
+
+void TestBed::addDanglingEntry(const std::string& name) {
+    m_bus->tree().addDanglingEntry(name);
+}
+
+const std::string& TestBed::rootDirectory() const {
+    return m_bus->tree().rootDirectory();
+}
+
+std::map<std::string, std::string> TestBed::environment() const {
+    return {{"LD_PRELOAD", appendedTo("LD_PRELOAD", "libumockdev-preload.so.0")},
+            // A program built with the address sanitizer objects to any library that comes ahead of its own.
+            {"ASAN_OPTIONS", appendedTo("ASAN_OPTIONS", "verify_asan_link_order=0")},
+            {"UMOCKDEV_DIR", rootDirectory()}};
+}
+
+} // namespace pdasim

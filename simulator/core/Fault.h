@@ -1,0 +1,78 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace pdasim {
+
+/**
+ * What goes wrong with one kind of message.
+ *
+ * The calls describe the fault and can be combined, as in `Fault().delay(200ms).replyType("8002").always()`.
+ * Without once(), times() or always() a fault strikes once.
+ */
+class Fault {
+public:
+    /** The terminal takes the message and never answers. */
+    Fault& silence();
+    /** The reply comes so much later. */
+    Fault& delay(std::chrono::milliseconds time);
+    /** The reply carries another message type. */
+    Fault& replyType(std::string type);
+    /** The reply comes in so many pieces of about one length, each in reports of its own, with pauses
+     * between. */
+    Fault& split(std::size_t pieces, std::chrono::milliseconds pause);
+    /** The reply comes twice, back to back. */
+    Fault& repeatReply();
+    /** Another text follows the reply back to back. */
+    Fault& followedBy(std::string text);
+    /** The device goes before its reply, which is lost, and comes back after the time if one is given. */
+    Fault& unplugBeforeReply(std::optional<std::chrono::milliseconds> replugAfter = std::nullopt);
+    /** The device goes once its reply is out, and comes back after the time if one is given. */
+    Fault& unplugAfterReply(std::optional<std::chrono::milliseconds> replugAfter = std::nullopt);
+    /** The host's write returns so few bytes; the terminal does not answer half a message. */
+    Fault& shortWrite(std::size_t bytes);
+    /** The host's write fails with this errno; the terminal never sees the message. */
+    Fault& refuseWrite(int error);
+    /** The reply lacks a tag. */
+    Fault& dropTag(std::string name);
+    /** A tag of the reply holds these bytes, whatever they are; a tag that the reply lacks is appended. */
+    Fault& setTag(std::string name, std::string value);
+    /** This text, byte for byte, is the reply (still sent in padded reports). */
+    Fault& rawReply(std::string text);
+
+    Fault& once();
+    Fault& times(std::size_t count);
+    Fault& always();
+
+private:
+    friend class Terminal;
+    friend class ReplyPlan;
+
+    struct TagChange {
+        std::string name;
+        std::optional<std::string> value;
+    };
+    enum class Unplugging { Never, BeforeReply, AfterReply };
+
+    bool m_silent = false;
+    std::chrono::milliseconds m_delay{0};
+    std::optional<std::string> m_replyType;
+    std::size_t m_pieces = 1;
+    std::chrono::milliseconds m_pause{0};
+    bool m_repeatsReply = false;
+    std::optional<std::string> m_follower;
+    Unplugging m_unplugging = Unplugging::Never;
+    std::optional<std::chrono::milliseconds> m_replugAfter;
+    std::optional<std::size_t> m_shortWrite;
+    int m_writeError = 0;
+    std::vector<TagChange> m_tagChanges;
+    std::optional<std::string> m_rawReply;
+    std::size_t m_remaining = 1;
+};
+
+} // namespace pdasim

@@ -1,0 +1,98 @@
+#include "core/Message.h"
+
+#include <array>
+#include <cstdio>
+#include <optional>
+
+namespace pdasim {
+
+namespace {
+
+struct SequenceShape {
+    std::size_t bytes;
+    char32_t smallest;
+    char32_t leadBits;
+};
+
+std::optional<SequenceShape> shapeOfLead(unsigned char lead) {
+    if (lead < 0x80U) {
+        return SequenceShape{1, 0, lead};
+    }
+    if ((lead & 0xE0U) == 0xC0U) {
+        return SequenceShape{2, 0x80, lead & 0x1FU};
+    }
+    if ((lead & 0xF0U) == 0xE0U) {
+        return SequenceShape{3, 0x800, lead & 0x0FU};
+    }
+    if ((lead & 0xF8U) == 0xF0U) {
+        return SequenceShape{4, 0x10000, lead & 0x07U};
+    }
+    return std::nullopt;
+}
+
+/** Decodes the sequence at the start of the text; nothing when it is not well-formed UTF-8. */
+std::optional<std::pair<char32_t, std::size_t>> decodeFirst(std::string_view text) {
+    const auto shape = shapeOfLead(static_cast<unsigned char>(text.front()));
+    if (!shape || text.size() < shape->bytes) {
+        return std::nullopt;
+    }
+    char32_t value = shape->leadBits;
+    for (std::size_t i = 1; i < shape->bytes; ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if ((byte & 0xC0U) != 0x80U) {
+            return std::nullopt;
+        }
+        value = (value << 6U) | (byte & 0x3FU);
+    }
+    const bool surrogate = value >= 0xD800 && value <= 0xDFFF;
+    if (value < shape->smallest || value > 0x10FFFF || surrogate) {
+        return std::nullopt;
+    }
+    return std::pair{value, shape->bytes};
+}
+
+} // namespace
+
+std::size_t lengthInCharacters(std::string_view bytes) {
+    std::size_t characters = 0;
+    for (std::string_view rest = bytes; !rest.empty();) {
+        const auto decoded = decodeFirst(rest);
+        if (!decoded) {
+            return bytes.size();
+        }
+        characters += decoded->first > 0xFFFF ? 2 : 1;
+        rest.remove_prefix(decoded->second);
+    }
+    return characters;
+}
+
+std::string composeMessage(std::string_view type, const std::vector<Tag>& tags) {
+    std::string text(type);
+    text.append(header::Factory).append(header::Zeros).append(header::Blanks).append(header::Fixed);
+    for (const Tag& tag : tags) {
+        text.append("<").append(tag.name).append(">").append(tag.value);
+        text.append("</").append(tag.name).append(">");
+    }
+    std::array<char, 32> length{};
+    (void)std::snprintf(length.data(), length.size(), "%06zu",
+                        lengthInCharacters(text) + header::LengthWidth);
+    return length.data() + text;
+}
+
+std::string printable(std::string_view bytes) {
+    std::string line;
+    line.reserve(bytes.size());
+    for (const char character : bytes) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte >= 0x20 && byte < 0x7F && character != '\\') {
+            line.push_back(character);
+            continue;
+        }
+        std::array<char, 8> escaped{};
+        (void)std::snprintf(escaped.data(), escaped.size(), "\\x%02X", byte);
+        line.append(escaped.data());
+    }
+    return line;
+}
+
+} // namespace pdasim

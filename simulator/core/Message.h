@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace pdasim {
+
+/** One field of a message: "<name>value</name>". The value is any bytes; the protocol knows no escaping. */
+struct Tag {
+    std::string name;
+    std::string value;
+};
+
+/** Where the fixed-width fields of the header lie, and what they hold in every message. */
+namespace header {
+constexpr std::size_t LengthOffset = 0;
+constexpr std::size_t LengthWidth = 6;
+constexpr std::size_t TypeOffset = 6;
+constexpr std::size_t TypeWidth = 4;
+constexpr std::size_t FactoryOffset = 10;
+constexpr std::string_view Factory = "QEV   ";
+constexpr std::size_t ZerosOffset = 16;
+constexpr std::string_view Zeros = "000000000000000000000000";
+constexpr std::size_t BlanksOffset = 40;
+constexpr std::string_view Blanks = "        ";
+constexpr std::size_t FixedOffset = 48;
+constexpr std::string_view Fixed = "05";
+constexpr std::size_t Size = 50;
+} // namespace header
+
+/**
+ * The number of characters that the length field has to count.
+ *
+ * The host counts the UTF-16 units of its text, not the bytes on the wire. Both agree for ASCII; bytes that
+ * are no UTF-8 can only be counted one by one.
+ */
+std::size_t lengthInCharacters(std::string_view bytes);
+
+/** A whole message: header with the length field filled in, then the tags in the order given. */
+std::string composeMessage(std::string_view type, const std::vector<Tag>& tags);
+
+/** The bytes as one line of printable text, for violations and traces: everything else becomes \xNN. */
+std::string printable(std::string_view bytes);
+
+} // namespace pdasim

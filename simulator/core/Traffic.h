@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace pdasim {
+
+/**
+ * A message as one line for people: type, name, size, then the tags as name=value.
+ *
+ * What does not look like a message is shown as printable text.
+ */
+std::string describeMessage(std::string_view bytes);
+
+} // namespace pdasim

@@ -1,0 +1,116 @@
+#include "node/HidrawNode.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace pdasim {
+
+HidrawNode::HidrawNode(NodeOwner& owner, DeviceDescription description)
+    : m_owner(&owner), m_description(std::move(description)) {
+}
+
+void HidrawNode::opened(FileId file) {
+    m_files.emplace(file, HidrawQueue());
+    if (m_owner != nullptr) {
+        m_owner->hostOpened();
+    } else {
+        m_files.at(file).unplug();
+    }
+}
+
+void HidrawNode::closed(FileId file) {
+    const auto found = m_files.find(file);
+    if (found == m_files.end()) {
+        return;
+    }
+    m_lostUnread += found->second.lostReports();
+    m_files.erase(found);
+    if (m_files.empty()) {
+        m_lostUnread += m_held.size();
+        m_held.clear();
+    }
+    deliverHeld();
+    updateBell();
+}
+
+ReadResult HidrawNode::read(FileId file, std::size_t count) {
+    ReadResult result = m_files.at(file).read(count);
+    if (result.error == 0) {
+        deliverHeld();
+    }
+    updateBell();
+    return result;
+}
+
+int HidrawNode::writeError(FileId file, std::size_t count) const {
+    return m_files.at(file).writeError(count);
+}
+
+void HidrawNode::send(const std::vector<std::string>& reports) {
+    if (m_owner == nullptr || m_files.empty()) {
+        m_lostUnread += reports.size();
+        return;
+    }
+    m_held.insert(m_held.end(), reports.begin(), reports.end());
+    deliverHeld();
+    updateBell();
+}
+
+void HidrawNode::flood(const std::vector<std::string>& reports) {
+    if (m_owner == nullptr || m_files.empty()) {
+        m_lostUnread += reports.size();
+        return;
+    }
+    for (auto& [file, queue] : m_files) {
+        for (const std::string& report : reports) {
+            queue.push(report);
+        }
+    }
+    updateBell();
+}
+
+void HidrawNode::unplug() {
+    m_owner = nullptr;
+    m_lostUnread += m_held.size();
+    m_held.clear();
+    for (auto& [file, queue] : m_files) {
+        queue.unplug();
+    }
+}
+
+std::size_t HidrawNode::lostReports() const {
+    std::size_t lost = m_lostUnread;
+    for (const auto& [file, queue] : m_files) {
+        lost += queue.lostReports();
+    }
+    return lost;
+}
+
+void HidrawNode::deliverHeld() {
+    const auto hasRoom = [](const auto& entry) { return entry.second.hasRoom(); };
+    while (!m_held.empty() && std::all_of(m_files.begin(), m_files.end(), hasRoom)) {
+        for (auto& [file, queue] : m_files) {
+            queue.push(m_held.front());
+        }
+        m_held.pop_front();
+    }
+}
+
+void HidrawNode::updateBell() {
+    if (m_owner == nullptr) {
+        // Hanging up makes the node readable for good.
+        return;
+    }
+    const bool unread = std::any_of(m_files.begin(), m_files.end(),
+                                    [](const auto& entry) { return !entry.second.isEmpty(); });
+    if (!unread) {
+        // Every time, not only after ringing: the kernel passes a ring on in its own time, even after the
+        // report it stood for has been read, and a bell left ringing would make the reader spin.
+        m_bell.silence();
+    } else if (!m_rung) {
+        m_bell.ring();
+    }
+    m_rung = unread;
+}
+
+} // namespace pdasim

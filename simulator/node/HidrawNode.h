@@ -1,0 +1,94 @@
+#pragma once
+
+#include "DeviceDescription.h"
+#include "node/Doorbell.h"
+#include "node/HidrawQueue.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace pdasim {
+
+/** The device behind a node, as the node sees it. Called with the server's lock held. */
+class NodeOwner {
+public:
+    struct WriteResult {
+        int error = 0;
+        std::size_t accepted = 0;
+    };
+
+    NodeOwner() = default;
+    NodeOwner(const NodeOwner&) = delete;
+    NodeOwner& operator=(const NodeOwner&) = delete;
+    virtual ~NodeOwner() = default;
+
+    virtual void hostOpened() = 0;
+    /** A write that the kernel's rules let through. */
+    virtual WriteResult hostWrote(std::string_view bytes) = 0;
+    /** A write that failed before it could reach the device. */
+    virtual void hostWriteFailed() = 0;
+};
+
+/**
+ * One plugged-in life of a hidraw node: the open files on it and the reports on their way to them.
+ *
+ * All open files share one doorbell: while one of them has unread reports, poll(2) calls all of them
+ * readable.
+ *
+ * Not thread-safe: the server's lock guards every call.
+ */
+class HidrawNode {
+public:
+    using FileId = std::uint64_t;
+
+    HidrawNode(NodeOwner& owner, DeviceDescription description);
+
+    void opened(FileId file);
+    void closed(FileId file);
+    ReadResult read(FileId file, std::size_t count);
+    int writeError(FileId file, std::size_t count) const;
+    /** Null once the device is gone. */
+    NodeOwner* owner() const { return m_owner; }
+    const DeviceDescription& description() const { return m_description; }
+
+    /**
+     * Reports for every open file, each as soon as all of them have room for it: a host controller does not
+     * fetch faster than its host reads, in the long run. Without an open file nobody fetches them: they are
+     * lost.
+     */
+    void send(const std::vector<std::string>& reports);
+    /** Reports faster than any reader: what the queues cannot hold is lost. */
+    void flood(const std::vector<std::string>& reports);
+
+    void unplug();
+    /** Tells everybody who waits that the device is gone. Comes after the device has left the system. */
+    void hangUp() { m_bell.hangUp(); }
+
+    const std::string& filePath() const { return m_bell.path(); }
+    std::size_t openFiles() const { return m_files.size(); }
+    std::size_t lostReports() const;
+
+    /** While it is set, the path leads nowhere and connections belong to failed attempts to open. */
+    void setRefusesOpening(bool refuses) { m_refusesOpening = refuses; }
+    bool refusesOpening() const { return m_refusesOpening; }
+
+private:
+    void deliverHeld();
+    void updateBell();
+
+    NodeOwner* m_owner;
+    DeviceDescription m_description;
+    Doorbell m_bell;
+    bool m_rung = false;
+    bool m_refusesOpening = false;
+    std::map<FileId, HidrawQueue> m_files;
+    std::deque<std::string> m_held;
+    std::size_t m_lostUnread = 0;
+};
+
+} // namespace pdasim
