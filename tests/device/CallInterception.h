@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace pdalink::test {
+
+/**
+ * Lets a test step in before system calls of the code under test, or make them fail, in the calling thread.
+ *
+ * Every thread of the process runs into these, also the simulated devices' and libraries': a function has to
+ * look at what it is called for.
+ */
+struct Interception {
+    /// Makes udev_new fail.
+    bool noUdev = false;
+    /// Before udev_device_new_from_syspath, with the path.
+    std::function<void(const std::string&)> newDevice;
+    /// Before udev_device_get_parent_with_subsystem_devtype, with the device's path.
+    std::function<void(const std::string&)> parentLookup;
+    /// Before open(2), with the path.
+    std::function<void(const std::string&)> openFile;
+    /// Before write(2) and close(2), with the descriptor.
+    std::function<void(int)> writeFile;
+    std::function<void(int)> closeFile;
+    /// The error with which pthread_create fails; 0 lets it through.
+    std::function<int()> createThread;
+};
+
+/** Replaces what is intercepted, from now on and in all threads. */
+void intercept(Interception interception);
+void interceptNothing();
+
+} // namespace pdalink::test

@@ -1,0 +1,152 @@
+#include "ChannelFixture.h"
+#include "OutputCapture.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <optional>
+#include <unistd.h>
+
+namespace {
+
+using pdalink::test::QtOutputCapture;
+using pdalink::test::waitUntil;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::ExitedWithCode;
+using testing::HasSubstr;
+
+using ChannelObject = ChannelTest;
+
+bool isOpen(int descriptor) {
+    return ::fcntl(descriptor, F_GETFD) != -1;
+}
+
+int openNull() {
+    return ::open("/dev/null", O_RDWR | O_CLOEXEC);
+}
+
+TEST_F(ChannelObject, EachActsOnTheOneChannel) {
+    CHIDDevice other;
+    other.openHidDevice();
+    ASSERT_TRUE(waitUntil([] { return g_hidRun.load(); }));
+    EXPECT_TRUE(g_HIDDevice.SendData(QString("one")));
+    EXPECT_TRUE(other.SendData(QString("two")));
+    EXPECT_THAT(terminal().received(), ElementsAre("one", "two"));
+    terminal().sendText("reply");
+    EXPECT_EQ(g_HIDDevice.getBuffer(), "reply");
+    terminal().sendText("another");
+    EXPECT_EQ(other.getBuffer(), "another");
+}
+
+TEST_F(ChannelObject, IsConstructedWithTheDescriptorMinusOne) {
+    const int hostsOwn = openNull();
+    g_fd = hostsOwn;
+    const CHIDDevice object;
+    EXPECT_EQ(g_fd, -1);
+    EXPECT_TRUE(isOpen(hostsOwn));
+    ::close(hostsOwn);
+}
+
+TEST_F(ChannelObject, ConstructedBesideARunningReceiverDoesNotLoseItsNode) {
+    openChannel();
+    const CHIDDevice object;
+    EXPECT_EQ(g_fd, -1);
+    EXPECT_TRUE(extraThreadsBecome(1));
+    terminal().sendText("still heard");
+    EXPECT_TRUE(becomesBuffered("still heard"));
+    stopChannel();
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+}
+
+TEST_F(ChannelObject, ConstructedBesideARunningReceiverLetsItBeReopened) {
+    openChannel();
+    const CHIDDevice object;
+    EXPECT_FALSE(g_HIDDevice.SendData(QString("lost"))); // no descriptor: stops the receiver
+    openChannel();
+    EXPECT_EQ(terminal().openDescriptors(), 1);
+    EXPECT_TRUE(extraThreadsBecome(1));
+    EXPECT_TRUE(g_HIDDevice.SendData(QString("hello")));
+}
+
+TEST_F(ChannelObject, StopsTheReceiverAtItsEnd) {
+    std::optional<CHIDDevice> object(std::in_place);
+    openChannel();
+    g_isBufferCome = true;
+    const QtOutputCapture output;
+    object.reset();
+    EXPECT_TRUE(extraThreadsBecome(0)); // at once: it waits for the thread's end
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+    EXPECT_EQ(g_fd, -1);
+    EXPECT_FALSE(g_hidRun);
+    EXPECT_FALSE(g_isBufferCome);
+    EXPECT_THAT(output.lines(), ElementsAre("~CHIDDevice"));
+}
+
+TEST_F(ChannelObject, WaitsNoLongerThanTheReceiverTakes) {
+    Milliseconds shortest = std::chrono::seconds(1000);
+    for (int i = 0; i < 5; ++i) {
+        std::optional<CHIDDevice> object(std::in_place);
+        openChannel();
+        shortest = std::min(shortest, timeOf([&object] { object.reset(); }));
+    }
+    EXPECT_LT(shortest, Milliseconds(100));
+}
+
+TEST_F(ChannelObject, LetsTheChannelBeOpenedAgainAfterItsEnd) {
+    std::optional<CHIDDevice> object(std::in_place);
+    openChannel();
+    object.reset();
+    openChannel();
+    EXPECT_EQ(terminal().openDescriptors(), 1);
+    EXPECT_TRUE(g_HIDDevice.SendData(QString("hello")));
+    EXPECT_THAT(terminal().received(), ElementsAre("hello"));
+}
+
+TEST_F(ChannelObject, EndsAlsoWithAReceiverThatEndedByItself) {
+    std::optional<CHIDDevice> object(std::in_place);
+    openChannel();
+    stopChannel();
+    object.reset();
+    EXPECT_EQ(g_fd, -1);
+    object.emplace();
+    terminal().refuseOpening(true);
+    g_HIDDevice.openHidDevice();
+    EXPECT_TRUE(extraThreadsBecome(0));
+    object.reset(); // joins nothing twice
+    EXPECT_EQ(g_fd, -1);
+}
+
+TEST_F(ChannelObject, ClosesAHostsDescriptorAtItsEnd) {
+    std::optional<CHIDDevice> object(std::in_place);
+    const int hostsOwn = openNull();
+    g_fd = hostsOwn;
+    object.reset();
+    EXPECT_FALSE(isOpen(hostsOwn));
+    EXPECT_EQ(g_fd, -1);
+}
+
+TEST_F(ChannelObject, ClosesAHostsDescriptorAndTheNodeAtItsEnd) {
+    std::optional<CHIDDevice> object(std::in_place);
+    openChannel();
+    const int hostsOwn = openNull();
+    g_fd = hostsOwn;
+    object.reset();
+    EXPECT_FALSE(isOpen(hostsOwn));
+    EXPECT_EQ(g_fd, -1);
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+}
+
+using ChannelAtTheEndOfTheProcessDeathTest = ChannelTest;
+
+TEST_F(ChannelAtTheEndOfTheProcessDeathTest, IsStopped) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            openChannel();
+            std::fputs("open\n", stderr);
+            std::exit(g_hidRun ? 7 : 1);
+        },
+        ExitedWithCode(7), AllOf(HasSubstr("open\n"), HasSubstr("~CHIDDevice")));
+}
+
+} // namespace

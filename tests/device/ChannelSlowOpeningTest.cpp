@@ -1,0 +1,167 @@
+#include "CallInterception.h"
+#include "ChannelFixture.h"
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace {
+
+using pdalink::test::waitUntil;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Holds every opening of a node until it is let through.
+class OpeningGate {
+public:
+    void pass() {
+        std::unique_lock lock(m_mutex);
+        ++m_openings;
+        m_changed.notify_all();
+        m_changed.wait(lock, [this] { return m_isOpen; });
+    }
+    void letThrough() {
+        const std::lock_guard lock(m_mutex);
+        m_isOpen = true;
+        m_changed.notify_all();
+    }
+    int openings() {
+        const std::lock_guard lock(m_mutex);
+        return m_openings;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    int m_openings = 0;
+    bool m_isOpen = false;
+};
+
+/// The terminal's node takes its time to open.
+class ChannelSlowOpening : public ChannelTest {
+protected:
+    ChannelSlowOpening() {
+        pdalink::test::Interception interception;
+        interception.openFile = [gate = m_gate, node = terminal().nodePath()](const std::string& path) {
+            if (path == node) {
+                gate->pass();
+            }
+        };
+        pdalink::test::intercept(interception);
+    }
+    ~ChannelSlowOpening() override { m_gate->letThrough(); }
+
+    OpeningGate& gate() { return *m_gate; }
+
+    void beginOpening() {
+        g_HIDDevice.openHidDevice();
+        ASSERT_TRUE(waitUntil([this] { return gate().openings() == 1; }));
+    }
+
+    /// Runs something as soon as the receiver has been told to stop, then lets its opening through.
+    template <typename Action>
+    std::thread whenToldToStop(Action action) {
+        g_hidRun = true;
+        return std::thread([this, action] {
+            waitUntil([] { return !g_hidRun; });
+            std::this_thread::sleep_for(Milliseconds(500)); // until whoever stops it waits for its end
+            action();
+            gate().letThrough();
+        });
+    }
+
+private:
+    std::shared_ptr<OpeningGate> m_gate = std::make_shared<OpeningGate>();
+};
+
+TEST_F(ChannelSlowOpening, IsClosedMeanwhile) {
+    beginOpening();
+    EXPECT_EQ(g_fd, -1);
+    EXPECT_FALSE(g_hidRun);
+    EXPECT_TRUE(extraThreadsBecome(1));
+    newLogTexts();
+    EXPECT_FALSE(g_HIDDevice.SendData(QString("too early")));
+    EXPECT_THAT(newLogTexts(), ElementsAre("hid device is not open"));
+    EXPECT_THAT(terminal().received(), IsEmpty());
+}
+
+TEST_F(ChannelSlowOpening, ComesUpInTheEnd) {
+    beginOpening();
+    g_HIDDevice.SendData(QString("too early"));
+    gate().letThrough();
+    EXPECT_TRUE(waitUntil([] { return g_hidRun.load(); }));
+    EXPECT_TRUE(g_HIDDevice.SendData(QString("in time")));
+    EXPECT_THAT(terminal().received(), ElementsAre("in time"));
+}
+
+TEST_F(ChannelSlowOpening, IsNotBegunAnewForTheSameNode) {
+    beginOpening();
+    const int thread = receiverThread();
+    const pthread_t handle = g_run_thread;
+    newLogTexts();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(g_HIDDevice.openHidDevice());
+    }
+    EXPECT_EQ(newLogTexts().back(), "openHidDevice port: /dev/hidraw0");
+    EXPECT_EQ(g_strSerialPort, "/dev/hidraw0");
+    EXPECT_EQ(gate().openings(), 1);
+    EXPECT_EQ(receiverThread(), thread);
+    EXPECT_NE(::pthread_equal(handle, g_run_thread), 0);
+    gate().letThrough();
+    EXPECT_TRUE(waitUntil([] { return g_hidRun.load(); }));
+    EXPECT_EQ(gate().openings(), 1);
+    EXPECT_EQ(terminal().openDescriptors(), 1);
+}
+
+TEST_F(ChannelSlowOpening, IsGivenUpForAnotherNode) {
+    beginOpening();
+    pdasim::SimulatedTerminal::Options options;
+    options.device.productId = "0002";
+    pdasim::SimulatedTerminal other(terminal().testBed(), options);
+    g_Pid = "0002";
+    std::thread helper = whenToldToStop([] {});
+    g_HIDDevice.openHidDevice();
+    helper.join();
+    EXPECT_TRUE(waitUntil([] { return g_hidRun.load(); }));
+    EXPECT_TRUE(extraThreadsBecome(1));
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+    EXPECT_EQ(other.openDescriptors(), 1);
+    EXPECT_TRUE(g_HIDDevice.SendData(QString("hello")));
+    EXPECT_THAT(other.received(), ElementsAre("hello"));
+}
+
+TEST_F(ChannelSlowOpening, ThatWasStoppedClosesTheNodeAgain) {
+    beginOpening();
+    std::thread helper = whenToldToStop([] {});
+    { const CHIDDevice object; }
+    EXPECT_FALSE(g_hidRun);
+    EXPECT_EQ(g_fd, -1);
+    helper.join();
+    EXPECT_TRUE(extraThreadsBecome(0));
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+}
+
+TEST_F(ChannelSlowOpening, ThatWasStoppedAndFailsLeavesTheRunningFlagAlone) {
+    beginOpening();
+    std::thread helper = whenToldToStop([this] {
+        terminal().refuseOpening(true);
+        g_hidRun = true;
+    });
+    { const CHIDDevice object; }
+    helper.join();
+    EXPECT_TRUE(extraThreadsBecome(0));
+    EXPECT_TRUE(g_hidRun);
+}
+
+TEST_F(ChannelSlowOpening, ThatWasStoppedAndSucceedsLeavesTheRunningFlagAlone) {
+    beginOpening();
+    std::thread helper = whenToldToStop([] { g_hidRun = true; });
+    { const CHIDDevice object; }
+    helper.join();
+    EXPECT_TRUE(extraThreadsBecome(0));
+    EXPECT_TRUE(g_hidRun);
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+}
+
+} // namespace

@@ -1,0 +1,110 @@
+#include "CallInterception.h"
+#include "DiscoveryFixture.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+int countOf(const std::string& line, const std::string& text) {
+    int count = 0;
+    for (std::size_t at = text.find(line); at != std::string::npos; at = text.find(line, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+/// A device that is unplugged in the middle of the walk, between two others.
+class DiscoveryVanishing : public DiscoveryTest {
+protected:
+    DiscoveryVanishing() {
+        add("1209", "0003");
+        m_vanishing = add("1209", "0001");
+        m_sysfsName = std::filesystem::path(testBed().nodePath(m_vanishing)).filename();
+    }
+    ~DiscoveryVanishing() override { pdalink::test::interceptNothing(); }
+
+    void unplugBeforeItIsOpened() {
+        pdalink::test::Interception interception;
+        interception.newDevice = unplugging();
+        pdalink::test::intercept(interception);
+    }
+    void unplugBeforeItsParentIsLookedUp() {
+        pdalink::test::Interception interception;
+        interception.parentLookup = unplugging();
+        pdalink::test::intercept(interception);
+    }
+    bool isGone() const { return m_isGone; }
+    void plugInAgain() {
+        testBed().replug(m_vanishing);
+        m_isGone = false;
+    }
+
+private:
+    std::function<void(const std::string&)> unplugging() {
+        return [this](const std::string& path) {
+            // Once: the test bed makes the same call when it takes the device away.
+            if (!m_isGone && std::filesystem::path(path).filename() == m_sysfsName) {
+                m_isGone = true;
+                testBed().unplug(m_vanishing);
+            }
+        };
+    }
+
+    pdasim::TestBed::DeviceId m_vanishing = 0;
+    std::string m_sysfsName;
+    bool m_isGone = false;
+};
+
+TEST_F(DiscoveryVanishing, BeforeItIsOpenedIsSkipped) {
+    const auto other = add("1209", "0002");
+    unplugBeforeItIsOpened();
+    EXPECT_EQ(find("1209", "0002"), testBed().nodePath(other));
+    ASSERT_TRUE(isGone());
+    EXPECT_EQ(countOf("+++++++++++++++++\n", printed()), 3);
+    EXPECT_EQ(countOf(" VID/PID: ", printed()), 2);
+    EXPECT_THAT(printed(), Not(HasSubstr("1209 0001")));
+    EXPECT_THAT(printed(), Not(HasSubstr("Unable")));
+}
+
+TEST_F(DiscoveryVanishing, BeforeItsParentIsLookedUpIsSkipped) {
+    const auto other = add("1209", "0002");
+    unplugBeforeItsParentIsLookedUp();
+    EXPECT_EQ(find("1209", "0002"), testBed().nodePath(other));
+    ASSERT_TRUE(isGone());
+    EXPECT_EQ(countOf("+++++++++++++++++\n", printed()), 3);
+    EXPECT_EQ(countOf(" VID/PID: ", printed()), 2);
+    EXPECT_THAT(printed(), Not(HasSubstr("Unable")));
+}
+
+TEST_F(DiscoveryVanishing, IsNotFound) {
+    unplugBeforeItIsOpened();
+    EXPECT_EQ(find(), "");
+    ASSERT_TRUE(isGone());
+}
+
+TEST_F(DiscoveryVanishing, AfterItWasOpenedIsNotFoundEither) {
+    unplugBeforeItsParentIsLookedUp();
+    EXPECT_EQ(find(), "");
+    ASSERT_TRUE(isGone());
+}
+
+TEST_F(DiscoveryVanishing, DoesNotUndoAnEarlierMatch) {
+    unplugBeforeItsParentIsLookedUp();
+    EXPECT_EQ(find("1209", "0003"), "/dev/hidraw0");
+    ASSERT_TRUE(isGone());
+}
+
+TEST_F(DiscoveryVanishing, LeavesNoDescriptorOpen) {
+    find("1209", "0003");
+    const int before = descriptors();
+    for (const bool early : {true, false, true, false}) {
+        early ? unplugBeforeItIsOpened() : unplugBeforeItsParentIsLookedUp();
+        find("1209", "0003");
+        ASSERT_TRUE(isGone());
+        plugInAgain();
+    }
+    EXPECT_TRUE(descriptorsBecome(before));
+}
+
+} // namespace

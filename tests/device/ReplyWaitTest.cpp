@@ -1,0 +1,219 @@
+#include "ChannelFixture.h"
+#include "util/MutexGuard.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+#include <thread>
+
+namespace {
+
+using pdalink::test::waitUntil;
+using testing::ElementsAre;
+
+constexpr std::chrono::milliseconds kSilentWait(4900);
+constexpr std::chrono::milliseconds kPromptWait(110);
+
+/// An open channel on which something is waited for.
+class ReplyWait : public ChannelTest {
+protected:
+    void SetUp() override { openChannel(); }
+
+    void sendAndWait(const char* text) {
+        terminal().sendText(text);
+        ASSERT_TRUE(waitUntil([] { return g_isBufferCome.load(); }));
+    }
+};
+
+TEST_F(ReplyWait, TakesWhatIsThereAndLowersTheFlag) {
+    sendAndWait("<a>1</a>");
+    newLogTexts();
+    EXPECT_EQ(g_HIDDevice.getBuffer(), "<a>1</a>");
+    EXPECT_EQ(buffer(), "");
+    EXPECT_FALSE(g_isBufferCome);
+    EXPECT_THAT(newLogTexts(4), ElementsAre("HID Read XML: <a>1</a>"));
+}
+
+TEST_F(ReplyWait, GivesTheRestOfAMessageTime) {
+    sendAndWait("reply");
+    const Milliseconds time = timeOf([] { g_HIDDevice.getBuffer(); });
+    EXPECT_GE(time, kPromptWait);
+    EXPECT_LT(time, Milliseconds(3000));
+}
+
+TEST_F(ReplyWait, GivesUpAfterASilence) {
+    newLogTexts();
+    QString taken = "something";
+    const Milliseconds time = timeOf([&taken] { taken = g_HIDDevice.getBuffer(); });
+    EXPECT_EQ(taken, "");
+    EXPECT_GE(time, kSilentWait);
+    EXPECT_LT(time, 2 * kSilentWait);
+    EXPECT_FALSE(g_isBufferCome);
+    EXPECT_THAT(newLogTexts(), ElementsAre("HID Read XML: "));
+}
+
+TEST_F(ReplyWait, WithoutAnyChannelGivesUpToo) {
+    stopChannel();
+    EXPECT_GE(timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), ""); }), kSilentWait);
+}
+
+TEST_F(ReplyWait, TakesWhatNobodyAnnounced) {
+    setBuffer("without a flag");
+    EXPECT_GE(timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), "without a flag"); }), kSilentWait);
+    EXPECT_EQ(buffer(), "");
+}
+
+TEST_F(ReplyWait, IsShortenedByAnOldFlag) {
+    sendAndWait("nobody takes this");
+    g_HIDDevice.SendData(QString("next message")); // empties the buffer, leaves the flag alone
+    QString taken = "something";
+    const Milliseconds time = timeOf([&taken] { taken = g_HIDDevice.getBuffer(); });
+    EXPECT_EQ(taken, "");
+    EXPECT_GE(time, kPromptWait);
+    EXPECT_LT(time, kSilentWait);
+    EXPECT_FALSE(g_isBufferCome);
+}
+
+TEST_F(ReplyWait, IsShortenedByAnOldFlagAlsoAfterClearing) {
+    sendAndWait("nobody takes this");
+    g_HIDDevice.clearBuffer();
+    EXPECT_LT(timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), ""); }), kSilentWait);
+}
+
+TEST_F(ReplyWait, IsEndedByAReportWithoutText) {
+    terminal().sendReport(std::string(64, '\0'));
+    ASSERT_TRUE(waitUntil([] { return g_isBufferCome.load(); }));
+    EXPECT_LT(timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), ""); }), kSilentWait);
+    EXPECT_FALSE(g_isBufferCome);
+}
+
+TEST_F(ReplyWait, SeesAReplyThatComesDuringTheWait) {
+    std::chrono::steady_clock::time_point sent;
+    std::thread later([this, &sent] {
+        std::this_thread::sleep_for(Milliseconds(500));
+        sent = std::chrono::steady_clock::now();
+        terminal().sendText("late");
+    });
+    const Milliseconds time = timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), "late"); });
+    const auto end = std::chrono::steady_clock::now();
+    later.join();
+    EXPECT_GE(end - sent, Milliseconds(100));
+    EXPECT_LT(time, kSilentWait);
+}
+
+TEST_F(ReplyWait, LeavesForLaterWhatComesAfterIt) {
+    sendAndWait("first part");
+    EXPECT_EQ(g_HIDDevice.getBuffer(), "first part");
+    terminal().sendText("second part");
+    ASSERT_TRUE(becomesBuffered("second part"));
+    EXPECT_TRUE(g_isBufferCome);
+    EXPECT_TRUE(g_HIDDevice.SendData(QString("next message")));
+    EXPECT_EQ(buffer(), "") << "the next send drops it";
+}
+
+TEST_F(ReplyWait, LogsTextOfAnyLengthAndContent) {
+    setBuffer("100% %s %n \xE7\xBB\x88");
+    g_isBufferCome = true;
+    newLogTexts();
+    EXPECT_EQ(g_HIDDevice.getBuffer(), QString::fromUtf8("100% %s %n \xE7\xBB\x88"));
+    EXPECT_THAT(newLogTexts(), ElementsAre("HID Read XML: 100% %s %n \xE7\xBB\x88"));
+    const std::string longText(200000, 'x');
+    setBuffer(longText.c_str());
+    g_isBufferCome = true;
+    EXPECT_EQ(g_HIDDevice.getBuffer().toStdString(), longText);
+    EXPECT_THAT(newLogTexts(), ElementsAre("HID Read XML: " + longText));
+}
+
+TEST_F(ReplyWait, TakesTheBufferUnderItsLock) {
+    sendAndWait("reply");
+    std::atomic<bool> done = false;
+    g_lock_buffer.Lock();
+    std::thread waiter([&done] {
+        g_HIDDevice.getBuffer();
+        done = true;
+    });
+    std::this_thread::sleep_for(2 * kPromptWait);
+    EXPECT_FALSE(done);
+    EXPECT_TRUE(g_isBufferCome) << "the flag is lowered under the same hold";
+    EXPECT_EQ(g_buffer, "reply");
+    g_lock_buffer.Unlock();
+    waiter.join();
+    EXPECT_FALSE(g_isBufferCome);
+}
+
+TEST_F(ReplyWait, TakesWhatComesAtTheVeryEndTogetherWithItsFlag) {
+    QString taken;
+    g_lock_buffer.Lock();
+    std::thread waiter([&taken] { taken = g_HIDDevice.getBuffer(); });
+    std::this_thread::sleep_for(kSilentWait + Milliseconds(1000));
+    g_buffer = "last moment";
+    g_isBufferCome = true;
+    g_lock_buffer.Unlock();
+    waiter.join();
+    EXPECT_EQ(taken, "last moment");
+    EXPECT_FALSE(g_isBufferCome);
+}
+
+TEST_F(ReplyWait, LeavesTheFlagUpExactlyForWhatItHasNotTaken) {
+    std::atomic<bool> finished = false;
+    std::thread talker([this, &finished] {
+        while (!finished) {
+            terminal().sendReport("x");
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_NE(g_HIDDevice.getBuffer(), "");
+        const MutexGuard guard(g_lock_buffer);
+        EXPECT_EQ(g_isBufferCome, !g_buffer.isEmpty());
+    }
+    finished = true;
+    talker.join();
+}
+
+/// The same in a host with an event loop: its events are handled during the wait.
+class ReplyWaitAmongEvents : public ReplyWait {
+protected:
+    /// Sends something and waits, inside an event, until the receiver has it.
+    void sendInside(const char* text) {
+        terminal().sendText(text);
+        EXPECT_TRUE(waitUntil([text] { return buffer().endsWith(text); }));
+    }
+
+private:
+    int m_argumentCount = 1;
+    char m_name[5] = "host";
+    char* m_arguments[2] = {m_name, nullptr};
+    QCoreApplication m_application{m_argumentCount, m_arguments};
+};
+
+TEST_F(ReplyWaitAmongEvents, JoinsReportsThatComeWithin100Milliseconds) {
+    QString taken;
+    // A machine that is too busy to run the second event in time gets another chance.
+    for (int attempt = 0; attempt < 5 && taken != "first second"; ++attempt) {
+        g_HIDDevice.clearBuffer();
+        bool sentAll = false;
+        QTimer::singleShot(20, [this, &sentAll] {
+            sendInside("first ");
+            QTimer::singleShot(50, [this, &sentAll] {
+                sendInside("second");
+                sentAll = true;
+            });
+        });
+        taken = g_HIDDevice.getBuffer();
+        while (!sentAll) {
+            QCoreApplication::processEvents();
+        }
+    }
+    EXPECT_EQ(taken, "first second");
+}
+
+TEST_F(ReplyWaitAmongEvents, HandlesThemInASilence) {
+    int ticks = 0;
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, [&ticks] { ++ticks; });
+    timer.start(100);
+    EXPECT_EQ(g_HIDDevice.getBuffer(), "");
+    EXPECT_GE(ticks, 10);
+}
+
+} // namespace

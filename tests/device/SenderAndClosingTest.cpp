@@ -1,0 +1,100 @@
+#include "CallInterception.h"
+#include "SenderKinds.h"
+
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace {
+
+using pdalink::test::intercept;
+using pdalink::test::Interception;
+using pdalink::test::interceptNothing;
+using pdalink::test::waitUntil;
+
+/// What happens to the node's descriptor when the receiver closes it.
+class SenderAndClosing : public ChannelTest, public testing::WithParamInterface<SenderKind> {
+protected:
+    void SetUp() override {
+        openChannel();
+        m_node = g_fd;
+    }
+    ~SenderAndClosing() override { interceptNothing(); }
+
+    int node() const { return m_node; }
+
+private:
+    int m_node = -1;
+};
+
+TEST_P(SenderAndClosing, ExcludeEachOther) {
+    struct Seen {
+        std::mutex writing;
+        std::atomic<bool> writes{false};
+        std::atomic<bool> closes{false};
+    };
+    const auto seen = std::make_shared<Seen>();
+    Interception interception;
+    interception.writeFile = [seen, node = node()](int descriptor) {
+        if (descriptor == node) {
+            seen->writes = true;
+            const std::lock_guard wait(seen->writing);
+        }
+    };
+    interception.closeFile = [seen, node = node()](int descriptor) {
+        seen->closes = seen->closes || descriptor == node;
+    };
+    intercept(interception);
+    std::thread sender;
+    bool sent = false;
+    {
+        const std::lock_guard held(seen->writing);
+        sender = std::thread([&sent] { sent = GetParam().send("hello"); });
+        ASSERT_TRUE(waitUntil([&seen] { return seen->writes.load(); }));
+        g_hidRun = false; // the receiver wants to close the node
+        std::this_thread::sleep_for(Milliseconds(200));
+        EXPECT_FALSE(seen->closes);
+    }
+    sender.join();
+    EXPECT_TRUE(sent);
+    EXPECT_TRUE(waitUntil([&seen] { return seen->closes.load(); }));
+}
+
+TEST_P(SenderAndClosing, NeverMeetOnADescriptorAlreadyClosed) {
+    std::atomic<int> atClosing = -2;
+    Interception interception;
+    interception.closeFile = [&atClosing, node = node()](int descriptor) {
+        if (descriptor == node) {
+            atClosing = g_fd.load();
+        }
+    };
+    intercept(interception);
+    EXPECT_TRUE(GetParam().send("hello"));
+    stopChannel();
+    EXPECT_EQ(atClosing, -1) << "the number is withdrawn before it can be reused";
+    interceptNothing();
+}
+
+TEST_P(SenderAndClosing, OfAnObjectWithdrawTheNumberFirstToo) {
+    std::atomic<int> atClosing = -2;
+    stopChannel();
+    {
+        const CHIDDevice object;
+        const int hostsOwn = ::dup(STDERR_FILENO);
+        g_fd = hostsOwn;
+        Interception interception;
+        interception.closeFile = [&atClosing, hostsOwn](int descriptor) {
+            if (descriptor == hostsOwn) {
+                atClosing = g_fd.load();
+            }
+        };
+        intercept(interception);
+    }
+    EXPECT_EQ(atClosing, -1);
+    interceptNothing();
+}
+
+INSTANTIATE_TEST_SUITE_P(Kind, SenderAndClosing, testing::ValuesIn(kSenders),
+                         [](const auto& info) { return info.param.name; });
+
+} // namespace

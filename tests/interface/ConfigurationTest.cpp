@@ -1,0 +1,216 @@
+#include "OutputCapture.h"
+#include "PrivateDirectory.h"
+#include "util/FileLog.h"
+#include "util/LockConfig.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sys/stat.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace pdalink::test;
+
+const std::string kCreated = "文件夹log创建成功";
+
+std::string logDirectory() {
+    return privateDirectory() + "/log";
+}
+
+mode_t modeOf(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777U;
+}
+
+/// The ids that an ini file gives, "vid/pid".
+std::string idsOf(const std::string& ini) {
+    writeIni(ini);
+    EXPECT_TRUE(LoadLockConfig());
+    return (g_Vid + QLatin1Char('/') + g_Pid).toStdString();
+}
+
+std::vector<std::string> qtLinesOfLoading() {
+    const QtOutputCapture capture;
+    LoadLockConfig();
+    return capture.lines();
+}
+
+TEST(Configuration, GivesTheIds) {
+    EXPECT_EQ(idsOf("VID=04d8\nPID=003f\n"), "04d8/003f");
+}
+
+TEST(Configuration, IsFreedOfPrefixesAndLineEnds) {
+    EXPECT_EQ(idsOf("VID=0x04d8\nPID=0x003F\n"), "04d8/003F");
+    EXPECT_EQ(idsOf("VID=0x04d8\r\nPID = 003f \r\n"), "04d8/003f ");
+    EXPECT_EQ(idsOf("VID=04d8\r\nPID=003f\r\n"), "04d8/003f");
+    EXPECT_EQ(idsOf("VID=0X04d8\nPID=003f\n"), "0X04d8/003f");
+}
+
+TEST(Configuration, IsReadAsLatin1) {
+    writeIni("VID=\xE9\xFF\nPID=1\n");
+    EXPECT_TRUE(LoadLockConfig());
+    EXPECT_EQ(g_Vid, QString::fromLatin1("\xE9\xFF"));
+}
+
+TEST(Configuration, FollowsTheRulesOfTheReader) {
+    EXPECT_EQ(idsOf("# VID=1\nVID=2\nvid=3\nMY_VID=4\nPID=5\nVID=6\n"), "6/5");
+}
+
+TEST(Configuration, TakesEffectAtTheNextLoading) {
+    EXPECT_EQ(idsOf("VID=1\nPID=2\n"), "1/2");
+    EXPECT_EQ(idsOf("VID=3\nPID=4\n"), "3/4");
+}
+
+TEST(Configuration, LosesAnIdThatTheFileDoesNotStateAnyMore) {
+    EXPECT_EQ(idsOf("VID=1\nPID=2\n"), "1/2");
+    EXPECT_EQ(idsOf("PID=3\n"), "/3");
+    EXPECT_EQ(idsOf(""), "/");
+}
+
+TEST(Configuration, SucceedsWithoutKeys) {
+    writeIni("[usb]\n");
+    EXPECT_TRUE(LoadLockConfig());
+}
+
+TEST(Configuration, PrintsTheLibrarysPath) {
+    const StandardOutputCapture capture;
+    EXPECT_TRUE(LoadLockConfig());
+    EXPECT_EQ(capture.text(), privateDirectory() + "/libpdalink.so.1\n");
+    EXPECT_TRUE(LoadLockConfig());
+    EXPECT_EQ(capture.lines().size(), 2U) << "at every loading";
+}
+
+TEST(Configuration, TellsItsPathAndTheNewDirectoryWithoutQuotes) {
+    const std::string path = "inipath: " + privateDirectory() + "/PDAConfigure.ini";
+    EXPECT_EQ(qtLinesOfLoading(), (std::vector<std::string>{path, kCreated}));
+    EXPECT_EQ(qtLinesOfLoading(), std::vector<std::string>{path}) << "the directory is there already";
+}
+
+TEST(Configuration, OpensTheLogAndLogsTheIds) {
+    EXPECT_EQ(idsOf("VID=0x04d8\r\nPID=003f\n"), "04d8/003f");
+    const std::vector<LogLine> log = readLog();
+    ASSERT_EQ(log.size(), 1U);
+    EXPECT_EQ(log[0].text, "Vid/Pid: 04d8/003f  logpath:" + logPath());
+    EXPECT_EQ(log[0].levelWord, "INFO     : ");
+    EXPECT_EQ(logPath(), logDirectory() + "/PDA.log");
+}
+
+TEST(Configuration, AppendsToTheLogAtEveryLoading) {
+    EXPECT_TRUE(LoadLockConfig());
+    EXPECT_TRUE(g_PDA_Log.AddLog(pdalink::Message, "between"));
+    EXPECT_TRUE(LoadLockConfig());
+    const std::vector<std::string> texts = readLogTexts();
+    ASSERT_EQ(texts.size(), 3U);
+    EXPECT_EQ(texts[0], texts[2]);
+    EXPECT_EQ(texts[1], "between");
+}
+
+TEST(Configuration, LogsAnyLatin1IdAsUtf8) {
+    writeIni("VID=\xE9\nPID=%s%n\n");
+    EXPECT_TRUE(LoadLockConfig());
+    EXPECT_EQ(readLogTexts(), std::vector<std::string>{"Vid/Pid: é/%s%n  logpath:" + logPath()});
+}
+
+TEST(LogDirectory, IsCreatedForOwnerAndGroupOnly) {
+    const mode_t before = umask(0);
+    EXPECT_TRUE(LoadLockConfig());
+    umask(before);
+    EXPECT_EQ(modeOf(logDirectory()), 0750U);
+    EXPECT_EQ(modeOf(logPath()), 0640U);
+}
+
+TEST(LogDirectory, IsNarrowedByTheUmask) {
+    const mode_t before = umask(077);
+    EXPECT_TRUE(LoadLockConfig());
+    umask(before);
+    EXPECT_EQ(modeOf(logDirectory()), 0700U);
+    EXPECT_EQ(modeOf(logPath()), 0600U);
+}
+
+TEST(LogDirectory, KeepsItsModeWhenItIsThere) {
+    fs::create_directory(logDirectory());
+    ASSERT_EQ(chmod(logDirectory().c_str(), 0777), 0);
+    EXPECT_TRUE(LoadLockConfig());
+    EXPECT_EQ(modeOf(logDirectory()), 0777U);
+}
+
+TEST(LogDirectory, IsCreatedAgainWhenItHasGone) {
+    EXPECT_TRUE(LoadLockConfig());
+    fs::remove_all(logDirectory());
+    const std::vector<std::string> lines = qtLinesOfLoading();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[1], kCreated);
+    EXPECT_EQ(modeOf(logDirectory()), 0750U);
+    EXPECT_EQ(readLog().size(), 1U);
+}
+
+TEST(LogDirectory, ThatIsAFileLeavesTheLogClosed) {
+    writeFile(logDirectory(), "no directory");
+    const std::vector<std::string> lines = qtLinesOfLoading();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[1], kCreated) << "written whether or not it succeeded";
+    EXPECT_TRUE(LoadLockConfig()) << "the configuration file could be read";
+    EXPECT_FALSE(g_PDA_Log.AddLog(pdalink::Message, "lost"));
+    EXPECT_EQ(readFile(logDirectory()), "no directory");
+    EXPECT_FALSE(g_Vid.isEmpty());
+}
+
+TEST(LogDirectory, MayBeALinkToADirectory) {
+    fs::create_directory(scratchDirectory() + "/elsewhere");
+    fs::create_directory_symlink(scratchDirectory() + "/elsewhere", logDirectory());
+    EXPECT_EQ(qtLinesOfLoading().size(), 1U);
+    EXPECT_TRUE(fs::exists(scratchDirectory() + "/elsewhere/PDA.log"));
+}
+
+TEST(LogDirectory, HoldsAFallbackFileWhenTheLogCannotBeOpened) {
+    fs::create_directories(logPath());
+    EXPECT_TRUE(LoadLockConfig());
+    const std::vector<LogLine> log = parseLog(readFile(logDirectory() + "/PDA_T1.log"));
+    ASSERT_EQ(log.size(), 1U);
+    EXPECT_NE(log[0].text.find("logpath:" + logPath()), std::string::npos);
+}
+
+TEST(MissingConfiguration, IsReported) {
+    removeIni();
+    EXPECT_FALSE(LoadLockConfig());
+}
+
+TEST(MissingConfiguration, IsLookedForAndThatIsAll) {
+    removeIni();
+    const StandardOutputCapture output;
+    const std::vector<std::string> expected{"inipath: " + privateDirectory() + "/PDAConfigure.ini"};
+    EXPECT_EQ(qtLinesOfLoading(), expected);
+    EXPECT_EQ(output.text(), privateDirectory() + "/libpdalink.so.1\n");
+    EXPECT_FALSE(fs::exists(logDirectory()));
+    EXPECT_FALSE(g_PDA_Log.AddLog(pdalink::Message, "lost"));
+}
+
+TEST(MissingConfiguration, LeavesIdsAndLogAsTheyWere) {
+    EXPECT_EQ(idsOf("VID=1\nPID=2\n"), "1/2");
+    removeIni();
+    EXPECT_FALSE(LoadLockConfig());
+    EXPECT_EQ((g_Vid + g_Pid).toStdString(), "12");
+    EXPECT_TRUE(g_PDA_Log.AddLog(pdalink::Message, "still open"));
+    EXPECT_EQ(readLogTexts().size(), 2U);
+    EXPECT_EQ(countLogLines("still open"), 1);
+}
+
+TEST(MissingConfiguration, DoesNotCreateTheLogDirectoryAgain) {
+    EXPECT_TRUE(LoadLockConfig());
+    removeIni();
+    fs::remove_all(logDirectory());
+    EXPECT_FALSE(LoadLockConfig());
+    EXPECT_FALSE(fs::exists(logDirectory()));
+}
+
+TEST(MissingConfiguration, MayComeBack) {
+    removeIni();
+    EXPECT_FALSE(LoadLockConfig());
+    EXPECT_EQ(idsOf("VID=1\nPID=2\n"), "1/2");
+    EXPECT_EQ(readLog().size(), 1U);
+}
+
+} // namespace

@@ -1,0 +1,207 @@
+#include "PrivateDirectory.h"
+#include "TestBed.h"
+#include "TestTerminal.h"
+#include "analysis/PDAXMLAnalysis.h"
+#include "analysis/ResultStores.h"
+#include "interface/pdalink.h"
+#include "tests/interface/FailingAllocation.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include <cstdlib>
+#include <fstream>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <sys/resource.h>
+#include <unistd.h>
+
+// Whatever goes wrong inside, a host gets its result and keeps its buffers.
+
+namespace {
+
+using namespace pdalink::test;
+
+constexpr int kUntouchedLength = -7;
+const std::string kGetInfo = R"({"transCode":"600002"})";
+
+/// The buffers of a host, which see whether they were written to.
+struct Buffers {
+    bool untouched() const {
+        return length == kUntouchedLength && response.find_first_not_of('#') == std::string::npos;
+    }
+    std::string text() const { return response.c_str(); } // NOLINT(readability-redundant-string-cstr)
+
+    std::string response = std::string(130000, '#');
+    int length = kUntouchedLength;
+};
+
+/// Calls with the first of the library's allocations failing, then with the second, until a call needs no
+/// more.
+template <typename Attempt>
+void failEveryAllocation(const Attempt& attempt) {
+    int number = 1;
+    while (attempt(number)) {
+        ASSERT_FALSE(testing::Test::HasFailure()) << "with allocation " << number << " failing";
+        ASSERT_LT(++number, 100000);
+    }
+    EXPECT_GT(number, 5) << "hardly anything was allocated where the test can see it";
+}
+
+struct Request {
+    const char* name;
+    const char* text;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Request& request) {
+    return stream << request.text;
+}
+
+class OutOfMemory : public testing::TestWithParam<Request> {};
+
+TEST_P(OutOfMemory, LeavesTheEntryWithZero) {
+    failEveryAllocation([](int number) {
+        Buffers buffers;
+        const FailingAllocation failing(number);
+        const int result = PDA_CommonCall(GetParam().text, 0, buffers.response.data(), &buffers.length);
+        const bool happened = failing.happened();
+        EXPECT_EQ(result, 0);
+        return happened;
+    });
+}
+
+TEST_P(OutOfMemory, LeavesTheOutputsUntouchedOrComplete) {
+    CPDAXMLAnalysis analyser;
+    failEveryAllocation([&analyser](int number) {
+        Buffers buffers;
+        bool happened = false;
+        int result = 0;
+        {
+            const FailingAllocation failing(number);
+            result = analyser.PDA_CommonCall(GetParam().text, 0, buffers.response.data(), &buffers.length);
+            happened = failing.happened();
+        }
+        if (result == 1) {
+            EXPECT_TRUE(buffers.untouched()) << buffers.text();
+        } else if (!buffers.untouched()) {
+            EXPECT_EQ(static_cast<int>(buffers.text().size()), buffers.length);
+        }
+        return happened;
+    });
+}
+
+std::string requestName(const testing::TestParamInfo<Request>& info) {
+    return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(While, OutOfMemory,
+                         testing::Values(Request{"RefusingACode", R"({"transCode":"700000"})"},
+                                         Request{"MissingAMember", R"({"transCode":"600001"})"},
+                                         Request{"ParsingNested", R"({"a":{"transCode":"600002"}})"},
+                                         Request{"SearchingTheWord", "none"}),
+                         requestName);
+
+/// Leaves the process so little more memory as given, as long as it lives.
+class MemoryLimit {
+public:
+    explicit MemoryLimit(rlim_t more) {
+        getrlimit(RLIMIT_AS, &m_before);
+        const rlimit limit{used() + more, m_before.rlim_max};
+        setrlimit(RLIMIT_AS, &limit);
+    }
+    ~MemoryLimit() { setrlimit(RLIMIT_AS, &m_before); }
+    MemoryLimit(const MemoryLimit&) = delete;
+    MemoryLimit& operator=(const MemoryLimit&) = delete;
+
+private:
+    static rlim_t used() {
+        rlim_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+    }
+
+    rlimit m_before{};
+};
+
+constexpr std::size_t kMebi = 1024 * 1024;
+
+std::string requestOf(std::size_t numbers) {
+    std::string request = R"({"transCode":"700000","x":[0)";
+    for (std::size_t i = 0; i < numbers; ++i) {
+        request += ",0";
+    }
+    return request + "]}";
+}
+
+/// Makes the request with so little memory left and checks that it fails without a trace.
+void expectFailureWithin(std::size_t memory, const std::string& request) {
+    if (PDALINK_IS_SANITIZED) {
+        GTEST_SKIP() << "the sanitizers need all of the address space";
+    }
+    CPDAXMLAnalysis analyser;
+    Buffers buffers;
+    int result = 0;
+    int entryResult = 0;
+    {
+        const MemoryLimit limit(memory);
+        result = analyser.PDA_CommonCall(request.c_str(), 0, buffers.response.data(), &buffers.length);
+        entryResult = PDA_CommonCall(request.c_str(), 0, buffers.response.data(), &buffers.length);
+    }
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(entryResult, 0);
+    EXPECT_TRUE(buffers.untouched());
+    EXPECT_EQ(PDA_CommonCall(R"({"transCode":"700000"})", 0, buffers.response.data(), nullptr), 0);
+    EXPECT_EQ(buffers.text(), "{}") << "the next call works";
+}
+
+TEST(LargeRequest, ThatCannotEvenBeLoggedFails) {
+    expectFailureWithin(20 * kMebi, requestOf(30 * kMebi));
+}
+
+TEST(LargeRequest, ThatCannotBeParsedFails) {
+    expectFailureWithin(100 * kMebi, requestOf(15 * kMebi));
+}
+
+TEST(LargeRequest, IsAnsweredWithEnoughMemory) {
+    Buffers buffers;
+    const std::string request = requestOf(kMebi);
+    EXPECT_EQ(CPDAXMLAnalysis().PDA_CommonCall(request.c_str(), 0, buffers.response.data(), nullptr), -1);
+    EXPECT_EQ(buffers.text(), "{}");
+}
+
+/// A host whose event handler throws while the library waits.
+class ThrowingEventHandler : public testing::Test {
+protected:
+    /// Calls GetInfo with the handler's event pending; the library handles events while it opens the channel.
+    template <typename Exception>
+    int callWith(const Exception& exception) {
+        QTimer::singleShot(0, [&exception] { throw exception; });
+        return PDA_CommonCall(kGetInfo.c_str(), 0, m_buffers.response.data(), &m_buffers.length);
+    }
+
+private:
+    // Qt's own event loop: GLib's, in C, is not made for exceptions that pass through.
+    int m_withoutGlib = setenv("QT_NO_GLIB", "1", 1);
+    int m_argumentCount = 1;
+    char m_name[5] = "host";
+    char* m_arguments[2] = {m_name, nullptr};
+    QCoreApplication m_application{m_argumentCount, m_arguments};
+    pdasim::TestBed m_noDevices;
+    Buffers m_buffers;
+};
+
+TEST_F(ThrowingEventHandler, DoesNotThrowThroughTheEntry) {
+    EXPECT_EQ(callWith(std::runtime_error("the host's own")), 0);
+    EXPECT_EQ(m_PerformTasksYN, 0) << "ended as an internal failure does";
+    const std::vector<std::string> messages = readLogTexts(1);
+    EXPECT_NE(messages.back().find(" ret:1"), std::string::npos) << messages.back();
+}
+
+TEST_F(ThrowingEventHandler, DoesNotThrowAnythingElseThroughTheEntryEither) {
+    EXPECT_EQ(callWith(42), 0);
+}
+
+} // namespace

@@ -1,0 +1,254 @@
+#include "tests/util/TemporaryDirectory.h"
+#include "util/cgetconfigval.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace {
+
+class ConfigReader : public testing::Test {
+protected:
+    bool read(const std::string& text) {
+        const std::string path = m_directory.file("PDAConfigure.ini");
+        writeFile(path, text);
+        return CGetConfigVal().GetprofileConfig(path.c_str(), &m_config);
+    }
+
+    /// Vendor and product id of a text, "Vid/Pid".
+    std::string idsOf(const std::string& text) {
+        m_config = {};
+        EXPECT_TRUE(read(text));
+        return ids();
+    }
+
+    std::string ids() const { return std::string(m_config.Vid) + "/" + m_config.Pid; }
+    void presetIds(const std::string& vid, const std::string& pid) {
+        m_config = {};
+        vid.copy(m_config.Vid, sizeof m_config.Vid - 1);
+        pid.copy(m_config.Pid, sizeof m_config.Pid - 1);
+    }
+
+    CParamConfig& config() { return m_config; }
+    const TemporaryDirectory& directory() const { return m_directory; }
+
+private:
+    TemporaryDirectory m_directory;
+    CParamConfig m_config{};
+};
+
+TEST_F(ConfigReader, ReadsBothIds) {
+    EXPECT_EQ(idsOf("VID=0x04d8\nPID=0x003f\n"), "0x04d8/0x003f");
+}
+
+TEST_F(ConfigReader, ReadsAFileWithoutFinalLineEnd) {
+    EXPECT_EQ(idsOf("VID=04d8\nPID=003f"), "04d8/003f");
+}
+
+TEST_F(ConfigReader, DoesNotCareForTheOrder) {
+    EXPECT_EQ(idsOf("PID=003f\nVID=04d8\n"), "04d8/003f");
+}
+
+TEST_F(ConfigReader, IgnoresOtherLines) {
+    EXPECT_EQ(idsOf("[usb]\n\n# comment\nspeed=9600\nVID=1\nPID=2\nlast\n"), "1/2");
+}
+
+TEST_F(ConfigReader, DropsBlanksAroundNameAndValue) {
+    EXPECT_EQ(idsOf("VID = 04d8\n  PID   =   003f   \n"), "04d8/003f");
+}
+
+TEST_F(ConfigReader, ReducesInnerBlanksToOne) {
+    EXPECT_EQ(idsOf("VID=04   d8\nPID= 0 0  3 \n"), "04 d8/0 0 3");
+}
+
+TEST_F(ConfigReader, KeepsTabs) {
+    EXPECT_EQ(idsOf("VID=\t04\t\td8 \t\nPID=1\n"), "\t04\t\td8 \t/1");
+    EXPECT_EQ(idsOf("VID\t=1\n\tPID=2\n"), "/") << "a tab belongs to the name";
+}
+
+TEST_F(ConfigReader, KeepsTheCarriageReturnInTheValue) {
+    EXPECT_EQ(idsOf("VID=04d8\r\nPID=003f\r\n"), "04d8\r/003f\r");
+    EXPECT_EQ(idsOf("VID=04d8 \r\n"), "04d8 \r/");
+}
+
+TEST_F(ConfigReader, TakesTheLastOfSeveralLines) {
+    EXPECT_EQ(idsOf("VID=1\nPID=2\nVID=3\nPID=4\n"), "3/4");
+    EXPECT_EQ(idsOf("VID=longer value\nVID=1\n"), "1/");
+}
+
+TEST_F(ConfigReader, TakesAnEmptyValueToo) {
+    EXPECT_EQ(idsOf("VID=1\nVID=\nPID=2\nPID=   \n"), "/");
+}
+
+TEST_F(ConfigReader, IgnoresCommentedLines) {
+    EXPECT_EQ(idsOf("# VID=1\n#VID=2\n; PID=3\n//PID=4\n"), "/");
+}
+
+TEST_F(ConfigReader, IgnoresOtherNamesThatContainTheKey) {
+    EXPECT_EQ(idsOf("MY_VID=1\nVIDEO=2\nVID1=3\nPIDX=4\nX PID=5\nPID X=6\nVID VID=7\n"), "/");
+}
+
+TEST_F(ConfigReader, IgnoresLowerCase) {
+    EXPECT_EQ(idsOf("vid=1\nVid=2\npid=3\nPiD=4\n"), "/");
+}
+
+TEST_F(ConfigReader, IgnoresLinesWithoutEqualsSign) {
+    EXPECT_EQ(idsOf("VID\nVID 1\nPID:2\n" + std::string(1000, 'x') + "VID\n"), "/");
+}
+
+TEST_F(ConfigReader, SplitsAtTheFirstEqualsSign) {
+    EXPECT_EQ(idsOf("VID=a=b\nPID==c\n"), "a=b/=c");
+    EXPECT_EQ(idsOf("=VID=1\nX=VID=1\nY=PID\n"), "/");
+}
+
+TEST_F(ConfigReader, LooksAtTheNameWhenALineHoldsBothKeys) {
+    EXPECT_EQ(idsOf("VID=PID\n"), "PID/");
+    EXPECT_EQ(idsOf("PID=VID\n"), "/VID");
+    EXPECT_EQ(idsOf("VID PID=1\nVIDPID=2\nPIDVID=3\n"), "/");
+}
+
+TEST_F(ConfigReader, LeavesTheFieldOfAMissingKeyAlone) {
+    presetIds("before1", "before2");
+    EXPECT_TRUE(read("VID=1\n"));
+    EXPECT_EQ(ids(), "1/before2");
+    EXPECT_TRUE(read("PID=2\n"));
+    EXPECT_EQ(ids(), "1/2");
+    EXPECT_TRUE(read(""));
+    EXPECT_EQ(ids(), "1/2");
+}
+
+TEST_F(ConfigReader, EndsAValueThatReplacesALongerOne) {
+    presetIds("123456789012345", "123456789012345");
+    EXPECT_TRUE(read("VID=1\nPID=\n"));
+    EXPECT_EQ(ids(), "1/");
+}
+
+TEST_F(ConfigReader, AcceptsValuesOf15Characters) {
+    EXPECT_EQ(idsOf("VID=123456789012345\nPID=abcdefghijklmno\n"), "123456789012345/abcdefghijklmno");
+    EXPECT_EQ(config().Vid[15], '\0');
+    EXPECT_EQ(config().Pid[15], '\0');
+}
+
+TEST_F(ConfigReader, AcceptsLongLinesOfOtherNames) {
+    EXPECT_EQ(idsOf("# " + std::string(100000, '=') + "\nVID=1\n"), "1/");
+}
+
+TEST_F(ConfigReader, FailsWithoutTheFile) {
+    presetIds("before1", "before2");
+    EXPECT_FALSE(CGetConfigVal().GetprofileConfig(directory().file("missing.ini").c_str(), &config()));
+    EXPECT_FALSE(CGetConfigVal().GetprofileConfig("", &config()));
+    EXPECT_EQ(ids(), "before1/before2");
+}
+
+TEST_F(ConfigReader, FindsNothingInADirectory) {
+    presetIds("before1", "before2");
+    CGetConfigVal().GetprofileConfig(directory().path().c_str(), &config());
+    EXPECT_EQ(ids(), "before1/before2");
+}
+
+TEST_F(ConfigReader, HandlesBothIdsInTheOrderOfTheRecord) {
+    EXPECT_EQ(sizeof(CParamConfig), 32U);
+    EXPECT_EQ(offsetof(CParamConfig, Pid), 0U);
+    EXPECT_EQ(offsetof(CParamConfig, Vid), 16U);
+}
+
+/// What CompareAndGetVal writes into a buffer of "#".
+struct Comparison {
+    bool matches;
+    std::string buffer;
+};
+
+Comparison compare(const std::string& line, const char* key, std::size_t room = 8) {
+    std::string buffer(room, '#');
+    const bool matches = CGetConfigVal().CompareAndGetVal(line, key, buffer.data());
+    return {matches, buffer};
+}
+
+TEST(ConfigLine, GivesTheValueWithoutTerminator) {
+    const Comparison comparison = compare("VID=04d8", "VID");
+    EXPECT_TRUE(comparison.matches);
+    EXPECT_EQ(comparison.buffer, "04d8####");
+}
+
+TEST(ConfigLine, KnowsAnyKey) {
+    EXPECT_EQ(compare("speed = 12", "speed").buffer, "12######");
+    EXPECT_EQ(compare(" two   words =1", "two words").buffer, "1#######");
+}
+
+TEST(ConfigLine, LeavesTheBufferAloneWithoutAMatch) {
+    for (const char* line : {"PID=04d8", "VID", "VID 1", "", "XVID=1", "VIDX=1", "vid=1", "=VID", "=1"}) {
+        const Comparison comparison = compare(line, "VID");
+        EXPECT_FALSE(comparison.matches) << line;
+        EXPECT_EQ(comparison.buffer, "########") << line;
+    }
+}
+
+TEST(ConfigLine, MatchesAnEmptyNameWithAnEmptyKey) {
+    EXPECT_TRUE(compare("  =1", "").matches);
+    EXPECT_FALSE(compare("a=1", "").matches);
+}
+
+TEST(ConfigLine, GivesAnEmptyValueAsNothing) {
+    const Comparison comparison = compare("VID=   ", "VID");
+    EXPECT_TRUE(comparison.matches);
+    EXPECT_EQ(comparison.buffer, "########");
+}
+
+TEST(ConfigLine, SqueezesBothHalves) {
+    EXPECT_EQ(compare("  VID  =  a   b  ", "VID").buffer, "a b#####");
+}
+
+TEST(ConfigLine, CopiesAValueOfAnyLength) {
+    const std::string value(100000, 'v');
+    const Comparison comparison = compare("VID=" + value, "VID", value.size() + 2);
+    EXPECT_TRUE(comparison.matches);
+    EXPECT_EQ(comparison.buffer, value + "##");
+}
+
+TEST(ConfigLine, MayHaveANameOfAnyLength) {
+    const std::string name(1000, 'n');
+    EXPECT_EQ(compare(name + "=1", name.c_str()).buffer, "1#######");
+}
+
+std::string squeezed(std::string text) {
+    CGetConfigVal().eraseSpace(text.data());
+    return text.c_str(); // NOLINT(readability-redundant-string-cstr): the text may have become shorter
+}
+
+TEST(Squeezing, DropsBlanksAtBothEnds) {
+    EXPECT_EQ(squeezed("  a"), "a");
+    EXPECT_EQ(squeezed("a  "), "a");
+    EXPECT_EQ(squeezed("  a  "), "a");
+}
+
+TEST(Squeezing, ReducesInnerRunsToOneBlank) {
+    EXPECT_EQ(squeezed("a b"), "a b");
+    EXPECT_EQ(squeezed("a   b  c"), "a b c");
+    EXPECT_EQ(squeezed("   a   b   "), "a b");
+}
+
+TEST(Squeezing, LeavesNothingOfBlanks) {
+    EXPECT_EQ(squeezed(" "), "");
+    EXPECT_EQ(squeezed("     "), "");
+}
+
+TEST(Squeezing, KeepsTabsAndLineEnds) {
+    EXPECT_EQ(squeezed("\t a \r\n"), "\t a \r\n");
+    EXPECT_EQ(squeezed(" \t  \t "), "\t \t");
+}
+
+TEST(Squeezing, LeavesNullAndEmptyTextAlone) {
+    CGetConfigVal().eraseSpace(nullptr);
+    char text[] = "\0left";
+    CGetConfigVal().eraseSpace(text);
+    EXPECT_EQ(std::memcmp(text, "\0left", sizeof text), 0);
+}
+
+TEST(Squeezing, WritesNothingBehindTheTextsEnd) {
+    char text[] = " a  b \0#";
+    CGetConfigVal().eraseSpace(text);
+    EXPECT_STREQ(text, "a b");
+    EXPECT_EQ(text[7], '#');
+}
+
+} // namespace

@@ -1,0 +1,200 @@
+#include "tests/util/LogFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <climits>
+#include <csignal>
+#include <ctime>
+#include <sys/resource.h>
+
+namespace {
+
+class LogLine : public LogTest {
+protected:
+    void SetUp() override { ASSERT_TRUE(open(file())); }
+};
+
+/// The stamp of a line in milliseconds since the epoch, read as local time.
+long long millisecondsOf(const std::string& line) {
+    tm local{};
+    const char* const rest = strptime(line.c_str(), "%Y-%m-%d %H:%M:%S", &local);
+    if (rest == nullptr) {
+        ADD_FAILURE() << "no stamp: " << line;
+        return 0;
+    }
+    local.tm_isdst = -1;
+    return mktime(&local) * 1000LL + std::stoi(std::string(rest, 3));
+}
+
+long long millisecondsNow() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+}
+
+TEST_F(LogLine, IsStampLevelTextAndLineEnd) {
+    ASSERT_TRUE(add("100"));
+    EXPECT_TRUE(hasShape(content(), "dddd-dd-dd dd:dd:ddddd INFO     : ddd\n")) << content();
+}
+
+TEST_F(LogLine, CarriesTheLocalTimeAtWhichItWasWritten) {
+    for (int i = 0; i < 20; ++i) {
+        const long long before = millisecondsNow();
+        ASSERT_TRUE(add("text"));
+        const long long after = millisecondsNow();
+        const long long stamp = millisecondsOf(lines().back());
+        EXPECT_GE(stamp, before);
+        EXPECT_LE(stamp, after);
+        timespec const pause{0, 3000000};
+        nanosleep(&pause, nullptr);
+    }
+}
+
+TEST_F(LogLine, NamesTheLevel) {
+    const std::pair<long, std::string> words[] = {
+        {1, "MESSAGE  : "},
+        {2, "ERROR  : "},
+        {3, "WARNING  : "},
+        {4, "INFO     : "},
+        {0, "INFO     : "},
+        {-1, "INFO     : "},
+        {5, "INFO     : "},
+        {LONG_MAX, "INFO     : "},
+        {LONG_MIN, "INFO     : "},
+        {1L << 32, "INFO     : "},
+        {(1L << 32) + 1, "INFO     : "},
+    };
+    for (const auto& [level, word] : words) {
+        ASSERT_TRUE(add("text", level));
+        EXPECT_EQ(withoutStamp(lines().back()), word + "text") << level;
+    }
+}
+
+TEST_F(LogLine, IsReadableAtOnce) {
+    ASSERT_TRUE(add("one"));
+    EXPECT_EQ(lines().size(), 1U);
+    ASSERT_TRUE(log().AddLogEx(pdalink::Info, "two"));
+    EXPECT_EQ(lines().size(), 2U);
+}
+
+TEST_F(LogLine, MayBeEmpty) {
+    ASSERT_TRUE(add(""));
+    EXPECT_EQ(onlyText(), "INFO     : ");
+}
+
+TEST_F(LogLine, OfANullTextIsEmpty) {
+    ASSERT_TRUE(log().AddLog(pdalink::Info, nullptr));
+    EXPECT_EQ(onlyText(), "INFO     : ");
+}
+
+TEST_F(LogLine, KeepsLineFeedsInsideTheText) {
+    ASSERT_TRUE(add("one\ntwo\r\n"));
+    const std::string text = content();
+    ASSERT_GT(text.size(), kStampLength);
+    EXPECT_EQ(text.substr(kStampLength), "INFO     : one\ntwo\r\n\n");
+}
+
+TEST_F(LogLine, IsNoFormat) {
+    ASSERT_TRUE(add("%s %n %d 100%"));
+    EXPECT_EQ(onlyText(), "INFO     : %s %n %d 100%");
+}
+
+TEST_F(LogLine, KeepsBytesThatAreNoText) {
+    ASSERT_TRUE(add("\xFF\x01\x7F 张"));
+    EXPECT_EQ(onlyText(), "INFO     : \xFF\x01\x7F 张");
+}
+
+TEST_F(LogLine, MayHaveMegabytes) {
+    const std::string text(5 * 1024 * 1024, 'x');
+    ASSERT_TRUE(add(text));
+    const std::vector<std::string> rotated = lines("PDA.log.1");
+    ASSERT_EQ(rotated.size(), 1U);
+    EXPECT_EQ(withoutStamp(rotated[0]), "INFO     : " + text);
+}
+
+TEST_F(LogLine, IsFormattedAsPrintfDoes) {
+    ASSERT_TRUE(log().AddLogEx(pdalink::Message, "%s|%04d|%x|%5.1f|%%|%c", "text", 7, 255U, 1.25, 'c'));
+    EXPECT_EQ(onlyText(), "MESSAGE  : text|0007|ff|  1.2|%|c");
+}
+
+TEST_F(LogLine, FormattedEndsAtANulOfItsOwn) {
+    ASSERT_TRUE(log().AddLogEx(pdalink::Info, "a%cb", '\0'));
+    EXPECT_EQ(onlyText(), "INFO     : a");
+}
+
+TEST_F(LogLine, FormattedMayHave102399Characters) {
+    const std::string text = std::string(102398, 'x') + "!";
+    ASSERT_TRUE(log().AddLogEx(pdalink::Info, "%s", text.c_str()));
+    EXPECT_EQ(onlyText(), "INFO     : " + text);
+}
+
+TEST_F(LogLine, FormattedBeyond102399CharactersEndsTheProcess) {
+    const std::string text(102400, 'x');
+    const auto oneLine = testing::MatchesRegex("[^\n]+\n");
+    EXPECT_EXIT(log().AddLogEx(pdalink::Info, "%s", text.c_str()), testing::KilledBySignal(SIGABRT), oneLine);
+    EXPECT_EXIT(log().AddLogEx(pdalink::Info, "%0200000d", 1), testing::KilledBySignal(SIGABRT), oneLine);
+    EXPECT_EQ(content(), "");
+}
+
+TEST_F(LogLine, FormattedBeyondTheLimitEndsTheProcessWithoutAFileToo) {
+    log().Close();
+    const std::string text(102400, 'x');
+    EXPECT_EXIT(log().AddLogEx(pdalink::Info, "%s", text.c_str()), testing::KilledBySignal(SIGABRT),
+                testing::MatchesRegex("[^\n]+\n"));
+}
+
+TEST_F(LogLine, ThatCannotBeWrittenIsReported) {
+    ASSERT_TRUE(open("/dev/full"));
+    EXPECT_FALSE(add("lost"));
+    EXPECT_FALSE(add(std::string(100000, 'x')));
+    EXPECT_FALSE(log().AddLogEx(pdalink::Info, "%s", "lost"));
+    ASSERT_TRUE(open(file()));
+    EXPECT_TRUE(add("text"));
+    EXPECT_EQ(onlyText(), "INFO     : text");
+}
+
+/// Lets files grow to `bytes` only, as on a full disk.
+class FullDisk {
+public:
+    explicit FullDisk(rlim_t bytes) {
+        std::signal(SIGXFSZ, SIG_IGN); // NOLINT(cert-err33-c): the call that would end the process then fails
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{bytes, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    rlimit m_before{};
+};
+
+TEST_F(LogLine, FitsAgainOnceTheDiskHasRoom) {
+    ASSERT_TRUE(add("first"));
+    {
+        const FullDisk full(static_cast<rlim_t>(fileSize(file())));
+        for (int i = 0; i < 200; ++i) {
+            ASSERT_FALSE(add("lost " + std::string(95, 'x')));
+        }
+    }
+    ASSERT_TRUE(add("last"));
+    // What was reported as lost must not turn up as a torn piece in front of a later line.
+    for (const std::string& line : lines()) {
+        EXPECT_FALSE(withoutStamp(line).empty()) << line;
+        EXPECT_EQ(line.find("INFO"), line.rfind("INFO")) << line;
+    }
+    EXPECT_EQ(withoutStamp(lines().front()), "INFO     : first");
+    EXPECT_EQ(withoutStamp(lines().back()), "INFO     : last");
+}
+
+TEST_F(LogLine, ThatCannotBeWrittenDoesNotFailTheNextOne) {
+    {
+        const FullDisk full(0);
+        EXPECT_FALSE(add("lost"));
+    }
+    EXPECT_TRUE(add("next"));
+    EXPECT_EQ(withoutStamp(lines().back()), "INFO     : next");
+}
+
+} // namespace

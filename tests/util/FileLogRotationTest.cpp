@@ -1,0 +1,195 @@
+#include "tests/util/LogFixture.h"
+
+#include <unistd.h>
+
+namespace {
+
+class LogRotation : public LogTest {
+protected:
+    std::string copyName(int number) const { return "PDA.log." + std::to_string(number); }
+
+    /// Writes a line after which the file has exactly `size` bytes.
+    bool growTo(long long size) {
+        const auto overhead = static_cast<long long>(kStampLength + kInfoLength + 1);
+        return add(std::string(static_cast<std::size_t>(size - fileSize(file()) - overhead), 'x'));
+    }
+
+    /// Puts directories in the copies' place, which can be neither removed nor replaced.
+    void blockCopies() const {
+        for (int number = 1; number <= 5; ++number) {
+            block(file(copyName(number)));
+            writeFile(file(copyName(number)) + "/content", "x");
+        }
+    }
+
+    /// The copies' contents are their numbers, so that a shift can be seen.
+    void writeCopies(int from, int to) const {
+        for (int number = from; number <= to; ++number) {
+            writeFile(file(copyName(number)), std::to_string(number));
+        }
+    }
+};
+
+TEST_F(LogRotation, DoesNotHappenAtExactly512000Bytes) {
+    ASSERT_TRUE(open(file()));
+    ASSERT_TRUE(growTo(kSizeLimit));
+    EXPECT_EQ(fileSize(file()), kSizeLimit);
+    EXPECT_FALSE(exists(file(copyName(1))));
+}
+
+TEST_F(LogRotation, HappensOneByteBeyond) {
+    ASSERT_TRUE(open(file()));
+    ASSERT_TRUE(growTo(kSizeLimit + 1));
+    EXPECT_EQ(fileSize(file(copyName(1))), kSizeLimit + 1);
+    EXPECT_EQ(fileSize(file()), 0);
+}
+
+TEST_F(LogRotation, KeepsTheLineThatPassesTheLimitInTheCopy) {
+    ASSERT_TRUE(open(file()));
+    ASSERT_TRUE(growTo(kSizeLimit));
+    ASSERT_TRUE(add("passes"));
+    ASSERT_TRUE(add("starts anew"));
+    EXPECT_EQ(withoutStamp(lines(copyName(1)).back()), "INFO     : passes");
+    EXPECT_EQ(onlyText(), "INFO     : starts anew");
+}
+
+TEST_F(LogRotation, CountsWhatStoodInTheFileBefore) {
+    writeFile(file(), std::string(600000, 'x') + "\n");
+    ASSERT_TRUE(open(file()));
+    EXPECT_EQ(fileSize(file()), 600001); // opening alone does not rotate
+    ASSERT_TRUE(add("text"));
+    EXPECT_EQ(withoutStamp(lines(copyName(1)).back()), "INFO     : text");
+    EXPECT_EQ(fileSize(file()), 0);
+}
+
+TEST_F(LogRotation, CountsWhatStoodInTheFileBeforeToTheByte) {
+    const auto overhead = static_cast<long long>(kStampLength + kInfoLength + 1);
+    writeFile(file(), std::string(static_cast<std::size_t>(kSizeLimit - overhead), 'x'));
+    ASSERT_TRUE(open(file()));
+    ASSERT_TRUE(add(""));
+    EXPECT_EQ(fileSize(file()), kSizeLimit);
+    EXPECT_FALSE(exists(file(copyName(1))));
+    ASSERT_TRUE(add(""));
+    EXPECT_EQ(fileSize(file(copyName(1))), kSizeLimit + overhead);
+}
+
+TEST_F(LogRotation, ShiftsTheCopiesAndDropsTheOldest) {
+    writeCopies(1, 5);
+    ASSERT_TRUE(open(file()));
+    ASSERT_TRUE(growTo(kSizeLimit + 1));
+    EXPECT_EQ(fileSize(file(copyName(1))), kSizeLimit + 1);
+    for (int number = 2; number <= 5; ++number) {
+        EXPECT_EQ(content(copyName(number)), std::to_string(number - 1));
+    }
+    EXPECT_FALSE(exists(file(copyName(6))));
+    EXPECT_EQ(fileSize(file()), 0);
+}
+
+TEST_F(LogRotation, SkipsMissingCopies) {
+    writeCopies(3, 3);
+    ASSERT_TRUE(open(file()));
+    ASSERT_TRUE(growTo(kSizeLimit + 1));
+    EXPECT_EQ(fileSize(file(copyName(1))), kSizeLimit + 1);
+    EXPECT_EQ(content(copyName(4)), "3");
+    EXPECT_FALSE(exists(file(copyName(2))));
+    EXPECT_FALSE(exists(file(copyName(3))));
+    EXPECT_FALSE(exists(file(copyName(5))));
+}
+
+TEST_F(LogRotation, KeepsFiveCopiesHoweverOftenItHappens) {
+    ASSERT_TRUE(open(file()));
+    for (int round = 1; round <= 8; ++round) {
+        ASSERT_TRUE(add("round " + std::to_string(round)));
+        ASSERT_TRUE(growTo(kSizeLimit + 1));
+    }
+    for (int number = 1; number <= 5; ++number) {
+        const std::string round = std::to_string(9 - number);
+        EXPECT_EQ(withoutStamp(lines(copyName(number)).front()), "INFO     : round " + round);
+    }
+    EXPECT_FALSE(exists(file(copyName(6))));
+}
+
+TEST_F(LogRotation, WorksOnAFallbackName) {
+    block(file());
+    ASSERT_TRUE(open(file()));
+    ASSERT_TRUE(add(std::string(kSizeLimit, 'x')));
+    ASSERT_TRUE(add("starts anew"));
+    EXPECT_GT(fileSize(file("PDA_T1.log.1")), kSizeLimit);
+    EXPECT_EQ(onlyText("PDA_T1.log"), "INFO     : starts anew");
+    EXPECT_FALSE(exists(file(copyName(1))));
+}
+
+TEST_F(LogRotation, FallsBackWhenTheNameCannotBeOpenedAgain) {
+    // Meanwhile its name has become a directory's, which stays because no copy gives way.
+    ASSERT_TRUE(open(file()));
+    blockCopies();
+    std::filesystem::remove(file());
+    block(file());
+    ASSERT_TRUE(add(std::string(kSizeLimit, 'x')));
+    ASSERT_TRUE(add("starts anew"));
+    EXPECT_EQ(onlyText("PDA_T1.log"), "INFO     : starts anew");
+}
+
+TEST_F(LogRotation, ThatCannotReopenLeavesTheLogClosed) {
+    block(file("log"));
+    ASSERT_TRUE(open(file("log/PDA.log")));
+    ASSERT_TRUE(add("text"));
+    std::filesystem::remove_all(file("log"));
+    EXPECT_FALSE(add(std::string(kSizeLimit, 'x')));
+    EXPECT_FALSE(add("lost"));
+    block(file("log"));
+    EXPECT_FALSE(add("still closed"));
+    ASSERT_TRUE(open(file("log/PDA.log")));
+    EXPECT_TRUE(add("open again"));
+    EXPECT_EQ(onlyText("log/PDA.log"), "INFO     : open again");
+}
+
+TEST_F(LogRotation, GoesOnInAFileThatCannotBeRenamed) {
+    ASSERT_TRUE(open(file()));
+    blockCopies();
+    ASSERT_TRUE(add(std::string(kSizeLimit, 'x')));
+    ASSERT_TRUE(add("text"));
+    EXPECT_EQ(withoutStamp(lines().back()), "INFO     : text");
+}
+
+TEST_F(LogRotation, ByHandShiftsAsManyCopiesAsAsked) {
+    ASSERT_TRUE(open(file()));
+    ASSERT_TRUE(add("live"));
+    writeCopies(1, 5);
+    log().Backup(3);
+    EXPECT_FALSE(exists(file()));
+    EXPECT_EQ(onlyText(copyName(1)), "INFO     : live");
+    EXPECT_EQ(content(copyName(2)), "1");
+    EXPECT_EQ(content(copyName(3)), "2");
+    EXPECT_EQ(content(copyName(4)), "4");
+    EXPECT_EQ(content(copyName(5)), "5");
+}
+
+TEST_F(LogRotation, ByHandToOneCopyReplacesIt) {
+    ASSERT_TRUE(open(file()));
+    ASSERT_TRUE(add("live"));
+    writeCopies(1, 2);
+    log().Backup(1);
+    EXPECT_EQ(onlyText(copyName(1)), "INFO     : live");
+    EXPECT_EQ(content(copyName(2)), "2");
+}
+
+TEST_F(LogRotation, ByHandSkipsMissingFiles) {
+    ASSERT_TRUE(open(file()));
+    log().Backup(5);
+    log().Backup(5);
+    EXPECT_FALSE(exists(file()));
+    EXPECT_FALSE(exists(file(copyName(1))));
+    EXPECT_TRUE(exists(file(copyName(2))));
+}
+
+TEST_F(LogRotation, ByHandWithoutAFileDoesNothing) {
+    ASSERT_EQ(chdir(directory().c_str()), 0);
+    writeFile(file(".1"), "1");
+    log().Backup(5);
+    ASSERT_EQ(chdir("/"), 0);
+    EXPECT_EQ(content(".1"), "1");
+    EXPECT_FALSE(exists(file(".2")));
+}
+
+} // namespace

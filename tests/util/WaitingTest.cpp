@@ -1,0 +1,202 @@
+#include "util/Util.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QThread>
+#include <QTimer>
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <optional>
+#include <thread>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+Clock::duration timeOf(unsigned int wait) {
+    const auto begin = Clock::now();
+    CUtil::Delay_MSec(wait);
+    return Clock::now() - begin;
+}
+
+/// True when one of many tries succeeds: a busy machine prolongs waits, but not every one of them.
+template <typename Attempt>
+bool succeedsOnce(const Attempt& attempt) {
+    const auto deadline = Clock::now() + std::chrono::seconds(40);
+    while (!attempt()) {
+        if (Clock::now() > deadline) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// True when the wait takes less than 5 ms more than asked.
+bool isPunctual(unsigned int wait) {
+    return succeedsOnce([wait] { return timeOf(wait) < milliseconds(wait + 5); });
+}
+
+milliseconds processorTimeOf(unsigned int wait) {
+    const auto read = [] {
+        timespec used{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
+        return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
+    };
+    const auto before = read();
+    CUtil::Delay_MSec(wait);
+    return std::chrono::duration_cast<milliseconds>(read() - before);
+}
+
+/// Every test runs once without and once with an application object, as hosts do.
+class Waiting : public testing::TestWithParam<bool> {
+protected:
+    void SetUp() override {
+        if (GetParam()) {
+            m_application.emplace(m_argumentCount, m_arguments);
+        }
+    }
+
+private:
+    int m_argumentCount = 1;
+    char m_name[5] = "host";
+    char* m_arguments[2] = {m_name, nullptr};
+    std::optional<QCoreApplication> m_application;
+};
+
+TEST_P(Waiting, IsNeverShorterThanAsked) {
+    for (unsigned int wait = 1; wait <= 31; ++wait) {
+        EXPECT_GE(timeOf(wait), milliseconds(wait));
+    }
+    EXPECT_GE(timeOf(150), milliseconds(150)); // more than one round of event processing
+}
+
+TEST_P(Waiting, EndsSoonAfterTheTimeAsked) {
+    EXPECT_TRUE(isPunctual(10));
+    EXPECT_TRUE(isPunctual(35));
+}
+
+TEST_P(Waiting, OfNoTimeReturnsAtOnce) {
+    EXPECT_TRUE(isPunctual(0));
+}
+
+TEST_P(Waiting, CostsLessThanOnePercentOfACore) {
+    EXPECT_LT(processorTimeOf(2000), milliseconds(20));
+}
+
+INSTANTIATE_TEST_SUITE_P(Host, Waiting, testing::Bool(), [](const testing::TestParamInfo<bool>& info) {
+    return info.param ? "WithApplication" : "WithoutApplication";
+});
+
+/// Waits with events coming in.
+class WaitingAmongEvents : public testing::Test {
+private:
+    int m_argumentCount = 1;
+    char m_name[5] = "host";
+    char* m_arguments[2] = {m_name, nullptr};
+    QCoreApplication m_application{m_argumentCount, m_arguments};
+};
+
+TEST_F(WaitingAmongEvents, HandlesAnEventThatWasPendingBefore) {
+    bool handled = false;
+    QTimer::singleShot(0, [&handled] { handled = true; });
+    CUtil::Delay_MSec(1);
+    EXPECT_TRUE(handled);
+}
+
+TEST_F(WaitingAmongEvents, HandlesAnEventThatFallsDueDuringTheWait) {
+    EXPECT_TRUE(succeedsOnce([] {
+        bool handled = false;
+        QObject lifeOfTheWait;
+        QTimer::singleShot(20, &lifeOfTheWait, [&handled] { handled = true; });
+        CUtil::Delay_MSec(50);
+        return handled;
+    }));
+}
+
+/// Counts the events that it gets.
+class EventCounter : public QObject {
+public:
+    int count() const { return m_count; }
+    bool event(QEvent* event) override {
+        m_count += event->type() == QEvent::User ? 1 : 0;
+        return QObject::event(event);
+    }
+
+private:
+    int m_count = 0;
+};
+
+TEST_F(WaitingAmongEvents, HandlesEventsOfOtherThreads) {
+    EventCounter counter;
+    std::thread thread([&counter] { QCoreApplication::postEvent(&counter, new QEvent(QEvent::User)); });
+    for (int round = 0; round < 100 && counter.count() == 0; ++round) {
+        CUtil::Delay_MSec(20);
+    }
+    thread.join();
+    EXPECT_EQ(counter.count(), 1);
+}
+
+/// The longest time between the ticks of a repeating timer during a wait, its beginning and its end counted
+/// in.
+milliseconds longestGapDuring(unsigned int wait, int interval) {
+    auto last = Clock::now();
+    Clock::duration longest{};
+    const auto tick = [&] {
+        const auto now = Clock::now();
+        longest = std::max(longest, now - last);
+        last = now;
+    };
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, tick);
+    timer.start(interval);
+    CUtil::Delay_MSec(wait);
+    tick();
+    return std::chrono::duration_cast<milliseconds>(longest);
+}
+
+TEST_F(WaitingAmongEvents, HandlesEventsAtLeastEveryTenMilliseconds) {
+    EXPECT_TRUE(succeedsOnce([] { return longestGapDuring(60, 0) <= milliseconds(12); }));
+    EXPECT_TRUE(succeedsOnce([] { return longestGapDuring(60, 5) <= milliseconds(15 + 2); }));
+}
+
+TEST_F(WaitingAmongEvents, IsNeitherShortenedNorProlongedByEvents) {
+    for (const int interval : {0, 1}) {
+        QTimer timer;
+        timer.start(interval);
+        EXPECT_GE(timeOf(30), milliseconds(30));
+        EXPECT_TRUE(isPunctual(30));
+    }
+}
+
+TEST_F(WaitingAmongEvents, LetsAnEventWaitItself) {
+    bool finished = false;
+    QTimer::singleShot(0, [&finished] {
+        CUtil::Delay_MSec(50);
+        finished = true;
+    });
+    EXPECT_GE(timeOf(10), milliseconds(50));
+    EXPECT_TRUE(finished);
+}
+
+TEST_F(WaitingAmongEvents, DoesNotRunEventsOfAnotherThreadsObjects) {
+    QThread thread;
+    EventCounter counter;
+    counter.moveToThread(&thread); // not started: nobody handles its events
+    QCoreApplication::postEvent(&counter, new QEvent(QEvent::User));
+    CUtil::Delay_MSec(30);
+    EXPECT_EQ(counter.count(), 0);
+}
+
+TEST_F(WaitingAmongEvents, WorksOnAThreadWithoutAnEventLoop) {
+    Clock::duration waited{};
+    std::thread thread([&waited] { waited = timeOf(30); });
+    thread.join();
+    EXPECT_GE(waited, milliseconds(30));
+}
+
+} // namespace
