@@ -1,0 +1,172 @@
+// What single operations of the library cost.
+
+#include "PrivateRun.h"
+#include "interface/pdalink.h"
+#include "util/FileLog.h"
+#include "util/LockConfig.h"
+#include "util/Util.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QCoreApplication>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t ResponseRoom = std::size_t{128} * 1024;
+constexpr std::size_t LineLength = 100;
+constexpr std::size_t TextBefore = 20000;
+
+bool g_failed = false;
+
+/** The library under test did not do its work: its times are worth nothing, and the program fails. */
+void failUnless(bool condition, benchmark::State& state, const char* what) {
+    if (!condition) {
+        state.SkipWithError(what);
+        g_failed = true;
+    }
+}
+
+// ---- requests that are refused: configuration, log and dispatcher, no terminal
+
+void refuse(benchmark::State& state, const std::string& request) {
+    const pdalink::bench::QuietOutput quiet;
+    std::vector<char> response(ResponseRoom);
+    int length = 0;
+    for ([[maybe_unused]] auto iteration : state) {
+        PDA_CommonCall(request.c_str(), static_cast<int>(request.size()), response.data(), &length);
+    }
+    failUnless(std::strcmp(response.data(), "{}") == 0 && length == 2, state, "the request was not refused");
+}
+
+void RefusedUnknownCode(benchmark::State& state) {
+    refuse(state, R"({"transCode":"699999"})");
+}
+BENCHMARK(RefusedUnknownCode)->Unit(benchmark::kMicrosecond);
+
+void RefusedMissingMember(benchmark::State& state) {
+    refuse(state, R"({"transCode":"600001","pdaNumber":"0000000001"})");
+}
+BENCHMARK(RefusedMissingMember)->Unit(benchmark::kMicrosecond);
+
+// ---- log
+
+/** Writes lines of one length, so many that the file is rotated again and again. */
+template <typename Write>
+void writeLines(benchmark::State& state, const Write& write) {
+    const pdalink::bench::QuietOutput quiet;
+    LoadLockConfig(); // opens the log
+    const std::string line(LineLength, 'x');
+    bool written = true;
+    for ([[maybe_unused]] auto iteration : state) {
+        written = write(line.c_str()) && written;
+    }
+    failUnless(written, state, "a line was not written");
+}
+
+void LogLine(benchmark::State& state) {
+    writeLines(state, [](const char* line) { return g_PDA_Log.AddLog(pdalink::Info, line); });
+}
+BENCHMARK(LogLine)->Unit(benchmark::kMicrosecond);
+
+void LogLineFormatted(benchmark::State& state) {
+    writeLines(state, [](const char* line) { return g_PDA_Log.AddLogEx(pdalink::Info, "%s", line); });
+}
+BENCHMARK(LogLineFormatted)->Unit(benchmark::kMicrosecond);
+
+// ---- text helpers
+
+void extract(benchmark::State& state, std::string text) {
+    std::string tag = "Ex_RetCode";
+    text += "<Ex_RetCode>000000</Ex_RetCode>";
+    QString value;
+    for ([[maybe_unused]] auto iteration : state) {
+        CUtil::GetXMLValue(value, text.data(), static_cast<int>(text.size()), tag.data());
+        benchmark::DoNotOptimize(value);
+    }
+    failUnless(value == QLatin1String("000000"), state, "the field was not found");
+}
+
+void ExtractBehindLongField(benchmark::State& state) {
+    extract(state, "<Ex_Label>" + std::string(TextBefore, '7') + "</Ex_Label>");
+}
+BENCHMARK(ExtractBehindLongField)->Unit(benchmark::kMicrosecond);
+
+void ExtractBehindManyFields(benchmark::State& state) {
+    std::string text;
+    for (int field = 0; text.size() < TextBefore; ++field) {
+        const std::string name = "Ex_Field" + std::to_string(field);
+        text.append("<").append(name).append(">0123456789</").append(name).append(">");
+    }
+    extract(state, text);
+}
+BENCHMARK(ExtractBehindManyFields)->Unit(benchmark::kMicrosecond);
+
+void SplitList(benchmark::State& state) {
+    const int count = static_cast<int>(state.range(0));
+    const QString list = QStringLiteral("E20000172211009418905449;").repeated(count);
+    std::size_t found = 0;
+    for ([[maybe_unused]] auto iteration : state) {
+        std::vector<QString> parts;
+        CUtil::plitStr(list, QStringLiteral(";"), parts);
+        found = parts.size();
+    }
+    failUnless(found == static_cast<std::size_t>(count), state, "the list was not split");
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(SplitList)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Complexity(benchmark::oN)
+    ->Unit(benchmark::kMillisecond);
+
+void TimeStamp(benchmark::State& state) {
+    for ([[maybe_unused]] auto iteration : state) {
+        benchmark::DoNotOptimize(CUtil::getCurrentTimes());
+    }
+}
+BENCHMARK(TimeStamp)->Unit(benchmark::kMicrosecond);
+
+// ---- waits: the CPU column is what counts
+
+void wait(benchmark::State& state) {
+    const auto time = static_cast<unsigned int>(state.range(0));
+    for ([[maybe_unused]] auto iteration : state) {
+        CUtil::Delay_MSec(time);
+    }
+}
+
+void Delay(benchmark::State& state) {
+    wait(state);
+}
+
+void DelayWithApplication(benchmark::State& state) {
+    int argumentCount = 1;
+    char name[] = "library_benchmarks";
+    char* arguments[] = {name, nullptr};
+    const QCoreApplication application(argumentCount, arguments);
+    wait(state);
+}
+
+// Few iterations: the library of benchmarks decides by CPU time, of which a wait uses next to none.
+constexpr int Waits = 10;
+BENCHMARK(Delay)->Arg(10)->Arg(100)->Iterations(Waits)->Unit(benchmark::kMicrosecond);
+BENCHMARK(DelayWithApplication)->Arg(10)->Arg(100)->Iterations(Waits)->Unit(benchmark::kMicrosecond);
+
+} // namespace
+
+int main(int argc, char** argv) {
+    pdalink::bench::ensurePrivateRun(argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return EXIT_FAILURE;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return g_failed ? EXIT_FAILURE : EXIT_SUCCESS;
+}
