@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Sets up what the tests need, checks format and tidiness, compiles with both compilers, and runs every test in
+# three builds: release, address and undefined-behaviour sanitizers, thread sanitizer.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source scripts/packages.sh
+
+step() { printf '\n== %s\n' "$*"; }
+
+install_packages "${build_packages[@]}" "${test_packages[@]}"
+
+sources() { git ls-files --cached --others --exclude-standard -- '*.cpp' '*.c' '*.h'; }
+
+step "format"
+sources | xargs clang-format --dry-run --Werror
+
+step "clang++: the library and the examples"
+cmake --preset clang --log-level=WARNING
+cmake --build --preset clang -- --quiet
+
+for preset in release asan tsan; do
+    step "$preset: build"
+    cmake --preset "$preset" --log-level=WARNING
+    cmake --build --preset "$preset" -- --quiet
+done
+
+step "tidiness of everything but the tests"
+sources | grep '\.cpp$' | grep -v '^tests/' | xargs -n 1 -P "$(nproc)" clang-tidy --quiet -p build/release
+
+# The waits of the protocol are idle, so far more tests than cores run side by side.
+for preset in release asan tsan; do
+    step "$preset: test"
+    ctest --preset "$preset"
+done
