@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 namespace pdalink::test {
@@ -122,8 +123,11 @@ int countLogLines(std::string_view text) {
 }
 
 std::string readFile(const std::string& path) {
+    // In one piece: logs of tens of megabytes, read character by character, take a sanitizer minutes.
     std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
 }
 
 void writeFile(const std::string& path, std::string_view bytes) {
