@@ -1,86 +1,38 @@
 #include "analysis/Exchange.h"
 
 #include "analysis/MessageEnvelope.h"
-#include "analysis/ResultStores.h"
 #include "device/HIDDevice.h"
 #include "util/FileLog.h"
-#include "util/Guard.h"
 #include "util/Util.h"
 
-#include <string>
+#include <QTextCodec>
 
 namespace {
 
 constexpr unsigned int kOpeningTime = 1000; // ms, for the receiver to open the node
 
-// Lines with text from outside are composed here, without AddLogEx's bound.
-void logLine(pdalink::LogLevel level, const std::string& text) {
-    g_PDA_Log.AddLog(level, text.c_str());
+QByteArray encoded(const QByteArray& value, Encoding encoding) {
+    if (encoding == Encoding::AsItIs) {
+        return value;
+    }
+    return QTextCodec::codecForName("GBK")->fromUnicode(QString::fromLatin1(value));
 }
 
 QString buildRequest(const Transaction& transaction, const Inputs& inputs) {
     MessageEnvelope envelope(transaction.type);
     for (std::size_t i = 0; i < transaction.bodyTags.size(); ++i) {
-        envelope.add(transaction.bodyTags[i], QString::fromUtf8(inputs[static_cast<int>(i)].bytes()));
+        const BodyTag& tag = transaction.bodyTags[i];
+        const QByteArray value = encoded(inputs[static_cast<int>(i)].bytes(), tag.encoding);
+        // Bytes travel as characters of the same number, so that the length field counts them.
+        envelope.add(tag.name, transaction.content == Content::Bytes ? QString::fromLatin1(value)
+                                                                     : QString::fromUtf8(value));
     }
     return envelope.message();
 }
 
-/// Raises the task flag, opens the channel if need be, and sends.
-bool send(const QString& message, const std::string& sendLabel) {
-    m_PerformTasksYN = 1;
-    if (!g_hidRun) {
-        g_HIDDevice.openHidDevice();
-        CUtil::Delay_MSec(kOpeningTime);
-    }
-    logLine(pdalink::Info, sendLabel + " SendData pre: " + message.toStdString());
-    return g_HIDDevice.SendData(message);
-}
-
-QString takeBuffer(Waits waits) {
-    QString received;
-    for (int wait = 0; wait < static_cast<int>(waits) && received.isEmpty(); ++wait) {
-        received = g_HIDDevice.getBuffer();
-    }
-    return received;
-}
-
-/// Waits for the reply. A message of another type is logged and dropped, for good.
-std::optional<Reply> receive(const Transaction& transaction) {
-    const QString received = takeBuffer(transaction.waits);
-    if (received.isEmpty()) {
-        return {};
-    }
-    const QString type = MessageEnvelope::typeOf(received);
-    logLine(pdalink::Message,
-            transaction.typeLabel + type.toStdString() + " len:" + std::to_string(type.size()));
-    if (type != QLatin1String(transaction.type)) {
-        logLine(pdalink::Message, "Read XML:" + received.toStdString() + " ---Wrong Command --Delete");
-        return {};
-    }
-    return Reply(received);
-}
-
-void copyFields(const Transaction& transaction, const Reply& reply, const Outputs& outputs) {
-    for (std::size_t i = 0; i < transaction.replyTags.size(); ++i) {
-        outputs.texts[static_cast<int>(i)].copy(reply.field(transaction.replyTags[i]).toUtf8());
-    }
-}
-
-int exchangeUnguarded(const Transaction& transaction, const Inputs& inputs, const Outputs& outputs) {
-    logLine(pdalink::Message, transaction.begin);
-    const QString request = buildRequest(transaction, inputs);
-    if (!send(request, transaction.sendLabel)) {
-        return kNotSent; // the task flag stays up
-    }
-    const std::optional<Reply> reply = receive(transaction);
-    if (reply) {
-        copyFields(transaction, *reply, outputs);
-    } else if (transaction.noData == NoData::IntoLastText) {
-        outputs.texts.back().copy(CS_ERROR_DEV_NODATA);
-    }
-    m_PerformTasksYN = 0;
-    return reply ? kReplied : kNoReply;
+void logRequest(const char* label, const QByteArray& message) {
+    const std::string line = label + (" SendData pre: " + message.toStdString());
+    g_PDA_Log.AddLog(pdalink::Info, line.c_str()); // AddLogEx has a bound
 }
 
 } // namespace
@@ -92,10 +44,85 @@ QString Reply::field(const char* tag) const {
     return value;
 }
 
+void logMessage(const std::string& line) {
+    g_PDA_Log.AddLog(pdalink::Message, line.c_str());
+}
+
+void openChannel() {
+    if (!g_hidRun) {
+        g_HIDDevice.openHidDevice();
+        CUtil::Delay_MSec(kOpeningTime);
+    }
+}
+
+bool sendRequest(const Transaction& transaction, const Inputs& inputs) {
+    const QString request = buildRequest(transaction, inputs);
+    QByteArray bytes = transaction.content == Content::Bytes ? request.toLatin1() : request.toUtf8();
+    m_PerformTasksYN = 1;
+    openChannel();
+    if (transaction.sendLabel != nullptr) {
+        logRequest(transaction.sendLabel, bytes);
+    }
+    return transaction.content == Content::Bytes ? g_HIDDevice.SendData(bytes.data(), bytes.size())
+                                                 : g_HIDDevice.SendData(request);
+}
+
+int sendOnly(const Transaction& message, const Inputs& inputs) {
+    if (!sendRequest(message, inputs)) {
+        return kNotSent;
+    }
+    m_PerformTasksYN = 0;
+    return kReplied;
+}
+
+std::optional<Reply> acceptReply(const Transaction& transaction, const QString& received) {
+    if (received.isEmpty()) {
+        return {};
+    }
+    const QString type = MessageEnvelope::typeOf(received);
+    logMessage(transaction.typeLabel + type.toStdString() + " len:" + std::to_string(type.size()));
+    if (type != QLatin1String(transaction.type)) {
+        logMessage("Read XML:" + received.toStdString() + " ---Wrong Command --Delete");
+        return {};
+    }
+    return Reply(received);
+}
+
+std::optional<Reply> receiveReply(const Transaction& transaction) {
+    QString received;
+    for (int wait = 0; wait < static_cast<int>(transaction.waits) && received.isEmpty(); ++wait) {
+        received = g_HIDDevice.getBuffer();
+    }
+    return acceptReply(transaction, received);
+}
+
+void copyFields(const Transaction& transaction, const Reply& reply, const Outputs& outputs) {
+    for (std::size_t i = 0; i < transaction.replyTags.size(); ++i) {
+        outputs.texts[static_cast<int>(i)].copy(reply.field(transaction.replyTags[i]).toUtf8());
+    }
+}
+
 int exchange(const Transaction& transaction, const Inputs& inputs, const Outputs& outputs) {
-    return guarded([&] { return exchangeUnguarded(transaction, inputs, outputs); },
-                   [] {
-                       m_PerformTasksYN = 0;
-                       return kInternalFailure;
-                   });
+    return exchange(transaction, inputs, outputs,
+                    [&](const Reply& reply) { copyFields(transaction, reply, outputs); });
+}
+
+int exchange(const Transaction& transaction, const Inputs& inputs, const Outputs& outputs,
+             const TakeReply& take) {
+    return guardedTask([&] {
+        if (transaction.begin != nullptr) {
+            logMessage(transaction.begin);
+        }
+        if (!sendRequest(transaction, inputs)) {
+            return kNotSent; // the task flag stays up
+        }
+        const std::optional<Reply> reply = receiveReply(transaction);
+        if (reply) {
+            take(*reply);
+        } else if (transaction.noData == NoData::IntoLastText) {
+            outputs.texts.back().copy(CS_ERROR_DEV_NODATA);
+        }
+        m_PerformTasksYN = 0;
+        return reply ? kReplied : kNoReply;
+    });
 }

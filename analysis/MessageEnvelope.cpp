@@ -17,26 +17,39 @@ static_assert(kLengthDigits + kTypeDigits + sizeof kConstantHeader - 1 == 50);
 
 /// Counts on from INT_MAX to INT_MIN.
 int nextSequenceNumber() {
-    m_SeqNo = static_cast<int>(static_cast<unsigned int>(m_SeqNo) + 1U);
-    return m_SeqNo;
+    return static_cast<int>(static_cast<unsigned int>(m_SeqNo) + 1U);
+}
+
+/// What stands between the length field and the body tags.
+QString head(const char* type, int sequenceNumber) {
+    return QLatin1String(type) + QLatin1String(kConstantHeader) +
+           taggedText("Ex_TrTime", CUtil::getCurrentTimes()) +
+           taggedText("Ex_SeqNo", QString::asprintf("%04d", sequenceNumber));
 }
 
 } // namespace
 
+QString taggedText(const char* tag, const QString& value) {
+    const QLatin1String name(tag);
+    return QLatin1Char('<') + name + QLatin1Char('>') + value + QLatin1String("</") + name + QLatin1Char('>');
+}
+
 MessageEnvelope::MessageEnvelope(const char* type) {
-    m_text = QLatin1String(type) + QLatin1String(kConstantHeader);
-    add("Ex_TrTime", CUtil::getCurrentTimes());
-    add("Ex_SeqNo", QString::asprintf("%04d", nextSequenceNumber()));
+    m_SeqNo = nextSequenceNumber();
+    m_text = head(type, m_SeqNo);
 }
 
 void MessageEnvelope::add(const char* tag, const QString& value) {
-    const QLatin1String name(tag);
-    m_text +=
-        QLatin1Char('<') + name + QLatin1Char('>') + value + QLatin1String("</") + name + QLatin1Char('>');
+    m_text += taggedText(tag, value);
 }
 
 QString MessageEnvelope::message() const {
     return QString::asprintf("%0*d", kLengthDigits, m_text.size() + kLengthDigits) + m_text;
+}
+
+bool MessageEnvelope::holds(qint64 bodyLength) {
+    constexpr qint64 longest = 999999; // by six digits
+    return kLengthDigits + head("0000", nextSequenceNumber()).size() + bodyLength <= longest;
 }
 
 QString MessageEnvelope::typeOf(const QString& message) {

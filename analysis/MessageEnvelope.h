@@ -2,6 +2,9 @@
 
 #include <QString>
 
+/// "<tag>value</tag>".
+QString taggedText(const char* tag, const QString& value);
+
 /// Builds one message: a header of 50 characters, the time stamp, the sequence number, then the body tags in
 /// the order in which they are added. Values stand in it as they are, without escaping.
 class MessageEnvelope {
@@ -14,6 +17,9 @@ public:
 
     /// The whole message, with its length in characters in front.
     QString message() const;
+
+    /// Whether the length field of the next message can count `bodyLength` characters of body tags.
+    static bool holds(qint64 bodyLength);
 
     /// The type of a message from the terminal; shorter than four characters when the message is cut.
     static QString typeOf(const QString& message);

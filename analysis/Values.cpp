@@ -9,19 +9,37 @@ QByteArray Input::bytes() const {
     if (m_text == nullptr) {
         return QByteArray::number(m_number);
     }
-    const std::size_t length = std::strlen(m_text);
+    const std::size_t length = m_length != kToItsEnd ? m_length : std::strlen(m_text);
     if (length >= longest) {
         throw std::length_error("input text");
     }
     return QByteArray::fromRawData(m_text, static_cast<int>(length));
 }
 
-void TextOut::copy(const QByteArray& bytes) const {
-    const auto size = static_cast<std::size_t>(bytes.size());
+void TextOut::copyAt(std::size_t offset, std::string_view bytes) const {
     if (m_text != nullptr) {
-        m_text->resize(std::max(m_text->size(), size));
-        m_text->replace(0, size, bytes.constData(), size);
+        m_text->resize(std::max(m_text->size(), offset + bytes.size()));
+        m_text->replace(offset, bytes.size(), bytes);
     } else if (m_buffer != nullptr) {
-        std::memcpy(m_buffer, bytes.constData(), size);
+        std::memcpy(m_buffer + offset, bytes.data(), bytes.size());
+    }
+}
+
+void TextOut::copyTerminated(const QByteArray& bytes) const {
+    copy(bytes);
+    terminate(toSize(bytes));
+}
+
+void TextOut::append(const QByteArray& bytes) const {
+    const std::size_t end = m_text != nullptr     ? m_text->size()
+                            : m_buffer != nullptr ? std::strlen(m_buffer)
+                                                  : 0;
+    copyAt(end, {bytes.constData(), toSize(bytes)});
+    terminate(end + toSize(bytes));
+}
+
+void TextOut::terminate(std::size_t length) const {
+    if (m_buffer != nullptr) {
+        m_buffer[length] = '\0';
     }
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 #include <QVarLengthArray>
 
 #include <string>
+#include <string_view>
 
 /// One input of a transaction, as the host passed it: a text, which is not copied and must outlive the call,
 /// or a number.
@@ -18,11 +20,20 @@ public:
         : m_number(number != nullptr ? *number : 0) // NOLINT(google-explicit-constructor)
     {}
 
+    /// The first `length` bytes of a text.
+    Input(const char* text, std::size_t length) noexcept : m_text(text), m_length(length) {}
+
     /// The bytes to be sent. Throws std::length_error for a text that is longer than a message can be.
     QByteArray bytes() const;
 
+    /// The text as the host passed it; empty for a number.
+    const char* text() const noexcept { return m_text != nullptr ? m_text : ""; }
+
 private:
+    static constexpr std::size_t kToItsEnd = static_cast<std::size_t>(-1);
+
     const char* m_text = nullptr; // null: the number counts
+    std::size_t m_length = kToItsEnd;
     int m_number = 0;
 };
 
@@ -35,10 +46,25 @@ public:
     TextOut(char* buffer) noexcept : m_buffer(buffer) {} // NOLINT(google-explicit-constructor)
     explicit TextOut(std::string& text) noexcept : m_text(&text) {}
 
-    /// Copies the bytes over the beginning of what is there, without a terminating NUL.
-    void copy(const QByteArray& bytes) const;
+    /// Copies the bytes over what is there, from `offset` on, without a terminating NUL.
+    void copyAt(std::size_t offset, std::string_view bytes) const;
+
+    /// The same from the beginning on.
+    void copy(const QByteArray& bytes) const { copyAt(0, {bytes.constData(), toSize(bytes)}); }
+
+    /// Copies as many bytes of the text's UTF-8 form as it has characters: hosts size these by characters.
+    void copyCharacters(const QString& text) const { copy(text.toUtf8().left(text.size())); }
+
+    /// Copies the bytes, with a terminating NUL in a host's buffer.
+    void copyTerminated(const QByteArray& bytes) const;
+
+    /// Puts the bytes behind the text that is there, with a terminating NUL in a host's buffer.
+    void append(const QByteArray& bytes) const;
 
 private:
+    static std::size_t toSize(const QByteArray& bytes) { return static_cast<std::size_t>(bytes.size()); }
+    void terminate(std::size_t length) const;
+
     char* m_buffer = nullptr;
     std::string* m_text = nullptr;
 };
@@ -50,4 +76,11 @@ using Inputs = QVarLengthArray<Input, 12>;
 struct Outputs {
     QVarLengthArray<TextOut, 23> texts;
     QVarLengthArray<int*, 2> numbers;
+
+    /// Null skips the output.
+    void setNumber(int index, int value) const {
+        if (numbers[index] != nullptr) {
+            *numbers[index] = value;
+        }
+    }
 };

@@ -1,10 +1,21 @@
 # The library, and a static library of the same objects for the unit tests of its internals. A test program links
 # one of the two, never both: the state is process-wide.
 add_library(pdalink_objects OBJECT
+    analysis/BagLabels.cpp
     analysis/Dispatcher.cpp
     analysis/Exchange.cpp
+    analysis/FilePackets.cpp
+    analysis/FileTransfer.cpp
+    analysis/Handover.cpp
+    analysis/Inventory.cpp
+    analysis/Keys.cpp
+    analysis/Lists.cpp
+    analysis/LockCommands.cpp
+    analysis/LoginExchange.cpp
     analysis/MessageEnvelope.cpp
     analysis/PDAXMLAnalysis.cpp
+    analysis/ReceivedMessages.cpp
+    analysis/Tellers.cpp
     analysis/TerminalInfo.cpp
     analysis/TransactionTable.cpp
     analysis/Values.cpp
@@ -13,6 +24,7 @@ add_library(pdalink_objects OBJECT
     interface/Interface.cpp
     interface/ProcessState.cpp
     util/FileLog.cpp
+    util/HexCodec.cpp
     util/LockConfig.cpp
     util/Util.cpp
     util/cgetconfigval.cpp

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// Text, time and waiting helpers.
+/// Text, time, waiting, checksum and hexadecimal helpers.
 class PDALINK_EXPORT CUtil {
 public:
     CUtil();
@@ -40,4 +40,16 @@ public:
 
     /// The monotonic clock in milliseconds.
     static unsigned long long GetTickCount();
+
+    /// CRC-16/XMODEM of `length` bytes; 0 for none.
+    static unsigned short CRC16(unsigned long length, unsigned char* data);
+
+    /// Writes the `length` bytes as lower-case hexadecimal digits and a terminating NUL into `text`, which
+    /// has room for 2 * length + 1 bytes. Writes nothing for a length below 1.
+    static void hex_to_str(char* text, unsigned char* data, int length);
+
+    /// Reads the hexadecimal digits of `text` in pairs, `length` characters of it, into `data`, which has
+    /// room for (length + 1) / 2 bytes. An odd length takes one character more, which is no digit when the
+    /// text ends there. Stops at the first pair that is not two digits. Returns the number of bytes written.
+    static int str_to_hex(const char* text, unsigned char* data, int length);
 };

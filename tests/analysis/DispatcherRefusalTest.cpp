@@ -32,9 +32,10 @@ TEST_F(DispatcherRefusal, OfTextWhoseWordIsWrittenWithEscapesOnly) {
 }
 
 TEST_F(DispatcherRefusal, OfTextThatIsNoJson) {
-    for (const char* request : {"transCode", "{\"transCode\"", "{\"transCode\":", "{\"transCode\":\"600002\"",
-                                "{\"transCode\":600002", "{transCode:\"600002\"}", "{'transCode':'600002'}",
-                                "\"transCode", "{\"transCode\"}"}) {
+    for (const char* request :
+         {"transCode", R"({"transCode")", R"({"transCode":)", R"({"transCode":"600002")",
+          R"({"transCode":600002)", R"({transCode:"600002"})", "{'transCode':'600002'}", R"("transCode)",
+          R"({"transCode"})"}) {
         expectUnanswered(request);
     }
 }
@@ -92,13 +93,6 @@ TEST_F(DispatcherRefusal, OfUnknownCodes) {
     for (const char* code : {"", "0", "600000", "600020", "60000", "6000021", "600002 ", " 600002", "700000",
                              "%s%n", "transCode", "６００００２"}) {
         expectRefused(std::string(R"({"transCode":")") + code + "\"}", unknown(code));
-    }
-}
-
-TEST_F(DispatcherRefusal, OfCodesWhoseTransactionIsNotThereYet) {
-    for (int code = 600003; code <= 600019; ++code) {
-        const std::string text = std::to_string(code);
-        expectRefused(R"({"transCode":")" + text + R"("})", unknown(text));
     }
 }
 

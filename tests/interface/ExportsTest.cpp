@@ -13,6 +13,8 @@
 
 namespace {
 
+#define TEXTS_5 "char*, char*, char*, char*, char*"
+#define TEXTS_25 TEXTS_5 ", " TEXTS_5 ", " TEXTS_5 ", " TEXTS_5 ", " TEXTS_5
 #define STD_STRING "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >"
 
 // Constructors and destructors stand twice: for complete objects and for bases.
@@ -59,6 +61,9 @@ const std::multiset<std::string> kFunctions = {
     "CUtil::getCurrentTimes()",
     "CUtil::Delay_MSec(unsigned int)",
     "CUtil::GetTickCount()",
+    "CUtil::CRC16(unsigned long, unsigned char*)",
+    "CUtil::hex_to_str(char*, unsigned char*, int)",
+    "CUtil::str_to_hex(char const*, unsigned char*, int)",
 
     "CHIDDevice::CHIDDevice()",
     "CHIDDevice::CHIDDevice()",
@@ -78,6 +83,48 @@ const std::multiset<std::string> kFunctions = {
     "CPDAXMLAnalysis::PDA_CommonCall(char const*, int, char*, int*)",
     "CPDAXMLAnalysis::Init(char*, char*, char*, char*, char*)",
     "CPDAXMLAnalysis::GetInfo(char*, char*, char*, char*)",
+    "CPDAXMLAnalysis::WriteBagNumber(char*, char*, char*, char*, char*)",
+    "CPDAXMLAnalysis::StartScan(char*, char*, char*)",
+    "CPDAXMLAnalysis::GetScanLabelList(char*, char*, int*, int*, char*)",
+    "CPDAXMLAnalysis::DownInvenData(char*, char*, int*, char*, char*)",
+    "CPDAXMLAnalysis::GetInventoryRet(char*, char*, int*, char*, char*, char*, char*, char*, char*, char*, "
+    "char*, char*, char*)",
+    "CPDAXMLAnalysis::SyncHandoverDotData(char*, char*, int*, char*, char*, char*, char*, int*, char*, "
+    "char*, char*, char*)",
+    "CPDAXMLAnalysis::SyncHandoverDotData(" TEXTS_25 ")",
+    "CPDAXMLAnalysis::GetHandoverDotRet(" TEXTS_25 ")",
+    "CPDAXMLAnalysis::SyncHandoverPowerData(char*, char*, char*, char*, char*, char*, int*, char*, char*, "
+    "char*)",
+    "CPDAXMLAnalysis::GetHandoverPowerRet(" TEXTS_25 ")",
+    "CPDAXMLAnalysis::KeyInit(char*, char*, char*, char*)",
+    "CPDAXMLAnalysis::GetKeyVerificationValue(char*, char*, char*)",
+    "CPDAXMLAnalysis::UpdateWorkKey(char*, char*, char*, char*, char*, char*)",
+    "CPDAXMLAnalysis::ReadFileDataToPDA(char*, int*, char*, char*, char*)",
+    "CPDAXMLAnalysis::ReceiveDataSaveToFile(char*, int*, char*, char*, char*)",
+    "CPDAXMLAnalysis::PDA_GetRegisterUserData(char*, char*, char*)",
+    "CPDAXMLAnalysis::PDA_SendUserAuthenticationResult(char*, char const*, char*)",
+    "CPDAXMLAnalysis::PDA_EscortUserInfoSync(char*, char const*, char*)",
+    "CPDAXMLAnalysis::SetBleMac(char*, char*)",
+    "CPDAXMLAnalysis::GetLockList(char*, char*, char*, char*, char*, char*, char*)",
+    "CPDAXMLAnalysis::GetLockInfo(char*, char*, char*, char*, char*, char*, char*, char*, char*, char*, "
+    "char*)",
+    "CPDAXMLAnalysis::GetPublicKey(char*, char*, char*, char*, char*, char*)",
+    "CPDAXMLAnalysis::InitCDKKEV_CDKKCV(char*, char*, char*, char*, char*, char*, char*)",
+    "CPDAXMLAnalysis::GetCDKKEV_CDKKCV(char*, char*, char*, char*, char*, char*)",
+    "CPDAXMLAnalysis::updateCDKKEV(char*, char*, char*, char*, char*, char*, char*, char*, char*, char*, "
+    "char*, char*, char*, char*, char*, char*)",
+    "CPDAXMLAnalysis::ReqOpenLock(char*, char*, char*, char*, char*, char*, char*, char*)",
+    "CPDAXMLAnalysis::ReadLockRes(char*, char*, char*, char*, char*, char*, char*, char*, char*, char*, "
+    "char*)",
+    "CPDAXMLAnalysis::ReceiveScanResult(char*)",
+    "CPDAXMLAnalysis::ReceiveRandomNumber(char*)",
+    "CPDAXMLAnalysis::ReceiveLoginData(char*)",
+    "CPDAXMLAnalysis::ReceiveInventoryData(char*)",
+    "CPDAXMLAnalysis::ReceiveHandoverDotData(char*)",
+    "CPDAXMLAnalysis::ReceiveHandoverPowerData(char*)",
+    "CPDAXMLAnalysis::GetRandomNumber(char*, char*)",
+    "CPDAXMLAnalysis::GetLoginData(char*, char*, char*, char*, char*, char*, char*)",
+    "CPDAXMLAnalysis::SyncLoginResult(char*, char*)",
     "CPDAXMLAnalysis::ConvertUTF8ToANSI(char*, QString&)",
 };
 

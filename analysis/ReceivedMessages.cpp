@@ -1,0 +1,194 @@
+#include "analysis/Exchange.h"
+#include "analysis/Transactions.h"
+#include "device/HIDDevice.h"
+#include "util/Util.h"
+
+#include <algorithm>
+
+// Messages that the terminal starts. The handlers do not look at a message's type: the host has chosen.
+
+namespace {
+
+// The acknowledgements' echo fields, and the lines that show a message, never carry the received values.
+constexpr char kPlaceholder[] = "-";
+
+/// A tag of an acknowledgement, with its value, which is the same in every one.
+struct ConstantTag {
+    const char* name;
+    const char* value;
+};
+
+/// Whether the receive buffer, in which the message arrived too, is emptied before or after the store is
+/// written.
+enum class Clearing { BeforeStoring, AfterStoring };
+
+/// A message from the terminal and what answers it.
+struct Handler {
+    const char* begin;             ///< log line at the beginning; null for none
+    const char* readLine;          ///< log line about the message; null for none
+    std::vector<const char*> tags; ///< in the order of the slots that they fill
+    Clearing clearing;
+    const char* acknowledgementType; ///< null for none
+    std::vector<ConstantTag> acknowledgement;
+    bool* isFinished = nullptr; ///< lowered when the message came; null for none
+};
+
+const Handler kScanResult{
+    "[ReceiveScanResult] begin",
+    nullptr,
+    {"Ex_PdaSn", "Ex_Label"},
+    Clearing::BeforeStoring,
+    "9001",
+    {{"Ex_SrcSeqNo", kPlaceholder},
+     {"Ex_PdaSn", kPlaceholder},
+     {"Ex_RetCode", kSuccess},
+     {"Ex_ScanState", "1"}},
+};
+
+const Handler kRandomNumber{
+    "[ReceiveRandomNumber] begin",
+    "Read XML:",
+    {"Ex_PdaSn", "Ex_UserNm"},
+    Clearing::BeforeStoring,
+    "9001",
+    {{"Ex_SrcSeqNo", kPlaceholder}, {"Ex_RetCode", kSuccess}, {"Ex_PdaSn", kPlaceholder}},
+};
+
+const Handler kLoginData{
+    "[ReceiveLoginData] begin",
+    "Read XML:",
+    {"Ex_PdaSn", "Ex_Login", "Ex_Name", "Ex_FigData", "Ex_Rnd", "Ex_Pwd", "Ex_MacChkVal"},
+    Clearing::BeforeStoring,
+    nullptr,
+    {},
+};
+
+const Handler kInventoryData{
+    nullptr,
+    nullptr,
+    {"Ex_PdaSn", "Ex_Total", "Ex_Label", "Ex_ErrLabel", "Ex_Login", "Ex_Name", "Ex_FigData", "Ex_Rnd",
+     "Ex_Pwd", "Ex_MacChkVal"},
+    Clearing::AfterStoring,
+    "9004",
+    {{"Ex_SrcSeqNo", kPlaceholder}, {"Ex_RetCode", kSuccess}},
+};
+
+/// The tags of a handover's record: one of its own in second place, the rest alike.
+std::vector<const char*> recordTags(const char* second) {
+    return {"Ex_PdaSn",  second,     "Ex_Time",     "Ex_LabelNum", "Ex_ErrLabel",                  //
+            "Ex_ALogin", "Ex_AName", "Ex_AFigData", "Ex_ARnd",     "Ex_APwd",     "Ex_AMacChkVal", //
+            "Ex_BLogin", "Ex_BName", "Ex_BFigData", "Ex_BRnd",     "Ex_BPwd",     "Ex_BMacChkVal", //
+            "Ex_CLogin", "Ex_CName", "Ex_CFigData", "Ex_CRnd",     "Ex_CPwd",     "Ex_CMacChkVal"};
+}
+
+const Handler kHandoverDotData{
+    "[ReceiveHandoverDotData] begin",
+    nullptr,
+    recordTags("Ex_Road"),
+    Clearing::AfterStoring,
+    "9005",
+    {{"Ex_SrcSeqNo", kPlaceholder}, {"Ex_RetCode", kSuccess}},
+    &pda_HandoverDotState,
+};
+
+const Handler kHandoverPowerData{
+    "[ReceiveHandoverPowerData] begin",
+    nullptr,
+    recordTags("Ex_BatchNb"),
+    Clearing::AfterStoring,
+    "9006",
+    {{"Ex_SrcSeqNo", kPlaceholder}, {"Ex_PdaSn", kPlaceholder}, {"Ex_RetCode", kSuccess}},
+    &pda_HandoverPowerState,
+};
+
+/// The values of the handler's tags. The message counts as far as its length in characters reaches into its
+/// bytes.
+std::vector<QString> valuesOf(const Handler& handler, const char* text) {
+    const QString message = QString::fromUtf8(text);
+    QByteArray bytes = message.toUtf8();
+    std::vector<QString> values(handler.tags.size());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        CUtil::GetXMLValue(values[i], bytes.data(), message.size(), const_cast<char*>(handler.tags[i]));
+    }
+    return values;
+}
+
+int acknowledge(const Handler& handler) {
+    if (handler.acknowledgementType == nullptr) {
+        m_PerformTasksYN = 0;
+        return kReplied;
+    }
+    Transaction message{handler.acknowledgementType, nullptr, nullptr, {}, {}};
+    Inputs inputs;
+    for (const ConstantTag& tag : handler.acknowledgement) {
+        message.bodyTags.emplace_back(tag.name);
+        inputs.append(Input(tag.value));
+    }
+    return sendOnly(message, inputs);
+}
+
+/// Takes a message's values into the slots, unless those are null, and acknowledges it.
+int receive(const Handler& handler, const char* text, QString* slots) {
+    return guardedTask([&] {
+        if (handler.begin != nullptr) {
+            logMessage(handler.begin);
+        }
+        if (text == nullptr) {
+            m_PerformTasksYN = 0;
+            return kInternalFailure;
+        }
+        if (handler.readLine != nullptr) {
+            logMessage(std::string(handler.readLine) + kPlaceholder);
+        }
+        const std::vector<QString> values = valuesOf(handler, text);
+        if (handler.clearing == Clearing::BeforeStoring) {
+            g_HIDDevice.clearBuffer();
+        }
+        if (slots != nullptr) {
+            std::copy(values.begin(), values.end(), slots);
+        }
+        if (handler.clearing == Clearing::AfterStoring) {
+            g_HIDDevice.clearBuffer();
+        }
+        if (handler.isFinished != nullptr) {
+            *handler.isFinished = false;
+        }
+        return acknowledge(handler);
+    });
+}
+
+/// The first free pair of the scan store, null when all are taken.
+QString* freeScanPair() {
+    for (QString* pair = std::begin(pda_ScanLabel); pair != std::end(pda_ScanLabel); pair += 2) {
+        if (pair->isEmpty()) {
+            return pair;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+int transactions::receiveScanResult(const char* text) {
+    return receive(kScanResult, text, freeScanPair());
+}
+
+int transactions::receiveRandomNumber(const char* text) {
+    return receive(kRandomNumber, text, pda_RandomNumber);
+}
+
+int transactions::receiveLoginData(const char* text) {
+    return receive(kLoginData, text, pda_LoginData);
+}
+
+int transactions::receiveInventoryData(const char* text) {
+    return receive(kInventoryData, text, pda_GetInventoryRet);
+}
+
+int transactions::receiveHandoverDotData(const char* text) {
+    return receive(kHandoverDotData, text, pda_HandoverDotData);
+}
+
+int transactions::receiveHandoverPowerData(const char* text) {
+    return receive(kHandoverPowerData, text, pda_HandoverPowerData);
+}
