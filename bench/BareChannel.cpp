@@ -59,13 +59,11 @@ public:
 
     int receiverThread() const override { return m_threadId; }
 
-    void exchange() override {
-        const std::string request = informationRequest(++m_sequence);
-        if (::write(m_descriptor, request.data(), request.size()) != static_cast<ssize_t>(request.size())) {
-            throw std::system_error(errno, std::generic_category(), "the bare program cannot write");
-        }
-        if (take().find("<Ex_RetCode>000000</Ex_RetCode>") == std::string::npos) {
-            throw std::runtime_error("the bare program's exchange was not answered");
+    void exchange() override { send(informationRequest(++m_sequence)); }
+
+    void sendFile(int packets) override {
+        for (int index = 0; index < packets; ++index) {
+            send(filePacket(++m_sequence, packets, index));
         }
     }
 
@@ -76,6 +74,15 @@ public:
     }
 
 private:
+    void send(const std::string& request) {
+        if (::write(m_descriptor, request.data(), request.size()) != static_cast<ssize_t>(request.size())) {
+            throw std::system_error(errno, std::generic_category(), "the bare program cannot write");
+        }
+        if (take().find("<Ex_RetCode>000000</Ex_RetCode>") == std::string::npos) {
+            throw std::runtime_error("the bare program's exchange was not answered");
+        }
+    }
+
     void receive() {
         std::array<char, 4096> bytes{};
         while (m_running) {

@@ -18,6 +18,8 @@ public:
     virtual int receiverThread() const = 0;
     /** Asks the terminal who it is; throws when it does not say. */
     virtual void exchange() = 0;
+    /** Sends a file of so many packets; throws when the terminal does not take it. */
+    virtual void sendFile(int packets) = 0;
     /** Waits for a message until the time allowed is over; throws when one comes. */
     virtual void waitInVain() = 0;
 };

@@ -25,6 +25,7 @@ constexpr double IdleGoal = 3; // ms CPU a second
 constexpr double ExchangeGoal = 0.25;
 constexpr double ExchangeTimesBare = 3;
 constexpr double ExchangeTime = 110;
+constexpr double PacketBeyondBare = 0.3;
 constexpr double SilentWaitGoal = 10;
 /** For what opening a channel leaves behind. */
 constexpr std::chrono::milliseconds Settling(50);
@@ -57,6 +58,11 @@ Cost measureIdle(const Plan& plan, Node& /*node*/, Channel& channel) {
     return watch(channel, plan.seconds);
 }
 
+Cost perPiece(const Plan& plan, const Cost& all) {
+    const double count = plan.exchanges;
+    return {all.cpu / count, all.receiverCpu / count, all.wakeUps / count, all.time / count};
+}
+
 Cost measureExchange(const Plan& plan, Node& /*node*/, Channel& channel) {
     channel.exchange(); // the first one pays for what later ones find prepared
     const Cost all = measure(channel, [&] {
@@ -64,8 +70,11 @@ Cost measureExchange(const Plan& plan, Node& /*node*/, Channel& channel) {
             channel.exchange();
         }
     });
-    const double count = plan.exchanges;
-    return {all.cpu / count, all.receiverCpu / count, all.wakeUps / count, all.time / count};
+    return perPiece(plan, all);
+}
+
+Cost measureFile(const Plan& plan, Node& /*node*/, Channel& channel) {
+    return perPiece(plan, measure(channel, [&] { channel.sendFile(plan.exchanges); }));
 }
 
 Cost measureSilentWait(const Plan& /*plan*/, Node& /*node*/, Channel& channel) {
@@ -92,11 +101,13 @@ struct Measurement {
 std::vector<Measurement> allMeasurements(const Plan& plan) {
     const std::string length = inSeconds(plan.seconds);
     return {
-        {{"idle", "open channel, idle for " + length, Goal{IdleGoal * plan.seconds, {}}, {}, {}, {}},
+        {{"idle", "open channel, idle for " + length, Goal{IdleGoal * plan.seconds, {}, {}}, {}, {}, {}},
          measureIdle},
-        {{"exchange", "one answered 600002", Goal{ExchangeGoal, ExchangeTimesBare}, ExchangeTime, {}, {}},
+        {{"exchange", "one answered 600002", Goal{ExchangeGoal, ExchangeTimesBare, {}}, ExchangeTime, {}, {}},
          measureExchange},
-        {{"silent-wait", "one silent wait of 4.9 s", Goal{SilentWaitGoal, {}}, {}, {}, {}},
+        {{"file", "one packet of a file sent", Goal{{}, {}, PacketBeyondBare}, ExchangeTime, {}, {}},
+         measureFile},
+        {{"silent-wait", "one silent wait of 4.9 s", Goal{SilentWaitGoal, {}, {}}, {}, {}, {}},
          measureSilentWait},
         {{"hang-up", "terminal gone for " + length, {}, {}, {}, {}}, measureHangUp},
     };

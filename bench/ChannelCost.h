@@ -12,7 +12,7 @@ struct Plan {
     int rounds = 3;
     /** How long the idle and the hung-up channel are watched. */
     double seconds = 5;
-    /** How many exchanges make one figure. */
+    /** How many exchanges, or packets of a file, make one figure. */
     int exchanges = 20;
     /** Which measurements, by name; all when empty. */
     std::vector<std::string> measurements;
@@ -28,9 +28,12 @@ struct Cost {
 
 /** What counts as good enough. */
 struct Goal {
-    double cpu; // ms
+    /** By itself; none when only what the bare program uses counts. */
+    std::optional<double> cpu; // ms
     /** As good: so many times what the bare program uses. */
     std::optional<double> timesBare;
+    /** As good: so much more than the bare program uses. */
+    std::optional<double> beyondBare; // ms
 };
 
 /** All rounds of one measurement, the library and the bare program in turn. */

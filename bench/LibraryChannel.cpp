@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
@@ -16,8 +17,8 @@ namespace pdalink::bench {
 
 namespace {
 
-constexpr std::string_view Request = R"({"transCode":"600002"})";
 constexpr std::string_view Agreed = R"("pRetCode":"000000")";
+constexpr std::size_t PacketLength = 3000;
 constexpr std::size_t ResponseRoom = std::size_t{128} * 1024;
 
 /** The receiver runs in a thread of this program's own, so that its clock can be read. */
@@ -46,13 +47,11 @@ public:
 
     int receiverThread() const override { return m_threadId; }
 
-    void exchange() override {
-        int length = 0;
-        PDA_CommonCall(Request.data(), static_cast<int>(Request.size()), m_response.data(), &length);
-        const std::string_view response(m_response.data(), static_cast<std::size_t>(length));
-        if (response.find(Agreed) == std::string_view::npos) {
-            throw std::runtime_error("the library's exchange was not answered: " + std::string(response));
-        }
+    void exchange() override { call(R"({"transCode":"600002"})"); }
+
+    void sendFile(int packets) override {
+        const std::string text(PacketLength * static_cast<std::size_t>(packets), '0');
+        call(R"({"transCode":"600015","pdaNumber":"1","pCmdEx":1,"pInfoEx":"","pFilePath":")" + text + "\"}");
     }
 
     void waitInVain() override {
@@ -62,6 +61,15 @@ public:
     }
 
 private:
+    void call(const std::string& request) {
+        int length = 0;
+        PDA_CommonCall(request.data(), static_cast<int>(request.size()), m_response.data(), &length);
+        const std::string_view response(m_response.data(), static_cast<std::size_t>(length));
+        if (response.find(Agreed) == std::string_view::npos) {
+            throw std::runtime_error("the library's exchange was not answered: " + std::string(response));
+        }
+    }
+
     std::vector<char> m_response;
     std::atomic<int> m_threadId{0};
     std::thread m_receiver;

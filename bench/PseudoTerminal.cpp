@@ -80,8 +80,8 @@ private:
             received.append(bytes.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
             const std::size_t length = announcedLength(received);
             if (length > 0 && received.size() >= length) {
+                const std::string reply = replyTo(received);
                 received.clear();
-                const std::string reply = informationReply();
                 (void)!::write(m_master, reply.data(), reply.size());
             }
         }

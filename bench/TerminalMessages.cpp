@@ -10,7 +10,11 @@ namespace pdalink::bench {
 namespace {
 
 constexpr std::size_t LengthWidth = 6;
-constexpr std::string_view Header = "8001QEV   000000000000000000000000        05";
+constexpr std::size_t TypeWidth = 4;
+constexpr std::string_view HeaderBehindType = "QEV   000000000000000000000000        05";
+constexpr std::string_view InformationType = "8001";
+constexpr std::string_view FileType = "8015";
+constexpr std::size_t PacketLength = 3000;
 
 std::string withLength(const std::string& rest) {
     std::array<char, 16> length{};
@@ -27,19 +31,34 @@ std::string timeTag() {
     return tag.data();
 }
 
+std::string message(std::string_view type, int sequence, const std::string& body) {
+    std::array<char, 48> tag{};
+    (void)std::snprintf(tag.data(), tag.size(), "<Ex_SeqNo>%04d</Ex_SeqNo>", sequence);
+    return withLength(std::string(type).append(HeaderBehindType) + timeTag() + tag.data() + body);
+}
+
 } // namespace
 
 std::string informationRequest(int sequence) {
-    std::array<char, 48> tag{};
-    (void)std::snprintf(tag.data(), tag.size(), "<Ex_SeqNo>%04d</Ex_SeqNo>", sequence);
-    return withLength(std::string(Header) + timeTag() + tag.data());
+    return message(InformationType, sequence, "");
 }
 
-std::string informationReply() {
-    return withLength(std::string(Header) + timeTag() +
-                      "<Ex_SeqNo>0001</Ex_SeqNo><Ex_EIMI>860123456789012</Ex_EIMI>"
-                      "<Ex_BleVer>BLE-1.4.2</Ex_BleVer><Ex_PdaVer>PDA-2.0.7</Ex_PdaVer>"
-                      "<Ex_RetCode>000000</Ex_RetCode>");
+std::string filePacket(int sequence, int packets, int index) {
+    // The CRC of zeros is zero.
+    return message(FileType, sequence,
+                   "<Ex_PdaSn>1</Ex_PdaSn><Ex_CmdEx>1</Ex_CmdEx><Ex_InfoEx></Ex_InfoEx><Ex_TotalPkt>" +
+                       std::to_string(packets) + "</Ex_TotalPkt><Ex_CurPkt>" + std::to_string(index) +
+                       "</Ex_CurPkt><Ex_HexVal>" + std::string(PacketLength, '0') +
+                       "</Ex_HexVal><Ex_HexCheck>0000</Ex_HexCheck>");
+}
+
+std::string replyTo(std::string_view request) {
+    const std::string_view type = request.substr(LengthWidth, TypeWidth);
+    const std::string identity = type == InformationType
+                                     ? "<Ex_EIMI>860123456789012</Ex_EIMI><Ex_BleVer>BLE-1.4.2</Ex_BleVer>"
+                                       "<Ex_PdaVer>PDA-2.0.7</Ex_PdaVer>"
+                                     : "";
+    return message(type, 1, identity + "<Ex_RetCode>000000</Ex_RetCode>");
 }
 
 std::size_t announcedLength(std::string_view message) {

@@ -8,8 +8,11 @@ namespace pdalink::bench {
 /** The message that asks the terminal who it is, as the library sends it for 600002. */
 std::string informationRequest(int sequence);
 
-/** A terminal's answer to it. */
-std::string informationReply();
+/** A packet of 3000 digits 0, as the library sends it for 600015. */
+std::string filePacket(int sequence, int packets, int index);
+
+/** What a terminal that agrees to everything answers to a message. */
+std::string replyTo(std::string_view message);
 
 /** The length that a message's header announces; 0 while the header's first field is not there yet. */
 std::size_t announcedLength(std::string_view message);

@@ -22,13 +22,14 @@ namespace {
 
 using namespace pdalink::bench;
 
-constexpr const char* Usage = "Usage: %s [OPTIONS]\n"
-                              "\n"
-                              "  --rounds N         how often to measure everything (3)\n"
-                              "  --seconds S        how long to watch the idle and the hung-up channel (5)\n"
-                              "  --exchanges N      how many exchanges make one figure (20)\n"
-                              "  --measure A,B,...  only these: %s\n"
-                              "  --json FILE        write every single figure to a file too\n";
+constexpr const char* Usage =
+    "Usage: %s [OPTIONS]\n"
+    "\n"
+    "  --rounds N         how often to measure everything (3)\n"
+    "  --seconds S        how long to watch the idle and the hung-up channel (5)\n"
+    "  --exchanges N      how many exchanges, or packets of a file, make one figure (20)\n"
+    "  --measure A,B,...  only these: %s\n"
+    "  --json FILE        write every single figure to a file too\n";
 
 struct Options {
     Plan plan;

@@ -11,7 +11,6 @@
 #include <QCoreApplication>
 
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -33,14 +32,19 @@ void failUnless(bool condition, benchmark::State& state, const char* what) {
 
 // ---- requests that are refused: configuration, log and dispatcher, no terminal
 
-void refuse(benchmark::State& state, const std::string& request) {
+/** Makes the call again and again; the last response. */
+std::string call(const std::string& request, benchmark::State& state) {
     const pdalink::bench::QuietOutput quiet;
     std::vector<char> response(ResponseRoom);
     int length = 0;
     for ([[maybe_unused]] auto iteration : state) {
         PDA_CommonCall(request.c_str(), static_cast<int>(request.size()), response.data(), &length);
     }
-    failUnless(std::strcmp(response.data(), "{}") == 0 && length == 2, state, "the request was not refused");
+    return response.data();
+}
+
+void refuse(benchmark::State& state, const std::string& request) {
+    failUnless(call(request, state) == "{}", state, "the request was not refused");
 }
 
 void RefusedUnknownCode(benchmark::State& state) {
@@ -52,6 +56,15 @@ void RefusedMissingMember(benchmark::State& state) {
     refuse(state, R"({"transCode":"600001","pdaNumber":"0000000001"})");
 }
 BENCHMARK(RefusedMissingMember)->Unit(benchmark::kMicrosecond);
+
+/** A transaction that is carried out and answered without a message: a file too short to be sent. */
+void AnsweredWithoutMessage(benchmark::State& state) {
+    const std::string expected = R"({"pRetCode":"","transCode":"600015"})";
+    const std::string request =
+        R"({"transCode":"600015","pdaNumber":"0000000001","pCmdEx":1,"pInfoEx":"update","pFilePath":"00"})";
+    failUnless(call(request, state) == expected, state, "the request was not answered");
+}
+BENCHMARK(AnsweredWithoutMessage)->Unit(benchmark::kMicrosecond);
 
 // ---- log
 
@@ -131,6 +144,42 @@ void TimeStamp(benchmark::State& state) {
     }
 }
 BENCHMARK(TimeStamp)->Unit(benchmark::kMicrosecond);
+
+// ---- files
+
+constexpr std::size_t PacketBytes = 1500;
+
+void Crc(benchmark::State& state) {
+    std::vector<unsigned char> data(PacketBytes, 0x5A);
+    for ([[maybe_unused]] auto iteration : state) {
+        benchmark::DoNotOptimize(CUtil::CRC16(data.size(), data.data()));
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(data.size()));
+}
+BENCHMARK(Crc)->Unit(benchmark::kMicrosecond);
+
+void BytesToHex(benchmark::State& state) {
+    std::vector<unsigned char> data(PacketBytes, 0x5A);
+    std::vector<char> text(2 * data.size() + 1);
+    for ([[maybe_unused]] auto iteration : state) {
+        CUtil::hex_to_str(text.data(), data.data(), static_cast<int>(data.size()));
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(data.size()));
+}
+BENCHMARK(BytesToHex)->Unit(benchmark::kMicrosecond);
+
+void HexToBytes(benchmark::State& state) {
+    const std::string text(2 * PacketBytes, 'a');
+    std::vector<unsigned char> data(PacketBytes);
+    for ([[maybe_unused]] auto iteration : state) {
+        CUtil::str_to_hex(text.c_str(), data.data(), static_cast<int>(text.size()));
+        benchmark::ClobberMemory();
+    }
+    failUnless(data.back() == 0xAA, state, "the digits were not read");
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(data.size()));
+}
+BENCHMARK(HexToBytes)->Unit(benchmark::kMicrosecond);
 
 // ---- waits: the CPU column is what counts
 
