@@ -1,12 +1,19 @@
+# The C++ headers that hosts see. They keep their folders: they name each other by relative paths.
+set(PDALINK_HEADERS
+    analysis/PDAXMLAnalysis.h analysis/ResultStores.h
+    device/HIDDevice.h device/UsbDiscovery.h
+    util/Export.h util/FileLog.h util/LockConfig.h util/Util.h util/cgetconfigval.h util/mutexlock.h)
+
 install(TARGETS pdalink EXPORT pdalinkTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES interface/pdalink.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-# The C++ headers keep their folders: they name each other by relative paths.
-install(FILES analysis/PDAXMLAnalysis.h analysis/ResultStores.h
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pdalink/analysis)
-install(FILES device/HIDDevice.h device/UsbDiscovery.h
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pdalink/device)
-install(FILES util/Export.h util/FileLog.h util/LockConfig.h util/Util.h util/cgetconfigval.h util/mutexlock.h
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pdalink/util)
+# The same tree in the build directory, for the tools, which know nothing but what is installed.
+set(PDALINK_HEADER_TREE ${PROJECT_BINARY_DIR}/include)
+foreach(header IN LISTS PDALINK_HEADERS)
+    cmake_path(GET header PARENT_PATH folder)
+    install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pdalink/${folder})
+    file(MAKE_DIRECTORY ${PDALINK_HEADER_TREE}/pdalink/${folder})
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${header} ${PDALINK_HEADER_TREE}/pdalink/${header} SYMBOLIC)
+endforeach()
 
 include(CMakePackageConfigHelpers)
 # Relative to the file itself, so that a tree that is installed elsewhere is found there.

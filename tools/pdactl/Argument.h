@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+namespace pdactl {
+
+/**
+ * The value of an argument: "@FILE" stands for a file's content, "-" for standard input's, both without the
+ * line end at their end; everything else for itself. A secret must not stand on the command line, where every
+ * user of the machine sees it. `name` is for messages. Throws a Failure that says how to do it.
+ */
+std::string readArgument(const std::string& name, const std::string& text, bool isSecret);
+
+/** A file's content, "-" for standard input. Throws a Failure. */
+std::string readWhole(const std::string& path);
+
+} // namespace pdactl

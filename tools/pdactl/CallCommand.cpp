@@ -1,0 +1,125 @@
+#include "Argument.h"
+#include "Commands.h"
+#include "Failure.h"
+#include "Request.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <iostream>
+#include <memory>
+
+namespace pdactl {
+
+namespace {
+
+struct CallOptions {
+    std::string code;
+    std::vector<std::string> members;
+    std::string requestFile;
+};
+
+const Parameter& findParameter(const Code& code, const std::string& name) {
+    const auto found = std::find_if(code.parameters.begin(), code.parameters.end(),
+                                    [&](const Parameter& parameter) { return name == parameter.name; });
+    if (found == code.parameters.end()) {
+        std::string known;
+        for (const Parameter& parameter : code.parameters) {
+            known += (known.empty() ? "" : ", ") + std::string(parameter.name);
+        }
+        throw Failure(BadUsage, std::string(code.number) + " takes no " + name +
+                                    ", but: " + (known.empty() ? "nothing" : known) + ".");
+    }
+    return *found;
+}
+
+Values readMembers(const Code& code, const std::vector<std::string>& members) {
+    Values values;
+    for (const std::string& member : members) {
+        const std::size_t equals = member.find('=');
+        if (equals == std::string::npos) {
+            throw Failure(BadUsage, "\"" + member + "\" is no key=value.");
+        }
+        const std::string name = member.substr(0, equals);
+        const Parameter& parameter = findParameter(code, name);
+        values[name] = readArgument(name, member.substr(equals + 1), parameter.isSecret);
+    }
+    return values;
+}
+
+const Code& requireCode(const std::string& number) {
+    const Code* const code = findCode(number);
+    if (code == nullptr) {
+        throw Failure(BadUsage, "There is no code \"" + number + "\"; they are 600001 to 600019.");
+    }
+    return *code;
+}
+
+/** A request as it stands in a file; its response as it stands. */
+int callRaw(const std::string& file, bool verbose) {
+    const std::string request = readWhole(file);
+    const Answer answer = Host(verbose).request(request);
+    std::cout << (answer.response.empty() ? "null" : answer.response) << std::endl;
+    const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(request)).object();
+    const Code* const code = findCode(object.value("transCode").toString().toStdString());
+    Outcome outcome;
+    if (code != nullptr) {
+        outcome = readAnswer(*code, answer);
+    } else {
+        outcome.exitCode = RequestRefused;
+        outcome.message = "The library refused the request; its log says why (info msg).";
+    }
+    if (!outcome.message.empty()) {
+        std::cerr << "pdactl: " << outcome.message << std::endl;
+    }
+    return outcome.exitCode;
+}
+
+std::string codeList() {
+    std::string list = "Codes and their members (int: whole number; secret: only as key=@FILE or key=-):\n";
+    std::string last;
+    for (const Code& code : allCodes()) {
+        if (last == code.number) {
+            continue;
+        }
+        last = code.number;
+        list += "  " + last + "  " + code.help + "\n";
+        for (const Parameter& parameter : code.parameters) {
+            list += std::string("            ") + parameter.name + (parameter.isNumber ? " (int)" : "") +
+                    (parameter.isSecret ? " (secret)" : "") + ": " + parameter.help +
+                    (parameter.preset != nullptr ? std::string(", \"") + parameter.preset + "\" unless given"
+                                                 : "") +
+                    "\n";
+        }
+    }
+    return list;
+}
+
+} // namespace
+
+void addCallCommand(Program& program) {
+    const auto options = std::make_shared<CallOptions>();
+    CLI::App* const command = program.app.add_subcommand("call", "Make one request by its transaction code");
+    command->add_option("CODE", options->code, "600001 to 600019");
+    command->add_option("MEMBER", options->members, "key=value, key=@FILE or key=- for standard input");
+    command->add_option(
+        "--request", options->requestFile,
+        "send the JSON in this file (- for standard input) as it stands, and print the response "
+        "as it stands");
+    command->footer(codeList());
+    command->callback([&program, options] {
+        program.action = [&program, options] {
+            if (!options->requestFile.empty()) {
+                if (!options->code.empty()) {
+                    throw Failure(BadUsage, "--request holds the whole request: leave CODE and MEMBER out.");
+                }
+                return callRaw(options->requestFile, program.verbose);
+            }
+            const Code& code = requireCode(options->code);
+            return carryOut(code, readMembers(code, options->members), program.asJson, program.verbose);
+        };
+    });
+}
+
+} // namespace pdactl

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Request.h"
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <memory>
+
+namespace pdactl {
+
+/** What all commands share. */
+struct Program {
+    CLI::App& app;
+    bool asJson = false;
+    bool verbose = false;
+    /** What the command line asked for; returns the exit code. */
+    std::function<int()> action = {};
+};
+
+/** Each adds its commands to the program; the one that is chosen sets the program's action. */
+void addCallCommand(Program& program);
+void addTaskCommands(Program& program);
+void addLockCommands(Program& program);
+
+/** The command of these words, added as far as it is not there yet. */
+CLI::App* subcommand(CLI::App& app, const std::vector<const char*>& words);
+
+/** An option for each parameter; what is given is left in `given` when the command line has been parsed. */
+void addParameters(CLI::App& command, const std::vector<Parameter>& parameters,
+                   const std::shared_ptr<Values>& given);
+
+} // namespace pdactl

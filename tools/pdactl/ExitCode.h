@@ -1,0 +1,19 @@
+#pragma once
+
+namespace pdactl {
+
+/** How the program ends; scripts rely on the numbers. */
+enum ExitCode : int {
+    Success = 0,
+    LocalFailure =
+        1,        ///< something on this machine: a file that cannot be read, a device that stops the library
+    BadUsage = 2, ///< the command line makes no sense
+    RequestRefused = 3,  ///< the library refused the request
+    NotSent = 4,         ///< the message could not be written to the terminal
+    NoReply = 5,         ///< the terminal stayed silent, or replied with something else
+    TerminalRefused = 6, ///< the terminal replied with another code than 000000
+    InternalFailure = 7, ///< the library failed
+    TransferRefused = 8, ///< a file did not arrive whole
+};
+
+} // namespace pdactl

@@ -1,0 +1,74 @@
+#include "Host.h"
+
+#include "DeviceCheck.h"
+
+#include <pdalink/analysis/PDAXMLAnalysis.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <vector>
+
+namespace pdactl {
+
+namespace {
+
+// Nothing longer than 115000 bytes is returned, except for values below 5000 bytes with many escapes: 23 of
+// them, six bytes for each character.
+constexpr std::size_t ResponseRoom = std::size_t{1024} * 1024;
+
+void printMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, const QString& text) {
+    std::fprintf(stderr, "library: %s\n", text.toUtf8().constData());
+}
+
+void dropMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, const QString& /*text*/) {
+}
+
+/** Keeps descriptor 1 away from the library: on standard error, or nowhere. */
+class OutputElsewhere {
+public:
+    explicit OutputElsewhere(bool verbose) : m_output(::dup(STDOUT_FILENO)) {
+        (void)std::fflush(stdout);
+        const int elsewhere = verbose ? ::dup(STDERR_FILENO) : ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        (void)::dup2(elsewhere, STDOUT_FILENO);
+        (void)::close(elsewhere);
+    }
+    OutputElsewhere(const OutputElsewhere&) = delete;
+    OutputElsewhere& operator=(const OutputElsewhere&) = delete;
+    ~OutputElsewhere() {
+        (void)std::fflush(stdout);
+        (void)::dup2(m_output, STDOUT_FILENO);
+        (void)::close(m_output);
+    }
+
+private:
+    int m_output;
+};
+
+} // namespace
+
+Host::Host(bool verbose) : m_verbose(verbose), m_application(m_argumentCount, m_arguments) {
+    (void)qInstallMessageHandler(verbose ? printMessage : dropMessage);
+}
+
+void Host::call(const std::function<void()>& calls) const {
+    requireNoOrphanNodes();
+    const OutputElsewhere elsewhere(m_verbose);
+    calls();
+}
+
+Answer Host::request(const std::string& json) const {
+    std::vector<char> response(ResponseRoom);
+    Answer answer;
+    call([&] {
+        int length = 0;
+        CPDAXMLAnalysis library;
+        answer.result =
+            library.PDA_CommonCall(json.c_str(), static_cast<int>(json.size()), response.data(), &length);
+        answer.response.assign(response.data(), static_cast<std::size_t>(length));
+    });
+    return answer;
+}
+
+} // namespace pdactl

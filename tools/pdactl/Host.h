@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QCoreApplication>
+
+#include <functional>
+#include <string>
+
+namespace pdactl {
+
+/** What the library made of a request. */
+struct Answer {
+    int result = 0;
+    std::string response; ///< empty when the library wrote none
+};
+
+/**
+ * This program as a host of the library: calls it so that nothing of its own lines gets onto standard output.
+ *
+ * With `verbose` those lines appear on standard error. Holds the application object whose events the library
+ * processes while it waits.
+ */
+class Host {
+public:
+    explicit Host(bool verbose);
+
+    /** Carries out one JSON request, by the exported member, whose result the C entry keeps to itself. */
+    Answer request(const std::string& json) const;
+
+    /** Runs something that calls the library. Throws when a device of this machine would end the process. */
+    void call(const std::function<void()>& calls) const;
+
+private:
+    bool m_verbose;
+    int m_argumentCount = 1;
+    char m_name[7] = "pdactl";
+    char* m_arguments[2] = {m_name, nullptr};
+    QCoreApplication m_application;
+};
+
+} // namespace pdactl
