@@ -28,10 +28,9 @@ std::string readArgument(const std::string& name, const std::string& text, bool 
     if (text != "-" && text.rfind('@', 0) != 0) {
         if (isSecret) {
             throw Failure(BadUsage,
-                          name +
-                              " is secret and must not stand on the command line. Put it into a file "
-                              "and say " +
-                              name + "=@FILE, or send it to standard input and say " + name + "=-");
+                          name + " is secret and must not stand on the command line, where every user of "
+                                 "this machine sees it. Put it into a file and give @FILE, or send it to "
+                                 "standard input and give -");
         }
         return text;
     }

@@ -18,11 +18,12 @@ namespace {
 // them, six bytes for each character.
 constexpr std::size_t ResponseRoom = std::size_t{1024} * 1024;
 
-void printMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, const QString& text) {
-    std::fprintf(stderr, "library: %s\n", text.toUtf8().constData());
-}
+bool g_isVerbose = false;
 
-void dropMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, const QString& /*text*/) {
+void handleMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, const QString& text) {
+    if (g_isVerbose) {
+        (void)std::fprintf(stderr, "library: %s\n", text.toUtf8().constData());
+    }
 }
 
 /** Keeps descriptor 1 away from the library: on standard error, or nowhere. */
@@ -48,8 +49,12 @@ private:
 
 } // namespace
 
+void silenceLibrary() {
+    (void)qInstallMessageHandler(handleMessage);
+}
+
 Host::Host(bool verbose) : m_verbose(verbose), m_application(m_argumentCount, m_arguments) {
-    (void)qInstallMessageHandler(verbose ? printMessage : dropMessage);
+    g_isVerbose = verbose;
 }
 
 void Host::call(const std::function<void()>& calls) const {

@@ -13,6 +13,9 @@ struct Answer {
     std::string response; ///< empty when the library wrote none
 };
 
+/** Takes the library's lines for Qt's debug output, of which it writes some even when it is unloaded. */
+void silenceLibrary();
+
 /**
  * This program as a host of the library: calls it so that nothing of its own lines gets onto standard output.
  *

@@ -1,5 +1,6 @@
 #include "Commands.h"
 #include "Failure.h"
+#include "Host.h"
 
 #include <exception>
 #include <iostream>
@@ -39,6 +40,7 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    pdactl::silenceLibrary();
     try {
         return run(argc, argv);
     } catch (const pdactl::Failure& failure) {
