@@ -163,6 +163,11 @@ TerminalState SimulatedTerminal::state() const {
     return m_implementation->core().state();
 }
 
+void SimulatedTerminal::changeState(const std::function<void(TerminalState&)>& change) {
+    const std::lock_guard lock(m_implementation->mutex());
+    change(m_implementation->core().state());
+}
+
 void SimulatedTerminal::addFault(std::string_view type, const Fault& fault) {
     const std::lock_guard lock(m_implementation->mutex());
     m_implementation->core().addFault(type, fault);
@@ -178,6 +183,11 @@ std::vector<std::string> SimulatedTerminal::received() const {
     return m_implementation->core().received();
 }
 
+std::vector<ParsedMessage> SimulatedTerminal::messages() const {
+    const std::lock_guard lock(m_implementation->mutex());
+    return m_implementation->core().messages();
+}
+
 bool SimulatedTerminal::waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const {
     return m_implementation->waitForMessages(count, timeout);
 }
@@ -190,6 +200,18 @@ std::vector<std::string> SimulatedTerminal::violations() const {
 std::vector<std::string> SimulatedTerminal::takeViolations() {
     const std::lock_guard lock(m_implementation->mutex());
     return m_implementation->core().takeViolations();
+}
+
+std::string SimulatedTerminal::announce(const Announcement& announcement) {
+    const auto lock = m_implementation->settledLock();
+    std::string text = m_implementation->core().announce(announcement, localTime());
+    m_implementation->sendText(text);
+    return text;
+}
+
+std::vector<Acknowledgement> SimulatedTerminal::acknowledgements() const {
+    const std::lock_guard lock(m_implementation->mutex());
+    return m_implementation->core().acknowledgements();
 }
 
 void SimulatedTerminal::sendText(std::string_view text) {

@@ -2,6 +2,7 @@
 
 #include "DeviceDescription.h"
 #include "TestBed.h"
+#include "core/Announcement.h"
 #include "core/Fault.h"
 #include "core/TerminalState.h"
 
@@ -57,14 +58,18 @@ public:
     Identity identity() const;
     /** What the terminal remembers of the messages so far. */
     TerminalState state() const;
+    /** Lets the test put into the terminal's memory what it likes; must not call the terminal. */
+    void changeState(const std::function<void(TerminalState&)>& change);
 
     /** The next messages of the type (four digits, or AnyType) meet the fault; several faults strike in turn.
-     */
+     * The type is that of the host's message. */
     void addFault(std::string_view type, const Fault& fault);
     void clearFaults();
 
     /** Every write of a host that the kernel's rules let through, whole, those that met a fault too. */
     std::vector<std::string> received() const;
+    /** The same taken apart, one for one. */
+    std::vector<ParsedMessage> messages() const;
     /** True as soon as so many writes have been received since the beginning; false when the time is over. */
     bool waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const;
 
@@ -72,6 +77,11 @@ public:
     std::vector<std::string> violations() const;
     /** The same, and forgets it. */
     std::vector<std::string> takeViolations();
+
+    /** Sends a message that the terminal starts, and gives its text. */
+    std::string announce(const Announcement& announcement);
+    /** What hosts have sent in response to announcements. */
+    std::vector<Acknowledgement> acknowledgements() const;
 
     /** Sends a text of the terminal's own in padded reports, as fast as the host reads them. */
     void sendText(std::string_view text);

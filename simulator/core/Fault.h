@@ -1,7 +1,10 @@
 #pragma once
 
+#include "core/Reply.h"
+
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -13,7 +16,8 @@ namespace pdasim {
  * What goes wrong with one kind of message.
  *
  * The calls describe the fault and can be combined, as in `Fault().delay(200ms).replyType("8002").always()`.
- * Without once(), times() or always() a fault strikes once.
+ * Without once(), times() or always() a fault strikes once; without from() it begins with the next message of
+ * its kind. Changes to the reply are made in the order in which they are told.
  */
 class Fault {
 public:
@@ -38,13 +42,33 @@ public:
     Fault& shortWrite(std::size_t bytes);
     /** The host's write fails with this errno; the terminal never sees the message. */
     Fault& refuseWrite(int error);
+
+    /** The terminal does nothing but answer with this code; the reply's other tags are as ever. */
+    Fault& refuse(std::string returnCode);
+    /** The terminal reads another value in a tag of the request. */
+    Fault& misread(std::string name, std::string value);
     /** The reply lacks a tag. */
     Fault& dropTag(std::string name);
     /** A tag of the reply holds these bytes, whatever they are; a tag that the reply lacks is appended. */
     Fault& setTag(std::string name, std::string value);
+    /** The same in one entry, counted from 0, of a list of locks; nothing when the list is shorter. */
+    Fault& dropLockTag(std::size_t entry, std::string name);
+    Fault& setLockTag(std::size_t entry, std::string name, std::string value);
+    /** The list of locks begins anew until it has so many entries; the number of locks is as ever. */
+    Fault& growLockList(std::size_t entries);
+    /** A packet of a file comes whichever was asked for. */
+    Fault& answerPacket(int number);
+    /** Behind every packet of the file there is another one, each with the text of the first. */
+    Fault& endlessFile();
+    /** The check of a packet is that of other data. */
+    Fault& wrongCheck();
+    /** The check of a packet is in upper-case digits; make sure that it has letters. */
+    Fault& upperCaseCheck();
     /** This text, byte for byte, is the reply (still sent in padded reports). */
     Fault& rawReply(std::string text);
 
+    /** The first message to be met is so manieth of its kind from now on, counted from 1. */
+    Fault& from(std::size_t message);
     Fault& once();
     Fault& times(std::size_t count);
     Fault& always();
@@ -53,10 +77,7 @@ private:
     friend class Terminal;
     friend class ReplyPlan;
 
-    struct TagChange {
-        std::string name;
-        std::optional<std::string> value;
-    };
+    using Change = std::function<void(Reply& reply, const Request& request)>;
     enum class Unplugging { Never, BeforeReply, AfterReply };
 
     bool m_silent = false;
@@ -70,8 +91,11 @@ private:
     std::optional<std::chrono::milliseconds> m_replugAfter;
     std::optional<std::size_t> m_shortWrite;
     int m_writeError = 0;
-    std::vector<TagChange> m_tagChanges;
+    bool m_refuses = false;
+    Tags m_misreadings;
+    std::vector<Change> m_changes;
     std::optional<std::string> m_rawReply;
+    std::size_t m_letThrough = 0;
     std::size_t m_remaining = 1;
 };
 

@@ -1,8 +1,9 @@
 #include "core/Message.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <optional>
+#include <utility>
 
 namespace pdasim {
 
@@ -51,7 +52,38 @@ std::optional<std::pair<char32_t, std::size_t>> decodeFirst(std::string_view tex
     return std::pair{value, shape->bytes};
 }
 
+void appendTags(std::string& text, const Tags& tags) {
+    for (const Tag& tag : tags) {
+        text.append("<").append(tag.name).append(">").append(tag.value);
+        text.append("</").append(tag.name).append(">");
+    }
+}
+
 } // namespace
+
+const Tag* findTag(const Tags& tags, std::string_view name) {
+    const auto found =
+        std::find_if(tags.begin(), tags.end(), [name](const Tag& tag) { return tag.name == name; });
+    return found == tags.end() ? nullptr : &*found;
+}
+
+void setTag(Tags& tags, std::string_view name, std::string value) {
+    const auto found =
+        std::find_if(tags.begin(), tags.end(), [name](const Tag& tag) { return tag.name == name; });
+    if (found != tags.end()) {
+        found->value = std::move(value);
+    } else {
+        tags.push_back({std::string(name), std::move(value)});
+    }
+}
+
+void dropTag(Tags& tags, std::string_view name) {
+    const auto found =
+        std::find_if(tags.begin(), tags.end(), [name](const Tag& tag) { return tag.name == name; });
+    if (found != tags.end()) {
+        tags.erase(found);
+    }
+}
 
 std::size_t lengthInCharacters(std::string_view bytes) {
     std::size_t characters = 0;
@@ -66,17 +98,30 @@ std::size_t lengthInCharacters(std::string_view bytes) {
     return characters;
 }
 
-std::string composeMessage(std::string_view type, const std::vector<Tag>& tags) {
+std::string sequenceText(int sequence) {
+    std::array<char, 16> text{};
+    (void)std::snprintf(text.data(), text.size(), "%04d", sequence);
+    return text.data();
+}
+
+std::string composeMessage(std::string_view type, const Tags& tags, const std::vector<Tags>& groups) {
     std::string text(type);
     text.append(header::Factory).append(header::Zeros).append(header::Blanks).append(header::Fixed);
-    for (const Tag& tag : tags) {
-        text.append("<").append(tag.name).append(">").append(tag.value);
-        text.append("</").append(tag.name).append(">");
+    appendTags(text, tags);
+    for (const Tags& group : groups) {
+        text.append(GroupOpening);
+        appendTags(text, group);
+        text.append(GroupClosing);
     }
     std::array<char, 32> length{};
     (void)std::snprintf(length.data(), length.size(), "%06zu",
                         lengthInCharacters(text) + header::LengthWidth);
     return length.data() + text;
+}
+
+std::optional<std::string> ParsedMessage::value(std::string_view name) const {
+    const Tag* tag = findTag(tags, name);
+    return tag == nullptr ? std::nullopt : std::optional(tag->value);
 }
 
 std::string printable(std::string_view bytes) {

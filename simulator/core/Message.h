@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,18 @@ struct Tag {
     std::string name;
     std::string value;
 };
+using Tags = std::vector<Tag>;
+
+/** The first tag of that name; null when there is none. */
+const Tag* findTag(const Tags& tags, std::string_view name);
+/** Gives the first tag of that name the value; a tag that is not there is appended. */
+void setTag(Tags& tags, std::string_view name, std::string value);
+/** Takes the first tag of that name away, if there is one. */
+void dropTag(Tags& tags, std::string_view name);
+
+/** Locks come in groups of tags behind the others, each "<LockList>...</LockList>". */
+constexpr std::string_view GroupOpening = "<LockList>";
+constexpr std::string_view GroupClosing = "</LockList>";
 
 /** Where the fixed-width fields of the header lie, and what they hold in every message. */
 namespace header {
@@ -38,8 +51,26 @@ constexpr std::size_t Size = 50;
  */
 std::size_t lengthInCharacters(std::string_view bytes);
 
-/** A whole message: header with the length field filled in, then the tags in the order given. */
-std::string composeMessage(std::string_view type, const std::vector<Tag>& tags);
+/** "%04d", as both sides write their sequence numbers. */
+std::string sequenceText(int sequence);
+
+/** A whole message: header with the length field filled in, then the tags and the groups in the order given.
+ */
+std::string composeMessage(std::string_view type, const Tags& tags, const std::vector<Tags>& groups = {});
+
+/** A message taken apart. */
+struct ParsedMessage {
+    /** The four characters at the type's place; empty when the message is too short to have them. */
+    std::string type;
+    /** What stood in Ex_SeqNo; empty when it could not be found. */
+    std::string sequence;
+    /** The tags behind Ex_SeqNo. */
+    Tags tags;
+    std::vector<Tags> groups;
+
+    /** The value of the first tag of that name; nothing when there is none. */
+    std::optional<std::string> value(std::string_view name) const;
+};
 
 /** The bytes as one line of printable text, for violations and traces: everything else becomes \xNN. */
 std::string printable(std::string_view bytes);

@@ -1,10 +1,14 @@
 #include "core/MessageChecker.h"
 
+#include "core/BodyReader.h"
+#include "core/Texts.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
 #include <limits>
+#include <utility>
 
 namespace pdasim {
 
@@ -18,21 +22,7 @@ bool isDigits(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-std::string quoted(std::string_view bytes) {
-    constexpr std::size_t Shown = 80;
-    std::string text = "\"" + printable(bytes.substr(0, Shown)) + "\"";
-    return bytes.size() > Shown ? text + "..." : text;
-}
-
-std::string opening(std::string_view name) {
-    return "<" + std::string(name) + ">";
-}
-
-std::string closing(std::string_view name) {
-    return "</" + std::string(name) + ">";
-}
-
-std::string number(std::size_t value) {
+std::string sixDigits(std::size_t value) {
     std::array<char, 32> text{};
     (void)std::snprintf(text.data(), text.size(), "%06zu", value);
     return text.data();
@@ -47,57 +37,18 @@ void expectConstant(std::string_view bytes, std::size_t offset, std::string_view
     }
 }
 
-void checkHeader(std::string_view bytes, std::vector<std::string>& violations) {
+void checkHeader(std::string_view bytes, LengthUnit unit, std::vector<std::string>& violations) {
     const std::string_view length = bytes.substr(header::LengthOffset, header::LengthWidth);
-    const std::string expected = number(lengthInCharacters(bytes));
+    const bool inBytes = unit == LengthUnit::Bytes;
+    const std::string expected = sixDigits(inBytes ? bytes.size() : lengthInCharacters(bytes));
     if (length != expected) {
         violations.push_back("length field is " + quoted(length) + ", the message has " + expected +
-                             " characters");
+                             (inBytes ? " bytes" : " characters"));
     }
     expectConstant(bytes, header::FactoryOffset, header::Factory, violations);
     expectConstant(bytes, header::ZerosOffset, header::Zeros, violations);
     expectConstant(bytes, header::BlanksOffset, header::Blanks, violations);
     expectConstant(bytes, header::FixedOffset, header::Fixed, violations);
-}
-
-/** Takes a tag whose value holds no "<" from the front of the rest. */
-std::optional<std::string> takePlainTag(std::string_view& rest, std::string_view name) {
-    const std::string open = opening(name);
-    const std::string close = closing(name);
-    const std::size_t end = rest.find('<', open.size());
-    if (rest.substr(0, open.size()) != open || end == std::string_view::npos ||
-        rest.substr(end, close.size()) != close) {
-        return std::nullopt;
-    }
-    const std::string value(rest.substr(open.size(), end - open.size()));
-    rest.remove_prefix(end + close.size());
-    return value;
-}
-
-/**
- * Takes a body tag from the front of the rest.
- *
- * Values are not escaped, so a value may contain anything, even its own closing tag; what ends it is the
- * closing tag in front of the next tag, or, for the last one, of the message's end.
- */
-std::optional<std::string> takeBodyTag(std::string_view& rest, std::string_view name, std::string_view next) {
-    const std::string open = opening(name);
-    const std::string close = closing(name);
-    if (rest.substr(0, open.size()) != open) {
-        return std::nullopt;
-    }
-    const std::string_view value = rest.substr(open.size());
-    std::size_t end = std::string_view::npos;
-    if (!next.empty()) {
-        end = value.find(close + opening(next));
-    } else if (value.size() >= close.size() && value.substr(value.size() - close.size()) == close) {
-        end = value.size() - close.size();
-    }
-    if (end == std::string_view::npos) {
-        return std::nullopt;
-    }
-    rest = value.substr(end + close.size());
-    return std::string(value.substr(0, end));
 }
 
 void checkTime(std::string_view time, std::vector<std::string>& violations) {
@@ -113,83 +64,97 @@ std::optional<std::int32_t> readSequence(const std::string& text) {
     if (error != std::errc() || end != text.data() + text.size()) {
         return std::nullopt;
     }
-    std::array<char, 32> canonical{};
-    (void)std::snprintf(canonical.data(), canonical.size(), "%04d", value);
-    return text == canonical.data() ? std::optional(value) : std::nullopt;
+    return text == sequenceText(value) ? std::optional(value) : std::nullopt;
 }
 
 /** Takes Ex_TrTime and Ex_SeqNo; false when they do not stand where they belong. */
-bool takeLeadingTags(std::string_view& rest, CheckedMessage& message) {
+bool takeLeadingTags(std::string_view& rest, CheckedMessage& checked) {
     for (const std::string_view name : {TimeTag, SequenceTag}) {
         const auto value = takePlainTag(rest, name);
         if (!value) {
-            message.violations.push_back("expected the tag " + opening(name) + ", found " + quoted(rest));
+            checked.violations.push_back("expected the tag <" + std::string(name) + ">, found " +
+                                         quoted(rest));
             return false;
         }
         if (name == TimeTag) {
-            checkTime(*value, message.violations);
+            checkTime(*value, checked.violations);
         } else {
-            message.sequence = *value;
+            checked.message.sequence = *value;
         }
     }
     return true;
 }
 
-void takeBody(std::string_view rest, CheckedMessage& message) {
-    const std::vector<std::string_view>& names = message.row->requestTags;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        const std::string_view next = i + 1 < names.size() ? names[i + 1] : std::string_view();
-        auto value = takeBodyTag(rest, names[i], next);
-        if (!value) {
-            const std::string follower = next.empty() ? "the end" : opening(next);
-            message.violations.push_back("expected the tag " + opening(names[i]) + " and then " + follower +
-                                         ", found " + quoted(rest));
-            return;
+void checkNumbers(const CheckedMessage& checked, std::vector<std::string>& violations) {
+    for (const RequestTag& wanted : checked.row->tags) {
+        const Tag* tag = findTag(checked.message.tags, wanted.name);
+        if (wanted.isNumber && tag != nullptr && !decimalNumber(tag->value)) {
+            violations.push_back(tag->name + " is " + quoted(tag->value) + ", not a number");
         }
-        message.body.push_back({std::string(names[i]), std::move(*value)});
     }
-    if (!rest.empty()) {
-        message.violations.push_back("expected the end, found " + quoted(rest));
+}
+
+/** Reads the body as one of the rows has it; as the first, when it fits none. */
+void takeBody(std::string_view rest, const std::vector<const MessageRow*>& rows, CheckedMessage& checked) {
+    BodyReading body;
+    for (const MessageRow* row : rows) {
+        BodyReading reading = readBody(rest, *row);
+        if (reading.isWhole() || row == rows.front()) {
+            body = std::move(reading);
+            checked.row = row;
+        }
+        if (body.isWhole()) {
+            break;
+        }
+    }
+    checked.bodyIsWhole = body.isWhole();
+    checked.message.tags = std::move(body.tags);
+    checked.message.groups = std::move(body.groups);
+    if (!checked.bodyIsWhole) {
+        checked.violations.push_back(std::move(body.violation));
         return;
     }
-    message.bodyIsWhole = true;
+    checkNumbers(checked, checked.violations);
+    if (checked.row->check != nullptr) {
+        checked.row->check(checked.message, checked.violations);
+    }
 }
 
 } // namespace
 
 CheckedMessage MessageChecker::check(std::string_view bytes) {
-    CheckedMessage message;
+    CheckedMessage checked;
     if (bytes.size() < header::Size) {
-        message.violations.push_back("message of " + std::to_string(bytes.size()) +
+        checked.violations.push_back("message of " + std::to_string(bytes.size()) +
                                      " bytes is shorter than its header: " + quoted(bytes));
-        return message;
+        return checked;
     }
-    checkHeader(bytes, message.violations);
-    message.type = std::string(bytes.substr(header::TypeOffset, header::TypeWidth));
-    message.row = findMessageRow(message.type);
-    if (message.row == nullptr) {
-        message.violations.push_back("unknown type " + quoted(message.type));
+    checked.message.type = std::string(bytes.substr(header::TypeOffset, header::TypeWidth));
+    const std::vector<const MessageRow*> rows = findMessageRows(checked.message.type);
+    checkHeader(bytes, rows.empty() ? LengthUnit::Characters : rows.front()->lengthUnit, checked.violations);
+    if (rows.empty()) {
         allowSequenceGap();
-        return message;
+        return checked;
     }
+    checked.row = rows.front();
     std::string_view rest = bytes.substr(header::Size);
-    if (takeLeadingTags(rest, message)) {
-        checkSequence(message);
-        takeBody(rest, message);
+    if (takeLeadingTags(rest, checked)) {
+        checkSequence(checked);
+        takeBody(rest, rows, checked);
     } else {
         allowSequenceGap();
     }
-    return message;
+    return checked;
 }
 
 void MessageChecker::allowSequenceGap() {
     m_gapAllowed = true;
 }
 
-void MessageChecker::checkSequence(CheckedMessage& message) {
-    const auto sequence = readSequence(message.sequence);
+void MessageChecker::checkSequence(CheckedMessage& checked) {
+    const auto sequence = readSequence(checked.message.sequence);
     if (!sequence) {
-        message.violations.push_back("Ex_SeqNo is " + quoted(message.sequence) +
+        checked.violations.push_back("Ex_SeqNo is " + quoted(checked.message.sequence) +
                                      ", not a number of at least four digits");
         allowSequenceGap();
         return;
@@ -199,7 +164,7 @@ void MessageChecker::checkSequence(CheckedMessage& message) {
         const std::int32_t following = wraps ? std::numeric_limits<std::int32_t>::min() : *m_lastSequence + 1;
         const bool jumps = m_gapAllowed && (*sequence == 1 || *sequence > *m_lastSequence);
         if (*sequence != following && !jumps) {
-            message.violations.push_back("Ex_SeqNo is " + message.sequence + " after " +
+            checked.violations.push_back("Ex_SeqNo is " + checked.message.sequence + " after " +
                                          std::to_string(*m_lastSequence));
         }
     }

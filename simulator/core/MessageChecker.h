@@ -12,15 +12,11 @@ namespace pdasim {
 
 /** What a host's message turned out to be. */
 struct CheckedMessage {
-    /** The four characters at the type's place; empty when the message is too short to have them. */
-    std::string type;
+    /** Its body is complete only when the message keeps to its row. */
+    ParsedMessage message;
     /** Null when the type is unknown. */
     const MessageRow* row = nullptr;
-    /** The body tags behind Ex_SeqNo; whole only when the message keeps to its row. */
-    std::vector<Tag> body;
     bool bodyIsWhole = false;
-    /** The number in Ex_SeqNo as it stood there; empty when it could not be found. */
-    std::string sequence;
     /** Everything that the message does against the protocol, one text each. */
     std::vector<std::string> violations;
 };
@@ -37,7 +33,7 @@ public:
     void allowSequenceGap();
 
 private:
-    void checkSequence(CheckedMessage& message);
+    void checkSequence(CheckedMessage& checked);
 
     std::optional<std::int32_t> m_lastSequence;
     bool m_gapAllowed = false;

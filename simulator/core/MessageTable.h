@@ -1,12 +1,35 @@
 #pragma once
 
+#include "core/Announcement.h"
 #include "core/Message.h"
+#include "core/Reply.h"
 #include "core/TerminalState.h"
 
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
 namespace pdasim {
+
+/** A body tag that a host has to send. */
+struct RequestTag {
+    // NOLINTNEXTLINE(google-explicit-constructor): rows are lists of names
+    constexpr RequestTag(const char* text) : name(text) {}
+
+    std::string_view name;
+    /** Its value is written as "%d" writes it. */
+    bool isNumber = false;
+};
+
+constexpr RequestTag number(const char* name) {
+    RequestTag tag(name);
+    tag.isNumber = true;
+    return tag;
+}
+
+/** What the length field of a message counts. */
+enum class LengthUnit { Characters, Bytes };
 
 /** One kind of message that a host may send, and how the terminal answers it. */
 struct MessageRow {
@@ -14,12 +37,20 @@ struct MessageRow {
     /** What people call it; only for traces and violations. */
     std::string_view name;
     /** The body tags behind Ex_TrTime and Ex_SeqNo, in the only order the terminal accepts. */
-    std::vector<std::string_view> requestTags;
-    /** Acts on the terminal's state and gives the reply's body tags in order. */
-    std::vector<Tag> (*answer)(const std::vector<Tag>& requestBody, TerminalState& state);
+    std::vector<RequestTag> tags;
+    /** Acts on the terminal's state and says what to answer. Null when the terminal does not answer. */
+    Reply (*answer)(const Request& request, TerminalState& state) = nullptr;
+    /** Adds what the message does against the rules of its own kind. */
+    void (*check)(const ParsedMessage& message, std::vector<std::string>& violations) = nullptr;
+    /** What the message responds to, if the terminal began. */
+    std::optional<Announced> respondsTo = std::nullopt;
+    LengthUnit lengthUnit = LengthUnit::Characters;
+    /** The tags of each group of locks, if groups follow the others. */
+    std::vector<RequestTag> groupTags = {};
 };
 
-/** The row of a message type; null for a type that the terminal does not know. */
-const MessageRow* findMessageRow(std::string_view type);
+/** The rows of a message type; none for a type that the terminal does not know. Two messages share one type.
+ */
+std::vector<const MessageRow*> findMessageRows(std::string_view type);
 
 } // namespace pdasim

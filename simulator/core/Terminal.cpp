@@ -15,30 +15,42 @@ void Terminal::clearFaults() {
 }
 
 Fault Terminal::takeFault(const std::string& type) {
-    const auto found = std::find_if(m_faults.begin(), m_faults.end(), [&type](const auto& entry) {
-        return entry.second.m_remaining > 0 && (entry.first == AnyType || entry.first == type);
-    });
-    if (found == m_faults.end()) {
+    auto striking = m_faults.end();
+    for (auto entry = m_faults.begin(); entry != m_faults.end(); ++entry) {
+        if (entry->first != AnyType && entry->first != type) {
+            continue;
+        }
+        if (entry->second.m_letThrough > 0) {
+            --entry->second.m_letThrough;
+        } else if (striking == m_faults.end() && entry->second.m_remaining > 0) {
+            striking = entry;
+        }
+    }
+    if (striking == m_faults.end()) {
         return {};
     }
-    Fault fault = found->second;
-    if (found->second.m_remaining != std::numeric_limits<std::size_t>::max() &&
-        --found->second.m_remaining == 0) {
-        m_faults.erase(found);
+    Fault fault = striking->second;
+    if (striking->second.m_remaining != std::numeric_limits<std::size_t>::max() &&
+        --striking->second.m_remaining == 0) {
+        m_faults.erase(striking);
     }
     return fault;
 }
 
+void Terminal::addViolations(const std::string& type, const std::vector<std::string>& violations) {
+    for (const std::string& violation : violations) {
+        m_violations.push_back("message " + std::to_string(m_received.size()) +
+                               (type.empty() ? std::string() : " of type " + printable(type)) + ": " +
+                               violation);
+    }
+}
+
 WriteOutcome Terminal::handleWrite(std::string_view bytes, std::string_view localTime) {
     m_received.emplace_back(bytes);
-    const CheckedMessage request = m_checker.check(bytes);
-    for (const std::string& violation : request.violations) {
-        m_violations.push_back(
-            "message " + std::to_string(m_received.size()) +
-            (request.type.empty() ? std::string() : " of type " + printable(request.type)) + ": " +
-            violation);
-    }
-    const Fault fault = takeFault(request.type);
+    const CheckedMessage checked = m_checker.check(bytes);
+    m_messages.push_back(checked.message);
+    addViolations(checked.message.type, checked.violations);
+    const Fault fault = takeFault(checked.message.type);
     WriteOutcome outcome;
     outcome.accepted = bytes.size();
     if (fault.m_writeError != 0) {
@@ -49,35 +61,50 @@ WriteOutcome Terminal::handleWrite(std::string_view bytes, std::string_view loca
         outcome.accepted = std::min(*fault.m_shortWrite, bytes.size());
         return outcome;
     }
-    outcome.steps = ReplyPlan::layOut(composeReply(request, fault, localTime), fault);
+    outcome.steps = ReplyPlan::layOut(respond(checked, fault, localTime), fault);
     return outcome;
 }
 
-std::string Terminal::composeReply(const CheckedMessage& request, const Fault& fault,
-                                   std::string_view localTime) {
+std::string Terminal::respond(const CheckedMessage& checked, const Fault& fault, std::string_view localTime) {
+    if (checked.bodyIsWhole && checked.row->respondsTo) {
+        std::vector<std::string> violations;
+        m_announcements.take(*checked.row->respondsTo, checked.message, violations);
+        addViolations(checked.message.type, violations);
+    }
     if (fault.m_rawReply) {
         return *fault.m_rawReply;
     }
-    if (request.row == nullptr || !request.bodyIsWhole) {
-        return {};
+    const bool isAnswered = checked.bodyIsWhole && checked.row->answer != nullptr;
+    return isAnswered ? composeReply(checked, fault, localTime) : std::string();
+}
+
+std::string Terminal::composeReply(const CheckedMessage& checked, const Fault& fault,
+                                   std::string_view localTime) {
+    const Request request = {checked.message, std::string(localTime)};
+    Request asRead = request;
+    for (const Tag& misreading : fault.m_misreadings) {
+        setTag(asRead.message.tags, misreading.name, misreading.value);
     }
-    std::vector<Tag> tags = {{"Ex_TrTime", std::string(localTime)}, {"Ex_SeqNo", request.sequence}};
-    const std::vector<Tag> body = request.row->answer(request.body, m_state);
-    tags.insert(tags.end(), body.begin(), body.end());
-    for (const Fault::TagChange& change : fault.m_tagChanges) {
-        const auto named = std::find_if(tags.begin(), tags.end(),
-                                        [&change](const Tag& tag) { return tag.name == change.name; });
-        if (!change.value) {
-            if (named != tags.end()) {
-                tags.erase(named);
-            }
-        } else if (named != tags.end()) {
-            named->value = *change.value;
-        } else {
-            tags.push_back({change.name, *change.value});
-        }
+    Reply reply;
+    if (fault.m_refuses) {
+        TerminalState untouched = m_state;
+        reply = checked.row->answer(asRead, untouched);
+    } else {
+        reply = checked.row->answer(asRead, m_state);
     }
-    return composeMessage(fault.m_replyType.value_or(request.type), tags);
+    const Tags front = {{"Ex_TrTime", std::string(localTime)}, {"Ex_SeqNo", request.message.sequence}};
+    reply.tags.insert(reply.tags.begin(), front.begin(), front.end());
+    for (const Fault::Change& change : fault.m_changes) {
+        change(reply, request);
+    }
+    return composeMessage(fault.m_replyType.value_or(request.message.type), reply.tags, reply.groups);
+}
+
+std::string Terminal::announce(const Announcement& announcement, std::string_view localTime) {
+    if (announcement.kind == Announced::ScannedLabel) {
+        m_state.scan.labels.push_back(announcement.tags.at(0).value);
+    }
+    return m_announcements.compose(announcement, localTime, m_state.number());
 }
 
 } // namespace pdasim

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Announcement.h"
 #include "core/Fault.h"
 #include "core/MessageChecker.h"
 #include "core/TerminalState.h"
@@ -50,7 +51,8 @@ public:
 
     TerminalState& state() { return m_state; }
 
-    /** Faults strike in the order in which they were added; each message meets one at most. */
+    /** Faults strike in the order in which they were added; each message meets one at most. All of them count
+     * the messages of their kind. */
     void addFault(std::string_view type, Fault fault);
     void clearFaults();
 
@@ -60,18 +62,31 @@ public:
     /** A host opened the node, or a write of its never reached the terminal. */
     void allowSequenceGap() { m_checker.allowSequenceGap(); }
 
+    /** The bytes of a message that the terminal starts. A scanned label joins the terminal's own list. */
+    std::string announce(const Announcement& announcement, std::string_view localTime);
+    const std::vector<Acknowledgement>& acknowledgements() const {
+        return m_announcements.acknowledgements();
+    }
+
     const std::vector<std::string>& received() const { return m_received; }
+    /** The same taken apart, one for one. */
+    const std::vector<ParsedMessage>& messages() const { return m_messages; }
     const std::vector<std::string>& violations() const { return m_violations; }
     std::vector<std::string> takeViolations() { return std::exchange(m_violations, {}); }
 
 private:
+    void addViolations(const std::string& type, const std::vector<std::string>& violations);
     Fault takeFault(const std::string& type);
-    std::string composeReply(const CheckedMessage& request, const Fault& fault, std::string_view localTime);
+    /** The reply to a message that has reached the terminal; empty when there is none. */
+    std::string respond(const CheckedMessage& checked, const Fault& fault, std::string_view localTime);
+    std::string composeReply(const CheckedMessage& checked, const Fault& fault, std::string_view localTime);
 
     TerminalState m_state;
     MessageChecker m_checker;
     std::deque<std::pair<std::string, Fault>> m_faults;
+    Announcements m_announcements;
     std::vector<std::string> m_received;
+    std::vector<ParsedMessage> m_messages;
     std::vector<std::string> m_violations;
 };
 

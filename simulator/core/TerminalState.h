@@ -1,16 +1,22 @@
 #pragma once
 
+#include "core/state/Bags.h"
+#include "core/state/Files.h"
+#include "core/state/Identity.h"
+#include "core/state/Keys.h"
+#include "core/state/Locks.h"
+
+#include <map>
 #include <string>
+#include <vector>
 
 namespace pdasim {
 
-/** What the terminal says about itself. The values are sent as they are, whatever bytes they hold. */
-struct Identity {
-    std::string eimi = "860123456789012";
-    std::string bleVersion = "BLE-1.4.2";
-    std::string pdaVersion = "PDA-2.0.7";
-    std::string vendor = "SIMULATED";
-    std::string returnCode = "000000";
+struct Tellers {
+    /** The number that a user has registered on the terminal; empty when nobody has. */
+    std::string registered;
+    std::vector<std::string> authenticationResults;
+    std::vector<std::string> escorts;
 };
 
 /** Everything that the terminal remembers from one message to the next. */
@@ -19,6 +25,24 @@ struct TerminalState {
     /** The number to work under and the factory code, as the last initialisation gave them. */
     std::string assignedNumber;
     std::string factory;
+
+    std::vector<WrittenLabel> writtenLabels;
+    ScanRun scan;
+    Inventory inventory;
+    /** By task id. */
+    std::map<std::string, DotHandover> dotHandovers;
+    std::map<std::string, PowerHandover> powerHandovers;
+
+    Keys keys;
+    Files files;
+    Tellers tellers;
+
+    std::string bleMac;
+    std::vector<Lock> locks;
+    std::vector<LockOperation> lockOperations;
+
+    /** The number under which the terminal's own messages go out. */
+    const std::string& number() const { return assignedNumber.empty() ? identity.eimi : assignedNumber; }
 };
 
 } // namespace pdasim

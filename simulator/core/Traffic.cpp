@@ -2,6 +2,7 @@
 
 #include "core/MessageTable.h"
 
+#include <algorithm>
 #include <optional>
 #include <vector>
 
@@ -10,8 +11,8 @@ namespace pdasim {
 namespace {
 
 /** The tags of a well-formed run of them; nothing when something else stands between or behind them. */
-std::optional<std::vector<Tag>> readTags(std::string_view text) {
-    std::vector<Tag> tags;
+std::optional<Tags> readTags(std::string_view text) {
+    Tags tags;
     while (!text.empty()) {
         const std::size_t nameEnd = text.find('>');
         if (text.front() != '<' || nameEnd == std::string_view::npos) {
@@ -29,17 +30,38 @@ std::optional<std::vector<Tag>> readTags(std::string_view text) {
     return tags;
 }
 
+bool isRunOf(const MessageRow& row, const Tags& tags) {
+    constexpr std::size_t Front = 2;
+    return tags.size() >= Front + row.tags.size() &&
+           std::equal(row.tags.begin(), row.tags.end(), tags.begin() + Front,
+                      [](const RequestTag& wanted, const Tag& tag) { return wanted.name == tag.name; });
+}
+
+/** What people call the message. Where both sides use a type for different things, the sender decides. */
+std::string_view nameOf(std::string_view type, const Tags& tags, Sender sender) {
+    const auto announced = announcedBy(type);
+    if (sender == Sender::Terminal && announced) {
+        return nameOf(*announced);
+    }
+    const std::vector<const MessageRow*> rows = findMessageRows(type);
+    if (rows.empty()) {
+        return "unknown message";
+    }
+    const auto fitting = std::find_if(rows.begin(), rows.end(),
+                                      [&tags](const MessageRow* row) { return isRunOf(*row, tags); });
+    return (fitting == rows.end() ? rows.front() : *fitting)->name;
+}
+
 } // namespace
 
-std::string describeMessage(std::string_view bytes) {
+std::string describeMessage(std::string_view bytes, Sender sender) {
     const auto tags = bytes.size() < header::Size ? std::nullopt : readTags(bytes.substr(header::Size));
     if (!tags) {
         return std::to_string(bytes.size()) + " bytes: " + printable(bytes);
     }
     const std::string_view type = bytes.substr(header::TypeOffset, header::TypeWidth);
-    const MessageRow* row = findMessageRow(type);
     std::string line = printable(type);
-    line.append(" ").append(row == nullptr ? "unknown message" : row->name);
+    line.append(" ").append(nameOf(type, *tags, sender));
     line.append(" (").append(std::to_string(bytes.size())).append(" bytes)");
     for (const Tag& tag : *tags) {
         line.append(" ").append(printable(tag.name)).append("=").append(printable(tag.value));

@@ -38,9 +38,9 @@ Trace::Trace(const std::string& path) : m_file(stderr) {
 }
 
 void Trace::write(SimulatedTerminal::Direction direction, const std::string& text) {
-    const char* arrow =
-        direction == SimulatedTerminal::Direction::FromHost ? "host -> terminal" : "terminal -> host";
-    const std::string line = timeOfDay() + "  " + arrow + "  " + describeMessage(text) + "\n";
+    const bool fromHost = direction == SimulatedTerminal::Direction::FromHost;
+    const std::string line = timeOfDay() + (fromHost ? "  host -> terminal  " : "  terminal -> host  ") +
+                             describeMessage(text, fromHost ? Sender::Host : Sender::Terminal) + "\n";
     (void)std::fputs(line.c_str(), m_file);
     (void)std::fflush(m_file);
 }

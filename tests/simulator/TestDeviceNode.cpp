@@ -100,7 +100,7 @@ TEST(DeviceNode, SendsUnpaddedReportsAndReportsOfAnotherSizeOnDemand) {
 
 TEST(DeviceNode, DeliversALongReplyWithoutLosingAReport) {
     SimulatedTerminal terminal;
-    const std::string value(20 * 1024, 'v');
+    const std::string value(20UL * 1024, 'v');
     terminal.addFault("8001", pdasim::Fault().setTag("Ex_BleVer", value));
     BareClient client(terminal.nodePath());
     EXPECT_EQ(client.write(request("8001", 1)), 112);

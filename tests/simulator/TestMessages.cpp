@@ -12,6 +12,7 @@
 namespace {
 
 using pdasim::MessageChecker;
+using pdasim::Sender;
 using pdasim::test::request;
 using pdasim::test::requestWithSequence;
 using Texts = std::vector<std::string>;
@@ -59,9 +60,9 @@ TEST(MessageChecker, AcceptsAnInitialisationWithAnyValues) {
     const auto nested = checker.check(
         request("8002", 2, "<Ex_PdaSn></Ex_PdaSn>x</Ex_PdaSn><Ex_Factory><Ex_PdaSn></Ex_Factory>"));
     EXPECT_EQ(nested.violations, Texts());
-    ASSERT_EQ(nested.body.size(), 2U);
-    EXPECT_EQ(nested.body[0].value, "</Ex_PdaSn>x");
-    EXPECT_EQ(nested.body[1].value, "<Ex_PdaSn>");
+    ASSERT_EQ(nested.message.tags.size(), 2U);
+    EXPECT_EQ(nested.message.tags[0].value, "</Ex_PdaSn>x");
+    EXPECT_EQ(nested.message.tags[1].value, "<Ex_PdaSn>");
 }
 
 TEST(MessageChecker, CountsTheLengthFieldInCharacters) {
@@ -86,8 +87,9 @@ TEST(MessageChecker, ObjectsToEveryWrongHeaderField) {
     EXPECT_EQ(violationsOf(damaged(48, "06")).size(), 1U);
 }
 
-TEST(MessageChecker, ObjectsToAnUnknownTypeAndToAFragment) {
-    EXPECT_EQ(violationsOf(request("8999", 1)), Texts{"unknown type \"8999\""});
+TEST(MessageChecker, ObjectsToAFragmentButNotToATypeItDoesNotKnow) {
+    EXPECT_EQ(violationsOf(request("8999", 1)), Texts());
+    EXPECT_EQ(violationsOf(request("7017", 1)), Texts());
     EXPECT_EQ(violationsOf("hello"), Texts{"message of 5 bytes is shorter than its header: \"hello\""});
 }
 
@@ -150,14 +152,35 @@ TEST(MessageChecker, AllowsAGapOrANewStartWhereNumbersMayHaveBeenUsedUp) {
     EXPECT_EQ(checker.check(request("8001", 9)).violations, Texts{"Ex_SeqNo is 0009 after 2"});
 }
 
+std::string shown(const std::string& message) {
+    return pdasim::describeMessage(message, Sender::Host);
+}
+
+TEST(Traffic, NamesAMessageByItsSenderAndItsTags) {
+    const auto name = [](const std::string& text) { return text.substr(5, text.find(" (") - 5); };
+    const std::string scan = request("9001", 1,
+                                     "<Ex_SrcSeqNo>-</Ex_SrcSeqNo><Ex_PdaSn>-</Ex_PdaSn>"
+                                     "<Ex_RetCode>000000</Ex_RetCode><Ex_ScanState>1</Ex_ScanState>");
+    const std::string notice = request("9001", 1,
+                                       "<Ex_SrcSeqNo>-</Ex_SrcSeqNo><Ex_RetCode>000000</Ex_RetCode>"
+                                       "<Ex_PdaSn>-</Ex_PdaSn>");
+    EXPECT_EQ(name(shown(scan)), "scanned label acknowledged");
+    EXPECT_EQ(name(shown(notice)), "user notice acknowledged");
+    EXPECT_EQ(name(shown(request("9001", 1))), "scanned label acknowledged");
+    EXPECT_EQ(name(shown(request("9002", 1))), "login verdict");
+    EXPECT_EQ(name(pdasim::describeMessage(notice, Sender::Terminal)), "scanned label");
+    EXPECT_EQ(name(pdasim::describeMessage(request("9003", 1), Sender::Terminal)), "user notice");
+    EXPECT_EQ(name(pdasim::describeMessage(request("8005", 1), Sender::Terminal)), "scan list");
+}
+
 TEST(Traffic, ShowsAMessageDecoded) {
     EXPECT_EQ(
-        pdasim::describeMessage(request("8002", 7, "<Ex_PdaSn>\xFF</Ex_PdaSn><Ex_Factory></Ex_Factory>")),
+        shown(request("8002", 7, "<Ex_PdaSn>\xFF</Ex_PdaSn><Ex_Factory></Ex_Factory>")),
         "8002 initialisation (159 bytes) Ex_TrTime=20260102030405 Ex_SeqNo=0007 Ex_PdaSn=\\xFF Ex_Factory=");
-    EXPECT_EQ(pdasim::describeMessage(request("8999", 7)),
+    EXPECT_EQ(shown(request("8999", 7)),
               "8999 unknown message (112 bytes) Ex_TrTime=20260102030405 Ex_SeqNo=0007");
-    EXPECT_EQ(pdasim::describeMessage("hello"), "5 bytes: hello");
-    EXPECT_EQ(pdasim::describeMessage(request("8001", 7) + "<x"), "114 bytes: " + request("8001", 7) + "<x");
+    EXPECT_EQ(shown("hello"), "5 bytes: hello");
+    EXPECT_EQ(shown(request("8001", 7) + "<x"), "114 bytes: " + request("8001", 7) + "<x");
 }
 
 } // namespace

@@ -1,0 +1,103 @@
+#include "core/messages/Answers.h"
+
+#include <algorithm>
+
+namespace pdasim {
+
+namespace {
+
+Reply lockReply(const Request& request, std::string_view returnCode) {
+    return Reply().with("Ex_SrcSeqNo", request.message.sequence).withResult(returnCode);
+}
+
+Lock* findLock(TerminalState& state, const std::string& id) {
+    const auto found = std::find_if(state.locks.begin(), state.locks.end(),
+                                    [&id](const Lock& lock) { return lock.id == id; });
+    return found == state.locks.end() ? nullptr : &*found;
+}
+
+/** The front of a reply about one lock; of one that is out of reach there is nothing more to say. */
+Reply singleLockReply(const Request& request, const Lock* lock) {
+    return lockReply(request, lock == nullptr ? code::UnknownLock : code::Accepted)
+        .with("Ex_LockId", request["Ex_LockId"]);
+}
+
+LockKey readLockKey(const Request& request, const std::string& prefix) {
+    return {request[prefix + "FV"], request[prefix + "EV"], request[prefix + "CV"]};
+}
+
+} // namespace
+
+Reply answerBleMac(const Request& request, TerminalState& state) {
+    state.bleMac = request["Ex_BleMac"];
+    return Reply().withResult(code::Accepted);
+}
+
+Reply answerLockList(const Request& request, TerminalState& state) {
+    Reply reply = lockReply(request, code::Accepted);
+    reply.with("Ex_LockNum", std::to_string(state.locks.size()));
+    for (const Lock& lock : state.locks) {
+        reply.groups.push_back({{"Ex_LockId", lock.id},
+                                {"Ex_LockLabel", lock.label},
+                                {"Ex_LockStatus", lock.status},
+                                {"Ex_LockRssi", lock.rssi}});
+    }
+    return reply;
+}
+
+Reply answerLockInformation(const Request& request, TerminalState& state) {
+    const Lock* lock = findLock(state, request["Ex_LockId"]);
+    Reply reply = singleLockReply(request, lock);
+    if (lock != nullptr) {
+        reply.with("Ex_LockVer", lock->version)
+            .with("Ex_HSCVer", lock->chipVersion)
+            .with("Ex_LockParam", lock->params)
+            .with("Ex_LockBoot", lock->boot)
+            .with("Ex_LockAppCrc", lock->applicationCheck)
+            .with("Ex_LockStatus", lock->status)
+            .with("Ex_LockRnd", lock->random);
+    }
+    return reply;
+}
+
+Reply answerPublicKey(const Request& request, TerminalState& state) {
+    const Lock* lock = findLock(state, request["Ex_LockId"]);
+    Reply reply = singleLockReply(request, lock);
+    if (lock != nullptr) {
+        reply.with("Ex_PublicKey", lock->publicKey).with("Ex_FactorCDK", lock->factor);
+    }
+    return reply;
+}
+
+Reply answerInitialLockKey(const Request& request, TerminalState& state) {
+    Lock* lock = findLock(state, request["Ex_LockId"]);
+    if (lock != nullptr) {
+        lock->cdkk = readLockKey(request, "Ex_InitCDKK");
+    }
+    return singleLockReply(request, lock);
+}
+
+Reply answerCurrentLockKey(const Request& request, TerminalState& state) {
+    const Lock* lock = findLock(state, request["Ex_LockId"]);
+    Reply reply = singleLockReply(request, lock);
+    if (lock != nullptr) {
+        reply.with("Ex_CurrentCDKKFV", lock->cdkk.fv).with("Ex_CurrentCDKKCV", lock->cdkk.cv);
+    }
+    return reply;
+}
+
+Reply answerNewLockKeys(const Request& request, TerminalState& state) {
+    Lock* lock = findLock(state, request["Ex_LockId"]);
+    Reply reply = singleLockReply(request, lock);
+    if (lock != nullptr) {
+        lock->cdkk = readLockKey(request, "Ex_NewCDKK");
+        lock->normalUnlock = readLockKey(request, "Ex_NormalUnLockK");
+        lock->urgentUnlock = readLockKey(request, "Ex_UrgentUnLockK");
+        lock->params = request["Ex_LockParams"];
+        lock->label = request["Ex_LockLabel"];
+        reply.with("Ex_LockRnd", lock->random);
+    }
+    return reply;
+}
+
+} // namespace pdasim
