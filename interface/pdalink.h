@@ -11,17 +11,17 @@ extern "C" {
  * inJson   The request: one JSON object, UTF-8, NUL-terminated. Its member "transCode" names the transaction,
  *          "600001" to "600019"; its other members carry the parameters.
  * inLen    Only written to the log.
- * outJson  Receives the response, one compact JSON object in UTF-8 with a terminating NUL. The buffer belongs
- * to the caller and must have room for the largest response: 23 values of 5000 bytes, with their keys and
- *          quoting (128 KiB suffice unless values need escaping). A refused request is answered with "{}".
- * When the request is not a JSON object, or has no member "transCode", nothing is written. outLen   Receives
- * the length of the response in bytes, without its NUL. May be null.
+ * outJson  Receives the response, one compact JSON object in UTF-8 with a terminating NUL. A refused request
+ *          is answered with "{}"; nothing is written when the request is no JSON object with a member
+ *          "transCode". The buffer belongs to the caller and must have room for the largest response: 23
+ *          values of 5000 bytes, with their keys and quoting (128 KiB suffice unless values need escaping).
+ * outLen   Receives the length of the response in bytes, without its NUL. May be null.
  *
  * Returns 0, always: the outcome is in the response ("pRetCode" is "000000" when the terminal agreed and
  * "000060" when it gave no usable reply) and in the log.
  *
- * Blocks while the terminal is asked, up to about 11 s; Qt's pending events are processed meanwhile. To be
- * called from one thread at a time.
+ * Blocks while the terminal is asked, up to about 11 s for each message that is sent; Qt's pending events are
+ * processed meanwhile. To be called from one thread at a time.
  */
 __attribute__((visibility("default"))) int PDA_CommonCall(const char* inJson, int inLen, char* outJson,
                                                           int* outLen);

@@ -137,6 +137,17 @@ TEST_F(DispatcherRefusal, OfAMemberOfTheWrongType) {
     }
 }
 
+TEST_F(DispatcherRefusal, OfAnIntegerMemberThatIsNoInteger) {
+    for (const char* value : {R"("1")", "1.0", "1.5", "1e0", "2147483648", "-2147483649",
+                              "99999999999999999999", "null", "true", "[1]", "{}"}) {
+        expectRefused(
+            std::string(
+                R"({"transCode":"600006","pdaNumber":"1","pTaskID":"2","pLabelList":"3;","pTotal":)") +
+                value + "}",
+            incomplete("600006"));
+    }
+}
+
 TEST_F(DispatcherRefusal, CountsTheFirstOfTwoMembers) {
     expectRefused(R"({"transCode":"600001","pdaNumber":1,"pdaNumber":"1","pFactory":"2"})",
                   incomplete("600001"));

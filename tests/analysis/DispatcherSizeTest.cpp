@@ -1,7 +1,13 @@
+#include "ProcessFacts.h"
 #include "TestTerminal.h"
+#include "device/HIDDevice.h"
 #include "tests/analysis/DispatcherFixture.h"
+#include "util/MutexGuard.h"
 
 #include <pthread.h>
+
+#include <QCoreApplication>
+#include <QTimer>
 
 #include <functional>
 
@@ -58,6 +64,7 @@ protected:
 };
 
 constexpr std::size_t kDepth = 1000000;
+constexpr std::size_t kTenMebibytes = 10UL * 1024 * 1024;
 
 TEST_F(DispatcherSize, AnswersRequestsOfAnyDepthOnASmallStack) {
     const std::string brackets = repeated("[", kDepth) + repeated("]", kDepth);
@@ -87,7 +94,7 @@ TEST_F(DispatcherSize, RunsATransactionOnASmallStack) {
 }
 
 TEST_F(DispatcherSize, LogsALongRequestWholeAndRotates) {
-    const std::string request = R"({"transCode":"700000","x":")" + std::string(10 * 1024 * 1024, 'x') + "\"}";
+    const std::string request = R"({"transCode":"700000","x":")" + std::string(kTenMebibytes, 'x') + "\"}";
     const Answer answer = ask(request);
     EXPECT_EQ(answer.result, -1);
     EXPECT_EQ(answer.text(), "{}");
@@ -101,7 +108,7 @@ TEST_F(DispatcherSize, LogsALongRequestWholeAndRotates) {
 }
 
 TEST_F(DispatcherSize, LogsALongCodeWhole) {
-    const std::string code(10 * 1024 * 1024, '7');
+    const std::string code(kTenMebibytes, '7');
     EXPECT_EQ(ask(R"({"transCode":")" + code + R"("})").text(), "{}");
     const std::vector<LogLine> log = wholeLog();
     ASSERT_EQ(log.size(), 4U);
@@ -109,7 +116,7 @@ TEST_F(DispatcherSize, LogsALongCodeWhole) {
 }
 
 TEST_F(DispatcherSize, LogsALongTextThatIsNoJsonWhole) {
-    const std::string request = "transCode" + std::string(10 * 1024 * 1024, '{');
+    const std::string request = "transCode" + std::string(kTenMebibytes, '{');
     EXPECT_TRUE(ask(request).untouched());
     const std::vector<LogLine> log = wholeLog();
     ASSERT_EQ(log.size(), 2U);
@@ -118,8 +125,7 @@ TEST_F(DispatcherSize, LogsALongTextThatIsNoJsonWhole) {
 
 TEST_F(DispatcherSize, FindsTheCodeBehindALongMember) {
     const TestTerminal terminal;
-    const std::string request =
-        R"({"x":")" + std::string(10 * 1024 * 1024, 'x') + R"(","transCode":"600002"})";
+    const std::string request = R"({"x":")" + std::string(kTenMebibytes, 'x') + R"(","transCode":"600002"})";
     EXPECT_EQ(ask(request).result, 0);
 }
 
@@ -128,16 +134,21 @@ TEST_F(DispatcherSize, FindsTheCodeBehindALongMember) {
 /// Asks for the terminal's identity with these values in its first two tags.
 class LongResult : public DispatcherSize {
 protected:
+    void SetUp() override {
+        g_HIDDevice.openHidDevice();
+        ASSERT_TRUE(waitUntil([] { return g_hidRun.load(); }));
+    }
+
     Answer askFor(const std::string& serialNumber, const std::string& bleVersion = "B") {
-        const pdasim::Fault reply = pdasim::Fault()
-                                        .setTag("Ex_EIMI", serialNumber)
-                                        .setTag("Ex_BleVer", bleVersion)
-                                        .setTag("Ex_PdaVer", "P");
-        Answer answer = askOnce(reply);
-        for (int attempt = 0; attempt < 10 && wasCutShort(answer); ++attempt) {
-            answer = askOnce(reply);
-        }
-        return answer;
+        m_terminal.addFault("8001", pdasim::Fault().silence());
+        const std::string reply = "0000008001" + tag("Ex_EIMI", serialNumber) + tag("Ex_BleVer", bleVersion) +
+                                  tag("Ex_PdaVer", "P") + tag("Ex_RetCode", "000000");
+        // All of it comes inside an event of the wait, however long a busy machine takes for it.
+        QTimer::singleShot(0, [this, &reply] {
+            m_terminal.sendText(reply);
+            EXPECT_TRUE(waitUntil([&reply] { return buffered() == static_cast<int>(reply.size()); }));
+        });
+        return ask(kGetInfo);
     }
 
     static std::string responseWith(const std::string& serialNumber, const std::string& bleVersion,
@@ -150,24 +161,26 @@ protected:
     static int warnings() { return static_cast<int>(readLogTexts(3).size()); }
 
 private:
-    Answer askOnce(pdasim::Fault reply) {
-        m_terminal.addFault("8001", reply);
-        return ask(kGetInfo);
+    static std::string tag(const std::string& name, const std::string& value) {
+        return std::string("<").append(name).append(">").append(value).append("</").append(name).append(">");
     }
 
-    /// On a busy machine a reply of this length may take longer than the library waits for the rest of it.
-    static bool wasCutShort(const Answer& answer) {
-        return answer.result == 2 ||
-               (answer.result == 0 && answer.text().find(R"("pRetCode":"000000")") == std::string::npos);
+    static int buffered() {
+        const MutexGuard guard(g_lock_buffer);
+        return g_buffer.size();
     }
 
-    /// Its reports are long ones, so that such a reply comes within the time that the library gives it.
+    /// Its reports are long ones: a reply of this length has a thousand of the usual ones.
     static pdasim::SimulatedTerminal::Options longReports() {
         pdasim::SimulatedTerminal::Options options;
         options.reportSize = 4096;
         return options;
     }
 
+    int m_argumentCount = 1;
+    char m_name[5] = "host";
+    char* m_arguments[2] = {m_name, nullptr};
+    QCoreApplication m_application{m_argumentCount, m_arguments};
     TestTerminal m_terminal{longReports()};
 };
 

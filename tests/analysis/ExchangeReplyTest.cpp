@@ -4,10 +4,12 @@
 
 namespace {
 
+using pdalink::test::waitUntil;
 using pdasim::Fault;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 /// What a call makes of the terminal's reply.
 using ExchangeReply = OpenExchangeTest;
@@ -232,6 +234,20 @@ TEST_F(ExchangeLongReply, OfAnotherTypeIsLoggedWhole) {
     answerWhole("8001", reply);
     EXPECT_EQ(getInfo(), kNoInformation);
     EXPECT_THAT(newLogTexts(1), Contains("Read XML:" + reply + " ---Wrong Command --Delete"));
+}
+
+TEST_F(ExchangeLongReply, IsTakenAfterAFloodThatNobodyWaitedFor) {
+    constexpr int limit = 16 * 1024 * 1024;
+    terminal().sendText(std::string(limit, 'x'));
+    ASSERT_TRUE(waitUntil([] { return bufferedCharacters() == limit; }, std::chrono::seconds(90)));
+    for (int i = 0; i < 2; ++i) { // the first one has been logged as well once the second is seen
+        g_isBufferCome = false;
+        terminal().sendText("dropped");
+        ASSERT_TRUE(waitUntil([] { return g_isBufferCome.load(); }));
+    }
+    EXPECT_THAT(newLogTexts(3), SizeIs(1));
+    answerWhole("8001", informationReply(usualInformation()));
+    EXPECT_EQ(getInfo(), usualInformation());
 }
 
 TEST_F(ExchangeLongReply, IsAnsweredInJsonWhole) {

@@ -8,8 +8,7 @@ namespace pdalink::test {
 /**
  * Lets a test step in before system calls of the code under test, or make them fail, in the calling thread.
  *
- * Every thread of the process runs into these, also the simulated devices' and libraries': a function has to
- * look at what it is called for.
+ * Every thread of the process runs into these, also the simulated devices' and libraries'.
  */
 struct Interception {
     /// Makes udev_new fail.
@@ -18,11 +17,13 @@ struct Interception {
     std::function<void(const std::string&)> newDevice;
     /// Before udev_device_get_parent_with_subsystem_devtype, with the device's path.
     std::function<void(const std::string&)> parentLookup;
-    /// Before open(2), with the path.
-    std::function<void(const std::string&)> openFile;
-    /// Before write(2) and close(2), with the descriptor.
-    std::function<void(int)> writeFile;
-    std::function<void(int)> closeFile;
+    /// Before open(2) of this path.
+    std::string openedPath;
+    std::function<void()> openFile;
+    /// Before write(2) to and close(2) of this descriptor.
+    int descriptor = -1;
+    std::function<void()> writeFile;
+    std::function<void()> closeFile;
     /// The error with which pthread_create fails; 0 lets it through.
     std::function<int()> createThread;
 };

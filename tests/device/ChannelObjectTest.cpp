@@ -1,5 +1,6 @@
 #include "ChannelFixture.h"
 #include "OutputCapture.h"
+#include "SeparateProcess.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -12,7 +13,6 @@ using pdalink::test::QtOutputCapture;
 using pdalink::test::waitUntil;
 using testing::AllOf;
 using testing::ElementsAre;
-using testing::ExitedWithCode;
 using testing::HasSubstr;
 
 using ChannelObject = ChannelTest;
@@ -83,13 +83,14 @@ TEST_F(ChannelObject, StopsTheReceiverAtItsEnd) {
 }
 
 TEST_F(ChannelObject, WaitsNoLongerThanTheReceiverTakes) {
+    constexpr Milliseconds blindWait(200); // what would be long enough for any receiver
     Milliseconds shortest = std::chrono::seconds(1000);
-    for (int i = 0; i < 5; ++i) {
+    for (int i = 0; i < 50 && shortest >= blindWait; ++i) { // a busy machine prolongs some of them
         std::optional<CHIDDevice> object(std::in_place);
         openChannel();
         shortest = std::min(shortest, timeOf([&object] { object.reset(); }));
     }
-    EXPECT_LT(shortest, Milliseconds(100));
+    EXPECT_LT(shortest, blindWait);
 }
 
 TEST_F(ChannelObject, LetsTheChannelBeOpenedAgainAfterItsEnd) {
@@ -136,17 +137,16 @@ TEST_F(ChannelObject, ClosesAHostsDescriptorAndTheNodeAtItsEnd) {
     EXPECT_EQ(terminal().openDescriptors(), 0);
 }
 
-using ChannelAtTheEndOfTheProcessDeathTest = ChannelTest;
+using ChannelAtTheEndOfTheProcess = ChannelTest;
 
-TEST_F(ChannelAtTheEndOfTheProcessDeathTest, IsStopped) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            openChannel();
-            std::fputs("open\n", stderr);
-            std::exit(g_hidRun ? 7 : 1);
-        },
-        ExitedWithCode(7), AllOf(HasSubstr("open\n"), HasSubstr("~CHIDDevice")));
+TEST_F(ChannelAtTheEndOfTheProcess, IsStopped) {
+    const pdalink::test::ProgramResult end = runInSeparateProcess([this] {
+        openChannel();
+        std::fputs("open\n", stderr);
+        std::exit(g_hidRun ? 7 : 1);
+    });
+    EXPECT_EQ(end.exitCode, 7) << end.errors;
+    EXPECT_THAT(end.errors, AllOf(HasSubstr("open\n"), HasSubstr("~CHIDDevice")));
 }
 
 } // namespace

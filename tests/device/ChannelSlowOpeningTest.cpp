@@ -43,11 +43,8 @@ class ChannelSlowOpening : public ChannelTest {
 protected:
     ChannelSlowOpening() {
         pdalink::test::Interception interception;
-        interception.openFile = [gate = m_gate, node = terminal().nodePath()](const std::string& path) {
-            if (path == node) {
-                gate->pass();
-            }
-        };
+        interception.openedPath = terminal().nodePath();
+        interception.openFile = [gate = m_gate] { gate->pass(); };
         pdalink::test::intercept(interception);
     }
     ~ChannelSlowOpening() override { m_gate->letThrough(); }

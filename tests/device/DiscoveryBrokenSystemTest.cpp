@@ -1,56 +1,55 @@
 #include "CallInterception.h"
 #include "DiscoveryFixture.h"
-
-#include <unistd.h>
+#include "SeparateProcess.h"
 
 namespace {
 
+using pdalink::test::ProgramResult;
 using testing::AllOf;
-using testing::ExitedWithCode;
 using testing::HasSubstr;
 using testing::Not;
 
-/// The end of the process is watched in a process of its own, whose standard output is what is matched.
 class DiscoveryOnABrokenSystem : public DiscoveryTest {
 protected:
-    DiscoveryOnABrokenSystem() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
     ~DiscoveryOnABrokenSystem() override { pdalink::test::interceptNothing(); }
 
-    static void walk() {
-        ::dup2(STDERR_FILENO, STDOUT_FILENO);
-        findUsbDevice("1209", "0001");
-        std::_Exit(0);
+    static ProgramResult walk() {
+        return runInSeparateProcess([] { findUsbDevice("1209", "0001"); });
     }
 };
 
-using DiscoveryOnABrokenSystemDeathTest = DiscoveryOnABrokenSystem;
-
-TEST_F(DiscoveryOnABrokenSystemDeathTest, ANodeWithoutAUsbParentEndsTheProcess) {
+TEST_F(DiscoveryOnABrokenSystem, ANodeWithoutAUsbParentEndsTheProcess) {
     pdasim::DeviceDescription description;
     description.hasUsbParent = false;
     testBed().addDevice(description);
-    EXPECT_EXIT(walk(), ExitedWithCode(1),
+    const ProgramResult end = walk();
+    EXPECT_EQ(end.exitCode, 1) << end.errors;
+    EXPECT_THAT(end.output,
                 AllOf(HasSubstr("****************\n+++++++++++++++++\nDevice Node Path: /dev/hidraw0\n"
                                 "Unable to find parent usb device.\n"),
                       Not(HasSubstr("VID/PID"))));
 }
 
-TEST_F(DiscoveryOnABrokenSystemDeathTest, ATerminalFoundBeforeItDoesNotSaveTheProcess) {
+TEST_F(DiscoveryOnABrokenSystem, ATerminalFoundBeforeItDoesNotSaveTheProcess) {
     add("1209", "0001");
     pdasim::DeviceDescription description;
     description.hasUsbParent = false;
     testBed().addDevice(description);
-    EXPECT_EXIT(walk(), ExitedWithCode(1),
+    const ProgramResult end = walk();
+    EXPECT_EQ(end.exitCode, 1) << end.errors;
+    EXPECT_THAT(end.output,
                 HasSubstr(" serial: SIM0000001\n+++++++++++++++++\nDevice Node Path: /dev/hidraw1\n"
                           "Unable to find parent usb device.\n"));
 }
 
-TEST_F(DiscoveryOnABrokenSystemDeathTest, NoUdevEndsTheProcess) {
+TEST_F(DiscoveryOnABrokenSystem, NoUdevEndsTheProcess) {
     add("1209", "0001");
     pdalink::test::Interception interception;
     interception.noUdev = true;
     pdalink::test::intercept(interception);
-    EXPECT_EXIT(walk(), ExitedWithCode(1),
+    const ProgramResult end = walk();
+    EXPECT_EQ(end.exitCode, 1) << end.errors;
+    EXPECT_THAT(end.output,
                 AllOf(HasSubstr("Can't create udev\n"), Not(HasSubstr("*****")), Not(HasSubstr("VID/PID"))));
 }
 

@@ -1,4 +1,5 @@
 #include "ChannelFixture.h"
+#include "MemoryLimit.h"
 
 namespace {
 
@@ -112,6 +113,25 @@ TEST_F(ReceiveBufferLimit, WarnsAgainAfterASendHasEmptiedIt) {
     fill();
     overflow();
     EXPECT_EQ(warnings(), 1);
+}
+
+TEST_F(ReceiveBufferLimit, MayBeMoreThanTheMemoryHolds) {
+    if (PDALINK_IS_SANITIZED) {
+        GTEST_SKIP() << "the sanitizers need all of the address space";
+    }
+    // With the last report the text needs a block that is larger than what a thread has in reserve.
+    const std::string last(2000, 'y');
+    constexpr int before = kLimit - 2000;
+    fill(before);
+    {
+        const pdalink::test::MemoryLimit limit(2UL * 1024 * 1024);
+        terminal().sendReport(last);
+        EXPECT_TRUE(waitUntil([this] { return warnings() > 0; }));
+    }
+    EXPECT_EQ(bufferedCharacters(), before) << "what was there is kept";
+    EXPECT_TRUE(g_hidRun);
+    terminal().sendReport(last);
+    EXPECT_TRUE(waitUntil([] { return bufferedCharacters() == kLimit; }));
 }
 
 } // namespace

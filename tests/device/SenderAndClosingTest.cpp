@@ -35,15 +35,12 @@ TEST_P(SenderAndClosing, ExcludeEachOther) {
     };
     const auto seen = std::make_shared<Seen>();
     Interception interception;
-    interception.writeFile = [seen, node = node()](int descriptor) {
-        if (descriptor == node) {
-            seen->writes = true;
-            const std::lock_guard wait(seen->writing);
-        }
+    interception.descriptor = node();
+    interception.writeFile = [seen] {
+        seen->writes = true;
+        const std::lock_guard wait(seen->writing);
     };
-    interception.closeFile = [seen, node = node()](int descriptor) {
-        seen->closes = seen->closes || descriptor == node;
-    };
+    interception.closeFile = [seen] { seen->closes = true; };
     intercept(interception);
     std::thread sender;
     bool sent = false;
@@ -63,11 +60,8 @@ TEST_P(SenderAndClosing, ExcludeEachOther) {
 TEST_P(SenderAndClosing, NeverMeetOnADescriptorAlreadyClosed) {
     std::atomic<int> atClosing = -2;
     Interception interception;
-    interception.closeFile = [&atClosing, node = node()](int descriptor) {
-        if (descriptor == node) {
-            atClosing = g_fd.load();
-        }
-    };
+    interception.descriptor = node();
+    interception.closeFile = [&atClosing] { atClosing = g_fd.load(); };
     intercept(interception);
     EXPECT_TRUE(GetParam().send("hello"));
     stopChannel();
@@ -83,11 +77,8 @@ TEST_P(SenderAndClosing, OfAnObjectWithdrawTheNumberFirstToo) {
         const int hostsOwn = ::dup(STDERR_FILENO);
         g_fd = hostsOwn;
         Interception interception;
-        interception.closeFile = [&atClosing, hostsOwn](int descriptor) {
-            if (descriptor == hostsOwn) {
-                atClosing = g_fd.load();
-            }
-        };
+        interception.descriptor = hostsOwn;
+        interception.closeFile = [&atClosing] { atClosing = g_fd.load(); };
         intercept(interception);
     }
     EXPECT_EQ(atClosing, -1);

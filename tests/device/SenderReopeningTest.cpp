@@ -16,11 +16,8 @@ class SenderOnAClosedChannel : public ChannelTest, public testing::WithParamInte
 protected:
     SenderOnAClosedChannel() {
         pdalink::test::Interception interception;
-        interception.openFile = [gate = m_gate, node = terminal().nodePath()](const std::string& path) {
-            if (path == node) {
-                const std::lock_guard wait(*gate);
-            }
-        };
+        interception.openedPath = terminal().nodePath();
+        interception.openFile = [gate = m_gate] { const std::lock_guard wait(*gate); };
         pdalink::test::intercept(interception);
     }
 

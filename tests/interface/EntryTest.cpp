@@ -77,9 +77,9 @@ TEST(Entry, ReadsTheRequestUpToItsNul) {
 }
 
 TEST(Entry, LeavesTheRequestAlone) {
-    std::string request = R"({ "transCode" : "7\u0030\n" })";
+    char request[] = R"({ "transCode" : "7\u0030\n" })";
     const std::string before = request;
-    EXPECT_EQ(Call(request.c_str()).text(), "{}");
+    EXPECT_EQ(Call(request).text(), "{}");
     EXPECT_EQ(request, before);
 }
 

@@ -46,6 +46,7 @@ const std::multiset<std::string> kFunctions = {
     "CGetConfigVal::CGetConfigVal()",
     "CGetConfigVal::CGetConfigVal()",
     "CGetConfigVal::GetprofileConfig(char const*, CParamConfig*)",
+    // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): one name in three pieces
     "CGetConfigVal::CompareAndGetVal(" STD_STRING ", char const*, char*)",
     "CGetConfigVal::eraseSpace(char*)",
 

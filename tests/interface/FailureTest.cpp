@@ -1,3 +1,4 @@
+#include "MemoryLimit.h"
 #include "PrivateDirectory.h"
 #include "TestBed.h"
 #include "TestTerminal.h"
@@ -12,12 +13,9 @@
 #include <QTimer>
 
 #include <cstdlib>
-#include <fstream>
 #include <ostream>
 #include <stdexcept>
 #include <string>
-#include <sys/resource.h>
-#include <unistd.h>
 
 // Whatever goes wrong inside, a host gets its result and keeps its buffers.
 
@@ -104,29 +102,7 @@ INSTANTIATE_TEST_SUITE_P(While, OutOfMemory,
                                          Request{"SearchingTheWord", "none"}),
                          requestName);
 
-/// Leaves the process so little more memory as given, as long as it lives.
-class MemoryLimit {
-public:
-    explicit MemoryLimit(rlim_t more) {
-        getrlimit(RLIMIT_AS, &m_before);
-        const rlimit limit{used() + more, m_before.rlim_max};
-        setrlimit(RLIMIT_AS, &limit);
-    }
-    ~MemoryLimit() { setrlimit(RLIMIT_AS, &m_before); }
-    MemoryLimit(const MemoryLimit&) = delete;
-    MemoryLimit& operator=(const MemoryLimit&) = delete;
-
-private:
-    static rlim_t used() {
-        rlim_t pages = 0;
-        std::ifstream("/proc/self/statm") >> pages;
-        return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
-    }
-
-    rlimit m_before{};
-};
-
-constexpr std::size_t kMebi = 1024 * 1024;
+constexpr std::size_t kMebi = 1024UL * 1024;
 
 std::string requestOf(std::size_t numbers) {
     std::string request = R"({"transCode":"700000","x":[0)";

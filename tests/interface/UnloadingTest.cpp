@@ -80,7 +80,8 @@ TEST_F(Unloading, AfterCallsStartsAnewNextTime) {
 }
 
 TEST_F(Unloading, DoesNotWaitLongForTheReceiver) {
-    EXPECT_LT(std::stoi(runHost("open", 50).valueOf("shortest unloading: ")), 100);
+    constexpr int blindWait = 200; // ms, long enough for any receiver
+    EXPECT_LT(std::stoi(runHost("open", 50).valueOf("shortest unloading: ")), blindWait);
 }
 
 TEST_F(Unloading, WritesTheChannelsEndToTheQtOutput) {

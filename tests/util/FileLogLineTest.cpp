@@ -105,7 +105,7 @@ TEST_F(LogLine, KeepsBytesThatAreNoText) {
 }
 
 TEST_F(LogLine, MayHaveMegabytes) {
-    const std::string text(5 * 1024 * 1024, 'x');
+    const std::string text(5UL * 1024 * 1024, 'x');
     ASSERT_TRUE(add(text));
     const std::vector<std::string> rotated = lines("PDA.log.1");
     ASSERT_EQ(rotated.size(), 1U);

@@ -4,14 +4,16 @@
 
 namespace {
 
+/// What a line has besides its text.
+constexpr long long kOverhead = kStampLength + kInfoLength + 1;
+
 class LogRotation : public LogTest {
 protected:
     std::string copyName(int number) const { return "PDA.log." + std::to_string(number); }
 
     /// Writes a line after which the file has exactly `size` bytes.
     bool growTo(long long size) {
-        const auto overhead = static_cast<long long>(kStampLength + kInfoLength + 1);
-        return add(std::string(static_cast<std::size_t>(size - fileSize(file()) - overhead), 'x'));
+        return add(std::string(static_cast<std::size_t>(size - fileSize(file()) - kOverhead), 'x'));
     }
 
     /// Puts directories in the copies' place, which can be neither removed nor replaced.
@@ -63,14 +65,13 @@ TEST_F(LogRotation, CountsWhatStoodInTheFileBefore) {
 }
 
 TEST_F(LogRotation, CountsWhatStoodInTheFileBeforeToTheByte) {
-    const auto overhead = static_cast<long long>(kStampLength + kInfoLength + 1);
-    writeFile(file(), std::string(static_cast<std::size_t>(kSizeLimit - overhead), 'x'));
+    writeFile(file(), std::string(static_cast<std::size_t>(kSizeLimit - kOverhead), 'x'));
     ASSERT_TRUE(open(file()));
     ASSERT_TRUE(add(""));
     EXPECT_EQ(fileSize(file()), kSizeLimit);
     EXPECT_FALSE(exists(file(copyName(1))));
     ASSERT_TRUE(add(""));
-    EXPECT_EQ(fileSize(file(copyName(1))), kSizeLimit + overhead);
+    EXPECT_EQ(fileSize(file(copyName(1))), kSizeLimit + kOverhead);
 }
 
 TEST_F(LogRotation, ShiftsTheCopiesAndDropsTheOldest) {

@@ -1,8 +1,14 @@
 #include "tests/util/LogFixture.h"
 
+#include <array>
 #include <atomic>
+#include <chrono>
+#include <fcntl.h>
+#include <functional>
 #include <map>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -13,6 +19,7 @@ protected:
     /// Every writer writes its lines "<writer>:<number>:xxx...", each of about `length` bytes.
     void writeLines(int linesEach, std::size_t length) {
         std::vector<std::thread> writers;
+        writers.reserve(kWriters);
         for (int writer = 0; writer < kWriters; ++writer) {
             writers.emplace_back([this, writer, linesEach, length] { writeAs(writer, linesEach, length); });
         }
@@ -148,6 +155,69 @@ TEST_F(LogAmongThreads, KeepsLinesWholeWhileItsCopiesAreShiftedByHand) {
     for (const std::string& line : lines()) {
         ASSERT_EQ(line.size(), line.find('!') + 1) << "torn: " << line;
     }
+}
+
+/// A log into a pipe, which is too short for a line as long as nobody reads it.
+class LogWhileALineIsWritten : public LogTest {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(::mkfifo(file().c_str(), 0600), 0);
+        m_reader = ::open(file().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        ASSERT_TRUE(open(file()));
+    }
+    ~LogWhileALineIsWritten() override { ::close(m_reader); }
+
+    /// Runs the action while another thread is in the middle of a line, then reads that line. The result
+    /// says whether the action has ended before the line had.
+    bool endsInTheMiddle(const std::function<void()>& action) {
+        std::atomic<bool> lineEnded{false};
+        std::atomic<bool> actionEnded{false};
+        std::thread writer([this, &lineEnded] {
+            add(std::string(1000000, 'x'));
+            lineEnded = true;
+        });
+        while (!readSome()) { // until the line has begun
+        }
+        std::thread other([&action, &actionEnded] {
+            action();
+            actionEnded = true;
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        const bool endedFirst = actionEnded;
+        while (!lineEnded) {
+            readSome();
+        }
+        writer.join();
+        other.join();
+        return endedFirst;
+    }
+
+private:
+    /// False, a moment later, when there is nothing to read.
+    bool readSome() const {
+        std::array<char, 4096> bytes{};
+        const bool read = ::read(m_reader, bytes.data(), bytes.size()) > 0;
+        std::this_thread::sleep_for(std::chrono::milliseconds(read ? 0 : 1));
+        return read;
+    }
+
+    int m_reader = -1;
+};
+
+TEST_F(LogWhileALineIsWritten, IsNotClosed) {
+    EXPECT_FALSE(endsInTheMiddle([this] { log().Close(); }));
+    EXPECT_FALSE(add("lost"));
+}
+
+TEST_F(LogWhileALineIsWritten, IsNotOpenedAnew) {
+    EXPECT_FALSE(endsInTheMiddle([this] { open(file("other.log")); }));
+    EXPECT_TRUE(exists(file("other.log")));
+}
+
+TEST_F(LogWhileALineIsWritten, DoesNotHaveItsCopiesShifted) {
+    EXPECT_FALSE(endsInTheMiddle([this] { log().Backup(1); }));
+    EXPECT_TRUE(exists(file("PDA.log.1")));
+    EXPECT_FALSE(exists(file()));
 }
 
 } // namespace

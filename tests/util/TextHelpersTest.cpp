@@ -14,6 +14,7 @@ std::vector<std::string> split(const QString& text, const QString& separator = Q
     std::vector<QString> parts;
     CUtil::plitStr(text, separator, parts);
     std::vector<std::string> result;
+    result.reserve(parts.size());
     for (const QString& part : parts) {
         result.push_back(part.toStdString());
     }

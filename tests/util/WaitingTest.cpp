@@ -85,7 +85,7 @@ TEST_P(Waiting, OfNoTimeReturnsAtOnce) {
 }
 
 TEST_P(Waiting, CostsLessThanOnePercentOfACore) {
-    EXPECT_LT(processorTimeOf(2000), milliseconds(20));
+    EXPECT_TRUE(succeedsOnce([] { return processorTimeOf(2000) < milliseconds(20); }));
 }
 
 INSTANTIATE_TEST_SUITE_P(Host, Waiting, testing::Bool(), [](const testing::TestParamInfo<bool>& info) {
@@ -160,8 +160,9 @@ milliseconds longestGapDuring(unsigned int wait, int interval) {
 }
 
 TEST_F(WaitingAmongEvents, HandlesEventsAtLeastEveryTenMilliseconds) {
-    EXPECT_TRUE(succeedsOnce([] { return longestGapDuring(60, 0) <= milliseconds(12); }));
-    EXPECT_TRUE(succeedsOnce([] { return longestGapDuring(60, 5) <= milliseconds(15 + 2); }));
+    // Less than one turn of 10 ms more, which is what leaving one out would cost.
+    EXPECT_TRUE(succeedsOnce([] { return longestGapDuring(60, 0) < milliseconds(10 + 10); }));
+    EXPECT_TRUE(succeedsOnce([] { return longestGapDuring(60, 5) < milliseconds(5 + 10 + 10); }));
 }
 
 TEST_F(WaitingAmongEvents, IsNeitherShortenedNorProlongedByEvents) {

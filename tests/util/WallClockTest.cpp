@@ -57,6 +57,7 @@ void freezeClock(long long microseconds) {
 #pragma GCC visibility push(default)
 extern "C" {
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the system's names are reserved
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
     if (clock != CLOCK_REALTIME && clock != CLOCK_REALTIME_COARSE) {
         return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
@@ -81,6 +82,7 @@ time_t time(time_t* result) noexcept {
     }
     return now;
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 }
 #pragma GCC visibility pop
 

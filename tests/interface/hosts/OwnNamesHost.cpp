@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
     }
     using Entry = int (*)(const char*, int, char*, int*);
     const auto call = reinterpret_cast<Entry>(dlsym(library, "PDA_CommonCall"));
-    std::vector<char> response(128 * 1024, '\0');
+    std::vector<char> response(128UL * 1024, '\0');
     int length = 0;
     std::printf("result: %d\n", call(argv[2], 0, response.data(), &length));
     std::printf("response: %s\n", response.data());

@@ -33,7 +33,7 @@ int main(int argc, char** argv) {
     dladdr(&m_SeqNo, &owner);
     std::printf("m_SeqNo is in: %s\n", owner.dli_fname);
     m_SeqNo = 41;
-    std::vector<char> response(128 * 1024, '\0');
+    std::vector<char> response(128UL * 1024, '\0');
     int length = 0;
     PDA_CommonCall(argc > 1 ? argv[1] : "", 0, response.data(), &length);
     tell("after");

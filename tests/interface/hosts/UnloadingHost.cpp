@@ -61,7 +61,7 @@ public:
         }
     }
     std::string call(const char* request) const {
-        std::vector<char> response(128 * 1024, '\0');
+        std::vector<char> response(128UL * 1024, '\0');
         function<int(const char*, int, char*, int*)>("PDA_CommonCall")(request, 0, response.data(), nullptr);
         return response.data();
     }
@@ -123,7 +123,8 @@ int main(int argc, char** argv) {
     const int threads = entriesOf("/proc/self/task");
     const int descriptors = entriesOf("/proc/self/fd");
     auto shortest = Clock::duration::max();
-    for (int round = 0; round < std::atoi(argv[3]); ++round) {
+    const int rounds = std::stoi(argv[3]);
+    for (int round = 0; round < rounds; ++round) {
         Clock::time_point begin;
         {
             const Library library(argv[1]);
