@@ -1,8 +1,10 @@
 #include "pdasim/RunCommand.h"
 
 #include "SimulatedTerminal.h"
+#include "pdasim/ActingUser.h"
 #include "pdasim/ChildProcess.h"
 #include "pdasim/ExitCode.h"
+#include "pdasim/SampleState.h"
 #include "pdasim/Trace.h"
 #include "pdasim/UsbIds.h"
 
@@ -24,6 +26,7 @@ struct RunOptions {
     std::string productId;
     std::string iniPath;
     std::string tracePath;
+    bool hasUser = false;
     std::vector<std::string> command;
 };
 
@@ -60,6 +63,11 @@ int runWithTerminal(const RunOptions& options, const UsbIds& ids, Trace* trace) 
     }
     const HeldSignals signals;
     SimulatedTerminal terminal(terminalOptions);
+    terminal.changeState(fillWithSamples);
+    std::optional<ActingUser> user;
+    if (options.hasUser) {
+        user.emplace(terminal);
+    }
     const int code = runCommand(options.command, terminal.testBed().environment(), signals);
     const std::vector<std::string> violations = terminal.violations();
     for (const std::string& violation : violations) {
@@ -103,6 +111,9 @@ void addRunCommand(CLI::App& program, int& exitCode) {
     command->add_option("--ini", options->iniPath, "Take both ids from a PDAConfigure.ini")
         ->excludes(vendor)
         ->excludes(product);
+    command->add_flag(
+        "--user", options->hasUser,
+        "Let somebody work at the terminal: scan labels, finish an inventory, log in, hand over");
     command->add_option("--trace", options->tracePath,
                         "Write every message to a file, \"-\" for standard error");
     command->add_option("command", options->command, "The command and its arguments, behind \"--\"")
