@@ -102,27 +102,13 @@ void copyFields(const Transaction& transaction, const Reply& reply, const Output
     }
 }
 
+void writeNoData(const Transaction& transaction, const Outputs& outputs) {
+    if (transaction.noData == NoData::IntoLastText) {
+        outputs.texts.back().copy(CS_ERROR_DEV_NODATA);
+    }
+}
+
 int exchange(const Transaction& transaction, const Inputs& inputs, const Outputs& outputs) {
     return exchange(transaction, inputs, outputs,
                     [&](const Reply& reply) { copyFields(transaction, reply, outputs); });
-}
-
-int exchange(const Transaction& transaction, const Inputs& inputs, const Outputs& outputs,
-             const TakeReply& take) {
-    return guardedTask([&] {
-        if (transaction.begin != nullptr) {
-            logMessage(transaction.begin);
-        }
-        if (!sendRequest(transaction, inputs)) {
-            return kNotSent; // the task flag stays up
-        }
-        const std::optional<Reply> reply = receiveReply(transaction);
-        if (reply) {
-            take(*reply);
-        } else if (transaction.noData == NoData::IntoLastText) {
-            outputs.texts.back().copy(CS_ERROR_DEV_NODATA);
-        }
-        m_PerformTasksYN = 0;
-        return reply ? kReplied : kNoReply;
-    });
 }

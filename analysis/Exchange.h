@@ -7,7 +7,6 @@
 #include <QByteArray>
 #include <QString>
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -72,18 +71,7 @@ private:
     QByteArray m_bytes;
 };
 
-/// What a transaction makes of its reply.
-using TakeReply = std::function<void(const Reply& reply)>;
-
-/// Carries out one whole exchange: builds the message from `inputs`, sends it, waits for the reply and copies
-/// its tags into the text outputs. Returns one of the results above.
-int exchange(const Transaction& transaction, const Inputs& inputs, const Outputs& outputs);
-
-/// The same, but leaves the reply to `take`.
-int exchange(const Transaction& transaction, const Inputs& inputs, const Outputs& outputs,
-             const TakeReply& take);
-
-// The steps of an exchange, for those that differ in more than their row.
+// The steps of an exchange, for transactions that differ in more than their row.
 
 /// Runs a transaction's steps. A failure lowers the task flag and becomes the result of an internal failure.
 template <typename Steps>
@@ -116,3 +104,32 @@ std::optional<Reply> receiveReply(const Transaction& transaction);
 
 /// Copies the reply's tags into the text outputs.
 void copyFields(const Transaction& transaction, const Reply& reply, const Outputs& outputs);
+
+/// What is written for want of a reply.
+void writeNoData(const Transaction& transaction, const Outputs& outputs);
+
+/// Carries out one whole exchange: builds the message from `inputs`, sends it, waits for the reply and gives
+/// it to `take`. Returns one of the results above. A template, so that whatever fails, fails inside the
+/// guard.
+template <typename Take>
+int exchange(const Transaction& transaction, const Inputs& inputs, const Outputs& outputs, const Take& take) {
+    return guardedTask([&] {
+        if (transaction.begin != nullptr) {
+            logMessage(transaction.begin);
+        }
+        if (!sendRequest(transaction, inputs)) {
+            return kNotSent; // the task flag stays up
+        }
+        const std::optional<Reply> reply = receiveReply(transaction);
+        if (reply) {
+            take(*reply);
+        } else {
+            writeNoData(transaction, outputs);
+        }
+        m_PerformTasksYN = 0;
+        return reply ? kReplied : kNoReply;
+    });
+}
+
+/// The same, with the reply's tags copied into the text outputs.
+int exchange(const Transaction& transaction, const Inputs& inputs, const Outputs& outputs);

@@ -4,16 +4,20 @@
 
 #include <QString>
 
-#include <algorithm>
+#include <numeric>
 #include <stdexcept>
 
 namespace {
 
 constexpr std::size_t kPacketCharacters = 3000;
 
-/// Whether a byte of UTF-8 text goes on with the character before it.
-bool continuesCharacter(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+/// How many characters, as a message's length field counts them, begin with a byte of UTF-8 text.
+std::size_t charactersBegunBy(char byte) {
+    const auto bits = static_cast<unsigned char>(byte);
+    if ((bits & 0xC0U) == 0x80U) {
+        return 0; // goes on with the character before it
+    }
+    return bits >= 0xF0U ? 2 : 1;
 }
 
 } // namespace
@@ -26,26 +30,30 @@ QByteArray FilePacket::checkText() const {
 }
 
 FileText::FileText(const char* text) : m_text(text) {
+    std::size_t inPacket = 0;
     for (; text[m_bytes] != '\0'; ++m_bytes) {
-        if (m_bytes > 0 && continuesCharacter(text[m_bytes])) {
-            continue;
-        }
-        if (m_characters % kPacketCharacters == 0) {
+        const std::size_t width = charactersBegunBy(text[m_bytes]);
+        // A character is never torn, nor is what stands at the very beginning lost, whatever it is.
+        if (m_bytes == 0 || inPacket + width > kPacketCharacters) {
             if (m_starts.size() == kMostPackets) {
                 throw std::length_error("file packets");
             }
             m_starts.push_back(m_bytes);
+            inPacket = 0;
         }
-        ++m_characters;
+        inPacket += width;
+        m_characters += width;
     }
 }
 
 FilePacket FileText::packet(int index) const {
     const auto number = static_cast<std::size_t>(index);
     const bool isLast = number + 1 == m_starts.size();
+    const std::size_t begin = m_starts[number];
     const std::size_t end = isLast ? m_bytes : m_starts[number + 1];
-    return {m_text + m_starts[number], end - m_starts[number],
-            std::min(kPacketCharacters, m_characters - number * kPacketCharacters)};
+    const auto count = [](std::size_t sum, char byte) { return sum + charactersBegunBy(byte); };
+    return {m_text + begin, end - begin,
+            std::accumulate(m_text + begin, m_text + end, std::size_t{0}, count)};
 }
 
 void PacketTable::store(int number, const QByteArray& text) {

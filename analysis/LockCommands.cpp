@@ -55,6 +55,11 @@ const Transaction kReqOpenLock =
 const Transaction kReadLockRes =
     lockCommand("7019", "[ReadLockRes] begin", {}, {"Ex_SrcSeqNo", "Ex_RetCode", "Ex_LockNum"});
 
+const std::vector<const char*> kLockListEntry{"Ex_LockId", "Ex_LockLabel", "Ex_LockStatus", "Ex_LockRssi"};
+
+const std::vector<const char*> kLockResEntry{"Ex_LockId", "Ex_Action",  "Ex_Result",   "Ex_UserA",
+                                             "Ex_UserB",  "Ex_LockRnd", "Ex_OpenTime", "Ex_Bat"};
+
 /// The entries of a reply's list of locks.
 std::vector<Reply> entriesOf(const Reply& reply) {
     constexpr int openingTag =
@@ -143,7 +148,7 @@ int transactions::setBleMac(const Inputs& inputs, const Outputs& outputs) {
 }
 
 int transactions::getLockList(const Outputs& outputs) {
-    return exchangeList(kGetLockList, {"Ex_LockId", "Ex_LockLabel", "Ex_LockStatus", "Ex_LockRssi"}, outputs);
+    return exchangeList(kGetLockList, kLockListEntry, outputs);
 }
 
 int transactions::getLockInfo(const Inputs& inputs, const Outputs& outputs) {
@@ -182,8 +187,5 @@ int transactions::reqOpenLock(const Inputs& inputs, const Outputs& outputs) {
 }
 
 int transactions::readLockRes(const Outputs& outputs) {
-    return exchangeList(kReadLockRes,
-                        {"Ex_LockId", "Ex_Action", "Ex_Result", "Ex_UserA", "Ex_UserB", "Ex_LockRnd",
-                         "Ex_OpenTime", "Ex_Bat"},
-                        outputs);
+    return exchangeList(kReadLockRes, kLockResEntry, outputs);
 }
