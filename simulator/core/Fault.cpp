@@ -155,6 +155,16 @@ Fault& Fault::rawReply(std::string text) {
     return *this;
 }
 
+Fault& Fault::when(std::function<bool(const ParsedMessage&)> condition) {
+    m_conditions.push_back(std::move(condition));
+    return *this;
+}
+
+bool Fault::concerns(const ParsedMessage& message) const {
+    return std::all_of(m_conditions.begin(), m_conditions.end(),
+                       [&message](const auto& condition) { return condition(message); });
+}
+
 Fault& Fault::from(std::size_t message) {
     m_letThrough = std::max<std::size_t>(message, 1) - 1;
     return *this;

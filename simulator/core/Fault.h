@@ -67,6 +67,8 @@ public:
     /** This text, byte for byte, is the reply (still sent in padded reports). */
     Fault& rawReply(std::string text);
 
+    /** Only messages of which this is true are of the fault's kind; two conditions have to hold both. */
+    Fault& when(std::function<bool(const ParsedMessage&)> condition);
     /** The first message to be met is so manieth of its kind from now on, counted from 1. */
     Fault& from(std::size_t message);
     Fault& once();
@@ -80,6 +82,9 @@ private:
     using Change = std::function<void(Reply& reply, const Request& request)>;
     enum class Unplugging { Never, BeforeReply, AfterReply };
 
+    bool concerns(const ParsedMessage& message) const;
+
+    std::vector<std::function<bool(const ParsedMessage&)>> m_conditions;
     bool m_silent = false;
     std::chrono::milliseconds m_delay{0};
     std::optional<std::string> m_replyType;

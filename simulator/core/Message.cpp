@@ -113,9 +113,11 @@ std::string composeMessage(std::string_view type, const Tags& tags, const std::v
         appendTags(text, group);
         text.append(GroupClosing);
     }
+    // A message too long for its length field keeps the other fields in their places.
+    constexpr std::size_t Longest = 999999;
     std::array<char, 32> length{};
     (void)std::snprintf(length.data(), length.size(), "%06zu",
-                        lengthInCharacters(text) + header::LengthWidth);
+                        std::min(lengthInCharacters(text) + header::LengthWidth, Longest));
     return length.data() + text;
 }
 

@@ -14,7 +14,7 @@ namespace pdasim {
 
 /** A body tag that a host has to send. */
 struct RequestTag {
-    // NOLINTNEXTLINE(google-explicit-constructor): rows are lists of names
+    /** Not explicit: most rows are mere lists of names. */
     constexpr RequestTag(const char* text) : name(text) {}
 
     std::string_view name;

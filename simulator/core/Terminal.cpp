@@ -14,10 +14,11 @@ void Terminal::clearFaults() {
     m_faults.clear();
 }
 
-Fault Terminal::takeFault(const std::string& type) {
+Fault Terminal::takeFault(const ParsedMessage& message) {
     auto striking = m_faults.end();
     for (auto entry = m_faults.begin(); entry != m_faults.end(); ++entry) {
-        if (entry->first != AnyType && entry->first != type) {
+        const bool isOfType = entry->first == AnyType || entry->first == message.type;
+        if (!isOfType || !entry->second.concerns(message)) {
             continue;
         }
         if (entry->second.m_letThrough > 0) {
@@ -50,7 +51,7 @@ WriteOutcome Terminal::handleWrite(std::string_view bytes, std::string_view loca
     const CheckedMessage checked = m_checker.check(bytes);
     m_messages.push_back(checked.message);
     addViolations(checked.message.type, checked.violations);
-    const Fault fault = takeFault(checked.message.type);
+    const Fault fault = takeFault(checked.message);
     WriteOutcome outcome;
     outcome.accepted = bytes.size();
     if (fault.m_writeError != 0) {

@@ -76,7 +76,7 @@ public:
 
 private:
     void addViolations(const std::string& type, const std::vector<std::string>& violations);
-    Fault takeFault(const std::string& type);
+    Fault takeFault(const ParsedMessage& message);
     /** The reply to a message that has reached the terminal; empty when there is none. */
     std::string respond(const CheckedMessage& checked, const Fault& fault, std::string_view localTime);
     std::string composeReply(const CheckedMessage& checked, const Fault& fault, std::string_view localTime);

@@ -109,6 +109,12 @@ TEST(MessageChecker, ObjectsToTagsThatAreMissingExtraOrOutOfOrder) {
 TEST(MessageChecker, ObjectsToATimeThatIsNot14Digits) {
     EXPECT_EQ(violationsOf(damaged(61, "2026-1-2030405")),
               Texts{"Ex_TrTime is \"2026-1-2030405\" instead of 14 digits"});
+    for (const std::string time : {"2026010203040", "202601020304050", ""}) {
+        std::string message = request("8001", 1);
+        message.replace(61, 14, time);
+        message.replace(0, 6, pdasim::sequenceText(static_cast<int>(message.size())).insert(0, "00"));
+        EXPECT_EQ(violationsOf(message), Texts{"Ex_TrTime is \"" + time + "\" instead of 14 digits"});
+    }
 }
 
 TEST(MessageChecker, ObjectsToSequenceNumbersThatAreNotWrittenAsAHostWritesThem) {

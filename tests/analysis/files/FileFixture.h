@@ -1,0 +1,69 @@
+#pragma once
+
+#include "Clocks.h"
+#include "tests/analysis/transactions/TransactionFixture.h"
+
+#include <string>
+#include <vector>
+
+/// How a transfer ended. Outputs that were not touched are empty.
+struct Transfer {
+    int result;
+    std::string retCode;
+    std::string data;
+
+    bool operator==(const Transfer& other) const {
+        return result == other.result && retCode == other.retCode && data == other.data;
+    }
+};
+void PrintTo(const Transfer& transfer, std::ostream* stream);
+
+/// One packet as the terminal sends it.
+struct Packet {
+    std::string total;
+    std::string current;
+    std::string text;
+    std::string check;
+};
+
+/// Transfers of files in both directions, with replies that each fit into one report.
+class FileTest : public TransactionTest {
+protected:
+    static constexpr std::size_t kPacketSize = 3000;
+
+    /// As many hexadecimal digits, different ones in every packet.
+    static std::string digits(std::size_t count);
+    /// The check of a packet, worked out anew: the CRC of half as many bytes as it has characters, those
+    /// missing from the first pair on that is not two digits being 0.
+    static std::string check(const std::string& text);
+    static std::vector<std::string> packetsOf(const std::string& text);
+
+    /// What is behind Ex_SeqNo in the request that carries one packet, and in the one that asks for one.
+    static std::string sendBody(const std::string& packet, int total, int current);
+    static std::string fetchBody(int current);
+
+    Transfer send(const std::string& text);
+    Transfer fetch();
+
+    /// What the terminal says to the next packet that is sent to it.
+    void agree(std::size_t times = 1);
+    void refuse(const std::string& code);
+    /// What it answers when the next packet is asked for.
+    void offer(const Packet& packet);
+    void offer(int total, int current, const std::string& text);
+    void offerRepeatedly(const Packet& packet, std::size_t times);
+    void refuseToSend(const std::string& code);
+
+    /// What is behind Ex_SeqNo in each message since the last call of this.
+    std::vector<std::string> newBodies();
+    /// The packet numbers in them.
+    std::vector<int> newPacketNumbers();
+    /// How often the receive buffer has been taken with nothing in it.
+    static int waitsInVain();
+
+    /// How many lines the library has written about what it refused or dropped.
+    static std::size_t warnings();
+
+private:
+    std::size_t m_bodiesSeen = 0;
+};

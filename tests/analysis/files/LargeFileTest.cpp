@@ -1,0 +1,156 @@
+#include "FileFixture.h"
+#include "RepeatedText.h"
+
+#include "util/MutexGuard.h"
+
+#include <QTimer>
+#include <fstream>
+
+namespace {
+
+using pdasim::Fault;
+using testing::IsEmpty;
+
+constexpr std::size_t kMostPackets = 200000;
+
+/// Files of many packets.
+class LargeFile : public FileTest {
+protected:
+    static constexpr std::size_t kSize = 3000000;
+
+    void SetUp() override {
+        if (PDALINK_IS_SANITIZED) {
+            GTEST_SKIP() << "takes minutes with a sanitizer";
+        }
+        FileTest::SetUp();
+    }
+
+    void keep(const std::string& text) {
+        terminal().changeState([&](pdasim::TerminalState& state) { state.files.offered[3] = text; });
+    }
+};
+
+TEST_F(LargeFile, IsSentWhole) {
+    const SwiftReplies swift;
+    const std::string text = digits(kSize);
+    EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
+    const pdasim::TerminalState state = terminal().state();
+    ASSERT_EQ(state.files.sent.count(3), 1U);
+    EXPECT_EQ(state.files.sent.at(3).totalPackets, 1000);
+    EXPECT_TRUE(state.files.sent.at(3).text() == text);
+    EXPECT_EQ(m_SeqNo, 1000);
+}
+
+TEST_F(LargeFile, IsFetchedWhole) {
+    const SwiftReplies swift;
+    const std::string text = digits(kSize);
+    keep(text);
+    std::string data(kSize + 10, '#');
+    std::string retCode(10, '#');
+    int command = 3;
+    EXPECT_EQ(analyser().ReceiveDataSaveToFile(nullptr, &command, nullptr, data.data(), retCode.data()), 0);
+    EXPECT_TRUE(data == text + "##########");
+    EXPECT_EQ(retCode, "000000####");
+    EXPECT_EQ(m_SeqNo, 1000);
+}
+
+TEST_F(LargeFile, IsTooLargeForTheJson) {
+    const SwiftReplies swift;
+    keep(digits(kSize));
+    EXPECT_EQ(ask(R"({"transCode":"600016","pdaNumber":"00000007","pCmdEx":3,"pInfEx":"about it"})"),
+              (JsonAnswer{1, R"({"pFilePath":"","pRetCode":"","transCode":"600016"})"}));
+    EXPECT_EQ(m_SeqNo, 1000);
+}
+
+TEST_F(LargeFile, OfMorePacketsThanThereAreIsNotSent) {
+    const RepeatedText text('1', kMostPackets * kPacketSize + 1);
+    m_PerformTasksYN = 1;
+    OutputBuffer retCode;
+    EXPECT_EQ(analyser().ReadFileDataToPDA(nullptr, nullptr, nullptr, text.data(), retCode.data()), 1);
+    EXPECT_THAT(retCode.written(), IsEmpty());
+    EXPECT_THAT(newBodies(), IsEmpty());
+    EXPECT_EQ(newLines(), (std::vector<std::string>{"1 [ReadFileDataToPDA] begin"}));
+    EXPECT_EQ(m_SeqNo, 0);
+    EXPECT_EQ(m_PerformTasksYN, 0);
+}
+
+TEST_F(LargeFile, OfAsManyPacketsAsThereAreIsBegun) {
+    const RepeatedText text('1', kMostPackets * kPacketSize);
+    refuse("000101");
+    terminal().addFault("8015", Fault().replyType("8001"));
+    HostText pdaNumber("00000007");
+    HostText info("about it");
+    int command = 3;
+    EXPECT_EQ(analyser().ReadFileDataToPDA(pdaNumber, &command, info, text.data(), nullptr), 2);
+    const std::string first = sendBody(std::string(kPacketSize, '1'), kMostPackets, 0);
+    EXPECT_EQ(newBodies(), (std::vector<std::string>{first, first}));
+}
+
+/// More than the packets of a file may hold together, in as few of them as the receive buffer allows.
+class LargestFile : public LargeFile {
+protected:
+    static constexpr std::size_t kMost = 600000000;
+    static constexpr std::size_t kPiece = 16700000;
+    static constexpr std::size_t kFullPieces = kMost / kPiece;
+
+    void SetUp() override {
+        constexpr std::size_t needed = 2UL * 1024 * 1024; // KiB
+        if (availableMemory() < needed) {
+            GTEST_SKIP() << "needs 2 GiB of memory";
+        }
+        LargeFile::SetUp();
+    }
+
+    static std::size_t availableMemory() {
+        std::ifstream file("/proc/meminfo");
+        std::size_t size = 0;
+        for (std::string name; file >> name;) {
+            if (name == "MemAvailable:") {
+                file >> size;
+            }
+        }
+        return size;
+    }
+
+    /// A packet of zeros, whose check is 0 too, as the receiver would have put it into the receive buffer.
+    static void receivePacket(std::size_t number, std::size_t size) {
+        const QString text = QString::fromStdString(
+            "9999998016" + tag("Ex_RetCode", "000000") + tag("Ex_TotalPkt", "1000") + // the type counts
+            tag("Ex_CurPkt", std::to_string(number)) + tag("Ex_HexCheck", "0000") +
+            tag("Ex_HexVal", std::string(size, '0')));
+        const MutexGuard guard(g_lock_buffer);
+        g_buffer = text;
+        g_isBufferCome = true;
+    }
+};
+
+TEST_F(LargestFile, IsFetchedUpToItsLastCharacter) {
+    terminal().addFault("8016", Fault().silence().always());
+    g_PDA_Log.Close(); // it would write every packet
+    std::size_t answered = 0;
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, [&] {
+        if (terminal().received().size() <= answered) {
+            return;
+        }
+        if (answered < kFullPieces) {
+            receivePacket(answered, kPiece);
+        } else if (answered == kFullPieces) {
+            receivePacket(answered, kMost % kPiece); // as many as there may be
+        } else {
+            LoadLockConfig(); // opens the log
+            receivePacket(answered, 1);
+        }
+        ++answered;
+    });
+    timer.start(0);
+    const SwiftReplies swift;
+    OutputBuffer retCode;
+    EXPECT_EQ(analyser().ReceiveDataSaveToFile(nullptr, nullptr, nullptr, nullptr, retCode.data()), 1);
+    EXPECT_EQ(answered, kFullPieces + 2);
+    EXPECT_THAT(retCode.written(), IsEmpty());
+    EXPECT_EQ(warnings(), 1U);
+    EXPECT_EQ(m_PerformTasksYN, 0);
+}
+
+} // namespace

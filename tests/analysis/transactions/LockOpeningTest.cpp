@@ -1,0 +1,209 @@
+#include "TransactionFixture.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+/// What a host passes to ReqOpenLock.
+struct Operations {
+    std::string count;
+    std::string ids;
+    std::string actions;
+    std::string codes;
+    std::string usersA;
+    std::string usersB;
+};
+
+/// Asking for locks to be opened.
+class LockOpening : public TransactionTest {
+protected:
+    int open(Operations x) {
+        return analyser().ReqOpenLock(x.count.data(), x.ids.data(), x.actions.data(), x.codes.data(),
+                                      x.usersA.data(), x.usersB.data(), m_source.data(), m_retCode.data());
+    }
+    /// What goes out.
+    std::string bodyFor(const Operations& operations) {
+        answer("7018", tag("Ex_SrcSeqNo", "0001") + tag("Ex_RetCode", "000000"));
+        EXPECT_EQ(open(operations), 0);
+        return newBody();
+    }
+    static std::string group(const std::string& id, const std::string& action, const std::string& code,
+                             const std::string& userA, const std::string& userB) {
+        return "<LockList>" + tag("Ex_LockId", id) + tag("Ex_Action", action) + tag("Ex_OTCCode", code) +
+               tag("Ex_UserA", userA) + tag("Ex_UserB", userB) + "</LockList>";
+    }
+    static std::string number(const std::string& count) { return tag("Ex_LockNum", count); }
+
+    const OutputBuffer& source() const { return m_source; }
+    const OutputBuffer& retCode() const { return m_retCode; }
+
+private:
+    OutputBuffer m_source;
+    OutputBuffer m_retCode;
+};
+
+TEST_F(LockOpening, SendsAGroupForEachLock) {
+    EXPECT_EQ(bodyFor({"2", "L1;L2;", "00;01;", "111111;222222;", "a1;a2;", "b1;b2;"}),
+              number("2") + group("L1", "00", "111111", "a1", "b1") + group("L2", "01", "", "a2", "b2"));
+    EXPECT_EQ(source().written(), "0001");
+    EXPECT_EQ(retCode().written(), "000000");
+    EXPECT_EQ(m_PerformTasksYN, 0);
+}
+
+TEST_F(LockOpening, SendsACodeWithOneActionOnly) {
+    for (const char* action : {"0", " 00", "00 ", "000", "OO", "01", "+0", "００"}) {
+        EXPECT_EQ(bodyFor({"1", "L;", std::string(action) + ";", "secret;", "a;", "b;"}),
+                  number("1") + group("L", action, "", "a", "b"));
+    }
+}
+
+TEST_F(LockOpening, NeverSendsAPlaceholder) {
+    EXPECT_EQ(bodyFor({"3", "L1;L2;L3;", "01;00;02;", "first;second;third;", "a;a;a;", "b;b;b;"}),
+              number("3") + group("L1", "01", "", "a", "b") + group("L2", "00", "second", "a", "b") +
+                  group("L3", "02", "", "a", "b"));
+}
+
+TEST_F(LockOpening, LosesAValueWithoutItsSemicolon) {
+    EXPECT_EQ(bodyFor({"2", "L1;L2", "00;00", "c1;c2", "a1;a2", "b1;b2"}),
+              number("2") + group("L1", "00", "c1", "a1", "b1") + group("", "", "", "", ""));
+}
+
+TEST_F(LockOpening, ShiftsTheValuesBehindAnEmptyOne) {
+    EXPECT_EQ(bodyFor({"3", "A;;C;", "00;00;00;", ";c1;;c2;", ";;a;", "b;"}),
+              number("3") + group("A", "00", "c1", "a", "b") + group("C", "00", "c2", "", "") +
+                  group("", "00", "", "", ""));
+}
+
+TEST_F(LockOpening, SendsEmptyTextsForTheMissingValues) {
+    EXPECT_EQ(bodyFor({"2", "", "", "", "", ""}),
+              number("2") + group("", "", "", "", "") + group("", "", "", "", ""));
+    EXPECT_EQ(bodyFor({"2", "L1;L2;", "00;00;", "", "", ""}),
+              number("2") + group("L1", "00", "", "", "") + group("L2", "00", "", "", ""));
+}
+
+TEST_F(LockOpening, SendsNoMoreGroupsThanTheCountSays) {
+    EXPECT_EQ(bodyFor({"1", "L1;L2;L3;", "00;00;00;", "1;2;3;", "a;a;a;", "b;b;b;"}),
+              number("1") + group("L1", "00", "1", "a", "b"));
+}
+
+TEST_F(LockOpening, TakesTheFullWidthSemicolonForText) {
+    EXPECT_EQ(bodyFor({"1", "L1；L2;", "00;", "终端;", "a；;", "b;"}),
+              number("1") + group("L1；L2", "00", "终端", "a；", "b"));
+}
+
+TEST_F(LockOpening, KeepsTextsAsTheyAre) {
+    EXPECT_EQ(bodyFor({"1", "%s<b>;", "00;", "%n&;", "</Ex_User>;", "\"\\;"}),
+              number("1") + group("%s<b>", "00", "%n&", "</Ex_User>", "\"\\"));
+}
+
+TEST_F(LockOpening, SendsItsCountAsItIsAndReadsANumberInIt) {
+    struct Count {
+        const char* text;
+        int groups;
+    };
+    for (const Count& count : {Count{"0", 0},           Count{"1", 1},
+                               Count{"12", 12},         Count{" 2", 2},
+                               Count{"\t\n\r 2", 2},    Count{"+2", 2},
+                               Count{"002", 2},         Count{"2abc", 2},
+                               Count{"2 3", 2},         Count{"2.9", 2},
+                               Count{"2;3", 2},         Count{"", 0},
+                               Count{" ", 0},           Count{"abc", 0},
+                               Count{"x2", 0},          Count{"-", 0},
+                               Count{"-1", 0},          Count{"+-2", 0},
+                               Count{"- 2", 0},         Count{"0x2", 0},
+                               Count{"-2147483649", 0}, Count{"-99999999999999999999999", 0},
+                               Count{"%d", 0}}) {
+        std::string expected = number(count.text);
+        for (int i = 0; i < count.groups; ++i) {
+            expected += group("", "", "", "", "");
+        }
+        EXPECT_EQ(bodyFor({count.text, "", "", "", "", ""}), expected);
+    }
+}
+
+/// Batches that no message holds.
+class LockOpeningLimit : public LockOpening {
+protected:
+    static constexpr int kEnvelope = 112;
+    static constexpr int kLongest = 999999;
+
+    /// A lock's identifier that makes the message so many characters long.
+    static std::string identifierFor(int length, int envelope = kEnvelope) {
+        const int rest = envelope + static_cast<int>((number("1") + group("", "", "", "", "")).size());
+        return std::string(static_cast<std::size_t>(length - rest), 'x');
+    }
+
+    void expectTooLong(const Operations& operations) {
+        const int sequence = m_SeqNo;
+        m_PerformTasksYN = 1;
+        newLines();
+        EXPECT_EQ(open(operations), 1);
+        EXPECT_THAT(newLines(), ElementsAre("1 [ReqOpenLock] begin"));
+        EXPECT_THAT(terminal().received(), IsEmpty());
+        EXPECT_EQ(m_SeqNo, sequence);
+        EXPECT_EQ(m_PerformTasksYN, 0);
+        EXPECT_EQ(source().written(), "");
+        EXPECT_EQ(retCode().written(), "");
+    }
+
+    /// A message that is built, and then longer than what a write takes.
+    void expectBuilt(const Operations& operations, const std::string& lengthField) {
+        const int sequence = m_SeqNo;
+        newLines();
+        EXPECT_EQ(open(operations), -1);
+        EXPECT_EQ(m_SeqNo, sequence + 1);
+        EXPECT_EQ(m_PerformTasksYN, 1);
+        const std::string log = pdalink::test::readFile(pdalink::test::logPath() + ".1") +
+                                pdalink::test::readFile(pdalink::test::logPath());
+        EXPECT_NE(log.find("Write XML error:" + lengthField + "7018QEV   "), std::string::npos);
+    }
+};
+
+TEST_F(LockOpeningLimit, IsTheLengthField) {
+    expectTooLong({"1", identifierFor(kLongest + 1) + ";", "", "", "", ""});
+    expectBuilt({"1", identifierFor(kLongest) + ";", "", "", "", ""}, "999999");
+}
+
+TEST_F(LockOpeningLimit, CountsTheDigitsOfTheNumber) {
+    m_SeqNo = 9999;
+    expectTooLong({"1", identifierFor(kLongest + 1, kEnvelope + 1) + ";", "", "", "", ""});
+    expectBuilt({"1", identifierFor(kLongest, kEnvelope + 1) + ";", "", "", "", ""}, "999999");
+}
+
+TEST_F(LockOpeningLimit, CountsCharactersAndNotBytes) {
+    std::string identifier;
+    for (int i = 0; i < 900000; ++i) {
+        identifier += "é";
+    }
+    expectBuilt({"1", identifier + ";", "", "", "", ""}, "900272");
+}
+
+TEST_F(LockOpeningLimit, IsReachedByACountOfEmptyGroups) {
+    // 112 for the envelope, 29 for the count's tag, 134 for each group.
+    expectTooLong({"7462", "", "", "", "", ""});
+    expectBuilt({"7461", "", "", "", "", ""}, "999915");
+}
+
+TEST_F(LockOpeningLimit, IsReachedByCountsBeyondAnInt) {
+    for (const char* count : {"2147483648", "4294967297", "99999999999999999999"}) {
+        expectTooLong({count, "L;", "00;", "c;", "a;", "b;"});
+    }
+}
+
+TEST_F(LockOpeningLimit, DoesNotOpenTheChannel) {
+    stopChannel();
+    expectTooLong({"100000", "", "", "", "", ""});
+    EXPECT_FALSE(g_hidRun);
+}
+
+TEST_F(LockOpeningLimit, LeavesTheNextCallItsNumber) {
+    expectTooLong({"100000", "", "", "", "", ""});
+    EXPECT_EQ(bodyFor({"1", "L;", "00;", "c;", "a;", "b;"}), number("1") + group("L", "00", "c", "a", "b"));
+    EXPECT_EQ(m_SeqNo, 1);
+}
+
+} // namespace
