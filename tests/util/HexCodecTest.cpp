@@ -67,7 +67,7 @@ TEST(Crc, TakesNoMoreThanTheLength) {
 }
 
 TEST(Crc, OfAMebibyteIsComputedInFull) {
-    const std::string zeros(1024 * 1024, '\0');
+    const std::string zeros(std::size_t{1} << 20U, '\0');
     EXPECT_EQ(crcOf(zeros), 0);
     EXPECT_EQ(crcOf(zeros + "123456789"), 0x31C3);
 }

@@ -2,7 +2,6 @@
 
 namespace {
 
-using testing::Each;
 using testing::SizeIs;
 
 /// Terminals that never come to an end.

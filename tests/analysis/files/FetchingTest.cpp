@@ -4,7 +4,6 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::Not;
 using testing::StartsWith;
 
 /// Files on their way from the terminal.

@@ -6,7 +6,6 @@ namespace {
 
 using pdasim::Fault;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 /// Files through the JSON, with a terminal that keeps what is sent to it and sends what it keeps.
 class FileJson : public FileTest {

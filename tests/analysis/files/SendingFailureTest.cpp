@@ -6,9 +6,7 @@
 namespace {
 
 using pdasim::Fault;
-using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 /// Files of three packets of which one meets trouble: the number of those before it.
 class FileSendingInTrouble : public FileTest, public testing::WithParamInterface<std::size_t> {

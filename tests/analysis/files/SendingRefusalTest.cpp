@@ -4,7 +4,6 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Not;
 
 const std::string kGivenUp = "1 data send error. already send:3 times";

@@ -103,6 +103,7 @@ TEST_P(FileSendingOfLength, CutsItIntoPacketsOf3000AndTheRest) {
     agree(packets.size());
     EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
     std::vector<std::string> expected;
+    expected.reserve(packets.size());
     for (const std::string& packet : packets) {
         expected.push_back(sendBody(packet, total, static_cast<int>(expected.size())));
     }

@@ -5,7 +5,6 @@
 namespace {
 
 using pdasim::Fault;
-using testing::IsEmpty;
 
 constexpr std::size_t kPairs = 1000;
 

@@ -39,7 +39,7 @@ TEST_P(ReceivedText, ThatIsGarbage) {
 }
 
 TEST_P(ReceivedText, OfAMebibyte) {
-    const std::string huge(1024 * 1024, 'x');
+    const std::string huge(std::size_t{1} << 20U, 'x');
     expectHandled(huge, {});
     Fields fields = fieldsOf(handler());
     fields.back().second = huge;

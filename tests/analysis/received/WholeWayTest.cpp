@@ -16,7 +16,7 @@ protected:
     QString announced(const pdasim::Announcement& announcement) {
         const std::string text = terminal().announce(announcement);
         EXPECT_TRUE(becomesBuffered(QString::fromStdString(text)));
-        const QString taken = g_HIDDevice.getBuffer();
+        QString taken = g_HIDDevice.getBuffer();
         EXPECT_EQ(taken.toStdString(), text);
         return taken;
     }
@@ -91,7 +91,7 @@ TEST_F(ReceivedScanRun, CollectsTheLabelsThatTheTerminalSends) {
         EXPECT_EQ(handOn(handlerOf("ReceiveScanResult"), announced(pdasim::scannedLabel(label))), 0);
     }
     const std::string terminalNumber = terminal().state().number();
-    for (int i = 0; i < 3; ++i) {
+    for (std::size_t i = 0; i < 3; ++i) {
         EXPECT_EQ(pda_ScanLabel[2 * i].toStdString(), terminalNumber);
         EXPECT_EQ(pda_ScanLabel[2 * i + 1].toStdString(), "B0" + std::to_string(i + 1));
     }

@@ -89,6 +89,7 @@ protected:
                                           x[5].data(), x[6].data()),
                   0);
         std::vector<std::string> texts;
+        texts.reserve(x.size());
         for (const OutputBuffer& output : x) {
             texts.push_back(output.written());
         }

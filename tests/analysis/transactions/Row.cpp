@@ -55,7 +55,7 @@ std::string listOf(const ReplyFields& reply, const std::string& tag) {
 }
 
 std::string outputOf(const OutputParameter& output, const ReplyFields& reply) {
-    const std::string value = reply.value(output.tag);
+    std::string value = reply.value(output.tag);
     const QString characters = QString::fromStdString(value);
     const std::vector<std::size_t> found = separators(characters);
     const std::string nul(1, '\0');

@@ -53,7 +53,7 @@ protected:
     }
     /// The next reply is of a type that no request of this row has.
     std::string answerWrongly() {
-        const std::string text = reply("8001", textOf(sampleReply(row())));
+        std::string text = reply("8001", textOf(sampleReply(row())));
         answerWith(row().type, text);
         return text;
     }
