@@ -12,7 +12,7 @@ std::string informationRequest(int sequence);
 std::string filePacket(int sequence, int packets, int index);
 
 /** What a terminal that agrees to everything answers to a message. */
-std::string replyTo(std::string_view message);
+std::string replyTo(std::string_view request);
 
 /** The length that a message's header announces; 0 while the header's first field is not there yet. */
 std::size_t announcedLength(std::string_view message);

@@ -17,7 +17,7 @@ public:
     std::string take() {
         for (int wait = 0; wait < 3; ++wait) {
             if (const int length = nextLength(); length > 0) {
-                const std::string message = m_received.left(length).toStdString();
+                std::string message = m_received.left(length).toStdString();
                 m_received.remove(0, length);
                 return message;
             }

@@ -22,6 +22,8 @@
 namespace {
 
 constexpr const char* Number = "00000001";
+constexpr std::size_t kResponseRoom = 128UL * 1024;
+constexpr std::size_t kOutputRoom = 16UL * 1024;
 
 /// The digits of a file, two packets long.
 std::string fileDigits() {
@@ -46,7 +48,7 @@ void expect(bool condition, const std::string& what) {
 
 /// Makes one request by JSON; its response has to be the expected one.
 void request(const std::string& what, const std::string& json, const std::string& expected) {
-    static std::vector<char> response(128 * 1024);
+    static std::vector<char> response(kResponseRoom);
     int length = 0;
     PDA_CommonCall(json.c_str(), static_cast<int>(json.size()), response.data(), &length);
     const std::string found(response.data(), static_cast<std::size_t>(length));
@@ -65,7 +67,7 @@ public:
     std::string text() const { return m_bytes.data(); }
 
 private:
-    std::vector<char> m_bytes = std::vector<char>(16 * 1024, '\0');
+    std::vector<char> m_bytes = std::vector<char>(kOutputRoom, '\0');
 };
 
 /// A text that the members take as an input.
@@ -132,7 +134,7 @@ void handover(CPDAXMLAnalysis& library, example::Inbox& inbox) {
          pda_HandoverDotData[6].toStdString() + " to " + pda_HandoverDotData[12].toStdString());
     expect(pda_HandoverDotData[6] == "Ann Example" && pda_HandoverDotData[12] == "Ben Example",
            "both parties");
-    static std::vector<char> response(128 * 1024);
+    static std::vector<char> response(kResponseRoom);
     int length = 0;
     PDA_CommonCall(R"({"transCode":"600009","pdaNumber":"00000001","pTaskID":"DOT-1"})", 0, response.data(),
                    &length);

@@ -7,7 +7,7 @@
 
 namespace pdactl {
 
-ReservedBuffer::ReservedBuffer(std::size_t size) : m_data(nullptr), m_size(size) {
+ReservedBuffer::ReservedBuffer(std::size_t size) : m_size(size) {
     void* const memory =
         ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (memory == MAP_FAILED) {

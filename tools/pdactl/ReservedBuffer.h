@@ -20,7 +20,7 @@ public:
     std::string text() const { return m_data; }
 
 private:
-    char* m_data;
+    char* m_data = nullptr;
     std::size_t m_size;
 };
 
