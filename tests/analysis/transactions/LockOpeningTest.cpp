@@ -2,11 +2,8 @@
 
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 /// What a host passes to ReqOpenLock.
 struct Operations {
@@ -134,7 +131,8 @@ protected:
     /// A lock's identifier that makes the message so many characters long.
     static std::string identifierFor(int length, int envelope = kEnvelope) {
         const int rest = envelope + static_cast<int>((number("1") + group("", "", "", "", "")).size());
-        return std::string(static_cast<std::size_t>(length - rest), 'x');
+        std::string identifier(static_cast<std::size_t>(length - rest), 'x');
+        return identifier;
     }
 
     void expectTooLong(const Operations& operations) {

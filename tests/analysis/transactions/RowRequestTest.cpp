@@ -2,7 +2,6 @@
 
 namespace {
 
-using pdasim::Fault;
 using testing::ElementsAreArray;
 
 /// What goes out, and what the log says of it.
