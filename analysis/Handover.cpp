@@ -73,10 +73,12 @@ int transactions::syncHandoverDotData(const Inputs& inputs, const Outputs& outpu
 }
 
 int transactions::syncHandoverDotDataOfUsers() {
-    return guardedTask([] {
-        logMessage("[SyncHandoverDotData1] begin");
-        return kReplied;
-    });
+    return guarded(
+        [] {
+            logMessage("[SyncHandoverDotData1] begin");
+            return kReplied;
+        },
+        [] { return kReplied; });
 }
 
 int transactions::getHandoverDotRet(const Inputs& inputs, const Outputs& outputs) {

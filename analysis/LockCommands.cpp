@@ -128,12 +128,13 @@ std::vector<QByteArray> operationsOf(const Inputs& inputs) {
     const QByteArray countText = inputs[0].bytes();
     const int count = leadingInteger(countText);
     const LockOperations operations(inputs);
+    const qint64 longest = MessageEnvelope::longestBody();
     qint64 length = taggedText("Ex_LockNum", QString::fromUtf8(countText)).size();
     std::vector<QByteArray> groups;
     for (int i = 0; i < count; ++i) {
         const QString group = operation(operations, static_cast<std::size_t>(i));
         length += taggedText("LockList", group).size();
-        if (!MessageEnvelope::holds(length)) {
+        if (length > longest) {
             throw std::length_error("lock operations");
         }
         groups.push_back(group.toUtf8());

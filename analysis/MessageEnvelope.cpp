@@ -47,9 +47,9 @@ QString MessageEnvelope::message() const {
     return QString::asprintf("%0*d", kLengthDigits, m_text.size() + kLengthDigits) + m_text;
 }
 
-bool MessageEnvelope::holds(qint64 bodyLength) {
+qint64 MessageEnvelope::longestBody() {
     constexpr qint64 longest = 999999; // by six digits
-    return kLengthDigits + head("0000", nextSequenceNumber()).size() + bodyLength <= longest;
+    return longest - kLengthDigits - head("0000", nextSequenceNumber()).size();
 }
 
 QString MessageEnvelope::typeOf(const QString& message) {

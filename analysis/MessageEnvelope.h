@@ -18,8 +18,8 @@ public:
     /// The whole message, with its length in characters in front.
     QString message() const;
 
-    /// Whether the length field of the next message can count `bodyLength` characters of body tags.
-    static bool holds(qint64 bodyLength);
+    /// How many characters of body tags the length field of the next message can count.
+    static qint64 longestBody();
 
     /// The type of a message from the terminal; shorter than four characters when the message is cut.
     static QString typeOf(const QString& message);

@@ -102,9 +102,9 @@ const Handler kHandoverPowerData{
 };
 
 /// The values of the handler's tags. The message counts as far as its length in characters reaches into its
-/// bytes.
+/// bytes. Throws for a text that is longer than a message can be.
 std::vector<QString> valuesOf(const Handler& handler, const char* text) {
-    const QString message = QString::fromUtf8(text);
+    const QString message = QString::fromUtf8(Input(text).bytes());
     QByteArray bytes = message.toUtf8();
     std::vector<QString> values(handler.tags.size());
     for (std::size_t i = 0; i < values.size(); ++i) {

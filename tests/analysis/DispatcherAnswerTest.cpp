@@ -10,8 +10,6 @@ namespace {
 using namespace pdalink::test;
 using Clock = std::chrono::steady_clock;
 
-const std::string kGetInfo = R"({"transCode":"600002"})";
-
 class DispatcherAnswer : public DispatcherTest {
 protected:
     /// The last entry of the log.

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+inline const std::string kGetInfo = R"({"transCode":"600002"})";
+
 /// What a request brought: the result of the call and what is in the host's buffers.
 struct Answer {
     bool untouched() const {

@@ -15,8 +15,6 @@ namespace {
 
 using namespace pdalink::test;
 
-const std::string kGetInfo = R"({"transCode":"600002"})";
-
 // The sanitizers need room of their own on the stack.
 constexpr std::size_t kSmallStack = PDALINK_IS_SANITIZED ? 1024 * 1024 : 96 * 1024;
 

@@ -7,6 +7,7 @@
 
 #include <QDateTime>
 #include <QString>
+#include <cstring>
 #include <limits>
 #include <string>
 
@@ -137,6 +138,17 @@ TEST(Envelope, WidensItsLengthFieldWhenNeeded) {
     MessageEnvelope longer = envelopeWithNumber(1);
     longer.add("A", QString(999999 - 112 - 7 + 1, 'x'));
     EXPECT_EQ(longer.message().left(11), "10000008001");
+}
+
+TEST(Envelope, HasRoomForABodyAsLongAsItsLengthFieldCounts) {
+    for (const NumberText& number :
+         {NumberText{1, "0001"}, NumberText{9999, "9999"}, NumberText{10000, "10000"},
+          NumberText{std::numeric_limits<int>::min(), "-2147483648"}}) {
+        m_SeqNo = static_cast<int>(static_cast<unsigned int>(number.number) - 1U);
+        const int before = m_SeqNo;
+        EXPECT_EQ(MessageEnvelope::longestBody(), 999999 - 108 - static_cast<int>(std::strlen(number.text)));
+        EXPECT_EQ(m_SeqNo, before);
+    }
 }
 
 TEST(EnvelopeType, IsReadFromTheSixthCharacterOn) {

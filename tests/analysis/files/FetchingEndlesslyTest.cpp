@@ -52,6 +52,17 @@ TEST_F(FileFetchingEndlessly, SendingNothingNewInOneOrTheOtherWayIsGivenUpAfterA
     expectGivenUpAfter(1 + kMostIdleReplies);
 }
 
+TEST_F(FileFetchingEndlessly, SendingTheSamePacketIsGivenUpWhateverElseItSends) {
+    offer(right());
+    for (std::size_t i = 0; i < kMostIdleReplies / 2; ++i) {
+        offer(right());
+        answerWith("8016", reply("8015", "")); // no reply to this
+        offer(right());
+        offer(wrong("200000")); // no packet has that number
+    }
+    expectGivenUpAfter(2 * kMostIdleReplies);
+}
+
 TEST_F(FileFetchingEndlessly, CountsRepliesInARowOnly) {
     const SwiftReplies swift;
     offerRepeatedly(wrong(), kMostIdleReplies - 1);

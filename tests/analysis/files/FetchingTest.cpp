@@ -206,6 +206,25 @@ TEST_F(FileFetching, LowersTheTaskFlagBetweenPackets) {
     EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
+TEST_F(FileFetching, LowersTheTaskFlagAfterAPacketThatWasThereToo) {
+    offer(2, 0, "3132");
+    offer(2, 0, "3132");
+    offer(2, 1, "3334");
+    const TaskFlagWatch watch;
+    EXPECT_EQ(fetch(), (Transfer{0, "000000", "31323334"}));
+    EXPECT_EQ(TaskFlagWatch::seen(), "010101");
+}
+
+TEST_F(FileFetching, KeepsTheTaskFlagUpWhileItAsksForAPacketAgain) {
+    offer({"1", "0", "3132", "zzzz"});
+    answerWith("8016", reply("8015", ""));
+    offer(1, 0, "3132");
+    const TaskFlagWatch watch;
+    EXPECT_EQ(fetch(), (Transfer{0, "000000", "3132"}));
+    EXPECT_EQ(TaskFlagWatch::seen(), "01");
+    EXPECT_EQ(m_PerformTasksYN, 0);
+}
+
 TEST_F(FileFetching, OpensTheChannel) {
     stopChannel();
     offer(1, 0, "3132");

@@ -124,6 +124,17 @@ TEST_F(FileFetchingWait, BeginsTheAttemptsAnewWithEachPacket) {
     EXPECT_THAT(newPacketNumbers(), ElementsAre(0, 0, 0, 1, 1, 1));
 }
 
+TEST_F(FileFetchingWait, BeginsTheAttemptsAnewWithAPacketThatWasThere) {
+    answerWrongly(2);
+    offer(2, 0, "3132");
+    answerWrongly(2);
+    offer(2, 0, "3132");
+    answerWrongly(2);
+    offer(2, 1, "3334");
+    EXPECT_EQ(fetch(), (Transfer{0, "000000", "31323334"}));
+    EXPECT_THAT(newPacketNumbers(), ElementsAre(0, 0, 0, 1, 1, 1, 1, 1, 1));
+}
+
 TEST_F(FileFetchingWait, DoesNotLookAtTheAttemptsOfAWrongCheck) {
     const SwiftReplies swift;
     offerRepeatedly({"1", "0", "3132", "zzzz"}, 20);

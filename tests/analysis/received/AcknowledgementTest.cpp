@@ -130,6 +130,23 @@ TEST_P(ReceivedAcknowledgement, OpensTheChannel) {
     EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
+TEST_P(ReceivedAcknowledgement, OpensTheChannelBehindStoreAndBuffer) {
+    stopChannel();
+    setBuffer("left in the buffer");
+    QString buffered = "never looked at";
+    std::vector<std::string> storedMeanwhile;
+    char flag = 99;
+    duringTheNextWait([&] {
+        buffered = buffer();
+        storedMeanwhile = stored(handler());
+        flag = m_PerformTasksYN;
+    });
+    hand(handler(), usualMessage());
+    EXPECT_EQ(buffered, "");
+    EXPECT_EQ(storedMeanwhile, usualStore());
+    EXPECT_EQ(flag, 1);
+}
+
 TEST_P(ReceivedAcknowledgement, ThatCannotBeWrittenFailsBehindTheStore) {
     bufferUsualMessage();
     terminal().addFault(handler().acknowledgementType, Fault().refuseWrite(EIO));

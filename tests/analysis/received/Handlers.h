@@ -31,6 +31,8 @@ struct Handler {
     const char* acknowledgement;
     /// What it lowers; null for nothing.
     bool* lowered;
+    /// Whether the store is written before the receive buffer is emptied.
+    bool storesBeforeClearing;
 };
 
 inline void PrintTo(const Handler& handler, std::ostream* stream) {

@@ -1,4 +1,5 @@
 #include "ReceivedFixture.h"
+#include "tests/analysis/files/RepeatedText.h"
 
 namespace {
 
@@ -46,6 +47,20 @@ TEST_P(ReceivedText, OfAMebibyte) {
     expectHandled(messageOf(handler(), fields), fields);
     fields.front().second = huge;
     expectHandled(messageOf(handler(), fields), fields);
+}
+
+TEST_P(ReceivedText, OfMoreBytesThanACountHoldsFails) {
+    if (PDALINK_IS_SANITIZED) {
+        GTEST_SKIP() << "takes gigabytes with a sanitizer";
+    }
+    const RepeatedText text('x', (std::size_t{1} << 32U) + 100); // counted by an int it would have a hundred
+    fillStore(handler(), "kept");
+    m_PerformTasksYN = 1;
+    EXPECT_EQ((analyser().*handler().receive)(text.data()), 1);
+    EXPECT_EQ(stored(handler()), std::vector<std::string>(handler().storeSize, "kept"));
+    EXPECT_EQ(m_PerformTasksYN, 0);
+    EXPECT_EQ(m_SeqNo, 0);
+    EXPECT_TRUE(terminal().received().empty());
 }
 
 TEST_P(ReceivedText, WithBytesThatAreNoUtf8) {

@@ -1,4 +1,5 @@
 #include "TransactionFixture.h"
+#include "tests/interface/FailingAllocation.h"
 
 #include <QTextCodec>
 #include <array>
@@ -171,6 +172,21 @@ TEST_F(DotHandover, OfTwentyFiveNullsIsOneToo) {
                   nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
               0);
     EXPECT_FALSE(g_hidRun);
+}
+
+TEST_F(DotHandover, OfTwentyFiveTextsLosesItsLineAtMost) {
+    char text[] = "untouched";
+    m_PerformTasksYN = 1;
+    int result = -99;
+    {
+        const FailingAllocation failing(1);
+        result = analyser().SyncHandoverDotData(text, text, text, text, text, text, text, text, text, text,
+                                                text, text, text, text, text, text, text, text, text, text,
+                                                text, text, text, text, text);
+        EXPECT_TRUE(failing.happened());
+    }
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(m_PerformTasksYN, 1);
 }
 
 TEST_F(DotHandover, ReadsTheBytesOfJsonTextsOneByOneToo) {

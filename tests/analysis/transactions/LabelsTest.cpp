@@ -128,6 +128,7 @@ TEST_F(ScannedLabels, AreCountedByTheirSeparators) {
     EXPECT_EQ(fetch("AAAA;BBBB;CCCC"), (Labels{0, "AAAA;BBBB;CCCC", 3, 5, "1"}));
     EXPECT_EQ(fetch("AAAA"), (Labels{0, "AAAA", 1, 0, "1"}));
     EXPECT_EQ(fetch(""), (Labels{0, "", 0, 0, "1"}));
+    EXPECT_EQ(fetch(" "), (Labels{0, " ", 1, 0, "1"}));
 }
 
 TEST_F(ScannedLabels, CountASeparatorAtTheEndToo) {

@@ -103,7 +103,7 @@ TEST_P(LockList, IsCutAtItsClosingTagsAndTenCharactersBehindThem) {
 }
 
 TEST_P(LockList, LosesAFieldThatBeginsWithinTheTenCharacters) {
-    for (const char* before : {"", "012345678"}) {
+    for (const char* before : {"", "012345678", "终端终端"}) {
         answerAtLength(row().type,
                        singles() + inGroup(entry("one")) + before + entry("lost") + "</LockList>");
         const Outcome outcome = call();

@@ -63,7 +63,7 @@ std::vector<Row> discoveryRows() {
     };
 }
 
-std::vector<Row> keyRows() {
+std::vector<Row> lockKeyRows() {
     return {
         {"GetPublicKey",
          nullptr,
@@ -206,7 +206,7 @@ std::vector<Row> openingRows() {
 
 std::vector<Row> lockRows() {
     std::vector<Row> rows;
-    for (const std::vector<Row>& family : {discoveryRows(), keyRows(), openingRows()}) {
+    for (const std::vector<Row>& family : {discoveryRows(), lockKeyRows(), openingRows()}) {
         rows.insert(rows.end(), family.begin(), family.end());
     }
     return rows;

@@ -1,4 +1,5 @@
 #include "TransactionFixture.h"
+#include "tests/interface/FailingAllocation.h"
 
 #include <algorithm>
 #include <array>
@@ -49,6 +50,19 @@ TEST_F(UserNotice, SkipsNullOutputs) {
     OutputBuffer name;
     EXPECT_EQ(analyser().GetRandomNumber(nullptr, name.data()), 0);
     EXPECT_EQ(name.written(), "Ann");
+}
+
+TEST_F(UserNotice, WithoutMemoryGivesNoOtherResult) {
+    pda_RandomNumber[1] = "Ann";
+    OutputBuffer name;
+    int result = -99;
+    {
+        const FailingAllocation failing(1);
+        result = analyser().GetRandomNumber(nullptr, name.data());
+        EXPECT_TRUE(failing.happened());
+    }
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(name.written(), "");
 }
 
 TEST_F(UserNotice, IsNoMatterOfTheTerminals) {
@@ -128,6 +142,22 @@ TEST_F(LoginRecord, SkipsNullOutputs) {
     store();
     EXPECT_EQ(analyser().GetLoginData(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
     EXPECT_TRUE(isStoreEmpty());
+}
+
+TEST_F(LoginRecord, WithoutMemoryIsKeptForTheNextCall) {
+    store();
+    m_PerformTasksYN = 1;
+    OutputBuffer login;
+    int result = -99;
+    {
+        const FailingAllocation failing(1);
+        result = analyser().GetLoginData(nullptr, login.data(), nullptr, nullptr, nullptr, nullptr, nullptr);
+        EXPECT_TRUE(failing.happened());
+    }
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(login.written(), "");
+    EXPECT_EQ(m_PerformTasksYN, 1);
+    EXPECT_EQ(fetch()[1], "login");
 }
 
 TEST_F(LoginRecord, OpensAClosedChannelAndGivesItASecond) {
