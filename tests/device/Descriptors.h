@@ -2,6 +2,8 @@
 
 #include "ProcessFacts.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -16,6 +18,13 @@ inline int descriptors() {
 }
 
 /// Waits until no more than so many files are open: the simulated devices open some for a moment.
-inline bool descriptorsBecome(int count) {
-    return pdalink::test::waitUntil([count] { return descriptors() <= count; });
+inline testing::AssertionResult descriptorsBecome(int count) {
+    if (pdalink::test::waitUntil([count] { return descriptors() <= count; })) {
+        return testing::AssertionSuccess();
+    }
+    testing::AssertionResult failure = testing::AssertionFailure() << "more than " << count << " are open:";
+    for (const std::string& target : pdalink::test::descriptorTargets()) {
+        failure << ' ' << target;
+    }
+    return failure;
 }

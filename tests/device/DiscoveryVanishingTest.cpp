@@ -96,13 +96,17 @@ TEST_F(DiscoveryVanishing, DoesNotUndoAnEarlierMatch) {
 }
 
 TEST_F(DiscoveryVanishing, LeavesNoDescriptorOpen) {
-    find("1209", "0003");
-    const int before = descriptors();
-    for (const bool early : {true, false, true, false}) {
+    const auto vanish = [this](bool early) {
         early ? unplugBeforeItIsOpened() : unplugBeforeItsParentIsLookedUp();
         find("1209", "0003");
         ASSERT_TRUE(isGone());
         plugInAgain();
+    };
+    vanish(true);
+    vanish(false);
+    const int before = descriptors();
+    for (const bool early : {true, false, true, false}) {
+        vanish(early);
     }
     EXPECT_TRUE(descriptorsBecome(before));
 }

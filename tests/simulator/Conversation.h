@@ -22,6 +22,9 @@ inline std::string body(const Tags& tags) {
     return text;
 }
 
+/** The answer that says yes and nothing else. */
+inline const std::string Accepted = body({{"Ex_RetCode", "000000"}});
+
 /** The names of a run of tags in order. */
 inline std::vector<std::string> names(const Tags& tags) {
     std::vector<std::string> all;

@@ -9,11 +9,10 @@ namespace {
 
 using pdasim::Confirmation;
 using pdasim::TerminalState;
+using pdasim::test::Accepted;
 using pdasim::test::body;
 using pdasim::test::Conversation;
 using Texts = std::vector<std::string>;
-
-const std::string Accepted = body({{"Ex_RetCode", "000000"}});
 
 /** What the terminal answers and remembers. No message here may break a rule. */
 class Answers : public testing::Test {

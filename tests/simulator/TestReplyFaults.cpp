@@ -9,6 +9,7 @@ namespace {
 
 using pdasim::Fault;
 using pdasim::Terminal;
+using pdasim::test::Accepted;
 using pdasim::test::body;
 using pdasim::test::Conversation;
 using Texts = std::vector<std::string>;
@@ -23,7 +24,6 @@ protected:
     Conversation host;
 };
 
-const std::string Accepted = body({{"Ex_RetCode", "000000"}});
 const std::string Refused = body({{"Ex_RetCode", "000009"}});
 
 TEST_F(ReplyFaults, ARefusalChangesTheCodeAndNothingElse) {
