@@ -30,9 +30,14 @@ add_library(pdalink_objects OBJECT
     util/cgetconfigval.cpp
     util/mutexlock.cpp
 )
+set_target_properties(pdalink_objects PROPERTIES UNITY_BUILD OFF)
 target_include_directories(pdalink_objects PUBLIC ${PROJECT_SOURCE_DIR})
 target_link_libraries(pdalink_objects PUBLIC Qt5::Core PRIVATE PkgConfig::udev Threads::Threads)
 target_include_directories(pdalink_objects SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})
+
+# The library reads its ini from its own directory: with the sample there, a host can be tried from the build.
+configure_file(${PROJECT_SOURCE_DIR}/packaging/PDAConfigure.ini
+    ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/PDAConfigure.ini COPYONLY)
 
 set(PDALINK_EXPORTS ${PROJECT_SOURCE_DIR}/interface/exports.map)
 add_library(pdalink SHARED)

@@ -29,8 +29,6 @@ build_all() {
     step "building into $build"
     cmake --preset demo --log-level=WARNING
     cmake --build --preset demo -- --quiet
-    # The library reads its ini from its own directory, and writes its log there.
-    cp packaging/PDAConfigure.ini $build/lib/
     rm -rf $build/lib/log $out
     mkdir -p $out
 }
