@@ -1,12 +1,13 @@
 #include "SimulatedTerminal.h"
 
 #include "core/Terminal.h"
-#include "node/NodeBus.h"
+#include "node/NodePort.h"
 
 #include <array>
 #include <condition_variable>
 #include <ctime>
 #include <mutex>
+#include <stdexcept>
 #include <utility>
 
 namespace pdasim {
@@ -24,15 +25,16 @@ std::string localTime() {
 
 } // namespace
 
-/** Joins the terminal's core to its node: carries out what the core wants done, when it wants it done. */
+/** Joins the terminal's core to its port: carries out what the core wants done, when it wants it done. */
 class SimulatedTerminal::Implementation : public NodeOwner {
 public:
-    Implementation(NodeBus& bus, Options options) : m_bus(bus), m_options(std::move(options)) {
+    Implementation(std::unique_ptr<TerminalPort> port, Options options)
+        : m_port(std::move(port)), m_options(std::move(options)) {
         const std::lock_guard lock(mutex());
         m_core.state().identity = m_options.identity;
-        m_device = m_bus.add(m_options.device, *this);
+        m_port->setOwner(*this);
         if (m_options.plugged) {
-            m_bus.plug(m_device);
+            m_port->plug();
         }
     }
 
@@ -41,18 +43,25 @@ public:
 
     ~Implementation() override {
         const std::lock_guard lock(mutex());
-        m_bus.server().cancel(this);
-        m_bus.unplug(m_device);
+        m_port->cancel();
+        m_port->unplug();
     }
 
-    std::mutex& mutex() const { return m_bus.server().mutex(); }
+    std::mutex& mutex() const { return m_port->mutex(); }
     /** The lock, once every opening and closing that a client has finished by now is known here. */
     std::unique_lock<std::mutex> settledLock() const {
-        m_bus.server().settle();
-        return std::unique_lock(m_bus.server().mutex());
+        m_port->settle();
+        return std::unique_lock(mutex());
     }
-    NodeBus& bus() const { return m_bus; }
-    NodeBus::DeviceId device() const { return m_device; }
+    TerminalPort& port() const { return *m_port; }
+    /** What no other port can do. */
+    NodePort& node() const {
+        auto* node = dynamic_cast<NodePort*>(m_port.get());
+        if (node == nullptr) {
+            throw std::logic_error("only a terminal in a test bed can do that");
+        }
+        return *node;
+    }
     Terminal& core() { return m_core; }
 
     void hostOpened() override { m_core.allowSequenceGap(); }
@@ -61,10 +70,10 @@ public:
         tell(Direction::FromHost, bytes);
         const WriteOutcome outcome = m_core.handleWrite(bytes, localTime());
         m_receivedCondition.notify_all();
-        const auto now = NodeServer::Clock::now();
+        const auto now = TerminalPort::Clock::now();
         for (const TimedStep& timed : outcome.steps) {
-            m_bus.server().schedule(this, now + timed.after,
-                                    [this, life = m_life, step = timed.step] { perform(life, step); });
+            m_port->schedule(now + timed.after,
+                             [this, life = m_life, step = timed.step] { perform(life, step); });
         }
         return {outcome.error, outcome.accepted};
     }
@@ -79,22 +88,16 @@ public:
 
     void sendText(std::string_view text) {
         tell(Direction::ToHost, text);
-        send(cutIntoReports(text, m_options.reportSize));
-    }
-
-    void send(const std::vector<std::string>& reports) {
-        if (HidrawNode* node = m_bus.node(m_device); node != nullptr) {
-            node->send(reports);
-        }
+        m_port->send(cutIntoReports(text, m_options.reportSize));
     }
 
     void unplug() {
         ++m_life;
         m_core.allowSequenceGap();
-        m_bus.unplug(m_device);
+        m_port->unplug();
     }
 
-    void replug() { m_bus.plug(m_device); }
+    void replug() { m_port->plug(); }
 
 private:
     /** What was to be sent in an earlier life of the device is lost with it. */
@@ -118,10 +121,9 @@ private:
         }
     }
 
-    NodeBus& m_bus;
+    std::unique_ptr<TerminalPort> m_port;
     Options m_options;
     Terminal m_core;
-    NodeBus::DeviceId m_device = 0;
     int m_life = 0;
     std::condition_variable m_receivedCondition;
 };
@@ -130,17 +132,24 @@ SimulatedTerminal::SimulatedTerminal() : SimulatedTerminal(Options()) {
 }
 
 SimulatedTerminal::SimulatedTerminal(Options options)
-    : m_ownTestBed(std::make_unique<TestBed>()),
-      m_testBed(m_ownTestBed.get()),
-      m_implementation(std::make_unique<Implementation>(*m_testBed->m_bus, std::move(options))) {
+    : m_ownTestBed(std::make_unique<TestBed>()), m_testBed(m_ownTestBed.get()) {
+    settleInTestBed(std::move(options));
 }
 
 SimulatedTerminal::SimulatedTerminal(TestBed& testBed) : SimulatedTerminal(testBed, Options()) {
 }
 
-SimulatedTerminal::SimulatedTerminal(TestBed& testBed, Options options)
-    : m_testBed(&testBed),
-      m_implementation(std::make_unique<Implementation>(*m_testBed->m_bus, std::move(options))) {
+SimulatedTerminal::SimulatedTerminal(TestBed& testBed, Options options) : m_testBed(&testBed) {
+    settleInTestBed(std::move(options));
+}
+
+SimulatedTerminal::SimulatedTerminal(std::unique_ptr<TerminalPort> port, Options options)
+    : m_implementation(std::make_unique<Implementation>(std::move(port), std::move(options))) {
+}
+
+void SimulatedTerminal::settleInTestBed(Options options) {
+    auto port = std::make_unique<NodePort>(*m_testBed->m_bus, options.device);
+    m_implementation = std::make_unique<Implementation>(std::move(port), std::move(options));
 }
 
 SimulatedTerminal::~SimulatedTerminal() = default;
@@ -221,19 +230,17 @@ void SimulatedTerminal::sendText(std::string_view text) {
 
 void SimulatedTerminal::sendReport(std::string_view bytes) {
     const auto lock = m_implementation->settledLock();
-    m_implementation->send({std::string(bytes)});
+    m_implementation->port().send({std::string(bytes)});
 }
 
 void SimulatedTerminal::floodReports(const std::vector<std::string>& reports) {
     const auto lock = m_implementation->settledLock();
-    if (HidrawNode* node = m_implementation->bus().node(m_implementation->device()); node != nullptr) {
-        node->flood(reports);
-    }
+    m_implementation->node().flood(reports);
 }
 
 std::size_t SimulatedTerminal::lostReports() const {
     const std::lock_guard lock(m_implementation->mutex());
-    return m_implementation->bus().lostReports(m_implementation->device());
+    return m_implementation->node().lostReports();
 }
 
 void SimulatedTerminal::unplug() {
@@ -248,17 +255,17 @@ void SimulatedTerminal::replug() {
 
 void SimulatedTerminal::refuseOpening(bool refuse) {
     const std::lock_guard lock(m_implementation->mutex());
-    m_implementation->bus().refuseOpening(m_implementation->device(), refuse);
+    m_implementation->node().refuseOpening(refuse);
 }
 
 std::string SimulatedTerminal::nodePath() const {
     const std::lock_guard lock(m_implementation->mutex());
-    return m_implementation->bus().nodePath(m_implementation->device());
+    return m_implementation->port().place();
 }
 
 int SimulatedTerminal::openDescriptors() const {
     const auto lock = m_implementation->settledLock();
-    return static_cast<int>(m_implementation->bus().openFiles(m_implementation->device()));
+    return static_cast<int>(m_implementation->port().openFiles());
 }
 
 } // namespace pdasim

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DeviceDescription.h"
+#include "TerminalPort.h"
 #include "TestBed.h"
 #include "core/Announcement.h"
 #include "core/Fault.h"
@@ -47,11 +48,14 @@ public:
     /** A terminal among the devices of a test bed, which has to outlive it. */
     explicit SimulatedTerminal(TestBed& testBed);
     SimulatedTerminal(TestBed& testBed, Options options);
+    /** A terminal anywhere else. What the port refers to has to outlive it. */
+    SimulatedTerminal(std::unique_ptr<TerminalPort> port, Options options);
     SimulatedTerminal(const SimulatedTerminal&) = delete;
     SimulatedTerminal& operator=(const SimulatedTerminal&) = delete;
     /** Unplugs the terminal. A client that still has the node open finds it gone. */
     ~SimulatedTerminal();
 
+    /** For a terminal in a test bed only. */
     TestBed& testBed();
 
     void setIdentity(const Identity& identity);
@@ -87,7 +91,8 @@ public:
     void sendText(std::string_view text);
     /** Sends one report of exactly these bytes. */
     void sendReport(std::string_view bytes);
-    /** Sends reports faster than anybody can read them: what does not fit into the host's queue is lost. */
+    /** Sends reports faster than anybody can read them: what does not fit into the host's queue is lost. In a
+     * test bed only, like the next one. */
     void floodReports(const std::vector<std::string>& reports);
     /** Reports that a full queue, an unplugging or the lack of a reader has swallowed. */
     std::size_t lostReports() const;
@@ -96,10 +101,10 @@ public:
     /** A node that is still open somewhere keeps its number; the terminal then comes back under another one.
      */
     void replug();
-    /** While refused, the node is there but opening it fails. */
+    /** While refused, the node is there but opening it fails. In a test bed only. */
     void refuseOpening(bool refuse);
 
-    /** "/dev/hidrawN"; empty while the terminal is unplugged. */
+    /** "/dev/hidrawN", or where else hosts find the terminal; empty while it is unplugged. */
     std::string nodePath() const;
     /** How many open files there are on the terminal's nodes, unplugged ones included. */
     int openDescriptors() const;
@@ -107,8 +112,10 @@ public:
 private:
     class Implementation;
 
+    void settleInTestBed(Options options);
+
     std::unique_ptr<TestBed> m_ownTestBed;
-    TestBed* m_testBed;
+    TestBed* m_testBed = nullptr;
     std::unique_ptr<Implementation> m_implementation;
 };
 

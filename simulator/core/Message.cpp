@@ -85,17 +85,30 @@ void dropTag(Tags& tags, std::string_view name) {
     }
 }
 
-std::size_t lengthInCharacters(std::string_view bytes) {
-    std::size_t characters = 0;
+std::u16string utf16Of(std::string_view bytes) {
+    std::u16string units;
     for (std::string_view rest = bytes; !rest.empty();) {
         const auto decoded = decodeFirst(rest);
         if (!decoded) {
-            return bytes.size();
+            units.resize(bytes.size());
+            std::transform(bytes.begin(), bytes.end(), units.begin(),
+                           [](char byte) { return static_cast<char16_t>(static_cast<unsigned char>(byte)); });
+            return units;
         }
-        characters += decoded->first > 0xFFFF ? 2 : 1;
-        rest.remove_prefix(decoded->second);
+        const auto& [value, size] = *decoded;
+        if (value > 0xFFFF) {
+            units.push_back(static_cast<char16_t>(0xD800 + ((value - 0x10000) >> 10U)));
+            units.push_back(static_cast<char16_t>(0xDC00 + ((value - 0x10000) & 0x3FFU)));
+        } else {
+            units.push_back(static_cast<char16_t>(value));
+        }
+        rest.remove_prefix(size);
     }
-    return characters;
+    return units;
+}
+
+std::size_t lengthInCharacters(std::string_view bytes) {
+    return utf16Of(bytes).size();
 }
 
 std::string sequenceText(int sequence) {

@@ -43,6 +43,9 @@ constexpr std::string_view Fixed = "05";
 constexpr std::size_t Size = 50;
 } // namespace header
 
+/** The UTF-16 units of a text; of bytes that are no UTF-8, one for each. */
+std::u16string utf16Of(std::string_view bytes);
+
 /**
  * The number of characters that the length field has to count.
  *

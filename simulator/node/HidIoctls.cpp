@@ -1,11 +1,13 @@
 #include "node/HidIoctls.h"
 
+#include "ReportDescriptor.h"
+#include "node/HidrawQueue.h"
+
 #include <linux/hidraw.h>
 #include <linux/input.h>
 #include <sys/ioctl.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
@@ -15,11 +17,6 @@
 namespace pdasim {
 
 namespace {
-
-/** A vendor-defined device: 64 bytes in, 64 bytes out, no report ids. */
-constexpr std::array<unsigned char, 27> ReportDescriptor = {
-    0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01, 0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08,
-    0x95, 0x40, 0x09, 0x01, 0x81, 0x02, 0x95, 0x40, 0x09, 0x01, 0x91, 0x02, 0xC0};
 
 template <typename Value>
 std::string bytesOf(const Value& value) {
@@ -56,9 +53,8 @@ void finishWithDescriptor(PreloadLink& link, const PreloadLink::Request& request
     }
     __u32 size = 0;
     std::memcpy(&size, room->data(), sizeof(size));
-    const std::size_t count = std::min<std::size_t>(size, ReportDescriptor.size());
     link.finishWithMemory(request.second + offsetof(hidraw_report_descriptor, value),
-                          {reinterpret_cast<const char*>(ReportDescriptor.data()), count}, 0);
+                          reportDescriptor(hidraw::DefaultReportSize).substr(0, size), 0);
 }
 
 } // namespace
@@ -73,9 +69,10 @@ void serveIoctl(PreloadLink& link, const PreloadLink::Request& request,
         link.finish(-1, ENODEV);
         return;
     }
+    const int descriptorSize = static_cast<int>(reportDescriptor(hidraw::DefaultReportSize).size());
     switch (_IOC_NR(request.first)) {
     case _IOC_NR(HIDIOCGRDESCSIZE):
-        link.finishWithMemory(request.second, bytesOf(static_cast<int>(ReportDescriptor.size())), 0);
+        link.finishWithMemory(request.second, bytesOf(descriptorSize), 0);
         break;
     case _IOC_NR(HIDIOCGRDESC):
         finishWithDescriptor(link, request);

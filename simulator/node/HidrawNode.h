@@ -3,36 +3,16 @@
 #include "DeviceDescription.h"
 #include "node/Doorbell.h"
 #include "node/HidrawQueue.h"
+#include "node/NodeOwner.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace pdasim {
-
-/** The device behind a node, as the node sees it. Called with the server's lock held. */
-class NodeOwner {
-public:
-    struct WriteResult {
-        int error = 0;
-        std::size_t accepted = 0;
-    };
-
-    NodeOwner() = default;
-    NodeOwner(const NodeOwner&) = delete;
-    NodeOwner& operator=(const NodeOwner&) = delete;
-    virtual ~NodeOwner() = default;
-
-    virtual void hostOpened() = 0;
-    /** A write that the kernel's rules let through. */
-    virtual WriteResult hostWrote(std::string_view bytes) = 0;
-    /** A write that failed before it could reach the device. */
-    virtual void hostWriteFailed() = 0;
-};
 
 /**
  * One plugged-in life of a hidraw node: the open files on it and the reports on their way to them.

@@ -66,14 +66,12 @@ void NodeServer::setNode(int number, std::shared_ptr<HidrawNode> node) {
 }
 
 void NodeServer::schedule(const void* owner, Clock::time_point due, std::function<void()> action) {
-    m_timers.emplace(due, Timer{owner, std::move(action)});
+    m_timers.schedule(owner, due, std::move(action));
     wake();
 }
 
 void NodeServer::cancel(const void* owner) {
-    for (auto timer = m_timers.begin(); timer != m_timers.end();) {
-        timer = timer->second.owner == owner ? m_timers.erase(timer) : std::next(timer);
-    }
+    m_timers.cancel(owner);
 }
 
 void NodeServer::settle() {
@@ -168,11 +166,7 @@ int NodeServer::pollTimeout() {
     if (m_settled < m_settleRequested) {
         return 0;
     }
-    if (m_timers.empty()) {
-        return -1;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_timers.begin()->first - Clock::now());
-    return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+    return m_timers.pollTimeout();
 }
 
 bool NodeServer::drainWakeups(const pollfd& watched) {
@@ -293,14 +287,7 @@ void NodeServer::drop(std::list<Connection>::iterator connection) {
 
 bool NodeServer::runDueTimers() {
     const std::lock_guard lock(m_mutex);
-    bool any = false;
-    while (!m_timers.empty() && m_timers.begin()->first <= Clock::now()) {
-        const std::function<void()> action = std::move(m_timers.begin()->second.action);
-        m_timers.erase(m_timers.begin());
-        action();
-        any = true;
-    }
-    return any;
+    return m_timers.runDue();
 }
 
 } // namespace pdasim

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "TimerQueue.h"
 #include "node/FileDescriptor.h"
 #include "node/HidrawNode.h"
 #include "node/PreloadLink.h"
 
 #include <poll.h>
 
-#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -29,7 +29,7 @@ namespace pdasim {
  */
 class NodeServer {
 public:
-    using Clock = std::chrono::steady_clock;
+    using Clock = TimerQueue::Clock;
 
     /** Starts the server; it ends with stop(). */
     static std::shared_ptr<NodeServer> start();
@@ -69,10 +69,6 @@ private:
         HidrawNode::FileId file;
         std::shared_ptr<HidrawNode> node;
     };
-    struct Timer {
-        const void* owner;
-        std::function<void()> action;
-    };
 
     NodeServer();
 
@@ -98,7 +94,7 @@ private:
     bool m_finished = false;
     std::map<int, FileDescriptor> m_listeners;
     std::map<int, std::shared_ptr<HidrawNode>> m_nodes;
-    std::multimap<Clock::time_point, Timer> m_timers;
+    TimerQueue m_timers;
     HidrawNode::FileId m_lastFile = 0;
     /** Touched by the server's thread alone. */
     std::list<Connection> m_connections;

@@ -1,8 +1,12 @@
 #include "pdasim/ActingUser.h"
 
-#include "core/Texts.h"
+#include "control/Clock.h"
+#include "core/MessageChecker.h"
 
-#include <chrono>
+#include <optional>
+#include <set>
+#include <utility>
+#include <vector>
 
 namespace pdasim {
 
@@ -10,117 +14,159 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** Longer than a host takes to collect a reply, so that nothing gets between. */
-constexpr auto HumanPause = 300ms;
+/** After so long without an acknowledgement the user goes on. */
 constexpr auto Patience = 10s;
-constexpr auto LookingInterval = 20ms;
-
-Confirmation userA() {
-    return {"user-a", "Ann Example", "F1A7", "5EED", "PWD-A", "MAC-A"};
-}
-
-Confirmation userB() {
-    return {"user-b", "Ben Example", "F2B8", "5EEE", "PWD-B", "MAC-B"};
-}
-
-HandoverResult confirmed(const std::string& labels) {
-    HandoverResult result;
-    result.time = "20260304050607";
-    result.labels = listValues(labels);
-    result.parties[0] = userA();
-    result.parties[1] = userB();
-    result.state = "1";
-    return result;
-}
 
 } // namespace
 
-ActingUser::ActingUser(SimulatedTerminal& terminal) : m_terminal(terminal), m_thread([this] { work(); }) {
+void Ear::hear(const std::string& text) {
+    static const std::set<std::string> interesting = {"8004", "8006", "8008", "8010", "9002"};
+    const std::string type = text.size() < header::Size ? std::string() : text.substr(header::TypeOffset, 4);
+    const std::lock_guard lock(m_mutex);
+    if (interesting.count(type) != 0) {
+        m_messages.push_back(MessageChecker().check(text).message);
+    }
+    ++m_count;
+    m_heard.notify_all();
+}
+
+ActingUser::ActingUser(SimulatedTerminal& terminal, UserProfile profile, std::shared_ptr<Ear> ear)
+    : m_terminal(terminal),
+      m_profile(std::move(profile)),
+      m_ear(std::move(ear)),
+      m_thread([this] { work(); }) {
 }
 
 ActingUser::~ActingUser() {
-    m_stops = true;
+    {
+        const std::lock_guard lock(m_ear->m_mutex);
+        m_ear->m_userLeaves = true;
+    }
+    m_ear->m_heard.notify_all();
     m_thread.join();
 }
 
 void ActingUser::work() {
-    std::size_t seen = 0;
-    while (!m_stops) {
-        if (m_terminal.waitForMessages(seen + 1, LookingInterval)) {
-            const ParsedMessage message = m_terminal.messages().at(seen);
-            ++seen;
-            reactTo(message);
+    while (true) {
+        std::unique_lock lock(m_ear->m_mutex);
+        m_ear->m_heard.wait(lock, [this] { return m_ear->m_userLeaves || !m_ear->m_messages.empty(); });
+        if (m_ear->m_userLeaves) {
+            return;
         }
+        const ParsedMessage message = std::move(m_ear->m_messages.front());
+        m_ear->m_messages.pop_front();
+        lock.unlock();
+        reactTo(message);
     }
 }
 
 void ActingUser::reactTo(const ParsedMessage& message) {
-    if (message.type == "8004" && message.value("Ex_Cmd") == "1") {
+    if (message.type == "9002") {
+        takeVerdict(message);
+    } else if (!pause()) {
+        return;
+    } else if (message.type == "8004") {
         scan();
     } else if (message.type == "8006") {
-        finishInventory();
-    } else if (message.type == "8008") {
-        m_pendingTask = message.value("Ex_TaskId").value_or("");
-        std::this_thread::sleep_for(HumanPause);
-        m_terminal.announce(loginRecord(userA()));
-    } else if (message.type == "9002" && message.value("Ex_RetCode") == code::Accepted &&
-               !m_pendingTask.empty()) {
-        confirmDotHandover();
-    } else if (message.type == "8010") {
-        m_powerTask = message.value("Ex_TaskId").value_or("");
-        confirmPowerHandover();
+        takeInventory(message);
+    } else {
+        handOver();
     }
+}
+
+void ActingUser::takeInventory(const ParsedMessage& task) {
+    std::optional<Announcement> record;
+    m_terminal.changeState([this, &task, &record](TerminalState& state) {
+        // The terminal may have refused it.
+        if (task.value("Ex_TaskId") == state.inventory.task.taskId) {
+            record = finishInventory(state, completion());
+        }
+    });
+    if (record) {
+        announceAndWait(*record);
+    }
+}
+
+/** A run that the terminal has refused, or that has been stopped, brings nothing. */
+void ActingUser::scan() {
+    for (const std::string& label : m_profile.labels) {
+        bool running = false;
+        m_terminal.changeState([&running](const TerminalState& state) { running = state.scan.running; });
+        if (!running) {
+            return;
+        }
+        announceAndWait(scannedLabel(label));
+        if (!pause()) {
+            return;
+        }
+    }
+}
+
+void ActingUser::handOver() {
+    if (m_loggedIn) {
+        confirmHandovers();
+    } else {
+        m_terminal.announce(loginRecord(completion().userA));
+    }
+}
+
+void ActingUser::takeVerdict(const ParsedMessage& verdict) {
+    m_loggedIn = verdict.value("Ex_RetCode") == code::Accepted;
+    if (m_loggedIn && pause()) {
+        confirmHandovers();
+    }
+}
+
+void ActingUser::confirmHandovers() {
+    std::vector<Announcement> records;
+    m_terminal.changeState([this, &records](TerminalState& state) {
+        for (const std::string& task : openDotHandovers(state)) {
+            records.push_back(*finishDotHandover(state, task, completion()));
+        }
+        for (const std::string& task : openPowerHandovers(state)) {
+            records.push_back(*finishPowerHandover(state, task, completion()));
+        }
+    });
+    for (const Announcement& record : records) {
+        announceAndWait(record);
+    }
+}
+
+/** False when the user is to stop. */
+bool ActingUser::waitUntil(std::chrono::milliseconds time, const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + time;
+    std::unique_lock lock(m_ear->m_mutex);
+    while (!m_ear->m_userLeaves) {
+        const std::size_t before = m_ear->m_count;
+        // Asked without the lock: the terminal holds its own while it tells what it hears.
+        lock.unlock();
+        if (condition()) {
+            return true;
+        }
+        lock.lock();
+        const auto hasNews = [this, before] { return m_ear->m_userLeaves || m_ear->m_count != before; };
+        if (!m_ear->m_heard.wait_until(lock, deadline, hasNews)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool ActingUser::pause() {
+    return waitUntil(m_profile.pace, [] { return false; });
 }
 
 void ActingUser::announceAndWait(const Announcement& announcement) {
     const std::size_t before = m_terminal.acknowledgements().size();
-    std::this_thread::sleep_for(HumanPause);
     m_terminal.announce(announcement);
-    const auto deadline = std::chrono::steady_clock::now() + Patience;
-    while (!m_stops && m_terminal.acknowledgements().size() == before &&
-           std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(LookingInterval);
-    }
+    (void)waitUntil(Patience, [this, before] { return m_terminal.acknowledgements().size() > before; });
 }
 
-void ActingUser::scan() {
-    for (const char* label : {"BAG-0001", "BAG-0002", "BAG-0003"}) {
-        announceAndWait(scannedLabel(label));
-    }
-}
-
-void ActingUser::finishInventory() {
-    InventoryResult result;
-    m_terminal.changeState([&result](TerminalState& state) {
-        result = state.inventory.result;
-        result.taskId = state.inventory.task.taskId;
-        result.labels = listValues(state.inventory.task.labels);
-        result.confirmation = userA();
-        result.state = "1";
-        state.inventory.result = result;
-    });
-    announceAndWait(inventoryRecord(result));
-}
-
-void ActingUser::confirmDotHandover() {
-    DotHandover handover;
-    m_terminal.changeState([this, &handover](TerminalState& state) {
-        DotHandover& pending = state.dotHandovers[m_pendingTask];
-        pending.result = confirmed(pending.task.labels);
-        handover = pending;
-    });
-    m_pendingTask.clear();
-    announceAndWait(dotHandoverRecord(handover.road, handover.result));
-}
-
-void ActingUser::confirmPowerHandover() {
-    PowerHandover handover;
-    m_terminal.changeState([this, &handover](TerminalState& state) {
-        PowerHandover& pending = state.powerHandovers[m_powerTask];
-        pending.result = confirmed(pending.task.labels);
-        handover = pending;
-    });
-    announceAndWait(powerHandoverRecord(handover.batch, handover.result));
+Completion ActingUser::completion() const {
+    return {confirmationOf(m_profile.login, m_profile.name, m_profile.password),
+            confirmationOf("user-b", "Ben Example", "PWD-B"),
+            {},
+            localStamp()};
 }
 
 } // namespace pdasim

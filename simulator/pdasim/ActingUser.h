@@ -1,21 +1,48 @@
 #pragma once
 
 #include "SimulatedTerminal.h"
+#include "control/TaskCompletion.h"
+#include "core/Message.h"
+#include "scenario/Scenario.h"
 
-#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
 #include <thread>
 
 namespace pdasim {
 
+/** What reaches a user of the messages that a host sends. Outlives the user if it has to. */
+class Ear {
+public:
+    /** To be told of everything that a host sends, before the terminal has dealt with it. */
+    void hear(const std::string& text);
+
+private:
+    friend class ActingUser;
+
+    std::mutex m_mutex;
+    std::condition_variable m_heard;
+    std::deque<ParsedMessage> m_messages;
+    /** How much has been heard, so that nothing is missed between a look and the wait for more. */
+    std::size_t m_count = 0;
+    bool m_userLeaves = false;
+};
+
 /**
- * Somebody who works at the terminal: scans three labels when a scan run starts, finds every bag of an
- * inventory, and confirms handovers, a dot handover once the host has let the user log in.
+ * Somebody who works at the terminal: scans labels when a scan run starts, finds every bag of an inventory,
+ * and confirms handovers once the host has let the user log in.
  *
  * Acts a moment after the host has been answered, as people do, until the object goes.
  */
 class ActingUser {
 public:
-    explicit ActingUser(SimulatedTerminal& terminal);
+    ActingUser(SimulatedTerminal& terminal, UserProfile profile, std::shared_ptr<Ear> ear);
     ActingUser(const ActingUser&) = delete;
     ActingUser& operator=(const ActingUser&) = delete;
     ~ActingUser();
@@ -24,16 +51,19 @@ private:
     void work();
     void reactTo(const ParsedMessage& message);
     void scan();
-    void finishInventory();
-    void confirmDotHandover();
-    void confirmPowerHandover();
+    void takeInventory(const ParsedMessage& task);
+    void handOver();
+    void takeVerdict(const ParsedMessage& verdict);
+    void confirmHandovers();
+    bool pause();
+    bool waitUntil(std::chrono::milliseconds time, const std::function<bool()>& condition);
     void announceAndWait(const Announcement& announcement);
+    Completion completion() const;
 
     SimulatedTerminal& m_terminal;
-    /** The handover that waits for its user's login. */
-    std::string m_pendingTask;
-    std::string m_powerTask;
-    std::atomic<bool> m_stops{false};
+    UserProfile m_profile;
+    std::shared_ptr<Ear> m_ear;
+    bool m_loggedIn = false;
     std::thread m_thread;
 };
 

@@ -122,7 +122,10 @@ int runCommand(std::vector<std::string> command, const std::map<std::string, std
     ::close(failure[0]);
     const int code = waitFor(child, signals);
     if (error != 0) {
-        std::cerr << "pdasim: cannot run " << command.front() << ": " << std::strerror(error) << std::endl;
+        std::cerr << "pdasim: cannot run " << command.front() << ": " << std::strerror(error)
+                  << (error == ENOENT ? ". Give its path, or put its folder on the PATH"
+                                      : ". Name a program that you may execute")
+                  << std::endl;
         return error == ENOENT ? CommandNotFound : CannotExecute;
     }
     return code;

@@ -4,7 +4,12 @@ namespace pdasim {
 
 /** What pdasim ends with when it does not end with its command's own exit code. */
 enum ExitCode {
+    /** What "ctl" wanted to have done was refused by the terminal. */
+    CommandRefused = 1,
     BadUsage = 64,
+    BadScenario = 65,
+    /** No pdasim runs where "ctl" looked for one. */
+    NotRunning = 69,
     /** The command succeeded, but broke the protocol on its way. */
     ProtocolViolated = 70,
     CannotCreateFile = 73,

@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# Boots Debian's kernel in QEMU and lets the examples drive terminals of "pdasim usbip" and "pdasim gadget" there: real
+# USB devices with real hidraw nodes, which the simulated node of "pdasim run" is to be like.
+#
+#     scripts/kernel_check.sh [BUILD]
+#
+# Takes the programs from the build folder (build/release). Needs no privileges but for installing packages.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source scripts/packages.sh
+
+build=$(realpath "${1:-build/release}")
+place=build/kernel-check
+root=$place/root
+modules=(
+    drivers/hid/{hid.ko,hid-generic.ko,usbhid}
+    drivers/usb/{common,core,usbip}
+    drivers/usb/gadget/{libcomposite.ko,function/usb_f_hid.ko,udc/dummy_hcd.ko,udc/udc-core.ko}
+    fs/configfs
+)
+
+step() { printf '\n== %s\n' "$*"; }
+
+# The newest kernel of the distribution, a shell, and the stock tool; unpacked, not installed.
+fetch() {
+    local kernel
+    kernel=$(apt-cache depends linux-image-amd64 | sed -n 's/.*Depends: \(linux-image-6[^ ]*\)/\1/p')
+    mkdir -p "$place/packages"
+    (cd "$place/packages" && apt-get -qq download "$kernel" busybox-static usbip 2>/dev/null)
+    for package in "$place"/packages/*.deb; do
+        dpkg -x "$package" "$place/unpacked"
+    done
+}
+
+# A program and the libraries that it is linked with, at the same paths.
+add_program() {
+    local file
+    install -D "$1" "$root/$2"
+    ldd "$1" | grep -o '/[^ ]*' | while read -r file; do
+        [ -e "$root/$file" ] || install -D "$(realpath "$file")" "$root/$file"
+    done
+}
+
+make_root() {
+    local version each
+    version=$(basename "$place"/unpacked/lib/modules/*)
+    rm -rf "$root"
+    mkdir -p "$root"/{bin,dev,proc,sys,tmp,lib/modules/"$version"}
+    install -D "$place/unpacked/bin/busybox" "$root/bin/busybox"
+    for each in "${modules[@]}"; do
+        mkdir -p "$root/lib/modules/$version/kernel/$(dirname "$each")"
+        cp -r "$place/unpacked/lib/modules/$version/kernel/$each" "$root/lib/modules/$version/kernel/$each"
+    done
+    touch "$root/lib/modules/$version"/modules.{order,builtin}
+    for each in pdasim first_call working_day pdactl; do
+        LD_LIBRARY_PATH=$build/lib add_program "$build/bin/$each" "bin/$each"
+    done
+    add_program "$place/unpacked/usr/sbin/usbip" bin/usbip
+    # The library reads its ini from its own folder.
+    mkdir -p "$root/pdalink"
+    cp -L "$build"/lib/libpdalink.so.1 packaging/PDAConfigure.ini "$root/pdalink/"
+    install scripts/kernel_check_guest.sh "$root/init"
+    (cd "$root" && find . | ../unpacked/bin/busybox cpio -o -H newc 2>/dev/null) | gzip -1 >"$place/initrd"
+}
+
+boot() {
+    # KVM may be there and not work for us: the emulator is fast enough.
+    timeout 300 qemu-system-x86_64 -machine pc -accel tcg,thread=multi -cpu max -m 768 \
+        -kernel "$place"/unpacked/boot/vmlinuz-* -initrd "$place/initrd" \
+        -append "console=ttyS0 panic=-1 quiet mitigations=off" -nographic -no-reboot </dev/null |
+        tr -d '\r' | tee "$place/console" | sed -n '/CHECK /,$p'
+    grep -q '^CHECK all is well$' "$place/console"
+}
+
+step "packages"
+install_packages qemu-system-x86
+[ -d "$place/unpacked/boot" ] || fetch
+step "the guest's files"
+make_root
+step "the guest"
+boot

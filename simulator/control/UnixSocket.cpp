@@ -1,0 +1,79 @@
+#include "control/UnixSocket.h"
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+namespace pdasim {
+
+namespace {
+
+[[noreturn]] void fail(int error, const std::string& what, const std::string& path) {
+    throw std::system_error(error, std::generic_category(), what + " " + path);
+}
+
+sockaddr_un addressOf(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof(address.sun_path)) {
+        fail(ENAMETOOLONG, "at most 107 bytes make a socket's path, too long is", path);
+    }
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    return address;
+}
+
+FileDescriptor newSocket(const std::string& path) {
+    FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!socket.isOpen()) {
+        fail(errno, "cannot make a socket for", path);
+    }
+    return socket;
+}
+
+bool connects(const FileDescriptor& socket, const sockaddr_un& address) {
+    return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+/** A socket that a server left behind when it was killed is in nobody's use. */
+void removeAbandoned(const std::string& path, const sockaddr_un& address) {
+    struct stat information {};
+    if (::lstat(path.c_str(), &information) != 0 || !S_ISSOCK(information.st_mode)) {
+        return;
+    }
+    if (!connects(newSocket(path), address) && errno == ECONNREFUSED) {
+        (void)::unlink(path.c_str());
+    }
+}
+
+} // namespace
+
+FileDescriptor listenAt(const std::string& path) {
+    const sockaddr_un address = addressOf(path);
+    removeAbandoned(path, address);
+    FileDescriptor socket = newSocket(path);
+    // The mode of the socket's file follows that of the socket, less the umask.
+    (void)::fchmod(socket.get(), S_IRUSR | S_IWUSR);
+    if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+        ::listen(socket.get(), SOMAXCONN) != 0) {
+        const int error = errno;
+        const std::string hint = error == EADDRINUSE ? ", which is taken (give another path)" : "";
+        fail(error, "cannot listen at", path + hint);
+    }
+    return socket;
+}
+
+FileDescriptor connectTo(const std::string& path) {
+    const sockaddr_un address = addressOf(path);
+    FileDescriptor socket = newSocket(path);
+    if (!connects(socket, address)) {
+        fail(errno, "cannot reach a running pdasim at", path);
+    }
+    return socket;
+}
+
+} // namespace pdasim

@@ -1,0 +1,143 @@
+#include "gadget/GadgetPort.h"
+
+#include "usb/SystemTree.h"
+
+#include <fcntl.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+namespace pdasim {
+
+namespace {
+
+/** Longer than any report of a device. */
+constexpr std::size_t LargestRead = 4096;
+
+FileDescriptor openNode(const std::string& path) {
+    FileDescriptor node(::open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!node.isOpen()) {
+        std::string reason = "cannot open " + path + ": " + std::strerror(errno);
+        if (errno == EACCES) {
+            reason += "; this gives the permission: sudo chown " + nameOfUser() + " " + path;
+        } else if (errno == ENOENT) {
+            reason += "; this sets it up: pdasim gadget --script | sudo sh";
+        }
+        throw std::runtime_error(reason);
+    }
+    return node;
+}
+
+} // namespace
+
+/** Reads what the host has sent, and writes what it is to fetch. */
+class GadgetPort::NodeChannel : public Channel {
+public:
+    NodeChannel(FileDescriptor node, GadgetPort& port) : m_node(std::move(node)), m_port(port) {}
+
+    int descriptor() const override { return m_node.get(); }
+    short events() const override {
+        return static_cast<short>(m_port.m_host.front() == nullptr ? POLLIN : POLLIN | POLLOUT);
+    }
+    bool handle(short events) override {
+        const bool readable = (events & (POLLIN | POLLHUP | POLLERR)) != 0;
+        if ((readable && !receive()) || ((events & POLLOUT) != 0 && !deliver())) {
+            m_port.nodeEnded();
+            return false;
+        }
+        return true;
+    }
+    /** The device has to be free before it can be unbound. */
+    void close() { m_node.reset(); }
+
+private:
+    /** False when the node has gone. */
+    bool receive() {
+        std::array<char, LargestRead> bytes{};
+        const ssize_t got = ::read(m_node.get(), bytes.data(), bytes.size());
+        if (got > 0) {
+            (void)m_port.m_host.take({bytes.data(), static_cast<std::size_t>(got)});
+        }
+        return got > 0 || (got < 0 && (errno == EAGAIN || errno == EINTR));
+    }
+
+    bool deliver() {
+        while (const std::string* report = m_port.m_host.front()) {
+            const bool written = ::write(m_node.get(), report->data(), report->size()) >= 0;
+            // Without a host that has set the device up nobody fetches reports.
+            if (!written && errno != ESHUTDOWN) {
+                return errno == EAGAIN || errno == EINTR;
+            }
+            m_port.m_host.pop();
+        }
+        return true;
+    }
+
+    FileDescriptor m_node;
+    GadgetPort& m_port;
+};
+
+GadgetPort::GadgetPort(ServingLoop& loop, Place place, std::size_t reportSize)
+    : m_loop(loop),
+      m_place(std::move(place)),
+      m_host(loop, reportSize, reportSize, HostSide::Openings::Unseen) {
+}
+
+void GadgetPort::schedule(Clock::time_point due, std::function<void()> action) {
+    m_loop.schedule(this, due, std::move(action));
+}
+
+void GadgetPort::setUp() {
+    if (m_gadget) {
+        m_gadget->bind();
+    } else {
+        m_gadget.emplace(m_place.device, m_host.reportSize(), m_place.controller);
+        m_place.node = m_gadget->node();
+    }
+}
+
+void GadgetPort::plug() {
+    if (m_channel != nullptr) {
+        return;
+    }
+    if (m_gadget || m_place.node.empty()) {
+        setUp();
+    }
+    m_channel = std::make_shared<NodeChannel>(openNode(m_place.node), *this);
+    m_host.setListening(true);
+    m_loop.add(m_channel);
+}
+
+void GadgetPort::unplug() {
+    if (m_channel == nullptr) {
+        return;
+    }
+    m_channel->close();
+    m_loop.remove(m_channel.get());
+    nodeEnded();
+    if (m_gadget) {
+        m_gadget->unbind();
+    }
+}
+
+void GadgetPort::nodeEnded() {
+    m_channel.reset();
+    m_host.reset();
+}
+
+void GadgetPort::send(const std::vector<std::string>& reports) {
+    m_host.queue(reports);
+    m_loop.wake();
+}
+
+std::string GadgetPort::place() const {
+    if (m_channel == nullptr) {
+        return {};
+    }
+    return m_gadget ? m_place.node + " of " + m_gadget->controller() : m_place.node;
+}
+
+} // namespace pdasim

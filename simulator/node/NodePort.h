@@ -1,0 +1,34 @@
+#pragma once
+
+#include "TerminalPort.h"
+#include "node/NodeBus.h"
+
+namespace pdasim {
+
+/** A place on the bus of a test bed. */
+class NodePort : public TerminalPort {
+public:
+    NodePort(NodeBus& bus, DeviceDescription description);
+
+    std::mutex& mutex() override { return m_bus.server().mutex(); }
+    void settle() override { m_bus.server().settle(); }
+    void setOwner(NodeOwner& owner) override;
+    void schedule(Clock::time_point due, std::function<void()> action) override;
+    void cancel() override { m_bus.server().cancel(this); }
+    void plug() override { m_bus.plug(m_device); }
+    void unplug() override { m_bus.unplug(m_device); }
+    void send(const std::vector<std::string>& reports) override;
+    std::string place() const override { return m_bus.nodePath(m_device); }
+    std::size_t openFiles() const override { return m_bus.openFiles(m_device); }
+
+    void flood(const std::vector<std::string>& reports);
+    void refuseOpening(bool refuse) { m_bus.refuseOpening(m_device, refuse); }
+    std::size_t lostReports() const { return m_bus.lostReports(m_device); }
+
+private:
+    NodeBus& m_bus;
+    DeviceDescription m_description;
+    NodeBus::DeviceId m_device = 0;
+};
+
+} // namespace pdasim

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace pdasim {
+
+/** Adds "ctl" to the program; its exit code is left in `exitCode` once the arguments have been parsed. */
+void addCtlCommand(CLI::App& program, int& exitCode);
+
+} // namespace pdasim

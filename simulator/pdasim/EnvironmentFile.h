@@ -1,0 +1,24 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+namespace pdasim {
+
+/** Those of the variables that every program needs, as a shell reads them. */
+std::string shellSettings(const std::map<std::string, std::string>& environment);
+
+/** A file that is there, whole, as long as the object lives. */
+class EnvironmentFile {
+public:
+    /** Throws std::system_error when the file cannot be written. */
+    EnvironmentFile(std::string path, const std::string& text);
+    EnvironmentFile(const EnvironmentFile&) = delete;
+    EnvironmentFile& operator=(const EnvironmentFile&) = delete;
+    ~EnvironmentFile();
+
+private:
+    std::string m_path;
+};
+
+} // namespace pdasim

@@ -1,0 +1,76 @@
+#include "pdasim/TerminalOptions.h"
+
+#include "scenario/MagicValues.h"
+
+#include <algorithm>
+#include <fstream>
+#include <stdexcept>
+
+namespace pdasim {
+
+namespace {
+
+constexpr std::size_t SuffixColumn = 14;
+
+} // namespace
+
+void addTerminalOptions(CLI::App& command, TerminalOptions& options) {
+    CLI::Option* vendor =
+        command.add_option("--vid", options.vendorId, "The terminal's USB vendor id (1209)");
+    CLI::Option* product =
+        command.add_option("--pid", options.productId, "The terminal's USB product id (0001)");
+    command.add_option("--ini", options.iniPath, "Take both ids from a PDAConfigure.ini")
+        ->excludes(vendor)
+        ->excludes(product);
+    command
+        .add_option("--terminals", options.terminals,
+                    "So many terminals (1); their product ids count up from the first one's")
+        ->check(CLI::Range(1U, MostTerminals));
+    command.add_option("--scenario", options.scenario,
+                       "What the terminal is and does: a JSON file, or a name from \"pdasim scenarios\"");
+    command.add_flag(
+        "--user", options.hasUser,
+        "Let somebody work at the terminal: scan labels, finish an inventory, log in, hand over");
+    command.add_flag("--no-magic", options.withoutMagic, "Take magic values for ordinary ones");
+    command.add_option("--trace", options.tracePath,
+                       "Write every message to a file, \"-\" for standard error");
+    command.add_option("--control", options.controlPath,
+                       "Where \"pdasim ctl\" reaches the terminal: a socket's path (pdasim.sock in the\n"
+                       "folder that UMOCKDEV_DIR names)");
+}
+
+UsbIds chosenIds(const TerminalOptions& options) {
+    if (!options.iniPath.empty()) {
+        std::ifstream ini(options.iniPath);
+        if (!ini) {
+            throw std::invalid_argument("--ini: cannot read " + options.iniPath);
+        }
+        try {
+            return readIds(ini);
+        } catch (const std::invalid_argument& reason) {
+            throw std::invalid_argument("--ini: " + options.iniPath + ": " + reason.what());
+        }
+    }
+    UsbIds ids;
+    if (!options.vendorId.empty()) {
+        ids.vendor = normaliseId(options.vendorId);
+    }
+    if (!options.productId.empty()) {
+        ids.product = normaliseId(options.productId);
+    }
+    return ids;
+}
+
+std::string magicHelp() {
+    std::string text =
+        "Magic values: without any scenario, a bag number, task id, lock id or file info with one\n"
+        "of these endings makes the terminal misbehave with that request:\n";
+    for (const MagicValue& magic : magicValues()) {
+        std::string suffix = magic.suffix;
+        suffix.resize(std::max(SuffixColumn, suffix.size() + 1), ' ');
+        text.append("  ").append(suffix).append(magic.effect).append("\n");
+    }
+    return text + "--no-magic switches them off.";
+}
+
+} // namespace pdasim

@@ -1,0 +1,112 @@
+#include "pdasim/UsbIpCommand.h"
+
+#include "pdasim/Desk.h"
+#include "pdasim/DeskService.h"
+#include "pdasim/Lifetime.h"
+#include "pdasim/Reporting.h"
+#include "pdasim/TerminalOptions.h"
+#include "usb/ServingLoop.h"
+#include "usb/SystemTree.h"
+#include "usbip/TcpBus.h"
+#include "usbip/UsbIpPort.h"
+#include "usbip/VhciBus.h"
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace pdasim {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/** Longer than any kernel takes to make a device's node. */
+constexpr auto NodeLimit = 10s;
+
+struct UsbIpOptions {
+    TerminalOptions terminal;
+    /** Whether to offer the terminals over TCP instead of attaching them here, and on which port. */
+    bool listens = false;
+    std::uint16_t port = usbip::TcpBus::StandardPort;
+};
+
+Desk::MakeTerminal terminalsOn(ServingLoop& loop, usbip::Bus& bus) {
+    return [&loop, &bus](std::size_t place, const SimulatedTerminal::Options& settings) {
+        usbip::OfferedDevice device;
+        device.description = settings.device;
+        device.busId = "1-" + std::to_string(place + 1);
+        // The root hub is number 1.
+        device.deviceNumber = static_cast<std::uint32_t>(place) + 2;
+        return std::make_unique<SimulatedTerminal>(
+            std::make_unique<usbip::UsbIpPort>(loop, bus, device, settings.reportSize), settings);
+    };
+}
+
+int listen(const UsbIpOptions& options, const HeldSignals& signals) {
+    ServingLoop loop;
+    usbip::TcpBus bus(loop, options.port);
+    const Desk desk(options.terminal, terminalsOn(loop, bus));
+    const std::string port = std::to_string(bus.port());
+    return serveUntilTheEnd(
+        desk, "\"sudo usbip --tcp-port " + port + " attach -r 127.0.0.1 -b 1-1\" attaches terminal 1",
+        signals);
+}
+
+int attach(const UsbIpOptions& options, const HeldSignals& signals) {
+    ServingLoop loop;
+    usbip::VhciBus bus(loop, usbip::Vhci(sysFolder()));
+    const Desk desk(options.terminal, terminalsOn(loop, bus));
+    if (!bus.waitForNodes(NodeLimit)) {
+        std::cerr << "pdasim: the kernel has made no hidraw node yet; is its module usbhid there? This loads "
+                     "it: sudo modprobe usbhid"
+                  << std::endl;
+    }
+    return serveUntilTheEnd(desk, "every program on this machine finds the terminal", signals);
+}
+
+int serveOverUsbIp(const UsbIpOptions& options) {
+    const HeldSignals signals;
+    if (!endWithParent()) {
+        return 0;
+    }
+    // A test bed that this process might have been started in would hide the real devices.
+    (void)::unsetenv("UMOCKDEV_DIR");
+    return options.listens ? listen(options, signals) : attach(options, signals);
+}
+
+} // namespace
+
+void addUsbIpCommand(CLI::App& program, int& exitCode) {
+    const auto options = std::make_shared<UsbIpOptions>();
+    CLI::App* command = program.add_subcommand(
+        "usbip", "Keep a simulated terminal up as a USB device of this machine's kernel");
+    addTerminalOptions(*command, options->terminal);
+    CLI::Option* listen =
+        command
+            ->add_option("--listen", options->port,
+                         "Offer the terminal on a TCP port of the loopback (3240; 0 for any free one), for\n"
+                         "\"usbip attach\", instead of attaching it")
+            ->expected(0, 1);
+    command->footer(
+        magicHelp() +
+        "\n\nNeeds the kernel's module vhci_hcd and, without root, a permission; it says which command\n"
+        "gives them. Prints a line for each terminal, and then one that begins with \"# ready\". SIGINT,\n"
+        "SIGTERM or the end of the parent process ends it, and takes the device away. \"pdasim ctl\" needs\n"
+        "--control SOCKET on both sides.\n\n"
+        "Exit code: 0; 70 when a host broke the protocol; 64 bad usage; 65 a bad scenario;\n"
+        "71 something is missing for the device; 73 a file, socket or TCP port cannot be had.");
+    command->final_callback([options, listen, &exitCode] {
+        options->listens = listen->count() > 0;
+        if (options->listens && listen->results().front().empty()) {
+            options->port = usbip::TcpBus::StandardPort;
+        }
+        exitCode = reportingFailures([&options] { return serveOverUsbIp(*options); });
+    });
+}
+
+} // namespace pdasim

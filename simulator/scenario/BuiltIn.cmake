@@ -1,0 +1,18 @@
+# pdasim_write_built_in_scenarios(<folder with scenarios> <file to write>)
+#
+# Writes the source that holds every scenario of the folder and their schema.
+function(pdasim_write_built_in_scenarios folder target)
+    file(GLOB files CONFIGURE_DEPENDS ${folder}/*.json)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${files})
+    set(PDASIM_SCENARIO_ROWS "")
+    foreach(file IN LISTS files)
+        file(READ ${file} text)
+        if(file MATCHES "/scenario\\.schema\\.json$")
+            set(PDASIM_SCENARIO_SCHEMA "${text}")
+        else()
+            get_filename_component(name ${file} NAME_WE)
+            string(APPEND PDASIM_SCENARIO_ROWS "\n        {\"${name}\", R\"json(${text})json\"},")
+        endif()
+    endforeach()
+    configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/BuiltInScenarios.cpp.in ${target} @ONLY)
+endfunction()

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "node/FileDescriptor.h"
+#include "usb/ServingLoop.h"
+#include "usbip/UrbServer.h"
+#include "usbip/UsbIpPort.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace pdasim::usbip {
+
+/** What a client can ask for before it has attached a terminal. */
+class Offer {
+public:
+    Offer() = default;
+    Offer(const Offer&) = delete;
+    Offer& operator=(const Offer&) = delete;
+    virtual ~Offer() = default;
+
+    virtual std::vector<OfferedDevice> devices() const = 0;
+    /** Null when there is no such terminal, or another host has it. */
+    virtual UsbIpPort* freePort(const std::string& busId) const = 0;
+};
+
+/** A byte stream with a client of the protocol at its other end. */
+class Connection : public Channel, public std::enable_shared_from_this<Connection> {
+public:
+    Connection(ServingLoop& loop, FileDescriptor socket);
+    ~Connection() override = default;
+
+    /** What the client begins with: it asks for a terminal, or has attached one already. */
+    void serve(const Offer& offer) { m_offer = &offer; }
+    void serve(UsbIpPort& port);
+
+    int descriptor() const override { return m_socket.get(); }
+    short events() const override;
+    bool handle(short events) override;
+
+    /** Passes waiting reports on. */
+    void deliver();
+    /** Breaks off. */
+    void close();
+
+private:
+    bool receive();
+    void take(std::string_view bytes);
+    void takeOperation();
+    bool flush();
+    bool end();
+
+    ServingLoop& m_loop;
+    FileDescriptor m_socket;
+    const Offer* m_offer = nullptr;
+    UsbIpPort* m_port = nullptr;
+    std::optional<UrbServer> m_urbs;
+    /** Of a client that has not attached anything yet. */
+    std::string m_input;
+    std::string m_output;
+    bool m_answered = false;
+};
+
+} // namespace pdasim::usbip

@@ -1,0 +1,182 @@
+#include "ReportDescriptor.h"
+#include "usb/ControlEndpoint.h"
+#include "usb/Descriptors.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using pdasim::ControlEndpoint;
+using pdasim::DeviceDescription;
+using pdasim::HostSide;
+using pdasim::NodeOwner;
+using pdasim::ServingLoop;
+using pdasim::SetupPacket;
+using Bytes = std::optional<std::string>;
+
+std::string bytes(const std::vector<unsigned>& values) {
+    std::string text;
+    for (const unsigned value : values) {
+        text.push_back(static_cast<char>(value));
+    }
+    return text;
+}
+
+/** Keeps what the host sends. */
+class Listener : public NodeOwner {
+public:
+    void hostOpened() override {}
+    WriteResult hostWrote(std::string_view text) override {
+        received.emplace_back(text);
+        return {error, text.size()};
+    }
+    void hostWriteFailed() override {}
+
+    std::vector<std::string> received;
+    int error = 0;
+};
+
+class Control : public testing::Test {
+protected:
+    Control() { m_host.setOwner(m_listener); }
+
+    Bytes ask(unsigned type, unsigned request, unsigned value, unsigned length, const std::string& data = {},
+              unsigned index = 0) {
+        const std::lock_guard lock(m_loop.mutex());
+        return m_control.answer({static_cast<std::uint8_t>(type), static_cast<std::uint8_t>(request),
+                                 static_cast<std::uint16_t>(value), static_cast<std::uint16_t>(index),
+                                 static_cast<std::uint16_t>(length)},
+                                data);
+    }
+    Bytes descriptor(unsigned type, unsigned number = 0, unsigned length = 255) {
+        return ask(0x80, 0x06, type << 8U | number, length);
+    }
+
+    ServingLoop m_loop;
+    Listener m_listener;
+    HostSide m_host{m_loop, 64, 64, HostSide::Openings::Seen};
+    ControlEndpoint m_control{DeviceDescription(), m_host};
+};
+
+TEST(Descriptors, OfTheDevice) {
+    DeviceDescription description;
+    description.vendorId = "12ab";
+    description.productId = "fe01";
+    EXPECT_EQ(pdasim::deviceDescriptor(description),
+              bytes({18, 1, 0x00, 0x02, 0, 0, 0, 64, 0xAB, 0x12, 0x01, 0xFE, 0x00, 0x01, 1, 2, 3, 1}));
+    description.serial.reset();
+    description.manufacturer.reset();
+    EXPECT_EQ(pdasim::deviceDescriptor(description).substr(14), bytes({0, 2, 0, 1}));
+}
+
+TEST(Descriptors, OfTheConfiguration) {
+    EXPECT_EQ(pdasim::configurationDescriptor(64), bytes({9, 2,    41,   0, 1,  1, 0,    0x80, 50, //
+                                                          9, 4,    0,    0, 2,  3, 0,    0,    0,  //
+                                                          9, 0x21, 0x11, 1, 0,  1, 0x22, 27,   0,  //
+                                                          7, 5,    0x81, 3, 64, 0, 1,              //
+                                                          7, 5,    0x01, 3, 64, 0, 1}));
+}
+
+TEST(Descriptors, APacketHoldsAtMost64BytesOfAReport) {
+    EXPECT_EQ(pdasim::configurationDescriptor(1024).substr(27 + 4, 2), bytes({64, 0}));
+    EXPECT_EQ(pdasim::configurationDescriptor(1024).substr(18 + 7, 2), bytes({29, 0}));
+    EXPECT_EQ(pdasim::configurationDescriptor(8).substr(27 + 4, 2), bytes({8, 0}));
+}
+
+TEST(Descriptors, OfTheReports) {
+    EXPECT_EQ(pdasim::reportDescriptor(64),
+              bytes({0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01, 0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08,
+                     0x95, 64,   0x09, 0x01, 0x81, 0x02, 0x95, 64,   0x09, 0x01, 0x91, 0x02, 0xC0}));
+    EXPECT_EQ(pdasim::reportDescriptor(1024),
+              bytes({0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01, 0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x96,
+                     0x00, 0x04, 0x09, 0x01, 0x81, 0x02, 0x96, 0x00, 0x04, 0x09, 0x01, 0x91, 0x02, 0xC0}));
+}
+
+TEST(Descriptors, OfTheTexts) {
+    DeviceDescription description;
+    description.manufacturer = "\xC3\x84!";
+    description.product.reset();
+    description.serial = "\xF0\x9F\x94\x91";
+    EXPECT_EQ(pdasim::stringDescriptor(description, 0), bytes({4, 3, 0x09, 0x04}));
+    EXPECT_EQ(pdasim::stringDescriptor(description, 1), bytes({6, 3, 0xC4, 0, '!', 0}));
+    EXPECT_EQ(pdasim::stringDescriptor(description, 2), std::nullopt);
+    EXPECT_EQ(pdasim::stringDescriptor(description, 3), bytes({6, 3, 0x3D, 0xD8, 0x11, 0xDD}));
+    EXPECT_EQ(pdasim::stringDescriptor(description, 4), std::nullopt);
+    description.product = std::string(500, 'x');
+    EXPECT_EQ(pdasim::stringDescriptor(description, 2)->size(), 254U);
+    EXPECT_EQ(pdasim::stringDescriptor(description, 2)->front(), static_cast<char>(254));
+}
+
+TEST_F(Control, GivesEachDescriptorCutToWhatTheHostHasRoomFor) {
+    EXPECT_EQ(descriptor(1), pdasim::deviceDescriptor({}));
+    EXPECT_EQ(descriptor(1, 0, 8), pdasim::deviceDescriptor({}).substr(0, 8));
+    EXPECT_EQ(descriptor(2, 0, 9), pdasim::configurationDescriptor(64).substr(0, 9));
+    EXPECT_EQ(descriptor(2), pdasim::configurationDescriptor(64));
+    EXPECT_EQ(descriptor(3, 2), pdasim::stringDescriptor({}, 2));
+    EXPECT_EQ(ask(0x81, 0x06, 0x2200, 255), pdasim::reportDescriptor(64));
+    EXPECT_EQ(ask(0x81, 0x06, 0x2100, 255), pdasim::hidDescriptor(64));
+}
+
+TEST_F(Control, StallsWhatTheDeviceDoesNotHave) {
+    EXPECT_EQ(descriptor(2, 1), std::nullopt);
+    EXPECT_EQ(descriptor(3, 4), std::nullopt);
+    EXPECT_EQ(descriptor(6), std::nullopt) << "a full-speed device has no qualifier";
+    EXPECT_EQ(ask(0x00, 0x09, 2, 0), std::nullopt) << "there is one configuration";
+    EXPECT_EQ(ask(0x01, 0x0B, 1, 0), std::nullopt) << "without alternatives";
+    EXPECT_EQ(ask(0x01, 0x0B, 0, 0, {}, 1), std::nullopt) << "of one interface";
+    EXPECT_EQ(ask(0x00, 0x77, 0, 0), std::nullopt);
+    EXPECT_EQ(ask(0xA1, 0x77, 0, 0), std::nullopt);
+    EXPECT_EQ(ask(0xC0, 0x06, 0x0100, 18), std::nullopt) << "vendor requests";
+}
+
+TEST_F(Control, KeepsTheConfigurationUntilItIsResetAgain) {
+    EXPECT_EQ(ask(0x80, 0x08, 0, 1), std::string(1, '\0'));
+    EXPECT_EQ(ask(0x00, 0x09, 1, 0), "");
+    EXPECT_EQ(ask(0x80, 0x08, 0, 1), "\x01");
+    m_control.reset();
+    EXPECT_EQ(ask(0x80, 0x08, 0, 1), std::string(1, '\0'));
+}
+
+TEST_F(Control, AnswersTheOtherStandardRequests) {
+    EXPECT_EQ(ask(0x80, 0x00, 0, 2), std::string(2, '\0'));
+    EXPECT_EQ(ask(0x82, 0x00, 0, 2, {}, 0x81), std::string(2, '\0'));
+    EXPECT_EQ(ask(0x01, 0x0B, 0, 0), "");
+    EXPECT_EQ(ask(0x81, 0x0A, 0, 1), std::string(1, '\0'));
+    EXPECT_EQ(ask(0x02, 0x01, 0, 0, {}, 0x81), "") << "to end a halt";
+}
+
+TEST_F(Control, AnswersTheRequestsToAHidInterface) {
+    EXPECT_EQ(ask(0x21, 0x0A, 0x0700, 0), "");
+    EXPECT_EQ(ask(0xA1, 0x02, 0, 1), "\x07");
+    EXPECT_EQ(ask(0xA1, 0x03, 0, 1), "\x01");
+    EXPECT_EQ(ask(0x21, 0x0B, 0, 0), "");
+    EXPECT_EQ(ask(0xA1, 0x03, 0, 1), std::string(1, '\0'));
+    EXPECT_EQ(ask(0xA1, 0x01, 0x0100, 64), std::string(64, '\0'));
+    EXPECT_EQ(ask(0xA1, 0x01, 0x0200, 64), std::nullopt) << "there is no reading of output reports";
+}
+
+TEST_F(Control, TakesAMessageThatComesAsAReportToo) {
+    const std::string message = "0x";
+    EXPECT_EQ(ask(0x21, 0x09, 0x0200, 2, message), "");
+    EXPECT_EQ(m_listener.received, std::vector<std::string>{message});
+    EXPECT_EQ(ask(0x21, 0x09, 0x0300, 2, message), std::nullopt) << "there are no feature reports";
+    m_listener.error = EIO;
+    EXPECT_EQ(ask(0x21, 0x09, 0x0200, 2, message), std::nullopt);
+}
+
+TEST(Setup, IsReadAsItComesOnTheBus) {
+    const SetupPacket setup = pdasim::readSetup({0x81, 0x06, 0x02, 0x22, 0x03, 0x01, 0x1B, 0x02});
+    EXPECT_EQ(setup.requestType, 0x81);
+    EXPECT_EQ(setup.request, 0x06);
+    EXPECT_EQ(setup.value, 0x2202);
+    EXPECT_EQ(setup.index, 0x0103);
+    EXPECT_EQ(setup.length, 0x021B);
+    EXPECT_TRUE(setup.isIn());
+    EXPECT_FALSE(pdasim::readSetup({0x21, 0x09, 0, 0, 0, 0, 0, 0}).isIn());
+}
+
+} // namespace

@@ -1,0 +1,233 @@
+#include "BareClient.h"
+#include "FakeBoard.h"
+#include "PrivateDirectory.h"
+#include "ProcessFacts.h"
+#include "ServedTerminal.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using pdalink::test::ProgramResult;
+using pdalink::test::readFile;
+using pdalink::test::runProgram;
+using pdalink::test::scratchDirectory;
+using pdalink::test::waitUntil;
+using pdasim::test::contains;
+using pdasim::test::FakeBoard;
+using pdasim::test::pdasim;
+using pdasim::test::Program;
+using pdasim::test::request;
+using pdasim::test::RunningProgram;
+using Texts = std::vector<std::string>;
+
+/** Stands in for a gadget's node: what is written at the one end can be read at the other. */
+class StandIn {
+public:
+    StandIn() : m_master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+        EXPECT_EQ(::grantpt(m_master), 0);
+        EXPECT_EQ(::unlockpt(m_master), 0);
+        path = ::ptsname(m_master);
+        // Kept open, so that the other side sees no hang-up before pdasim has opened it.
+        m_slave = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        termios settings{};
+        EXPECT_EQ(::tcgetattr(m_slave, &settings), 0);
+        ::cfmakeraw(&settings);
+        EXPECT_EQ(::tcsetattr(m_slave, TCSANOW, &settings), 0);
+    }
+    StandIn(const StandIn&) = delete;
+    StandIn& operator=(const StandIn&) = delete;
+    ~StandIn() { hangUp(); }
+
+    /** What a host's interrupt transfers bring. */
+    void write(std::string_view message) const {
+        for (std::size_t at = 0; at < message.size(); at += 64) {
+            const std::string_view packet = message.substr(at, 64);
+            ASSERT_EQ(::write(m_master, packet.data(), packet.size()), static_cast<ssize_t>(packet.size()));
+        }
+    }
+    /** So many reports. */
+    std::string read(std::size_t reports) const {
+        std::string bytes(64 * reports, '\0');
+        std::size_t got = 0;
+        while (got < bytes.size()) {
+            const ssize_t more = ::read(m_master, bytes.data() + got, bytes.size() - got);
+            if (more <= 0) {
+                break;
+            }
+            got += static_cast<std::size_t>(more);
+        }
+        bytes.resize(got);
+        return bytes;
+    }
+    void hangUp() {
+        ::close(m_slave);
+        ::close(m_master);
+        m_slave = m_master = -1;
+    }
+
+    std::string path;
+
+private:
+    int m_master;
+    int m_slave = -1;
+};
+
+/** A board that this process, and what it starts, takes for the real one. */
+class UsedBoard : public FakeBoard {
+public:
+    UsedBoard() : FakeBoard({"first.usb"}), m_path(std::getenv("PATH")) {
+        for (const auto& [name, value] : environment()) {
+            (void)::setenv(name.c_str(), value.c_str(), 1);
+        }
+        std::filesystem::create_symlink(node.path, devices + "/hidg4");
+    }
+    UsedBoard(const UsedBoard&) = delete;
+    UsedBoard& operator=(const UsedBoard&) = delete;
+    ~UsedBoard() {
+        (void)::unsetenv("PDASIM_SYS");
+        (void)::unsetenv("PDASIM_DEV");
+        (void)::setenv("PATH", m_path.c_str(), 1);
+    }
+
+    StandIn node;
+
+private:
+    std::string m_path;
+};
+
+TEST(Gadget, ServesANodeThatIsSetUp) {
+    const StandIn node;
+    RunningProgram server({Program, "gadget", "--node", node.path});
+    const Texts lines = server.readUpTo("# ready");
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0], "# terminal 1 at " + node.path + ", USB id 1209:0001");
+    node.write(request("8001", 7));
+    const std::string reply = node.read(4);
+    ASSERT_EQ(reply.size(), 256U);
+    EXPECT_EQ(reply.substr(0, 10), "0002418001");
+    EXPECT_EQ(reply.substr(241), std::string(15, '\0'));
+    // Nobody tells a device that another program has opened it: any number may follow.
+    node.write(request("8001", 1));
+    EXPECT_EQ(node.read(4).size(), 256U);
+    server.signal(SIGTERM);
+    EXPECT_EQ(server.wait(), 0);
+}
+
+TEST(Gadget, FailsAtTheEndWhenAHostBrokeTheProtocol) {
+    const StandIn node;
+    const std::string trace = scratchDirectory() + "/trace";
+    RunningProgram server({Program, "gadget", "--node", node.path, "--trace", trace});
+    ASSERT_EQ(server.readUpTo("# ready").size(), 2U);
+    node.write("nonsense");
+    EXPECT_TRUE(waitUntil([&trace] { return contains(readFile(trace), "nonsense"); }));
+    server.signal(SIGTERM);
+    EXPECT_EQ(server.wait(), 70);
+}
+
+TEST(Gadget, ANodeThatGoesIsAnUnpluggedTerminal) {
+    StandIn node;
+    const std::string control = scratchDirectory() + "/control";
+    RunningProgram server({Program, "gadget", "--node", node.path, "--control", control});
+    ASSERT_EQ(server.readUpTo("# ready").size(), 2U);
+    const auto state = [&control] { return pdasim({"ctl", "--control", control, "state"}).output; };
+    EXPECT_TRUE(contains(state(), "\"plugged\": true"));
+    node.hangUp();
+    EXPECT_TRUE(waitUntil([&state] { return contains(state(), "\"plugged\": false"); }));
+    const ProgramResult refused = pdasim({"ctl", "--control", control, "replug"});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(contains(refused.errors, "cannot open " + node.path)) << refused.errors;
+    server.signal(SIGTERM);
+    EXPECT_EQ(server.wait(), 0);
+}
+
+TEST(Gadget, SetsTheBoardUpServesItAndTakesEverythingAway) {
+    const UsedBoard board;
+    const std::string control = scratchDirectory() + "/control";
+    RunningProgram server({Program, "gadget", "--control", control});
+    const Texts lines = server.readUpTo("# ready");
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0], "# terminal 1 at " + board.devices + "/hidg4 of first.usb, USB id 1209:0001");
+    const std::string gadget = board.gadgets + "/pdasim.first.usb";
+    EXPECT_EQ(readFile(gadget + "/idVendor"), "0x1209");
+    board.node.write(request("8001", 1));
+    EXPECT_EQ(board.node.read(4).size(), 256U);
+    EXPECT_EQ(pdasim({"ctl", "--control", control, "unplug"}).exitCode, 0);
+    EXPECT_EQ(readFile(gadget + "/UDC"), "\n");
+    EXPECT_EQ(pdasim({"ctl", "--control", control, "replug"}).exitCode, 0);
+    EXPECT_EQ(readFile(gadget + "/UDC"), "first.usb\n");
+    board.node.write(request("8001", 2));
+    EXPECT_EQ(board.node.read(4).size(), 256U);
+    server.signal(SIGINT);
+    EXPECT_EQ(server.wait(), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(board.gadgets));
+}
+
+TEST(Gadget, EndsWithItsParentAndTakesTheDeviceAway) {
+    const UsedBoard board;
+    const std::string output = scratchDirectory() + "/output";
+    RunningProgram parent({"sh", "-c", Program + " gadget > " + output + " & wait"});
+    ASSERT_TRUE(waitUntil([&output] { return contains(readFile(output), "# ready"); }));
+    EXPECT_FALSE(std::filesystem::is_empty(board.gadgets));
+    parent.signal(SIGKILL);
+    (void)parent.wait();
+    EXPECT_TRUE(waitUntil([&board] { return std::filesystem::is_empty(board.gadgets); }));
+}
+
+TEST(Gadget, SaysWhatIsMissing) {
+    const FakeBoard board({});
+    const ProgramResult result = runProgram({Program, "gadget"}, board.environment());
+    EXPECT_EQ(result.exitCode, 71);
+    EXPECT_EQ(result.errors,
+              "pdasim: there is no USB device controller (on a PC a simulated one will do); this "
+              "helps: sudo modprobe dummy_hcd\n");
+    EXPECT_EQ(result.output, "");
+}
+
+TEST(Gadget, LeavesNothingBehindWhenTheNodeDoesNotCome) {
+    const FakeBoard board({"first.usb"});
+    const ProgramResult result = runProgram({Program, "gadget"}, board.environment());
+    EXPECT_EQ(result.exitCode, 71);
+    EXPECT_TRUE(contains(result.errors, "cannot open " + board.devices + "/hidg4: No such file"))
+        << result.errors;
+    EXPECT_TRUE(std::filesystem::is_empty(board.gadgets));
+}
+
+TEST(Gadget, SaysHowToGetTheNode) {
+    const std::string missing = scratchDirectory() + "/hidg0";
+    const ProgramResult result = pdasim({"gadget", "--node", missing});
+    EXPECT_EQ(result.exitCode, 71);
+    EXPECT_EQ(result.errors,
+              "pdasim: cannot open " + missing +
+                  ": No such file or directory; this sets it up: pdasim gadget --script | sudo sh\n");
+}
+
+TEST(Gadget, RefusesOptionsThatDoNotGoTogether) {
+    const std::vector<Texts> cases = {{"--node", "/dev/hidg0", "--udc", "x"},
+                                      {"--node", "/dev/hidg0", "--script"},
+                                      {"--remove"},
+                                      {"--script", "--terminals", "2"},
+                                      {"--udc", "x", "--terminals", "2"},
+                                      {"--script", "--vid", "xyz"}};
+    for (Texts arguments : cases) {
+        arguments.insert(arguments.begin(), "gadget");
+        const ProgramResult result = pdasim(arguments);
+        EXPECT_EQ(result.exitCode, 64) << testing::PrintToString(arguments);
+        EXPECT_NE(result.errors + result.output, "");
+    }
+    EXPECT_EQ(pdasim({"gadget", "--script", "--scenario", "no-such"}).exitCode, 65);
+}
+
+} // namespace
