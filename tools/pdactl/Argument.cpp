@@ -2,23 +2,60 @@
 
 #include "Failure.h"
 
+#include <QByteArray>
+#include <QString>
+
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
+#include <system_error>
 
 namespace pdactl {
+
+namespace {
+
+/** Other bytes would be replaced, or cut, on their way to the terminal. */
+void requireText(const std::string& name, const std::string& value) {
+    const QByteArray bytes = QByteArray::fromStdString(value);
+    if (bytes.contains('\0') || QString::fromUtf8(bytes).toUtf8() != bytes) {
+        throw Failure(BadUsage, name + " holds bytes that are no UTF-8 text. Write them as the text that the "
+                                       "terminal expects, hexadecimal digits for example.");
+    }
+}
+
+void removeLineEnd(std::string& text) {
+    for (const char end : {'\n', '\r'}) {
+        if (!text.empty() && text.back() == end) {
+            text.pop_back();
+        }
+    }
+}
+
+} // namespace
 
 std::string readWhole(const std::string& path) {
     std::ostringstream content;
     if (path == "-") {
+        static bool isTaken = false;
+        if (isTaken) {
+            throw Failure(BadUsage, "Standard input can give one value only: put the others into files and "
+                                    "give @FILE for them.");
+        }
+        isTaken = true;
         content << std::cin.rdbuf();
         return content.str();
     }
+    std::error_code missing;
+    if (std::filesystem::is_directory(path, missing)) {
+        throw Failure(LocalFailure, "Cannot read " + path + ": it is a folder. Give a file in it.");
+    }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        throw Failure(LocalFailure, "Cannot read " + path + ": " + std::strerror(errno));
+        throw Failure(LocalFailure, "Cannot read " + path + ": " + std::strerror(errno) +
+                                        ". Check its name and permissions.");
     }
     content << file.rdbuf();
     return content.str();
@@ -32,12 +69,12 @@ std::string readArgument(const std::string& name, const std::string& text, bool 
                                  "this machine sees it. Put it into a file and give @FILE, or send it to "
                                  "standard input and give -");
         }
+        requireText(name, text);
         return text;
     }
     std::string content = readWhole(text == "-" ? text : text.substr(1));
-    if (!content.empty() && content.back() == '\n') {
-        content.pop_back();
-    }
+    removeLineEnd(content);
+    requireText(name, content);
     return content;
 }
 

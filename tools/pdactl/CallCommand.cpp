@@ -39,19 +39,28 @@ Values readMembers(const Code& code, const std::vector<std::string>& members) {
     for (const std::string& member : members) {
         const std::size_t equals = member.find('=');
         if (equals == std::string::npos) {
-            throw Failure(BadUsage, "\"" + member + "\" is no key=value.");
+            throw Failure(BadUsage, "\"" + member +
+                                        R"(" is no key=value. Write the member's name, "=" and its value.)");
         }
         const std::string name = member.substr(0, equals);
         const Parameter& parameter = findParameter(code, name);
+        if (values.count(name) != 0) {
+            throw Failure(BadUsage, name + " is given twice. Give it once.");
+        }
         values[name] = readArgument(name, member.substr(equals + 1), parameter.isSecret);
     }
     return values;
 }
 
 const Code& requireCode(const std::string& number) {
+    if (number.empty()) {
+        throw Failure(BadUsage,
+                      "Give CODE, 600001 to 600019, or --request FILE. 'pdactl call --help' lists them.");
+    }
     const Code* const code = findCode(number);
     if (code == nullptr) {
-        throw Failure(BadUsage, "There is no code \"" + number + "\"; they are 600001 to 600019.");
+        throw Failure(BadUsage, "There is no code \"" + number +
+                                    "\"; they are 600001 to 600019. 'pdactl call --help' lists them.");
     }
     return *code;
 }
@@ -68,7 +77,7 @@ int callRaw(const std::string& file, bool verbose) {
         outcome = readAnswer(*code, answer);
     } else {
         outcome.exitCode = RequestRefused;
-        outcome.message = "The library refused the request; its log says why (info msg).";
+        outcome.message = refusalMessage();
     }
     if (!outcome.message.empty()) {
         std::cerr << "pdactl: " << outcome.message << std::endl;
@@ -107,7 +116,7 @@ void addCallCommand(Program& program) {
         "--request", options->requestFile,
         "send the JSON in this file (- for standard input) as it stands, and print the response "
         "as it stands");
-    command->footer(codeList());
+    command->footer("Example: pdactl call 600003 pBagNumber=B0001 pAttrOrg=1001 pBagType=1\n\n" + codeList());
     command->callback([&program, options] {
         program.action = [&program, options] {
             if (!options->requestFile.empty()) {

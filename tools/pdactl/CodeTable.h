@@ -22,6 +22,7 @@ struct Code {
     const char* number;
     std::vector<const char*> command; ///< its words
     const char* help;
+    const char* example; ///< what an example has behind the command
     std::vector<Parameter> parameters;
     std::vector<const char*> outputs;
     const char* verdict = "pRetCode"; ///< the output that holds the terminal's verdict; null for none

@@ -12,9 +12,6 @@ namespace pdactl {
 
 namespace {
 
-// A reply has 16 Mi characters at most, of three bytes each.
-constexpr std::size_t OutputRoom = std::size_t{64} * 1024 * 1024;
-
 std::vector<std::string> inputsOf(const LockCall& call, const Values& given) {
     std::vector<std::string> inputs;
     for (const Parameter& parameter : call.parameters) {
@@ -22,6 +19,9 @@ std::vector<std::string> inputsOf(const LockCall& call, const Values& given) {
         inputs.push_back(value != given.end() ? readArgument(std::string("--") + parameter.option,
                                                              value->second, parameter.isSecret)
                                               : parameter.preset);
+    }
+    if (call.complete != nullptr) {
+        call.complete(inputs);
     }
     return inputs;
 }
@@ -35,7 +35,7 @@ int carryOut(const Program& program, const LockCall& call, const Values& given) 
         in.push_back(input.data());
     }
     for (std::size_t i = 0; i < call.outputs.size(); ++i) {
-        outputs.emplace_back(OutputRoom);
+        outputs.emplace_back(ReplyRoom);
         out.push_back(outputs.back().data());
     }
     Outcome outcome;
@@ -54,6 +54,7 @@ int carryOut(const Program& program, const LockCall& call, const Values& given) 
 void addLockCommand(Program& program, const LockCall& call) {
     CLI::App* const command = subcommand(program.app, call.command);
     command->description(call.help);
+    addExample(*command, call.command, call.example);
     const auto given = std::make_shared<Values>();
     addParameters(*command, call.parameters, given);
     command->callback([&program, &call, given] {

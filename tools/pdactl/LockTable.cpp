@@ -1,5 +1,9 @@
 #include "LockTable.h"
 
+#include "Failure.h"
+
+#include <algorithm>
+
 namespace pdactl {
 
 namespace {
@@ -10,10 +14,58 @@ constexpr Parameter secret(const char* name, const char* option, const char* hel
     return {name, option, help, false, true};
 }
 
+/** How many values a list has. The library leaves out those that are empty or have no ";" behind them. */
+std::size_t completeList(const std::string& option, std::string& list) {
+    if (!list.empty() && list.back() != ';') {
+        list += ';';
+    }
+    if ((';' + list).find(";;") != std::string::npos) {
+        throw Failure(BadUsage, option + " has an empty value, whose place the next one would take. Give "
+                                         "each lock a value.");
+    }
+    return static_cast<std::size_t>(std::count(list.begin(), list.end(), ';'));
+}
+
+/** One value for each lock; or none, unless it is needed. */
+void requireList(const std::string& option, std::string& list, std::size_t locks, bool isNeeded) {
+    const std::size_t values = completeList(option, list);
+    if (values != locks && (isNeeded || values != 0)) {
+        throw Failure(BadUsage, option + " has " + std::to_string(values) + " value(s), but --locks names " +
+                                    std::to_string(locks) +
+                                    ". Give one for each lock, each followed by \";\".");
+    }
+}
+
+/** The library goes by the count alone, and takes an empty text for what a list lacks. */
+void completeOpening(std::vector<std::string>& inputs) {
+    enum Input : std::size_t { Count, Locks, Actions, Codes, UsersA, UsersB };
+    const std::size_t locks = completeList("--locks", inputs[Locks]);
+    if (locks == 0) {
+        throw Failure(BadUsage, "--locks names no lock. 'pdactl lock list' shows their ids.");
+    }
+    const std::string count = std::to_string(locks);
+    if (!inputs[Count].empty() && inputs[Count] != count) {
+        throw Failure(BadUsage, "--count says " + inputs[Count] + ", but --locks names " + count +
+                                    ". Leave --count out.");
+    }
+    inputs[Count] = count;
+    if (inputs[Actions].empty()) {
+        for (std::size_t i = 0; i < locks; ++i) {
+            inputs[Actions] += "00;";
+        }
+    }
+    requireList("--actions", inputs[Actions], locks, true);
+    const bool takesCode = (';' + inputs[Actions]).find(";00;") != std::string::npos;
+    requireList("--codes", inputs[Codes], locks, takesCode);
+    requireList("--users-a", inputs[UsersA], locks, false);
+    requireList("--users-b", inputs[UsersB], locks, false);
+}
+
 std::vector<LockCall> makeLockCalls() {
     return {
         {{"lock", "mac"},
          "Hand the terminal a Bluetooth address",
+         "--address 00:11:22:33:44:55",
          {{"bleMac", "address", "the address"}},
          {"retCode"},
          [](CPDAXMLAnalysis& library, const Texts& in, const Texts& out) {
@@ -21,6 +73,7 @@ std::vector<LockCall> makeLockCalls() {
          }},
         {{"lock", "list"},
          "List the locks that the terminal sees",
+         "",
          {},
          {"srcSeqNo", "retCode", "lockCount", "lockIds", "labels", "states", "rssis"},
          [](CPDAXMLAnalysis& library, const Texts&, const Texts& out) {
@@ -28,6 +81,7 @@ std::vector<LockCall> makeLockCalls() {
          }},
         {{"lock", "info"},
          "Show a lock's versions, parameters and status",
+         "--lock LOCK-1",
          {Lock},
          {"srcSeqNo", "retCode", "lockId", "firmwareVersion", "chipVersion", "parameters", "bootVersion",
           "applicationCrc", "status", "rnd"},
@@ -37,6 +91,7 @@ std::vector<LockCall> makeLockCalls() {
          }},
         {{"lock", "public-key"},
          "Ask for a lock's public key and its factor",
+         "--lock LOCK-1",
          {Lock},
          {"srcSeqNo", "retCode", "lockId", "publicKey", "factor"},
          [](CPDAXMLAnalysis& library, const Texts& in, const Texts& out) {
@@ -44,6 +99,7 @@ std::vector<LockCall> makeLockCalls() {
          }},
         {{"lock", "init-keys"},
          "Set a lock's initial key set",
+         "--lock LOCK-1 --fv @fv.txt --ev @ev.txt --cv @cv.txt",
          {Lock, secret("fv", "fv", "FV"), secret("ev", "ev", "EV"), secret("cv", "cv", "CV")},
          {"srcSeqNo", "retCode", "lockId"},
          [](CPDAXMLAnalysis& library, const Texts& in, const Texts& out) {
@@ -51,6 +107,7 @@ std::vector<LockCall> makeLockCalls() {
          }},
         {{"lock", "keys"},
          "Ask for a lock's current key set",
+         "--lock LOCK-1",
          {Lock},
          {"srcSeqNo", "retCode", "lockId", "fv", "cv"},
          [](CPDAXMLAnalysis& library, const Texts& in, const Texts& out) {
@@ -58,6 +115,9 @@ std::vector<LockCall> makeLockCalls() {
          }},
         {{"lock", "update-keys"},
          "Replace a lock's key sets, parameters and label",
+         "--lock LOCK-1 --fv @fv.txt --ev @ev.txt --cv @cv.txt --normal-fv @nfv.txt --normal-ev @nev.txt "
+         "--normal-cv @ncv.txt --urgent-fv @ufv.txt --urgent-ev @uev.txt --urgent-cv @ucv.txt "
+         "--parameters 00 --label 'Front vault'",
          {Lock,
           secret("newFv", "fv", "the new FV"),
           secret("newEv", "ev", "the new EV"),
@@ -77,19 +137,22 @@ std::vector<LockCall> makeLockCalls() {
          }},
         {{"lock", "open"},
          "Ask locks to open; lists hold one value for each lock, each followed by \";\"",
-         {{"lockCount", "count", "how many locks", false, false, "1"},
+         "--locks 'LOCK-1;LOCK-2;' --codes @codes.txt --users-a 'anna;anna;' --users-b 'ben;ben;'",
+         {{"lockCount", "count", "how many locks; counted unless given", false, false, ""},
           {"lockIds", "locks", "the locks' ids"},
-          {"actions", "actions", "what each lock is to do; only \"00\" takes a one-time code", false, false,
-           "00;"},
-          secret("oneTimeCodes", "codes", "the one-time codes"),
+          {"actions", "actions", "what each lock is to do, \"00;\" for each unless given", false, false, ""},
+          {"oneTimeCodes", "codes",
+           "the one-time codes; needed with action \"00\", any other takes a placeholder", false, true, ""},
           {"usersA", "users-a", "the first users"},
           {"usersB", "users-b", "the second users"}},
          {"srcSeqNo", "retCode"},
          [](CPDAXMLAnalysis& library, const Texts& in, const Texts& out) {
              return library.ReqOpenLock(in[0], in[1], in[2], in[3], in[4], in[5], out[0], out[1]);
-         }},
+         },
+         completeOpening},
         {{"lock", "result"},
          "Ask what came of opening locks",
+         "",
          {},
          {"srcSeqNo", "retCode", "lockCount", "lockIds", "actions", "results", "usersA", "usersB", "rnds",
           "openTimes", "batteries"},

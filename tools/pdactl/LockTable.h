@@ -4,6 +4,7 @@
 
 #include <pdalink/analysis/PDAXMLAnalysis.h>
 
+#include <string>
 #include <vector>
 
 namespace pdactl {
@@ -15,9 +16,13 @@ using Texts = std::vector<char*>;
 struct LockCall {
     std::vector<const char*> command;
     const char* help;
+    const char* example; ///< what an example has behind the command
     std::vector<Parameter> parameters;
     std::vector<const char*> outputs;
     int (*call)(CPDAXMLAnalysis& library, const Texts& in, const Texts& out);
+    /** Fills in what the others imply, and throws a Failure when they do not go together; null for neither.
+     */
+    void (*complete)(std::vector<std::string>& inputs) = nullptr;
 };
 
 const std::vector<LockCall>& allLockCalls();

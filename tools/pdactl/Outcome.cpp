@@ -1,5 +1,7 @@
 #include "Outcome.h"
 
+#include "LibraryFiles.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -43,7 +45,8 @@ void judge(Outcome& outcome, Results results, const char* verdictName) {
         if (verdictName != nullptr && verdict != Agreed) {
             fail(outcome, TerminalRefused,
                  verdict.empty()
-                     ? "The terminal replied without a verdict."
+                     ? "The terminal replied without a verdict. See its reply with 'pdactl log --full " +
+                           logDirectory() + "'."
                      : "The terminal refused with " + verdict + "; its manual explains the code.");
         }
         break;
@@ -54,13 +57,27 @@ void judge(Outcome& outcome, Results results, const char* verdictName) {
         fail(outcome, NoReply, std::string("The terminal gave no usable reply.") + SeeDoctor);
         break;
     case 5:
-        fail(outcome, BadUsage, "The file is too short: the protocol sends files of 5 bytes and more.");
+        fail(outcome, BadUsage,
+             "The file is too short: the protocol sends files of 5 bytes and more. Fill it up.");
         break;
     case 6:
-        fail(outcome, TransferRefused, "The terminal refused packets three times in a row.");
+        fail(outcome, TransferRefused,
+             "The terminal refused packets three times in a row. See its replies with 'pdactl log " +
+                 logDirectory() + "'.");
         break;
     default:
-        fail(outcome, InternalFailure, "The library failed; the end of its log, log/PDA.log, may tell why.");
+        fail(outcome, InternalFailure,
+             "The library failed. See the end of its log with 'pdactl log " + logDirectory() + "'.");
+    }
+}
+
+void printTable(const std::vector<Field>& fields) {
+    std::size_t width = 0;
+    for (const Field& field : fields) {
+        width = std::max(width, field.name.size());
+    }
+    for (const Field& field : fields) {
+        std::cout << field.name << std::string(width - field.name.size() + 2, ' ') << field.value << '\n';
     }
 }
 
@@ -78,14 +95,9 @@ void print(const Outcome& outcome, bool asJson) {
         }
         object.insert("response", values);
         std::cout << QJsonDocument(object).toJson().constData();
-    } else {
-        std::size_t width = 0;
-        for (const Field& field : outcome.fields) {
-            width = std::max(width, field.name.size());
-        }
-        for (const Field& field : outcome.fields) {
-            std::cout << field.name << std::string(width - field.name.size() + 2, ' ') << field.value << '\n';
-        }
+    } else if (std::any_of(outcome.fields.begin(), outcome.fields.end(),
+                           [](const Field& field) { return !field.value.empty(); })) {
+        printTable(outcome.fields);
     }
     std::cout.flush();
     if (!outcome.message.empty()) {

@@ -1,6 +1,7 @@
 #include "Request.h"
 
 #include "Failure.h"
+#include "LibraryFiles.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -39,9 +40,15 @@ std::string makeRequest(const Code& code, const Values& values) {
         }
     }
     if (!missing.empty()) {
-        throw Failure(BadUsage, std::string(code.number) + " also needs " + missing + ".");
+        throw Failure(BadUsage,
+                      std::string(code.number) + " also needs " + missing + ". Give each as NAME=VALUE.");
     }
     return QJsonDocument(request).toJson(QJsonDocument::Compact).toStdString();
+}
+
+std::string refusalMessage() {
+    return "The library refused the request. The line \"info msg\" at the end of " + logDirectory() +
+           "/PDA.log says why.";
 }
 
 Outcome readAnswer(const Code& code, const Answer& answer) {
@@ -50,7 +57,7 @@ Outcome readAnswer(const Code& code, const Answer& answer) {
     const QJsonObject response = QJsonDocument::fromJson(QByteArray::fromStdString(answer.response)).object();
     if (response.isEmpty()) {
         outcome.exitCode = RequestRefused;
-        outcome.message = "The library refused the request; its log says why (info msg).";
+        outcome.message = refusalMessage();
         return outcome;
     }
     for (const char* output : code.outputs) {

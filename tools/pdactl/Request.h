@@ -14,6 +14,9 @@ using Values = std::map<std::string, std::string>;
 /** The request in JSON. Throws a Failure that names every missing member, or a number that is none. */
 std::string makeRequest(const Code& code, const Values& values);
 
+/** For a request that the library did not carry out. */
+std::string refusalMessage();
+
 /** What a code's answer means. */
 Outcome readAnswer(const Code& code, const Answer& answer);
 

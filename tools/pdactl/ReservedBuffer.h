@@ -5,6 +5,9 @@
 
 namespace pdactl {
 
+/** Room for any value of a reply, which has 16 Mi characters at most, of three bytes each. */
+constexpr std::size_t ReplyRoom = std::size_t{64} * 1024 * 1024;
+
 /** Zeroed memory for an output of any length: address space only, until it is written. */
 class ReservedBuffer {
 public:

@@ -25,6 +25,7 @@ int carryOutTask(const Program& program, const Code& code, const Values& given) 
 void addTask(Program& program, const Code& code) {
     CLI::App* const command = subcommand(program.app, code.command);
     command->description(code.help);
+    addExample(*command, code.command, code.example);
     const auto given = std::make_shared<Values>();
     addParameters(*command, code.parameters, given);
     command->callback([&program, &code, given] {
@@ -61,6 +62,14 @@ void addParameters(CLI::App& command, const std::vector<Parameter>& parameters,
             option->required();
         }
     }
+}
+
+void addExample(CLI::App& command, const std::vector<const char*>& words, const std::string& options) {
+    std::string example = "Example: pdactl";
+    for (const char* word : words) {
+        example.append(" ").append(word);
+    }
+    command.footer(options.empty() ? example : example.append(" ").append(options));
 }
 
 void addTaskCommands(Program& program) {

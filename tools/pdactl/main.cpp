@@ -2,21 +2,60 @@
 #include "Failure.h"
 #include "Host.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
 #include <exception>
 #include <iostream>
 
 namespace {
 
-constexpr const char* ExitCodes = "Exit codes:\n"
-                                  "  0  done\n"
-                                  "  1  something on this machine is in the way\n"
-                                  "  2  the command line makes no sense\n"
-                                  "  3  the library refused the request\n"
-                                  "  4  the message could not be written to the terminal\n"
-                                  "  5  the terminal gave no usable reply\n"
-                                  "  6  the terminal refused\n"
-                                  "  7  the library failed\n"
-                                  "  8  a file did not arrive whole\n";
+constexpr const char* Footer =
+    "First: pdactl doctor, then pdactl info. Each command has --help with an example.\n"
+    "Values that are secret are given as @FILE, or as - for standard input.\n\n"
+    "Exit codes:\n"
+    "  0  done\n"
+    "  1  something on this machine is in the way\n"
+    "  2  the command line makes no sense\n"
+    "  3  the library refused the request\n"
+    "  4  the message could not be written to the terminal\n"
+    "  5  the terminal gave no usable reply\n"
+    "  6  the terminal refused\n"
+    "  7  the library failed\n"
+    "  8  a file did not arrive whole\n";
+
+bool asksForJson(int argc, char** argv) {
+    return std::find(argv, argv + argc, std::string("--json")) != argv + argc;
+}
+
+/** The one JSON document of a run that comes to nothing else. */
+void printFailure(int exitCode, const std::string& message) {
+    const QJsonObject object{{"exitCode", exitCode}, {"message", QString::fromStdString(message)}};
+    std::cout << QJsonDocument(object).toJson().constData() << std::flush;
+}
+
+/** The commands that could have come next, when one is missing or unknown; empty for any other mistake. */
+std::string adviceOnCommands(const CLI::App& app) {
+    const CLI::App* command = &app;
+    std::string name = app.get_name();
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+        name += " " + command->get_name();
+    }
+    std::string known;
+    for (const CLI::App* each : command->get_subcommands([](const CLI::App*) { return true; })) {
+        known += (known.empty() ? "" : ", ") + each->get_name();
+    }
+    if (known.empty()) {
+        return {};
+    }
+    const std::vector<std::string> rest = app.remaining(true);
+    const std::string mistake = rest.empty() || rest.front()[0] == '-'
+                                    ? "A subcommand is required behind \"" + name + "\""
+                                    : "\"" + name + "\" has no subcommand \"" + rest.front() + "\"";
+    return mistake + ". There are: " + known + ". '" + name + " --help' tells what each does.";
+}
 
 int run(int argc, char** argv) {
     CLI::App app("Drives a handheld terminal for valuables bags through the library pdalink.", "pdactl");
@@ -25,14 +64,25 @@ int run(int argc, char** argv) {
     app.add_flag("--verbose", program.verbose, "show the library's own lines on standard error");
     app.require_subcommand(1);
     app.fallthrough();
-    app.footer(ExitCodes);
     pdactl::addCallCommand(program);
     pdactl::addTaskCommands(program);
     pdactl::addLockCommands(program);
+    pdactl::addFileCommands(program);
+    pdactl::addListenCommands(program);
+    pdactl::addDoctorCommand(program);
+    pdactl::addLogCommand(program);
+    pdactl::addCompletionCommand(program);
+    pdactl::describeGroups(program);
+    app.footer(Footer); // at the end: commands added later would take it over
     try {
         app.parse(argc, argv);
+    } catch (const CLI::Success& help) {
+        return app.exit(help);
     } catch (const CLI::ParseError& mistake) {
-        return app.exit(mistake) == 0 ? pdactl::Success : pdactl::BadUsage;
+        const std::string advice = adviceOnCommands(app);
+        throw pdactl::Failure(pdactl::BadUsage, !advice.empty() ? advice
+                                                                : std::string(mistake.what()) +
+                                                                      ". Add --help to see what fits.");
     }
     return program.action();
 }
@@ -41,13 +91,19 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     pdactl::silenceLibrary();
+    int exitCode = pdactl::LocalFailure;
+    std::string message;
     try {
         return run(argc, argv);
     } catch (const pdactl::Failure& failure) {
-        std::cerr << "pdactl: " << failure.what() << std::endl;
-        return failure.exitCode();
+        exitCode = failure.exitCode();
+        message = failure.what();
     } catch (const std::exception& failure) {
-        std::cerr << "pdactl: " << failure.what() << std::endl;
-        return pdactl::LocalFailure;
+        message = failure.what();
     }
+    if (asksForJson(argc, argv)) {
+        printFailure(exitCode, message);
+    }
+    std::cerr << "pdactl: " << message << std::endl;
+    return exitCode;
 }

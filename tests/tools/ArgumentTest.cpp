@@ -1,0 +1,116 @@
+#include "PdactlRun.h"
+
+namespace {
+
+using namespace pdalink::test;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+/** What a value may be, and how lists of values go together. */
+class ArgumentTest : public PdactlTest {
+protected:
+    std::string file(const std::string& bytes) {
+        const std::string path = scratchDirectory() + "/value" + std::to_string(++m_files);
+        writeFile(path, bytes);
+        return "@" + path;
+    }
+    void refuses(const Words& arguments, int exitCode, const std::string& reason) {
+        const ProgramResult result = pdactl(arguments);
+        EXPECT_EQ(result.exitCode, exitCode) << reason;
+        EXPECT_THAT(result.errors, HasSubstr(reason));
+        EXPECT_THAT(terminal().received(), IsEmpty());
+    }
+    std::string keyFrom(const std::string& bytes) {
+        const std::string value = file(bytes);
+        EXPECT_EQ(pdactl({"key", "init", "--key", value, "--check-value", value}).exitCode, 0);
+        return terminal().state().keys.master->value;
+    }
+
+private:
+    int m_files = 0;
+};
+
+TEST_F(ArgumentTest, LosesItsLineEndWhateverThatIs) {
+    EXPECT_EQ(keyFrom("0123\n"), "0123");
+    EXPECT_EQ(keyFrom("4567\r\n"), "4567");
+    EXPECT_EQ(keyFrom("89\n\n"), "89\n");
+}
+
+TEST_F(ArgumentTest, IsNoFolder) {
+    refuses({"key", "init", "--key", "@" + scratchDirectory(), "--check-value", file("1")}, 1,
+            scratchDirectory() + ": it is a folder. Give a file in it.");
+    refuses({"call", "--request", scratchDirectory()}, 1, "it is a folder");
+}
+
+TEST_F(ArgumentTest, IsText) {
+    const std::string reason = " holds bytes that are no UTF-8 text.";
+    refuses({"key", "init", "--key", file("\xff\xfe"), "--check-value", file("\xff\xfe")}, 2,
+            "--key" + reason);
+    refuses({"call", "600012", "pKey=" + file(std::string("A\0B", 3)), "CheckVal=" + file("1")}, 2, reason);
+    refuses({"bag", "write", "--number", "\xff", "--org", "O", "--type", "1"}, 2, "--number" + reason);
+}
+
+TEST_F(ArgumentTest, IsGivenOnce) {
+    refuses({"call", "600003", "pBagNumber=A", "pBagNumber=B", "pAttrOrg=O", "pBagType=1"}, 2,
+            "pBagNumber is given twice.");
+}
+
+class LockOpenTest : public ArgumentTest {
+protected:
+    static Words open(const std::string& locks, const std::string& usersA, const std::string& usersB,
+                      const Words& more) {
+        Words words{"lock", "open", "--locks", locks, "--users-a", usersA, "--users-b", usersB};
+        words.insert(words.end(), more.begin(), more.end());
+        return words;
+    }
+    /** The body that the terminal gets. */
+    std::string opened(const Words& words) {
+        const ProgramResult result = pdactl(words);
+        EXPECT_EQ(result.exitCode, 0) << result.errors;
+        EXPECT_THAT(terminal().received(), SizeIs(1));
+        const std::string message =
+            terminal().received().empty() ? std::string() : terminal().received().back();
+        const std::size_t begin = message.find("<Ex_LockNum>");
+        return begin == std::string::npos ? message : message.substr(begin);
+    }
+    static std::string entry(const std::string& lock, const std::string& action, const std::string& code,
+                             const std::string& userA, const std::string& userB) {
+        return "<LockList><Ex_LockId>" + lock + "</Ex_LockId><Ex_Action>" + action +
+               "</Ex_Action><Ex_OTCCode>" + code + "</Ex_OTCCode><Ex_UserA>" + userA +
+               "</Ex_UserA><Ex_UserB>" + userB + "</Ex_UserB></LockList>";
+    }
+};
+
+TEST_F(LockOpenTest, CountsTheLocksAndOpensEach) {
+    EXPECT_EQ(opened(open("L1;L2;", "A;B;", "C;D;", {"--codes", file("11;22;")})),
+              "<Ex_LockNum>2</Ex_LockNum>" + entry("L1", "00", "11", "A", "C") +
+                  entry("L2", "00", "22", "B", "D"));
+}
+
+TEST_F(LockOpenTest, TakesALastValueWithoutItsSemicolon) {
+    EXPECT_EQ(opened(open("L1", "A", "B", {"--codes", file("11\n")})),
+              "<Ex_LockNum>1</Ex_LockNum>" + entry("L1", "00", "11", "A", "B"));
+}
+
+TEST_F(LockOpenTest, NeedsNoCodesForOtherActions) {
+    EXPECT_EQ(opened(open("L1;L2;", "A;B;", "", {"--actions", "01;02;"})),
+              "<Ex_LockNum>2</Ex_LockNum>" + entry("L1", "01", "", "A", "") + entry("L2", "02", "", "B", ""));
+}
+
+TEST_F(LockOpenTest, RefusesListsThatDoNotGoTogether) {
+    const std::string codes = file("11;22;");
+    refuses(open("L1;L2;", "A;", "C;D;", {"--codes", codes}), 2,
+            "--users-a has 1 value(s), but --locks names 2.");
+    refuses(open("L1;L2;", "A;B;", "C;D;E;", {"--codes", codes}), 2, "--users-b has 3 value(s)");
+    refuses(open("L1;", "A;", "C;", {"--codes", codes}), 2, "--codes has 2 value(s)");
+    refuses(open("L1;", "A;", "C;", {}), 2, "--codes has 0 value(s)");
+    refuses(open("L1;L2;", "A;B;", "C;D;", {"--codes", codes, "--actions", "00;"}), 2,
+            "--actions has 1 value(s)");
+    refuses(open("L1;L2;", "A;B;", "C;D;", {"--codes", codes, "--count", "3"}), 2,
+            "--count says 3, but --locks names 2.");
+    refuses(open("L1;;L2;", "A;B;", "C;D;", {"--codes", codes}), 2, "--locks has an empty value");
+    refuses(open("", "A;", "C;", {"--codes", codes}), 2, "--locks names no lock.");
+}
+
+} // namespace

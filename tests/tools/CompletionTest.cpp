@@ -1,0 +1,101 @@
+#include "PdactlRun.h"
+
+#include <sstream>
+
+namespace {
+
+using namespace pdalink::test;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+/** What bash offers for the last of these words. */
+std::vector<std::string> offered(const Words& words) {
+    std::string line = "source <(pdactl completion bash); COMP_WORDS=(pdactl";
+    for (const std::string& word : words) {
+        line += " " + quoted(word);
+    }
+    line += "); COMP_CWORD=" + std::to_string(words.size()) + R"(; _pdactl; printf '%s\n' "${COMPREPLY[@]}")";
+    const ProgramResult result = runShell(line);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.errors, "");
+    std::vector<std::string> all;
+    std::istringstream stream(result.output);
+    for (std::string word; stream >> word;) {
+        all.push_back(word);
+    }
+    return all;
+}
+
+TEST(CompletionTest, OffersCommands) {
+    EXPECT_THAT(offered({""}), AllOf(Contains("info"), Contains("scan"), Contains("doctor"), Contains("log"),
+                                     Not(Contains("start")), Not(Contains("--json"))));
+    EXPECT_THAT(offered({"sc"}), ElementsAre("scan"));
+    EXPECT_THAT(offered({"scan", ""}), ElementsAre("start", "stop", "list"));
+    EXPECT_THAT(offered({"scan", "st"}), ElementsAre("start", "stop"));
+    EXPECT_THAT(offered({"handover", "dot", "r"}), ElementsAre("result"));
+    EXPECT_THAT(offered({"completion", ""}), ElementsAre("bash", "zsh", "fish"));
+}
+
+TEST(CompletionTest, OffersOptions) {
+    EXPECT_THAT(offered({"--"}), ElementsAre("--help", "--json", "--verbose"));
+    EXPECT_THAT(offered({"bag", "write", "--"}),
+                ElementsAre("--help", "--number", "--org", "--type", "--json", "--verbose"));
+    EXPECT_THAT(offered({"file", "send", "--in"}), ElementsAre("--info"));
+}
+
+TEST(CompletionTest, KnowsOptionsAndTheirValuesFromCommands) {
+    EXPECT_THAT(offered({"--json", "scan", "li"}), ElementsAre("list"));
+    EXPECT_THAT(offered({"scan", "start", "--pda", "list", "--comm"}), ElementsAre("--command"));
+    EXPECT_THAT(offered({"file", "send", "scan", "--comm"}), ElementsAre("--command"));
+    EXPECT_THAT(offered({"scan", "start", "--pda", ""}), IsEmpty());
+}
+
+TEST(CompletionTest, OffersCodesAndTheirMembers) {
+    EXPECT_THAT(offered({"call", ""}), AllOf(SizeIs(19), Contains("600001"), Contains("600019")));
+    EXPECT_THAT(offered({"call", "60001"}), SizeIs(10));
+    EXPECT_THAT(offered({"call", "600003", ""}), ElementsAre("pBagNumber=", "pAttrOrg=", "pBagType="));
+    EXPECT_THAT(offered({"call", "600003", "pBagNumber", "=", "B1", "pBag"}),
+                ElementsAre("pBagNumber=", "pBagType="));
+    EXPECT_THAT(offered({"call", "600003", "--re"}), ElementsAre("--request"));
+    EXPECT_THAT(offered({"call", "600003", "pBagNumber", "="}), IsEmpty());
+}
+
+/** Whether a shell finds its script without fault; skipped where there is no such shell. */
+void checkSyntax(const std::string& shell, const std::string& check) {
+    if (runShell("type " + shell).exitCode != 0) {
+        GTEST_SKIP() << shell << " is not installed";
+    }
+    const std::string path = scratchDirectory() + "/completion." + shell;
+    const ProgramResult script = runPdactl({"completion", shell});
+    EXPECT_EQ(script.exitCode, 0);
+    writeFile(path, script.output);
+    const ProgramResult result = runShell(check + " " + path);
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+    EXPECT_EQ(result.errors, "");
+}
+
+TEST(CompletionTest, IsBash) {
+    checkSyntax("bash", "bash -n");
+}
+TEST(CompletionTest, IsZsh) {
+    checkSyntax("zsh", "zsh -f -n");
+}
+TEST(CompletionTest, IsFish) {
+    checkSyntax("fish", "fish --no-execute");
+}
+
+TEST(CompletionTest, NamesEveryCommandInEachShell) {
+    for (const std::string shell : {"bash", "zsh", "fish"}) {
+        const std::string script = runPdactl({"completion", shell}).output;
+        EXPECT_THAT(script, AllOf(HasSubstr("handover dot send"), HasSubstr("doctor"), HasSubstr("org-name"),
+                                  HasSubstr("answer-login"), HasSubstr("verbose")))
+            << shell;
+    }
+}
+
+} // namespace

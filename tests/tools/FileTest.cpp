@@ -1,0 +1,312 @@
+#include "PdactlRun.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+
+namespace {
+
+using namespace pdalink::test;
+using pdasim::Fault;
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t PacketBytes = 1500;
+
+std::string someBytes(std::size_t count) {
+    std::mt19937 random(20260102); // NOLINT(cert-msc51-cpp,cert-msc32-c): the same bytes in every run
+    std::string bytes;
+    for (std::size_t i = 0; i < count; ++i) {
+        bytes += static_cast<char>(random() & 0xFFU);
+    }
+    return bytes;
+}
+
+std::string hexOf(const std::string& bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        char pair[3];
+        (void)std::snprintf(pair, sizeof pair, "%02x",
+                            static_cast<unsigned>(static_cast<unsigned char>(byte)));
+        text += pair;
+    }
+    return text;
+}
+
+/** In a directory of its own, in which nothing else may be left behind. */
+class FileTest : public PdactlTest {
+protected:
+    FileTest() : m_directory(scratchDirectory() + "/files") { fs::create_directory(m_directory); }
+
+    std::string path(const std::string& name) const { return m_directory + "/" + name; }
+    std::string file(const std::string& bytes) const {
+        writeFile(path("file"), bytes);
+        return path("file");
+    }
+    std::vector<std::string> names() const {
+        std::vector<std::string> all;
+        for (const fs::directory_entry& entry : fs::directory_iterator(m_directory)) {
+            all.push_back(entry.path().filename());
+        }
+        return all;
+    }
+    void offer(const std::string& bytes) { offerText(hexOf(bytes)); }
+    void offerText(const std::string& text) {
+        terminal().changeState([&](pdasim::TerminalState& state) { state.files.offered[7] = text; });
+    }
+    QJsonObject fetch(int exitCode = 0) {
+        return json({"file", "fetch", path("file"), "--command", "7"}, exitCode);
+    }
+    static std::string message(const QJsonObject& object) {
+        return object.value("message").toString().toStdString();
+    }
+
+private:
+    std::string m_directory;
+};
+
+TEST_F(FileTest, ArrivesAtTheTerminalByteForByte) {
+    for (const std::size_t size : {std::size_t{5}, PacketBytes, PacketBytes + 1, 3 * PacketBytes}) {
+        const std::string bytes = someBytes(size);
+        const QJsonObject object = json({"file", "send", file(bytes), "--command", "7", "--info", "note"});
+        EXPECT_EQ(terminal().state().files.sent.at(7).text(), hexOf(bytes));
+        EXPECT_EQ(terminal().state().files.sent.at(7).info, "note");
+        const QJsonObject response = object.value("response").toObject();
+        EXPECT_EQ(response.value("bytes").toInt(), static_cast<int>(size));
+        EXPECT_EQ(response.value("packets").toInt(),
+                  static_cast<int>((size + PacketBytes - 1) / PacketBytes));
+    }
+}
+
+TEST_F(FileTest, GoesUnderItsNameUnlessTold) {
+    EXPECT_EQ(pdactl({"file", "send", file("12345")}).exitCode, 0);
+    EXPECT_EQ(terminal().state().files.sent.at(1).info, "file");
+}
+
+TEST_F(FileTest, IsFetchedByteForByte) {
+    for (const std::size_t size : {std::size_t{1}, PacketBytes, PacketBytes + 1, 3 * PacketBytes}) {
+        offer(someBytes(size));
+        const QJsonObject response = fetch().value("response").toObject();
+        EXPECT_EQ(readFile(path("file")), someBytes(size));
+        EXPECT_EQ(response.value("bytes").toInt(), static_cast<int>(size));
+        EXPECT_THAT(names(), ElementsAre("file"));
+    }
+}
+
+TEST_F(FileTest, ReplacesAFileAndKeepsItsMode) {
+    (void)file("before");
+    ASSERT_EQ(::chmod(path("file").c_str(), 0640), 0);
+    fs::create_symlink("file", path("link"));
+    offer("after!");
+    EXPECT_EQ(pdactl({"file", "fetch", path("link"), "--command", "7"}).exitCode, 0);
+    EXPECT_EQ(readFile(path("file")), "after!");
+    EXPECT_TRUE(fs::is_symlink(path("link")));
+    EXPECT_EQ(fs::status(path("file")).permissions(), static_cast<fs::perms>(0640));
+}
+
+TEST_F(FileTest, IsFollowedThroughTheLogsRotation) {
+    fs::create_directory(privateDirectory() + "/log");
+    for (const bool sending : {true, false}) {
+        // Full but for some packets.
+        writeFile(logPath(), std::string(500000, 'x') + "\n");
+        const std::string bytes = someBytes(6 * PacketBytes);
+        offer(bytes);
+        const ProgramResult result = pdactl(
+            {"file", sending ? "send" : "fetch", sending ? file(bytes) : path("file"), "--command", "7"});
+        EXPECT_EQ(result.exitCode, 0) << result.errors;
+        EXPECT_TRUE(fs::exists(logPath() + ".1"));
+        EXPECT_EQ(readFile(path("file")), bytes);
+        fs::remove(logPath() + ".1");
+    }
+}
+
+// Transfers that the library takes for successes.
+
+TEST_F(FileTest, FailsWhenAPacketWasRefusedAndTheLastOnesNeverSent) {
+    terminal().addFault("8015", Fault().refuse("000042").from(2));
+    const QJsonObject object = json({"file", "send", file(someBytes(4 * PacketBytes))}, 8);
+    EXPECT_EQ(object.value("result").toInt(-1), 0);
+    EXPECT_THAT(message(object),
+                AllOf(HasSubstr("refused 1 packet(s), the first with 000042"), HasSubstr("Send it again")));
+    EXPECT_LT(terminal().state().files.sent.at(1).packets.size(), 4U);
+}
+
+TEST_F(FileTest, FailsWhenItsOnlyPacketWasRefused) {
+    terminal().addFault("8015", Fault().refuse("000042"));
+    EXPECT_EQ(json({"file", "send", file("12345")}, 8).value("result").toInt(-1), 0);
+}
+
+TEST_F(FileTest, FailsWhenAReplyHasNoVerdict) {
+    terminal().addFault("8015", Fault().dropTag("Ex_RetCode").from(2));
+    EXPECT_THAT(message(json({"file", "send", file(someBytes(3 * PacketBytes))}, 8)),
+                HasSubstr("no verdict"));
+}
+
+TEST_F(FileTest, FailsAfterThreeRefusalsInARow) {
+    terminal().addFault("8015", Fault().refuse("000042").always());
+    EXPECT_EQ(json({"file", "send", file(someBytes(4 * PacketBytes))}, 8).value("result").toInt(-1), 6);
+}
+
+TEST_F(FileTest, IsNotWrittenWhenAPacketIsMissing) {
+    offer(someBytes(3 * PacketBytes));
+    terminal().addFault("8016", Fault().answerPacket(2).from(2));
+    const QJsonObject object = fetch(8);
+    EXPECT_EQ(object.value("result").toInt(-1), 0);
+    EXPECT_THAT(message(object), HasSubstr("Packets are missing"));
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(FileTest, IsNotWrittenWhenTheTerminalStopsHalfway) {
+    offer(someBytes(3 * PacketBytes));
+    terminal().addFault("8016", Fault().refuse("000042").from(2));
+    EXPECT_THAT(message(fetch(8)), HasSubstr("000042, after 1 that came"));
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(FileTest, IsNotWrittenWhenItIsNoHexadecimalText) {
+    offerText("11223344556");
+    EXPECT_THAT(message(fetch(8)), HasSubstr("not pairs of hexadecimal digits"));
+    offerText("1122");
+    terminal().addFault("8016", Fault().setTag("Ex_HexVal", "zz11223344").setTag("Ex_HexCheck", "0000"));
+    EXPECT_THAT(message(fetch(8)), HasSubstr("not pairs of hexadecimal digits"));
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(FileTest, IsRepeatedAfterAWrongCheck) {
+    offer(someBytes(2 * PacketBytes));
+    terminal().addFault("8016", Fault().wrongCheck());
+    EXPECT_EQ(fetch().value("exitCode").toInt(-1), 0);
+    EXPECT_EQ(readFile(path("file")), someBytes(2 * PacketBytes));
+}
+
+// Failures of the library's own telling.
+
+TEST_F(FileTest, IsNotThere) {
+    const QJsonObject object = fetch(6);
+    EXPECT_THAT(message(object), HasSubstr("000003"));
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(FileTest, IsLeftAloneWhenTheTerminalIsUnpluggedHalfway) {
+    (void)file("before");
+    offer(someBytes(3 * PacketBytes));
+    terminal().addFault("8016", Fault().unplugAfterReply().from(2));
+    const ProgramResult result = pdactl({"file", "fetch", path("file"), "--command", "7"});
+    EXPECT_TRUE(result.exitCode == 4 || result.exitCode == 5) << result.exitCode << result.errors;
+    EXPECT_EQ(readFile(path("file")), "before");
+    EXPECT_THAT(names(), ElementsAre("file"));
+}
+
+TEST_F(FileTest, EndsWhenTheTerminalIsUnpluggedWhileItIsSent) {
+    terminal().addFault("8015", Fault().unplugAfterReply().from(2));
+    EXPECT_EQ(json({"file", "send", file(someBytes(4 * PacketBytes))}, 4).value("result").toInt(), -1);
+}
+
+TEST_F(FileTest, EndsWhenTheTerminalFallsSilent) {
+    terminal().addFault("8015", Fault().silence().from(2));
+    EXPECT_EQ(json({"file", "send", file(someBytes(3 * PacketBytes))}, 5).value("result").toInt(), 2);
+}
+
+TEST_F(FileTest, LeavesNothingBehindWhenInterrupted) {
+    offer(someBytes(2 * PacketBytes));
+    terminal().addFault("8016", Fault().silence().always());
+    RunningPdactl fetching({"file", "fetch", path("file"), "--command", "7"}, environment());
+    ASSERT_TRUE(terminal().waitForMessages(1, std::chrono::seconds(20)));
+    EXPECT_THAT(names(), SizeIs(1));
+    fetching.signal(SIGTERM);
+    EXPECT_EQ(fetching.finish().exitCode, 128 + SIGTERM);
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+// What is refused before anything is sent.
+
+class RefusedFileTest : public FileTest {
+protected:
+    void refuses(const Words& arguments, int exitCode, const std::string& reason) {
+        const ProgramResult result = pdactl(arguments);
+        EXPECT_EQ(result.exitCode, exitCode) << result.errors;
+        EXPECT_THAT(result.errors, HasSubstr(reason));
+        EXPECT_THAT(terminal().received(), IsEmpty());
+    }
+};
+
+TEST_F(RefusedFileTest, IsTooSmall) {
+    refuses({"file", "send", file("1234")}, 2,
+            "it has 4 bytes, and the protocol sends files of 5 bytes and more");
+    refuses({"file", "send", file("")}, 2, "it has 0 bytes");
+}
+
+TEST_F(RefusedFileTest, IsTooLarge) {
+    fs::resize_file(file("x"), 300000001);
+    refuses({"file", "send", path("file")}, 2, "at most 300000000 (600,000,000 hexadecimal digits)");
+}
+
+TEST_F(RefusedFileTest, CannotBeReadOrWritten) {
+    refuses({"file", "send", path("nothing")}, 1, "there is no such file");
+    refuses({"file", "send", scratchDirectory()}, 1, "no regular file");
+    refuses({"file", "fetch", path("no/such/place")}, 1, "Cannot write");
+    refuses({"file", "fetch", scratchDirectory()}, 1, "no regular file");
+}
+
+TEST_F(RefusedFileTest, HasInformationThatTheProtocolCannotCarry) {
+    refuses({"file", "send", file("12345"), "--info", "<b>"}, 2, "--info");
+}
+
+TEST_F(RefusedFileTest, HasNoLogThatWouldTellOfRefusals) {
+    writeFile(privateDirectory() + "/log", "in the way");
+    refuses({"file", "send", file("12345")}, 1, "cannot write its log");
+    refuses({"file", "fetch", path("new")}, 1, "pdactl doctor");
+    EXPECT_THAT(names(), ElementsAre("file"));
+}
+
+// Progress.
+
+class ProgressTest : public FileTest {
+protected:
+    /** What a command writes to a terminal that is its standard error. */
+    std::string watched(const std::string& line) {
+        const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
+        EXPECT_EQ(::grantpt(master), 0);
+        EXPECT_EQ(::unlockpt(master), 0);
+        const int slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
+        EXPECT_EQ(shell(line + " 2>" + quoted(::ptsname(master))).exitCode, 0);
+        EXPECT_EQ(::fcntl(master, F_SETFL, O_NONBLOCK), 0);
+        std::string text;
+        char piece[4096];
+        for (ssize_t length = 0; (length = ::read(master, piece, sizeof piece)) > 0;) {
+            text.append(piece, static_cast<std::size_t>(length));
+        }
+        (void)::close(slave);
+        (void)::close(master);
+        return text;
+    }
+};
+
+TEST_F(ProgressTest, IsShownOnATerminal) {
+    const std::string path = file(someBytes(6 * PacketBytes));
+    EXPECT_THAT(watched("pdactl file send " + quoted(path)),
+                AllOf(HasSubstr("sending  ["), HasSubstr("#"), HasSubstr(" %  "), HasSubstr(" KB/s  0:00:0"),
+                      HasSubstr(" left"), Not(ContainsRegex("0:00:0[4-9] left"))));
+    offer(someBytes(6 * PacketBytes));
+    EXPECT_THAT(watched("pdactl file fetch --command 7 " + quoted(path)),
+                AllOf(HasSubstr("fetching  ["), HasSubstr("#"), HasSubstr(" left")));
+}
+
+TEST_F(ProgressTest, IsNotShownInAPipe) {
+    EXPECT_EQ(pdactl({"file", "send", file(someBytes(3 * PacketBytes))}).errors, "");
+}
+
+} // namespace

@@ -1,0 +1,121 @@
+#include "Commands.h"
+#include "Failure.h"
+#include "FileTransfer.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+namespace pdactl {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* PresetPda = "00000001";
+
+struct FileOptions {
+    std::string file;
+    FileOrder order{PresetPda, 1, ""};
+};
+
+[[noreturn]] void refuse(const std::string& path, const std::string& reason) {
+    throw Failure(LocalFailure, "Cannot send " + path + ": " + reason);
+}
+
+std::string readFile(const std::string& path) {
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (!fs::exists(status)) {
+        refuse(path, "there is no such file. Check its name.");
+    }
+    if (!fs::is_regular_file(status)) {
+        refuse(path, "it is no regular file. Write what it yields into one, and send that.");
+    }
+    const std::uintmax_t size = fs::file_size(path, error);
+    if (size < FewestFileBytes) {
+        throw Failure(BadUsage, "Cannot send " + path + ": it has " + std::to_string(size) +
+                                    " bytes, and the protocol sends files of " +
+                                    std::to_string(FewestFileBytes) +
+                                    " bytes and more. Fill it up, for example with blanks.");
+    }
+    if (size > MostFileBytes) {
+        throw Failure(BadUsage, "Cannot send " + path + ": it has " + std::to_string(size) +
+                                    " bytes, and the protocol sends at most " +
+                                    std::to_string(MostFileBytes) +
+                                    " (600,000,000 hexadecimal digits). "
+                                    "Cut it, for example with 'split'.");
+    }
+    std::ifstream stream(path, std::ios::binary);
+    std::ostringstream bytes;
+    if (!stream || !(bytes << stream.rdbuf())) {
+        refuse(path, std::string(std::strerror(errno)) + ". Check its permissions.");
+    }
+    return bytes.str();
+}
+
+/** The information travels between tags as it is. */
+void requireHarmless(const std::string& info) {
+    if (info.find_first_of("<>") != std::string::npos) {
+        throw Failure(BadUsage, "\"" + info +
+                                    "\" cannot be sent as information: \"<\" and \">\" have a "
+                                    "meaning in the protocol. Give another text with --info.");
+    }
+}
+
+int finish(Outcome outcome, const Program& program, const std::string& file) {
+    outcome.fields.insert(outcome.fields.begin(), {"file", file});
+    print(outcome, program.asJson);
+    return outcome.exitCode;
+}
+
+int send(const Program& program, FileOptions options) {
+    if (options.order.info.empty()) {
+        options.order.info = fs::path(options.file).filename();
+    }
+    requireHarmless(options.order.info);
+    const std::string bytes = readFile(options.file);
+    return finish(sendFile(options.order, bytes, program.verbose), program, options.file);
+}
+
+int fetch(const Program& program, const FileOptions& options) {
+    requireHarmless(options.order.info);
+    return finish(fetchFile(options.order, options.file, program.verbose), program, options.file);
+}
+
+CLI::App* addFileCommand(CLI::App& app, const char* word, const char* help, const char* example,
+                         const char* fileHelp, const std::shared_ptr<FileOptions>& options) {
+    CLI::App* const command = subcommand(app, {"file", word});
+    command->description(help);
+    addExample(*command, {"file", word}, example);
+    command->add_option("FILE", options->file, fileHelp)->required();
+    command->add_option("--pda", options->order.pda, "the terminal's number")->capture_default_str();
+    command
+        ->add_option("--command", options->order.command, "the number by which the terminal knows the file")
+        ->capture_default_str();
+    return command;
+}
+
+} // namespace
+
+void addFileCommands(Program& program) {
+    const auto toSend = std::make_shared<FileOptions>();
+    CLI::App* const sending =
+        addFileCommand(program.app, "send", "Send a file to the terminal", "firmware.bin --command 7",
+                       "the file, of 5 to 300,000,000 bytes", toSend);
+    sending->add_option("--info", toSend->order.info, "free text that goes with it; its name unless given");
+    sending->callback(
+        [&program, toSend] { program.action = [&program, toSend] { return send(program, *toSend); }; });
+    const auto toFetch = std::make_shared<FileOptions>();
+    CLI::App* const fetching =
+        addFileCommand(program.app, "fetch", "Fetch a file from the terminal", "report.bin --command 7",
+                       "where it is written to; it appears there only when it has arrived whole", toFetch);
+    fetching->add_option("--info", toFetch->order.info, "free text for the terminal");
+    fetching->callback(
+        [&program, toFetch] { program.action = [&program, toFetch] { return fetch(program, *toFetch); }; });
+}
+
+} // namespace pdactl

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace pdactl {
+
+/** A hidraw node as /sys tells of it. */
+struct HidNode {
+    std::string node; ///< "/dev/hidraw3"
+    std::string name; ///< what the kernel calls the device
+    std::string path; ///< of its HID device under /sys
+    bool hasUsbParent = false;
+    std::string vendorId; ///< of the USB device that it belongs to; empty without one
+    std::string productId;
+};
+
+/** Looks through /sys, without the library and without udev. In the order in which udev lists them. */
+std::vector<HidNode> findHidNodes();
+
+/** Compares ids as the library does: without regard to case; an empty one equals nothing. */
+bool hasIds(const HidNode& node, const std::string& vendorId, const std::string& productId);
+
+} // namespace pdactl

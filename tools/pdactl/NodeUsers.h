@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace pdactl {
+
+/** Another process that has a node open. */
+struct NodeUser {
+    int processId = 0;
+    std::string name;
+};
+
+struct NodeUsers {
+    std::vector<NodeUser> users;
+    /** Processes of other users, into which this one cannot look. */
+    int hiddenProcesses = 0;
+};
+
+/** Looks through /proc. */
+NodeUsers findUsersOf(const std::string& node);
+
+} // namespace pdactl

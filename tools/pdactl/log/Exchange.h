@@ -1,0 +1,80 @@
+#pragma once
+
+#include "log/MethodTable.h"
+#include "log/Time.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace pdactl::log {
+
+/** Who began it. */
+enum class Origin {
+    Request,  ///< a host with a request
+    Direct,   ///< a host that called a member of the library
+    Terminal, ///< the terminal
+};
+
+/** How it ended. */
+enum class Outcome {
+    Done,
+    RequestRefused,  ///< by the library
+    TerminalRefused, ///< with another code than 000000
+    NoReply,
+    NotSent,
+    TransferRefused, ///< three packets in a row
+    TooShort,        ///< a file
+    InternalFailure,
+    Unfinished, ///< the log does not show its end
+};
+
+std::string_view nameOf(Origin origin);
+std::string_view nameOf(Outcome outcome);
+const std::vector<Outcome>& allOutcomes();
+
+/** What was said about one thing, from its first line in the log to its last. */
+struct Exchange {
+    Time begin = 0;
+    Time end = 0;
+    std::size_t number = 0; ///< tells those apart that began at the same time
+    /** Since the end of the exchange before; nothing for the first. */
+    std::optional<Time> gap;
+    Origin origin = Origin::Request;
+    Outcome outcome = Outcome::Unfinished;
+    const Method* method = nullptr; ///< null when the log does not tell
+    std::string code;               ///< of the request
+    std::string type;               ///< of the messages
+    std::optional<int> result;      ///< of the request
+    std::string verdict;            ///< the terminal's result code
+    std::string request;            ///< the host's JSON
+    std::string sent;               ///< the first message to the terminal
+    std::string received;           ///< the last message from it
+    std::string response;           ///< JSON to the host
+    int messagesSent = 0;
+    int messagesReceived = 0;
+    int waitsInVain = 0;
+    int wrongMessages = 0;
+    int failedWrites = 0;
+    bool lacksBeginning = false; ///< the log begins in its middle
+    bool isInterleaved = false;  ///< with others, so that its lines may be somebody else's
+    std::vector<std::string> notes;
+
+    Time duration() const { return end > begin ? end - begin : 0; }
+    bool failed() const { return outcome != Outcome::Done; }
+};
+
+/** Whether one comes before the other. */
+bool isEarlier(const Exchange& left, const Exchange& right);
+
+/** Puts exchanges in the order in which they began, and fills in the gaps between them. */
+void putInOrder(std::vector<Exchange>& exchanges);
+
+/** What a message says in this tag, the first if there are several; empty when it has none. */
+std::string_view tagValue(std::string_view message, std::string_view tag);
+
+/** The four digits behind a message's length. */
+std::string_view typeOf(std::string_view message);
+
+} // namespace pdactl::log

@@ -1,0 +1,359 @@
+#include "log/ExchangeBuilder.h"
+
+#include "log/JsonText.h"
+#include "log/StepLine.h"
+#include "log/Verdict.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+namespace pdactl::log {
+
+namespace {
+
+constexpr Time LongestSilence = 30000; // ms; no step of the protocol waits as long
+constexpr Time LongestRefusal = 100;   // ms, in which a request is accepted or not
+
+bool startsWith(std::string_view text, std::string_view beginning) {
+    return text.substr(0, beginning.size()) == beginning;
+}
+
+} // namespace
+
+void ExchangeBuilder::add(const Entry& entry) {
+    if (entry.head.empty()) {
+        return;
+    }
+    const TrafficLine line = trafficLine(entry.text);
+    const std::string_view payload = payloadOf(entry.text, line);
+    switch (line.kind) {
+    case LineKind::Request:
+        addRequest(entry, payload);
+        break;
+    case LineKind::Response:
+        addResponse(entry, payload);
+        break;
+    case LineKind::Prepared:
+        addPrepared(entry, std::string_view(entry.text).substr(0, entry.text.find(' ')));
+        break;
+    case LineKind::Written:
+        addWritten(entry, payload, false);
+        break;
+    case LineKind::WriteFailed:
+        addWritten(entry, payload, true);
+        break;
+    case LineKind::Read:
+        addRead(entry, payload);
+        break;
+    case LineKind::WrongMessage:
+        addWrongMessage(entry);
+        break;
+    default:
+        addOther(entry);
+    }
+}
+
+void ExchangeBuilder::closeAll() {
+    while (!m_open.empty()) {
+        close(m_open.begin());
+    }
+}
+
+std::vector<Exchange> ExchangeBuilder::takeFinished() {
+    std::vector<Exchange> finished;
+    finished.swap(m_finished);
+    std::stable_sort(finished.begin(), finished.end(), isEarlier);
+    return finished;
+}
+
+ExchangeBuilder::Open& ExchangeBuilder::open(const Entry& entry, Origin origin, const Method* method) {
+    closeStale(entry);
+    Open fresh;
+    fresh.exchange.begin = entry.time;
+    fresh.exchange.number = ++m_opened;
+    fresh.exchange.end = entry.time;
+    fresh.exchange.origin = origin;
+    fresh.exchange.method = method;
+    if (method != nullptr) {
+        fresh.exchange.code = method->code;
+        fresh.exchange.type = method->type;
+    }
+    m_open.push_back(std::move(fresh));
+    return m_open.back();
+}
+
+void ExchangeBuilder::close(Iterator position) {
+    constexpr std::array<Progress, 6> progress{Progress::Begun,  Progress::Begun,   Progress::Answered,
+                                               Progress::Silent, Progress::NotSent, Progress::Finished};
+    Exchange& exchange = position->exchange;
+    const bool isUnanswered = exchange.origin == Origin::Request && !exchange.request.empty() &&
+                              !position->isTouched; // no JSON, or without a code
+    const bool isResultKnown = exchange.result || exchange.origin != Origin::Request;
+    judge(exchange, isResultKnown ? progress.at(static_cast<std::size_t>(position->stage)) : Progress::Begun,
+          position->isRefused || isUnanswered);
+    if (isUnanswered) {
+        exchange.notes.emplace_back("the library gave no response: no JSON object with a member transCode");
+    }
+    m_finished.push_back(std::move(exchange));
+    m_open.erase(position);
+}
+
+/** Closes what will not go on when something new begins. */
+void ExchangeBuilder::closeStale(const Entry& entry) {
+    for (auto position = m_open.begin(); position != m_open.end();) {
+        const Exchange& exchange = position->exchange;
+        const bool isOver = exchange.origin == Origin::Request
+                                ? !position->isTouched && entry.time - exchange.end > LongestRefusal
+                                : position->stage != Stage::Begun && position->stage != Stage::Sent;
+        const auto next = std::next(position);
+        if (isOver || entry.time - exchange.end > LongestSilence) {
+            close(position);
+        }
+        position = next;
+    }
+}
+
+/** The exchange that passes the test and was touched last; null when there is none. */
+template <typename Test>
+ExchangeBuilder::Open* ExchangeBuilder::choose(Test test) {
+    const auto found = std::find_if(m_open.rbegin(), m_open.rend(), test);
+    if (found == m_open.rend()) {
+        return nullptr;
+    }
+    const bool isOnlyOne = std::find_if(std::next(found), m_open.rend(), test) == m_open.rend();
+    if (found != m_open.rbegin()) {
+        for (auto later = m_open.rbegin(); later != std::next(found); ++later) {
+            later->exchange.isInterleaved = true;
+        }
+    }
+    if (!isOnlyOne && found->exchange.isInterleaved) {
+        for (auto other = std::next(found); other != m_open.rend(); ++other) {
+            other->exchange.isInterleaved = other->exchange.isInterleaved || test(*other);
+        }
+    }
+    m_open.splice(m_open.end(), m_open, std::next(found).base());
+    return &m_open.back();
+}
+
+void ExchangeBuilder::touch(Open& chosen, const Entry& entry) {
+    chosen.isTouched = true;
+    chosen.exchange.end = std::max(chosen.exchange.end, entry.time);
+}
+
+void ExchangeBuilder::addRequest(const Entry& entry, std::string_view json) {
+    const std::string code = rootMember(json, "transCode").value_or("");
+    Open& fresh = open(entry, Origin::Request, methodOfCode(code));
+    fresh.exchange.code = code;
+    fresh.exchange.request = json;
+}
+
+void ExchangeBuilder::addResponse(const Entry& entry, std::string_view json) {
+    const std::string code = rootMember(json, "transCode").value_or("");
+    Open* chosen = choose([&](const Open& open) {
+        const bool hasMethodBegun = open.isTouched && !open.isRefused;
+        return open.exchange.origin == Origin::Request &&
+               (code.empty() ? !hasMethodBegun : open.exchange.code == code && !open.isRefused);
+    });
+    if (chosen == nullptr) {
+        chosen = &open(entry, Origin::Request, methodOfCode(code));
+        chosen->exchange.code = code;
+        chosen->exchange.lacksBeginning = true;
+    }
+    touch(*chosen, entry);
+    chosen->exchange.response = json;
+    chosen->exchange.result = resultOf(entry.text);
+    close(std::prev(m_open.end()));
+}
+
+void ExchangeBuilder::addBegin(const Entry& entry, std::string_view name) {
+    const Method* method = methodOfName(name);
+    Open* chosen = method == nullptr || method->code.empty() ? nullptr : choose([&](const Open& open) {
+        return open.exchange.origin == Origin::Request && !open.isTouched && !open.exchange.lacksBeginning &&
+               (open.exchange.method == method || open.exchange.code.empty());
+    });
+    if (chosen == nullptr) {
+        const bool isHandler = method != nullptr && method->isHandler;
+        chosen = &open(entry, isHandler ? Origin::Terminal : Origin::Direct, method);
+        if (method == nullptr) {
+            chosen->exchange.notes.push_back("unknown: " + std::string(name));
+        }
+        if (isHandler && !m_announced.empty()) {
+            chosen->exchange.begin = std::min(m_announcedAt, entry.time);
+            chosen->exchange.received.swap(m_announced);
+            chosen->exchange.messagesReceived = 1;
+            chosen->exchange.type = typeOf(chosen->exchange.received);
+            m_announced.clear();
+        }
+    }
+    chosen->exchange.method = method;
+    if (method != nullptr) {
+        chosen->exchange.code = method->code;
+        chosen->exchange.type = chosen->exchange.type.empty() ? method->type : chosen->exchange.type;
+    }
+    touch(*chosen, entry);
+    if (method != nullptr && method->ending == Ending::Begin) {
+        chosen->stage = Stage::Over;
+        endDirectCall(*chosen);
+    }
+}
+
+void ExchangeBuilder::addPrepared(const Entry& entry, std::string_view label) {
+    const Method* byCode = methodOfCode(label);
+    const Method* method = byCode != nullptr ? byCode : methodOfName(label);
+    Open* chosen =
+        choose([&](const Open& open) { return open.exchange.method == method && method != nullptr; });
+    if (chosen == nullptr) {
+        chosen = &open(entry, byCode != nullptr ? Origin::Request : Origin::Direct, method);
+        chosen->exchange.lacksBeginning = byCode != nullptr;
+    }
+    touch(*chosen, entry);
+}
+
+void ExchangeBuilder::addWritten(const Entry& entry, std::string_view message, bool hasFailed) {
+    const std::string_view type = typeOf(message);
+    const auto belongs = [&](const Open& open) {
+        return open.exchange.method != nullptr && open.exchange.method->type == type;
+    };
+    Open* chosen = choose([&](const Open& open) {
+        return belongs(open) && (open.stage == Stage::Begun || open.stage == Stage::NotSent);
+    });
+    chosen = chosen != nullptr ? chosen : choose(belongs);
+    if (chosen == nullptr) {
+        const Method* method = methodOfType(type);
+        const bool isHandler = isTerminalType(type) && type != "9002";
+        const bool isRequest = method != nullptr && !method->code.empty();
+        chosen = &open(entry,
+                       isHandler   ? Origin::Terminal
+                       : isRequest ? Origin::Request
+                                   : Origin::Direct,
+                       method);
+        chosen->exchange.type = type;
+        chosen->exchange.lacksBeginning = method == nullptr || method->name != "ReceiveInventoryData";
+        if (isHandler && typeOf(m_announced) == type) {
+            chosen->exchange.begin = std::min(m_announcedAt, entry.time);
+            chosen->exchange.received.swap(m_announced);
+            chosen->exchange.messagesReceived = 1;
+            m_announced.clear();
+        }
+    }
+    touch(*chosen, entry);
+    Exchange& exchange = chosen->exchange;
+    if (exchange.sent.empty()) {
+        exchange.sent = message;
+    }
+    ++(hasFailed ? exchange.failedWrites : exchange.messagesSent);
+    chosen->stage = hasFailed ? Stage::NotSent : Stage::Sent;
+    const bool isWhole = exchange.origin == Origin::Terminal ||
+                         (exchange.method != nullptr && exchange.method->ending == Ending::Written);
+    if (isWhole && !hasFailed) {
+        chosen->stage = Stage::Over;
+    }
+    if (isWhole || hasFailed) {
+        endDirectCall(*chosen);
+    }
+}
+
+void ExchangeBuilder::addRead(const Entry& entry, std::string_view message) {
+    const std::string_view type = typeOf(message);
+    const auto isWaiting = [](const Open& open) {
+        return (open.stage == Stage::Sent || open.stage == Stage::Silent) &&
+               open.exchange.origin != Origin::Terminal;
+    };
+    Open* chosen = message.empty() ? nullptr : choose([&](const Open& open) {
+        return isWaiting(open) && open.exchange.type == type;
+    });
+    chosen = chosen != nullptr ? chosen : choose(isWaiting);
+    if (chosen == nullptr) {
+        if (!message.empty()) {
+            m_announced = message;
+            m_announcedAt = entry.time;
+        }
+        return;
+    }
+    touch(*chosen, entry);
+    Exchange& exchange = chosen->exchange;
+    if (message.empty()) {
+        ++exchange.waitsInVain;
+        chosen->stage = Stage::Silent;
+        endDirectCall(*chosen);
+        return;
+    }
+    ++exchange.messagesReceived;
+    const bool isReply = exchange.type == type;
+    chosen->stage = isReply ? Stage::Replied : Stage::Silent;
+    if (isReply) {
+        exchange.received = message;
+        endDirectCall(*chosen);
+    }
+}
+
+void ExchangeBuilder::addWrongMessage(const Entry& entry) {
+    constexpr std::string_view tail = "--Delete";
+    const bool isComplete = entry.text.size() > tail.size() &&
+                            entry.text.compare(entry.text.size() - tail.size(), tail.size(), tail) == 0;
+    Open* chosen = choose([&](const Open& open) {
+        return open.exchange.origin == Origin::Terminal ||
+               (isComplete && open.stage != Stage::Begun && open.exchange.messagesReceived > 0);
+    });
+    if (chosen == nullptr) {
+        return;
+    }
+    touch(*chosen, entry);
+    if (isComplete) {
+        ++chosen->exchange.wrongMessages;
+        chosen->exchange.notes.push_back("a message of another type was dropped");
+        endDirectCall(*chosen);
+    }
+}
+
+void ExchangeBuilder::addOther(const Entry& entry) {
+    if (const std::string_view name = begunMethod(entry.text); !name.empty()) {
+        addBegin(entry, name);
+        return;
+    }
+    const bool isRefusal = startsWith(entry.text, "info msg:");
+    Open* chosen = choose([&](const Open& open) {
+        return !isRefusal || (open.exchange.origin == Origin::Request && !open.isTouched);
+    });
+    if (chosen == nullptr || startsWith(entry.text, "Vid/Pid: ")) {
+        return;
+    }
+    if (isNoteworthy(entry)) {
+        chosen->exchange.notes.push_back(entry.text);
+    }
+    touch(*chosen, entry);
+    chosen->isRefused = chosen->isRefused || isRefusal;
+    if (startsWith(entry.text, "hid device is not open")) {
+        chosen->stage = Stage::NotSent;
+        endDirectCall(*chosen);
+    } else if (entry.text == "user login info") {
+        chosen->stage = Stage::Over;
+        endDirectCall(*chosen);
+    }
+}
+
+/** A member called directly leaves no line at its end: the log's last line of it has to do. */
+void ExchangeBuilder::endDirectCall(Open& chosen) {
+    const Exchange& exchange = chosen.exchange;
+    const bool maySayMore = exchange.origin == Origin::Request || exchange.method == nullptr ||
+                            exchange.method->ending == Ending::Next;
+    if (!maySayMore) {
+        const auto position =
+            std::find_if(m_open.begin(), m_open.end(), [&](const Open& open) { return &open == &chosen; });
+        close(position);
+    }
+}
+
+std::vector<Exchange> exchangesOf(const std::vector<Entry>& entries) {
+    ExchangeBuilder builder;
+    for (const Entry& entry : entries) {
+        builder.add(entry);
+    }
+    builder.closeAll();
+    std::vector<Exchange> exchanges = builder.takeFinished();
+    putInOrder(exchanges);
+    return exchanges;
+}
+
+} // namespace pdactl::log

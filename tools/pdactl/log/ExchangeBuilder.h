@@ -1,0 +1,69 @@
+#pragma once
+
+#include "log/Entry.h"
+#include "log/Exchange.h"
+#include "log/Traffic.h"
+
+#include <list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace pdactl::log {
+
+/**
+ * Makes exchanges of a log's entries.
+ *
+ * Lines of several hosts that share a log are told apart by code, method and message type, and by how far
+ * each exchange has come; where that leaves a choice, the most recent one is taken and all that come into
+ * question are marked as interleaved.
+ */
+class ExchangeBuilder {
+public:
+    void add(const Entry& entry);
+
+    /** Something is missing here: what is open stays unfinished. */
+    void closeAll();
+
+    /** Those that have come to their end since the last time, in the order in which they began. */
+    std::vector<Exchange> takeFinished();
+
+private:
+    enum class Stage { Begun, Sent, Replied, Silent, NotSent, Over };
+
+    struct Open {
+        Exchange exchange;
+        Stage stage = Stage::Begun;
+        bool isTouched = false; ///< something has followed its first line
+        bool isRefused = false; ///< by the library
+    };
+    using Iterator = std::list<Open>::iterator;
+
+    Open& open(const Entry& entry, Origin origin, const Method* method);
+    void close(Iterator position);
+    void closeStale(const Entry& entry);
+    template <typename Test>
+    Open* choose(Test test);
+    void touch(Open& chosen, const Entry& entry);
+
+    void addRequest(const Entry& entry, std::string_view json);
+    void addResponse(const Entry& entry, std::string_view json);
+    void addBegin(const Entry& entry, std::string_view name);
+    void addPrepared(const Entry& entry, std::string_view label);
+    void addWritten(const Entry& entry, std::string_view message, bool hasFailed);
+    void addRead(const Entry& entry, std::string_view message);
+    void addWrongMessage(const Entry& entry);
+    void addOther(const Entry& entry);
+    void endDirectCall(Open& chosen);
+
+    std::list<Open> m_open;   ///< the one that was touched last is the last
+    std::size_t m_opened = 0; ///< how many have been opened
+    std::vector<Exchange> m_finished;
+    std::string m_announced; ///< a message that the terminal started, until somebody handles it
+    Time m_announcedAt = 0;
+};
+
+/** All exchanges of these entries, in order. */
+std::vector<Exchange> exchangesOf(const std::vector<Entry>& entries);
+
+} // namespace pdactl::log

@@ -1,0 +1,334 @@
+#include "Commands.h"
+#include "Failure.h"
+
+#include "log/EntryReader.h"
+#include "log/ExchangeBuilder.h"
+#include "log/Filter.h"
+#include "log/FollowedLog.h"
+#include "log/LogFiles.h"
+#include "log/Redaction.h"
+#include "log/Report.h"
+
+#include <csignal>
+#include <ctime>
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
+
+namespace pdactl {
+
+namespace {
+
+using namespace log;
+
+struct Options {
+    std::vector<std::string> files;
+    std::vector<std::string> codes;
+    std::vector<std::string> results;
+    std::string since;
+    std::string until;
+    std::string page;
+    std::string copy;
+    bool onlyFailed = false;
+    bool withMessages = false;
+    bool unredacted = false;
+    bool follow = false;
+};
+
+Filter filterOf(const Options& options) {
+    Filter filter;
+    filter.setCodes(options.codes);
+    filter.setResults(options.results);
+    if (!options.since.empty()) {
+        filter.setSince(options.since);
+    }
+    if (!options.until.empty()) {
+        filter.setUntil(options.until);
+    }
+    if (options.onlyFailed) {
+        filter.setOnlyFailed();
+    }
+    return filter;
+}
+
+void warn(const std::string& what) {
+    std::cerr << "pdactl: " << what << "." << std::endl;
+}
+
+/** A log's entries, in stretches without a gap. */
+std::vector<std::vector<Entry>> entriesOf(const LogSet& log, bool unredacted) {
+    std::vector<std::vector<Entry>> stretches;
+    for (const std::string& part : readLog(log).parts) {
+        stretches.push_back(readEntries(part));
+        if (!unredacted) {
+            redact(stretches.back());
+        }
+    }
+    return stretches;
+}
+
+/** The log's exchanges, and how many entries it has. */
+std::size_t addExchanges(const LogSet& log, const Options& options, std::vector<Exchange>& exchanges) {
+    ExchangeBuilder builder;
+    std::size_t entries = 0;
+    for (const std::vector<Entry>& stretch : entriesOf(log, options.unredacted)) {
+        for (const Entry& entry : stretch) {
+            builder.add(entry);
+            entries += entry.head.empty() ? 0 : 1;
+        }
+        builder.closeAll();
+    }
+    std::vector<Exchange> found = builder.takeFinished();
+    exchanges.insert(exchanges.end(), std::make_move_iterator(found.begin()),
+                     std::make_move_iterator(found.end()));
+    return entries;
+}
+
+Report reportOf(const std::vector<LogSet>& logs, const Options& options) {
+    Report report;
+    report.isRedacted = !options.unredacted;
+    for (const LogSet& log : logs) {
+        report.files.push_back(log.base);
+        report.gaps.insert(report.gaps.end(), log.gaps.begin(), log.gaps.end());
+        const std::size_t entries = addExchanges(log, options, report.exchanges);
+        if (entries == 0) {
+            warn("'" + log.base + "' has no entry of the library's log");
+        }
+        report.entries += entries;
+    }
+    putInOrder(report.exchanges);
+    const Filter filter = filterOf(options);
+    const auto isUnwanted = [&](const Exchange& exchange) { return !filter.matches(exchange); };
+    report.exchanges.erase(std::remove_if(report.exchanges.begin(), report.exchanges.end(), isUnwanted),
+                           report.exchanges.end());
+    for (const std::string& gap : report.gaps) {
+        warn(gap);
+    }
+    return report;
+}
+
+void requireOther(const std::string& output, const std::vector<LogSet>& logs) {
+    for (const LogSet& log : logs) {
+        for (const std::string& file : log.files) {
+            std::error_code error;
+            if (!file.empty() && std::filesystem::equivalent(file, output, error)) {
+                throw Failure(BadUsage, "'" + output + "' is the log itself. Name another file to write to.");
+            }
+        }
+    }
+}
+
+void writeCopy(const std::vector<LogSet>& logs, const std::string& path) {
+    std::string bytes;
+    for (const LogSet& log : logs) {
+        for (const std::string& gap : log.gaps) {
+            warn(gap);
+        }
+        for (const std::vector<Entry>& stretch : entriesOf(log, false)) {
+            for (const Entry& entry : stretch) {
+                bytes += entry.head + entry.text + entry.lineEnd;
+            }
+        }
+    }
+    writeWhole(path, bytes);
+    std::cerr << "pdactl: wrote the redacted log to '" << path
+              << "'. Look through it before it leaves the house." << std::endl;
+}
+
+void printTable(const Report& report, bool withMessages) {
+    std::cout << tableHead();
+    for (const Exchange& exchange : report.exchanges) {
+        std::cout << tableRow(exchange, withMessages);
+    }
+    std::cout << tableFoot(report) << std::flush;
+}
+
+void printJson(const Report& report) {
+    std::cout << jsonHead(report);
+    for (std::size_t i = 0; i < report.exchanges.size(); ++i) {
+        std::cout << (i == 0 ? "\n" : ",\n") << jsonOf(report.exchanges[i]);
+    }
+    std::cout << jsonFoot() << std::flush;
+}
+
+int show(const Options& options, bool asJson) {
+    const std::vector<LogSet> logs = findLogs(options.files);
+    for (const std::string& output : {options.page, options.copy}) {
+        if (!output.empty()) {
+            requireOther(output, logs);
+        }
+    }
+    if (!options.copy.empty()) {
+        writeCopy(logs, options.copy);
+    }
+    const bool isPrinted = asJson || (options.page.empty() && options.copy.empty());
+    if (options.page.empty() && !isPrinted) {
+        return Success;
+    }
+    const Report report = reportOf(logs, options);
+    if (!options.page.empty()) {
+        writeWhole(options.page, htmlPage(report));
+        std::cerr << "pdactl: wrote '" << options.page << "'; open it in a browser." << std::endl;
+    }
+    if (asJson) {
+        printJson(report);
+    } else if (isPrinted) {
+        printTable(report, options.withMessages);
+    }
+    return Success;
+}
+
+/** Blocks the signals that end a program, to take them at a point of its own choosing. */
+class EndSignals {
+public:
+    EndSignals() {
+        (void)::sigemptyset(&m_signals);
+        (void)::sigaddset(&m_signals, SIGINT);
+        (void)::sigaddset(&m_signals, SIGTERM);
+        (void)::sigprocmask(SIG_BLOCK, &m_signals, nullptr);
+    }
+
+    /** Whether one comes within this time. */
+    bool arriveWithin(long milliseconds) const {
+        const timespec time{0, milliseconds * 1000000};
+        return ::sigtimedwait(&m_signals, nullptr, &time) > 0;
+    }
+
+private:
+    sigset_t m_signals{};
+};
+
+/** Shows exchanges while the log grows. */
+class Follower {
+public:
+    Follower(const Options& options, std::string base, bool asJson)
+        : m_options(options), m_filter(filterOf(options)), m_asJson(asJson), m_log(std::move(base)) {}
+
+    int run() {
+        constexpr long pause = 100; // ms; a line that has not grown for as long is complete
+        const EndSignals endSignals;
+        Report head;
+        head.files = m_options.files;
+        head.isRedacted = !m_options.unredacted;
+        std::cout << (m_asJson ? jsonHead(head) : tableHead()) << std::flush;
+        bool isEnd = false;
+        while (!isEnd) {
+            const Growth growth = m_log.grow();
+            take(growth);
+            const bool isIdle = growth.bytes.empty() && !growth.hasGap;
+            isEnd = endSignals.arriveWithin(isIdle ? pause : 0);
+            if (isIdle && m_reader.isAtLineEnd()) {
+                add(m_reader.finish());
+            }
+        }
+        for (Growth growth = m_log.grow(); !growth.bytes.empty(); growth = m_log.grow()) {
+            take(growth);
+        }
+        add(m_reader.finish());
+        m_builder.closeAll();
+        print();
+        std::cout << (m_asJson ? jsonFoot() : "") << std::flush;
+        return Success;
+    }
+
+private:
+    void take(const Growth& growth) {
+        if (growth.hasGap) {
+            add(m_reader.finish());
+            m_builder.closeAll();
+            m_isFirst = true;
+            warn("the log was cut, or rotated too often between two looks: something is missing here");
+        }
+        add(m_reader.feed(growth.bytes));
+    }
+
+    void add(std::vector<Entry> entries) {
+        if (!m_options.unredacted) {
+            redact(entries, m_isFirst);
+        }
+        m_isFirst = m_isFirst && entries.empty();
+        for (const Entry& entry : entries) {
+            m_builder.add(entry);
+        }
+        print();
+    }
+
+    void print() {
+        for (Exchange& exchange : m_builder.takeFinished()) {
+            exchange.gap = m_end ? std::optional(std::max<Time>(exchange.begin - *m_end, 0)) : std::nullopt;
+            m_end = m_end ? std::max(*m_end, exchange.end) : exchange.end;
+            if (!m_filter.matches(exchange)) {
+                continue;
+            }
+            if (m_asJson) {
+                std::cout << (m_hasPrinted ? ",\n" : "\n") << jsonOf(exchange);
+            } else {
+                std::cout << tableRow(exchange, m_options.withMessages);
+            }
+            m_hasPrinted = true;
+        }
+        std::cout.flush();
+    }
+
+    const Options& m_options;
+    Filter m_filter;
+    bool m_asJson;
+    FollowedLog m_log;
+    EntryReader m_reader;
+    ExchangeBuilder m_builder;
+    std::optional<Time> m_end;
+    bool m_isFirst = true;
+    bool m_hasPrinted = false;
+};
+
+int follow(const Options& options, bool asJson) {
+    const std::vector<LogSet> logs = findLogs(options.files);
+    if (logs.size() != 1 || logs.front().files.back() != logs.front().base) {
+        throw Failure(BadUsage,
+                      "--follow takes one log that is being written, not several and no rotated copy.");
+    }
+    return Follower(options, logs.front().base, asJson).run();
+}
+
+} // namespace
+
+void addLogCommand(Program& program) {
+    CLI::App* command = program.app.add_subcommand(
+        "log", "Show what a log of the library tells: requests, replies, results, times");
+    const auto options = std::make_shared<Options>();
+    command
+        ->add_option("FILE", options->files,
+                     "logs, rotated copies or folders; a log stands for its copies too")
+        ->required();
+    command->add_option("--code", options->codes,
+                        "only this transaction: a code, a member or a message type");
+    command->add_option(
+        "--result", options->results,
+        "only this result: a word as in the table, the library's number or the terminal's code");
+    command->add_option("--since", options->since,
+                        "only from this time on: 2026-01-02 or 2026-01-02T03:04:05");
+    command->add_option("--until", options->until, "only up to this time, the whole day or second included");
+    command->add_flag("--failed", options->onlyFailed, "only what failed");
+    command->add_flag("--full", options->withMessages, "show requests and messages too");
+    CLI::Option* unredacted =
+        command->add_flag("--unredacted", options->unredacted, "show keys, passwords and other secrets too");
+    CLI::Option* page =
+        command->add_option("--html", options->page, "write a page with timeline, times taken and failures");
+    CLI::Option* copy = command->add_option("--redact", options->copy,
+                                            "write a copy of the whole log with its secrets masked");
+    CLI::Option* follow =
+        command->add_flag("--follow", options->follow, "go on as the log grows, until Ctrl-C");
+    follow->excludes(page)->excludes(copy);
+    copy->excludes(unredacted);
+    addExample(*command, {"log"}, "--failed --since 2026-01-02 /opt/bank/lib/log");
+    command->callback([options, &program] {
+        program.action = [options, &program] {
+            return options->follow ? pdactl::follow(*options, program.asJson)
+                                   : show(*options, program.asJson);
+        };
+    });
+}
+
+} // namespace pdactl

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "log/Entry.h"
+
+#include <optional>
+#include <string_view>
+
+namespace pdactl::log {
+
+/** "GetInfo" of "[GetInfo] begin"; empty for any other line. */
+std::string_view begunMethod(std::string_view text);
+
+/** The number at the end of a response's line. */
+std::optional<int> resultOf(std::string_view text);
+
+/** Whether the line tells why something went wrong. */
+bool isNoteworthy(const Entry& entry);
+
+} // namespace pdactl::log
