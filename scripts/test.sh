@@ -18,14 +18,16 @@ step "clang++: the library and the examples"
 cmake --preset clang --log-level=WARNING
 cmake --build --preset clang -- --quiet
 
+# Several files at a time, which takes half as long.
 for preset in release asan tsan; do
     step "$preset: build"
-    cmake --preset "$preset" --log-level=WARNING
+    cmake --preset "$preset" --log-level=WARNING -D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=16
     cmake --build --preset "$preset" -- --quiet
 done
 
 step "tidiness"
-sources | grep '\.cpp$' | xargs -n 1 -P "$(nproc)" clang-tidy --quiet -p build/release
+cmake --preset debug --log-level=WARNING
+sources | grep '\.cpp$' | xargs -n 1 -P "$(nproc)" clang-tidy --quiet -p build/debug
 
 # The waits of the protocol are idle, so far more tests than cores run side by side.
 for preset in release asan tsan; do

@@ -277,7 +277,7 @@ Scenario loadScenario(const std::string& fileOrName) {
         }
     }
     throw ScenarioError("there is no readable file \"" + fileOrName +
-                        "\", and no such scenario is built in: see \"pdasim scenarios\"");
+                        R"(", and no such scenario is built in: see "pdasim scenarios")");
 }
 
 } // namespace pdasim

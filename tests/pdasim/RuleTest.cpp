@@ -21,7 +21,6 @@ using pdasim::SendText;
 using pdasim::Tags;
 using pdasim::TimedStep;
 using pdasim::Unplug;
-using pdasim::WriteOutcome;
 using pdasim::test::body;
 using pdasim::test::Conversation;
 using pdasim::test::request;
@@ -30,7 +29,7 @@ using pdasim::test::request;
 class Ruled {
 public:
     explicit Ruled(const std::string& rules, const std::string& more = {})
-        : Ruled(pdasim::readScenario("{\"name\":\"x\"," + more + "\"rules\":[" + rules + "]}", "some.json",
+        : Ruled(pdasim::readScenario(R"({"name":"x",)" + more + "\"rules\":[" + rules + "]}", "some.json",
                                      ".")) {}
     explicit Ruled(const Scenario& scenario) : Ruled(scenario.rules) { terminal.state() = scenario.state; }
     explicit Ruled(const std::vector<Rule>& rules) {

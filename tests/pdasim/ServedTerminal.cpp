@@ -24,6 +24,7 @@ RunningProgram::RunningProgram(std::vector<std::string> command) {
         throw std::runtime_error("no pipe");
     }
     std::vector<char*> arguments;
+    arguments.reserve(command.size());
     for (std::string& part : command) {
         arguments.push_back(part.data());
     }

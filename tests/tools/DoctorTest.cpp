@@ -113,7 +113,7 @@ TEST_F(DoctorTest, MissesTheIni) {
 
 TEST_F(DoctorTest, MissesAnId) {
     writeIni("VID=0x1209\n");
-    finds("ini", "problem", "VID \"1209\" and PID \"\"", "PDAConfigure.ini");
+    finds("ini", "problem", R"(VID "1209" and PID "")", "PDAConfigure.ini");
 }
 
 TEST_F(DoctorTest, ReadsTheIniAsTheLibraryDoes) {
@@ -206,7 +206,7 @@ TEST_F(DoctorTest, SeesThatTheNodeMayNotBeUsed) {
 TEST_F(DoctorTest, MissesARule) {
     removeRules();
     finds("rules", "warning", "no udev rule is for 1209:0001",
-          "ATTRS{idVendor}==\"1209\", ATTRS{idProduct}==\"0001\"");
+          R"(ATTRS{idVendor}=="1209", ATTRS{idProduct}=="0001")");
 }
 
 TEST_F(DoctorTest, TakesTheRuleThatItsOwnCommandWrites) {

@@ -57,7 +57,7 @@ ProgramResult runShell(const std::string& line, const Variables& variables) {
 
 QJsonDocument onlyDocument(const std::string& text) {
     QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
+    QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
     EXPECT_EQ(error.error, QJsonParseError::NoError) << error.errorString().toStdString() << "\n" << text;
     return document;
 }
@@ -75,7 +75,7 @@ QJsonObject PdactlTest::json(const Words& arguments, int exitCode) {
     all.insert(all.end(), arguments.begin(), arguments.end());
     const ProgramResult result = pdactl(all);
     EXPECT_EQ(result.exitCode, exitCode) << result.errors;
-    const QJsonObject object = onlyDocument(result.output).object();
+    QJsonObject object = onlyDocument(result.output).object();
     EXPECT_EQ(object.value("exitCode").toInt(-1), exitCode);
     return object;
 }

@@ -5,8 +5,6 @@
 namespace {
 
 using namespace pdalink::test;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 /** A command for people, and the message that the terminal gets for it. */
 struct Task {
@@ -49,7 +47,9 @@ protected:
         const std::string path = scratchDirectory() + "/secret";
         writeFile(path, "5E;");
         for (std::string& word : words) {
-            word = word == "@secret" ? "@" + path : word;
+            if (word == "@secret") {
+                word.replace(1, std::string::npos, path);
+            }
         }
         return words;
     }

@@ -31,7 +31,7 @@ TransferRecord recordOf(const std::string& log, std::size_t pieceSize = 1000) {
 TEST(TransferRecordTest, CountsVerdicts) {
     const std::string log = packet(0, 2, "1122") + reply("<Ex_RetCode>000042</Ex_RetCode>") +
                             reply("<Ex_RetCode>000043</Ex_RetCode>") + packet(1, 2, "33");
-    for (const std::size_t pieceSize : {1, 7, 64, 10000}) {
+    for (const std::size_t pieceSize : {1U, 7U, 64U, 10000U}) {
         const TransferRecord record = recordOf(log, pieceSize);
         EXPECT_EQ(record.agreed(), 2);
         EXPECT_EQ(record.refused(), 2);

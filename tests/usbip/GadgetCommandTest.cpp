@@ -39,7 +39,9 @@ public:
     StandIn() : m_master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
         EXPECT_EQ(::grantpt(m_master), 0);
         EXPECT_EQ(::unlockpt(m_master), 0);
-        path = ::ptsname(m_master);
+        // By a name of its own: another program's pseudo-terminal may get this one's when it is gone.
+        path = scratchDirectory() + "/node-" + std::to_string(m_master);
+        EXPECT_EQ(::symlink(::ptsname(m_master), path.c_str()), 0);
         // Kept open, so that the other side sees no hang-up before pdasim has opened it.
         m_slave = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
         termios settings{};
@@ -73,6 +75,7 @@ public:
         return bytes;
     }
     void hangUp() {
+        (void)::unlink(path.c_str());
         ::close(m_slave);
         ::close(m_master);
         m_slave = m_master = -1;

@@ -121,7 +121,7 @@ void addForms(std::vector<SecretForm>& forms, const std::string& form, const Tex
     for (const auto& [line, text] : lines) {
         LogText log;
         log.getInfo().request(R"({"transCode":"600012"})").step("[KeyInit] begin").info(text).getInfo();
-        forms.push_back({form + ", " + line, log.text()});
+        forms.push_back({std::string(form).append(", ").append(line), log.text()});
     }
 }
 

@@ -21,7 +21,7 @@ std::vector<std::string> textsOf(const std::string& log) {
     return texts;
 }
 
-const std::string Imitation = stamp(7) + "MESSAGE  : inJson4:{\"transCode\":\"600002\"} inLen:22";
+const std::string Imitation = stamp(7) + R"(MESSAGE  : inJson4:{"transCode":"600002"} inLen:22)";
 
 TEST(Entries, HaveTimeLevelAndText) {
     LogText log;
@@ -74,7 +74,7 @@ TEST(Entries, ImitationsInsideAMessageAreText) {
          {"Write XML: " + text + " sendLen:" + std::to_string(text.size()),
           "Write XML1: " + text + " sendLen:" + std::to_string(text.size()), "Write XML: " + text,
           "Write XML error:" + text + "  sendLen:-1 bufferLen:" + std::to_string(text.size()),
-          "HID Read XML: " + text, "HID Read XML: " + text + text,
+          "HID Read XML: " + text, std::string("HID Read XML: ").append(text).append(text),
           "Read XML:" + text + " ---Wrong Command --Delete", "600003 SendData pre: " + text,
           "SetBleMac SendData pre: " + text}) {
         LogText log;
@@ -132,8 +132,8 @@ TEST(Entries, AWrongLengthSwallowsNothing) {
 }
 
 TEST(Entries, GarbageStaysWhereItIs) {
-    std::string garbage = "no log at all\n\x80\xff\x00garbage\r\n";
-    garbage += std::string(300, '\0') + "\n";
+    std::string garbage = "no log at all\n\x80\xff";
+    garbage += std::string(1, '\0') + "garbage\r\n" + std::string(300, '\0') + "\n";
     LogText log;
     log.raw(garbage).step("first");
     const std::vector<Entry> entries = readEntries(log.text() + "2026-01-02 03:04:0");
@@ -190,7 +190,7 @@ TEST(Durations, HaveAUnitThatFits) {
     EXPECT_EQ(formatDuration(0), "0.000 s");
     EXPECT_EQ(formatDuration(4911), "4.911 s");
     EXPECT_EQ(formatDuration(150000), "2.5 min");
-    EXPECT_EQ(formatDuration(3 * 3600000), "3.0 h");
+    EXPECT_EQ(formatDuration(3 * 3600000LL), "3.0 h");
     EXPECT_EQ(formatDuration(3 * 86400000LL), "3.0 d");
 }
 

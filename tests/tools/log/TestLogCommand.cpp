@@ -33,7 +33,7 @@ QJsonObject parsed(const std::string& text) {
 
 std::vector<std::string> codesIn(const std::string& json) {
     std::vector<std::string> codes;
-    for (const QJsonValue& exchange : parsed(json)["exchanges"].toArray()) {
+    for (const QJsonValue exchange : parsed(json)["exchanges"].toArray()) {
         codes.push_back(exchange.toObject()["code"].toString().toStdString());
     }
     return codes;
@@ -51,8 +51,8 @@ RotatedLog threeExchanges(const std::string& name) {
     LogText text;
     refused(text.getInfo().after(5000), "600013", "GetKeyVerificationValue", "8013");
     refused(text.after(5000), "600004", "StartScan", "8004");
-    const std::size_t middle = text.text().find("\n", text.text().find("Verification")) + 1;
-    const RotatedLog log(name);
+    const std::size_t middle = text.text().find('\n', text.text().find("Verification")) + 1;
+    RotatedLog log(name);
     log.append(text.text().substr(0, middle));
     log.rotate();
     log.append(text.text().substr(middle));

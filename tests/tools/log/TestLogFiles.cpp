@@ -32,7 +32,7 @@ std::string contents(const LogSet& log) {
 
 /** A log with three copies, of which each holds its own number. */
 RotatedLog fourFiles(const std::string& name) {
-    const RotatedLog log(name);
+    RotatedLog log(name);
     for (const char* text : {"3", "2", "1"}) {
         log.append(text);
         log.rotate();

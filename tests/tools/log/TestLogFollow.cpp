@@ -34,6 +34,7 @@ public:
         std::vector<std::string> command{PDACTL_PROGRAM, "log", "--follow", log.base()};
         command.insert(command.end(), options.begin(), options.end());
         std::vector<char*> arguments;
+        arguments.reserve(command.size());
         for (std::string& argument : command) {
             arguments.push_back(argument.data());
         }

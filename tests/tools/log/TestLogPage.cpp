@@ -12,7 +12,6 @@ namespace pdactl::log::test {
 namespace {
 
 using pdalink::test::ProgramResult;
-using pdalink::test::readFile;
 using pdalink::test::runProgram;
 using pdalink::test::scratchDirectory;
 using pdalink::test::writeFile;
@@ -35,7 +34,7 @@ std::string rendered(const std::string& page) {
 }
 
 std::string pageOf(const LogText& log) {
-    const std::string page = scratchDirectory() + "/page.html";
+    std::string page = scratchDirectory() + "/page.html";
     writeFile(scratchDirectory() + "/page.log", log.text());
     EXPECT_EQ(pdactlLog({scratchDirectory() + "/page.log", "--html", page}).exitCode, 0);
     return page;
@@ -50,7 +49,7 @@ TEST(LogPage, IsUnderstoodByABrowser) {
     log.request(R"({"pKey":"S3CR3T","transCode":"600012"})").step("[KeyInit] begin");
     log.written(message("8012", tag("Ex_Key", "S3CR3T"))).after(4900).read("");
     log.response(R"({"pRetCode":"000060","transCode":"600012"})", 2).after(1000);
-    log.request("{\"a\":\"<script>document.title='x'</script>\"}")
+    log.request(R"({"a":"<script>document.title='x'</script>"})")
         .step("info msg:<img src=x onerror=alert(1)>");
     log.response("{}", -1);
     const std::string dom = rendered(pageOf(log));
