@@ -1,6 +1,7 @@
 #include "Channel.h"
 
 #include "ProcessFacts.h"
+#include "TerminalMessages.h"
 #include "ThreadMeter.h"
 #include "device/HIDDevice.h"
 #include "interface/pdalink.h"
@@ -18,7 +19,6 @@ namespace pdalink::bench {
 namespace {
 
 constexpr std::string_view Agreed = R"("pRetCode":"000000")";
-constexpr std::size_t PacketLength = 3000;
 constexpr std::size_t ResponseRoom = std::size_t{128} * 1024;
 
 /** The receiver runs in a thread of this program's own, so that its clock can be read. */

@@ -14,7 +14,6 @@ constexpr std::size_t TypeWidth = 4;
 constexpr std::string_view HeaderBehindType = "QEV   000000000000000000000000        05";
 constexpr std::string_view InformationType = "8001";
 constexpr std::string_view FileType = "8015";
-constexpr std::size_t PacketLength = 3000;
 
 std::string withLength(const std::string& rest) {
     std::array<char, 16> length{};

@@ -1,14 +1,18 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace pdalink::bench {
 
+/** The digits in a whole packet of a file. */
+constexpr std::size_t PacketLength = 3000;
+
 /** The message that asks the terminal who it is, as the library sends it for 600002. */
 std::string informationRequest(int sequence);
 
-/** A packet of 3000 digits 0, as the library sends it for 600015. */
+/** A whole packet of digits 0, as the library sends it for 600015. */
 std::string filePacket(int sequence, int packets, int index);
 
 /** What a terminal that agrees to everything answers to a message. */

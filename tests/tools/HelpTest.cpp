@@ -174,13 +174,33 @@ TEST(HelpTest, ManPageNamesEverything) {
     expectNamesEverything(withoutBackslashes(readFile(PDACTL_MAN_PAGE)));
 }
 
-TEST(HelpTest, ManPageIsWellFormed) {
+/** The command's own pages say all that its help says, and nothing that it does not. */
+TEST(HelpTest, PagesOfLogNameItsOptions) {
+    const Command log = readHelp({"log"});
+    const std::set<std::string> shared{"--help", "--json", "--verbose"};
+    const std::regex option("--[a-z][a-z-]*");
+    for (const std::string& text :
+         {withoutBackslashes(readFile(PDACTL_LOG_MAN_PAGE)), readFile(PDACTL_LOG_GUIDE)}) {
+        ASSERT_FALSE(text.empty());
+        for (const std::string& name : log.options) {
+            EXPECT_TRUE(shared.count(name) == 1 || hasWord(text, name)) << name;
+        }
+        for (std::sregex_iterator match(text.begin(), text.end(), option); match != std::sregex_iterator();
+             ++match) {
+            EXPECT_TRUE(log.options.count(match->str()) + shared.count(match->str()) > 0) << match->str();
+        }
+    }
+}
+
+TEST(HelpTest, ManPagesAreWellFormed) {
     if (runShell("type groff").exitCode != 0) {
         GTEST_SKIP() << "groff is not installed";
     }
-    const ProgramResult result = runShell("groff -man -Tutf8 -ww -z " + quoted(PDACTL_MAN_PAGE));
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.errors, "");
+    for (const std::string& page : {quoted(PDACTL_MAN_PAGE), quoted(PDACTL_LOG_MAN_PAGE)}) {
+        const ProgramResult result = runShell("groff -man -Tutf8 -ww -z " + page);
+        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_EQ(result.errors, "");
+    }
 }
 
 } // namespace
