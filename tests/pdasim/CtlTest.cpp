@@ -19,7 +19,6 @@ namespace {
 
 using pdalink::test::ProgramResult;
 using pdalink::test::runProgram;
-using pdalink::test::waitUntil;
 using pdasim::Tags;
 using pdasim::test::BareClient;
 using pdasim::test::body;

@@ -3,12 +3,10 @@
 namespace {
 
 using namespace pdalink::test;
-using pdasim::Fault;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-using testing::SizeIs;
 
 using CallTest = PdactlTest;
 

@@ -83,7 +83,7 @@ void synchroniseDirectory(const fs::path& file) {
 } // namespace
 
 AtomicFile::AtomicFile(const std::string& path)
-    : m_path(resolved(path)), m_temporaryPath(m_path + ".XXXXXX"), m_descriptor(-1) {
+    : m_path(resolved(path)), m_temporaryPath(m_path + ".XXXXXX") {
     const mode_t mode = modeFor(m_path);
     if (m_temporaryPath.size() >= g_temporaryPath.size()) {
         errno = ENAMETOOLONG;

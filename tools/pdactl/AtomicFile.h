@@ -26,7 +26,7 @@ public:
 private:
     std::string m_path;
     std::string m_temporaryPath;
-    int m_descriptor;
+    int m_descriptor = -1;
 };
 
 } // namespace pdactl

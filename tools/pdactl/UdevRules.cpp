@@ -104,7 +104,7 @@ std::vector<UdevRuleFile> findUdevRules(const std::string& vendorId, const std::
 }
 
 std::string commandToWriteRule(const std::string& vendorId, const std::string& productId) {
-    return "echo 'SUBSYSTEM==\"hidraw\", ATTRS{idVendor}==\"" + lowerCase(vendorId) +
+    return R"(echo 'SUBSYSTEM=="hidraw", ATTRS{idVendor}==")" + lowerCase(vendorId) +
            "\", ATTRS{idProduct}==\"" + lowerCase(productId) +
            "\", MODE=\"0660\", GROUP=\"plugdev\", TAG+=\"uaccess\"' | "
            "sudo tee /etc/udev/rules.d/70-pdalink.rules && sudo udevadm control --reload && "

@@ -302,7 +302,7 @@ void ExchangeBuilder::addWrongMessage(const Entry& entry) {
     touch(*chosen, entry);
     if (isComplete) {
         ++chosen->exchange.wrongMessages;
-        chosen->exchange.notes.push_back("a message of another type was dropped");
+        chosen->exchange.notes.emplace_back("a message of another type was dropped");
         endDirectCall(*chosen);
     }
 }

@@ -54,6 +54,14 @@ bool matchesAny(const std::vector<std::string>& wanted, Test test) {
     return wanted.empty() || std::any_of(wanted.begin(), wanted.end(), test);
 }
 
+std::string outcomeNames() {
+    std::string names;
+    for (const Outcome outcome : allOutcomes()) {
+        names.append(names.empty() ? "" : ", ").append(nameOf(outcome));
+    }
+    return names;
+}
+
 } // namespace
 
 void Filter::setCodes(const std::vector<std::string>& codes) {
@@ -68,17 +76,14 @@ void Filter::setCodes(const std::vector<std::string>& codes) {
 }
 
 void Filter::setResults(const std::vector<std::string>& results) {
-    for (const std::string& result : results) {
-        const bool isKnown =
-            isOutcome(result) || (isNumber(result) && (result.size() < 3 || result.size() == VerdictLength));
-        if (!isKnown) {
-            std::string known;
-            for (const Outcome outcome : allOutcomes()) {
-                known += std::string(known.empty() ? "" : ", ") + std::string(nameOf(outcome));
-            }
-            throw Failure(BadUsage, "'" + result + "' is no result. Give one of " + known +
-                                        ", the library's number, or the terminal's six digits.");
-        }
+    const auto isKnown = [](const std::string& result) {
+        return isOutcome(result) ||
+               (isNumber(result) && (result.size() < 3 || result.size() == VerdictLength));
+    };
+    const auto unknown = std::find_if_not(results.begin(), results.end(), isKnown);
+    if (unknown != results.end()) {
+        throw Failure(BadUsage, "'" + *unknown + "' is no result. Give one of " + outcomeNames() +
+                                    ", the library's number, or the terminal's six digits.");
     }
     m_results = results;
 }

@@ -26,7 +26,7 @@ std::string chart(const char* id, const std::string& title, const std::string& d
     const Time height = Top + static_cast<Time>(rows) * RowHeight + AxisHeight;
     const std::string name = id;
     return "<svg id=\"" + name + "\" viewBox=\"0 0 " + number(Width) + " " + number(height) +
-           "\" role=\"img\" aria-labelledby=\"" + name + "-title " + name + "-text\"><title id=\"" + name +
+           R"(" role="img" aria-labelledby=")" + name + "-title " + name + "-text\"><title id=\"" + name +
            "-title\">" + html(title) + "</title><desc id=\"" + name + "-text\">" + html(description) +
            "</desc>\n" + content + "</svg>\n";
 }
@@ -42,12 +42,12 @@ std::string line(const char* style, Time x1, Time y1, Time x2, Time y2) {
 }
 
 std::string bar(Time x, Time y, Time width, Time height, const std::string& tip) {
-    return "<rect class=\"good\" x=\"" + number(x) + "\" y=\"" + number(y) + "\" width=\"" + number(width) +
+    return R"(<rect class="good" x=")" + number(x) + "\" y=\"" + number(y) + "\" width=\"" + number(width) +
            "\" height=\"" + number(height) + "\"><title>" + html(tip) + "</title></rect>\n";
 }
 
 std::string triangle(Time x, Time y, const std::string& tip) {
-    return "<path class=\"bad\" d=\"M" + number(x - 6) + " " + number(y + 7) + " L" + number(x + 6) + " " +
+    return R"(<path class="bad" d="M)" + number(x - 6) + " " + number(y + 7) + " L" + number(x + 6) + " " +
            number(y + 7) + " L" + number(x) + " " + number(y - 7) + " Z\"><title>" + html(tip) +
            "</title></path>\n";
 }

@@ -34,7 +34,7 @@ svg .good { fill: var(--good); } svg .bad { fill: var(--bad); } svg .span { stro
 using Cells = std::vector<std::string>;
 
 std::string tableOf(const std::string& caption, const Cells& heads, const std::string& rows) {
-    std::string text = "<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-label=\"" + caption +
+    std::string text = R"(<div class="wide" tabindex="0" role="region" aria-label=")" + caption +
                        "\"><table><caption>" + caption + "</caption><thead><tr>";
     for (const std::string& head : heads) {
         text += "<th scope=\"col\">" + head + "</th>";
