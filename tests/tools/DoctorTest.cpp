@@ -195,7 +195,8 @@ TEST_F(DoctorTest, SeesThatTheNodeMayNotBeUsed) {
         }
     }
     const ProgramResult result =
-        runShell("setpriv --reuid 65534 --regid 65534 --clear-groups " + quoted(PDACTL_PROGRAM) + " doctor",
+        runShell("env -u TSAN_OPTIONS setpriv --reuid 65534 --regid 65534 --clear-groups " +
+                     quoted(PDACTL_PROGRAM) + " doctor",
                  environment());
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.output, AllOf(HasSubstr("problem  you may not read and write /dev/hidraw0\n"),

@@ -184,7 +184,7 @@ TEST_F(ListenTest, EndsCleanlyOnASignal) {
         RunningPdactl& listener = listen({"--json"});
         listener.signal(signalNumber);
         const ProgramResult result = listener.finish();
-        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_EQ(result.exitCode, 0) << result.errors;
         EXPECT_TRUE(onlyDocument(result.output).isArray());
     }
 }

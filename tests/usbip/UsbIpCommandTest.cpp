@@ -290,7 +290,8 @@ TEST(UsbIpAttach, SaysWhichCommandGivesThePermission) {
     const FakeSystem system;
     Texts command = {Program, "usbip"};
     if (::getuid() == 0) {
-        command.insert(command.begin(), {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
+        command.insert(command.begin(), {"env", "-u", "TSAN_OPTIONS", "setpriv", "--reuid=65534",
+                                         "--regid=65534", "--clear-groups"});
     }
     for (const char* attribute : {"/attach", "/detach"}) {
         std::filesystem::permissions(system.folder + attribute, std::filesystem::perms::owner_read);

@@ -1,13 +1,17 @@
 #include "Interrupts.h"
 
+#include <atomic>
+
 namespace pdactl {
 
 namespace {
 
-volatile std::sig_atomic_t g_came = 0;
+// Not a sig_atomic_t: the signal may come to the library's receiver thread while the main thread reads.
+std::atomic<bool> g_came{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait for a lock");
 
 void note(int /*signalNumber*/) {
-    g_came = 1;
+    g_came = true;
 }
 
 } // namespace
@@ -15,7 +19,7 @@ void note(int /*signalNumber*/) {
 Interrupts::Interrupts() {
     struct sigaction action {};
     action.sa_handler = note;
-    g_came = 0;
+    g_came = false;
     (void)::sigaction(SIGINT, &action, &m_previousInterrupt);
     (void)::sigaction(SIGTERM, &action, &m_previousTermination);
 }
@@ -26,7 +30,7 @@ Interrupts::~Interrupts() {
 }
 
 bool Interrupts::came() const {
-    return g_came != 0;
+    return g_came;
 }
 
 } // namespace pdactl
