@@ -188,11 +188,6 @@ std::optional<Answer> answer(const char* request) {
 // ---- the call
 // ------------------------------------------------------------------------------------------------
 
-// Requests and responses may be of any length, so their lines are composed without AddLogEx's bound.
-void logMessage(const std::string& text) {
-    g_PDA_Log.AddLog(pdalink::Message, text.c_str());
-}
-
 int dispatchUnguarded(const char* inJson, int inLen, char* outJson, int* outLen) {
     logMessage(std::string("inJson4:") + (inJson != nullptr ? inJson : "") +
                " inLen:" + std::to_string(inLen));

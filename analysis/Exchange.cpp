@@ -44,6 +44,7 @@ QString Reply::field(const char* tag) const {
     return value;
 }
 
+// Lines may be of any length, so they are composed without AddLogEx's bound.
 void logMessage(const std::string& line) {
     g_PDA_Log.AddLog(pdalink::Message, line.c_str());
 }
