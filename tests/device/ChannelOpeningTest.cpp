@@ -163,8 +163,6 @@ TEST_F(ChannelOpening, ReplacesARunningReceiver) {
 
 TEST_F(ChannelOpening, LeavesNoDescriptorOrThreadOverAtManyReopenings) {
     openChannel();
-    // The device's end of the connection is a file of this process too.
-    ASSERT_TRUE(pdalink::test::waitUntil([this] { return terminal().openDescriptors() == 1; }));
     const int before = descriptors();
     for (int i = 0; i < 20; ++i) {
         if (i % 2 == 0) {
