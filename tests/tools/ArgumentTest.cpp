@@ -40,7 +40,7 @@ TEST_F(ArgumentTest, LosesItsLineEndWhateverThatIs) {
 TEST_F(ArgumentTest, IsNoFolder) {
     refuses({"key", "init", "--key", "@" + scratchDirectory(), "--check-value", file("1")}, 1,
             scratchDirectory() + ": it is a folder. Give a file in it.");
-    refuses({"call", "--request", scratchDirectory()}, 1, "it is a folder");
+    refuses({"call", "@" + scratchDirectory()}, 1, "it is a folder");
 }
 
 TEST_F(ArgumentTest, IsText) {

@@ -20,6 +20,37 @@ TEST_F(CallTest, PrintsATableAndNothingElse) {
     EXPECT_EQ(result.errors, "");
 }
 
+TEST_F(CallTest, PrintsListsAsTheColumnsOfATable) {
+    terminal().changeState([](pdasim::TerminalState& state) {
+        pdasim::Lock front;
+        front.id = "L1";
+        front.label = "前门";
+        front.rssi = "-60";
+        pdasim::Lock back;
+        back.id = "LOCK-22";
+        back.rssi = "-7";
+        state.locks = {front, back};
+    });
+    const ProgramResult result = pdactl({"lock", "list"});
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+    EXPECT_EQ(result.output, "srcSeqNo   0001\n"
+                             "retCode    000000\n"
+                             "lockCount  2\n"
+                             "\n"
+                             "lockIds  labels  states  rssis\n"
+                             "L1       前门      0       -60\n"
+                             "LOCK-22          0       -7\n");
+}
+
+TEST_F(CallTest, LeavesWhatIsNoListInOneLine) {
+    const ProgramResult result = pdactl({"lock", "result"});
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+    EXPECT_EQ(result.output, "srcSeqNo   0001\n"
+                             "retCode    000000\n"
+                             "lockCount  0\n"
+                             "lockIds\nactions\nresults\nusersA\nusersB\nrnds\nopenTimes\nbatteries\n");
+}
+
 TEST_F(CallTest, PrintsOneDocumentWithJson) {
     const ProgramResult result = pdactl({"--json", "info"});
     EXPECT_EQ(result.exitCode, 0);
@@ -68,14 +99,15 @@ TEST_F(CallTest, RefusesWhatMakesNoSense) {
         {{"fly"}, "--help"},
         {{"bag", "write"}, "--number is required"},
         {{"info", "--no-such-option"}, "--no-such-option"},
-        {{"call"}, "Give CODE, 600001 to 600019, or --request FILE."},
-        {{"call", "600020"}, "There is no code \"600020\"; they are 600001 to 600019."},
+        {{"call"}, "CODE is required"},
+        {{"call", "600020"}, "There is no code \"600020\"; they are 600001 to 600019"},
+        {{"call", "request.json"}, "For a whole request give @FILE, or - for standard input."},
         {{"call", "600003", "pBagNumber"}, "\"pBagNumber\" is no key=value."},
         {{"call", "600003", "colour=red"}, "600003 takes no colour, but: pBagNumber, pAttrOrg, pBagType."},
         {{"call", "600002", "colour=red"}, "600002 takes no colour, but: nothing."},
         {{"call", "600006", "pTaskID=T", "pTotal=many", "pLabelList="},
          "pTotal takes a whole number, not \"many\""},
-        {{"call", "600002", "--request", "-"}, "leave CODE and MEMBER out"},
+        {{"call", "-", "pTaskID=T"}, "- holds the whole request: leave MEMBER out."},
         {{"login", "answer", "let him in"}, "give six digits"},
         {{"listen", "--count", "0"}, "--count"},
     };
@@ -98,7 +130,7 @@ TEST_F(CallTest, SendsARequestAsItStands) {
     const std::string path = scratchDirectory() + "/request.json";
     writeFile(path, R"({"transCode":"600003","pBagNumber":"B7","pAttrOrg":"O","pBagType":"1","more":true})");
     for (const std::string& line :
-         {"pdactl call --request " + quoted(path), "pdactl call --request - < " + quoted(path)}) {
+         {"pdactl call @" + quoted(path), "pdactl call --json - < " + quoted(path)}) {
         const ProgramResult result = shell(line);
         EXPECT_EQ(result.exitCode, 0) << result.errors;
         EXPECT_EQ(onlyDocument(result.output).object().value("transCode").toString(), "600003");
@@ -107,17 +139,17 @@ TEST_F(CallTest, SendsARequestAsItStands) {
 }
 
 TEST_F(CallTest, SaysWhyTheLibraryRefusesARequest) {
-    const ProgramResult unknown = shell(R"(echo '{"transCode":"600020"}' | pdactl call --request -)");
+    const ProgramResult unknown = shell(R"(echo '{"transCode":"600020"}' | pdactl call -)");
     EXPECT_EQ(unknown.exitCode, 3);
     EXPECT_EQ(unknown.output, "{}\n");
     EXPECT_THAT(unknown.errors, AllOf(HasSubstr("refused the request"), HasSubstr(logPath())));
-    const ProgramResult nothing = shell(R"(echo '["transCode"]' | pdactl call --request -)");
+    const ProgramResult nothing = shell(R"(echo '["transCode"]' | pdactl call -)");
     EXPECT_EQ(nothing.exitCode, 3);
     EXPECT_EQ(nothing.output, "null\n");
 }
 
 TEST_F(CallTest, SaysThatAFileCannotBeRead) {
-    const ProgramResult result = pdactl({"call", "--request", "/no/such/file"});
+    const ProgramResult result = pdactl({"call", "@/no/such/file"});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.errors, HasSubstr("Cannot read /no/such/file: No such file or directory."));
 }

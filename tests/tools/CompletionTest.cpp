@@ -61,7 +61,6 @@ TEST(CompletionTest, OffersCodesAndTheirMembers) {
     EXPECT_THAT(offered({"call", "600003", ""}), ElementsAre("pBagNumber=", "pAttrOrg=", "pBagType="));
     EXPECT_THAT(offered({"call", "600003", "pBagNumber", "=", "B1", "pBag"}),
                 ElementsAre("pBagNumber=", "pBagType="));
-    EXPECT_THAT(offered({"call", "600003", "--re"}), ElementsAre("--request"));
     EXPECT_THAT(offered({"call", "600003", "pBagNumber", "="}), IsEmpty());
 }
 

@@ -17,7 +17,6 @@ namespace {
 struct CallOptions {
     std::string code;
     std::vector<std::string> members;
-    std::string requestFile;
 };
 
 const Parameter& findParameter(const Code& code, const std::string& name) {
@@ -53,21 +52,25 @@ Values readMembers(const Code& code, const std::vector<std::string>& members) {
 }
 
 const Code& requireCode(const std::string& number) {
-    if (number.empty()) {
-        throw Failure(BadUsage,
-                      "Give CODE, 600001 to 600019, or --request FILE. 'pdactl call --help' lists them.");
-    }
     const Code* const code = findCode(number);
     if (code == nullptr) {
         throw Failure(BadUsage, "There is no code \"" + number +
-                                    "\"; they are 600001 to 600019. 'pdactl call --help' lists them.");
+                                    "\"; they are 600001 to 600019, and 'pdactl call --help' lists them. "
+                                    "For a whole request give @FILE, or - for standard input.");
     }
     return *code;
 }
 
+bool isWholeRequest(const std::string& code) {
+    return code == "-" || code.rfind('@', 0) == 0;
+}
+
 /** A request as it stands in a file; its response as it stands. */
-int callRaw(const std::string& file, bool verbose) {
-    const std::string request = readWhole(file);
+int callWhole(const CallOptions& options, bool verbose) {
+    if (!options.members.empty()) {
+        throw Failure(BadUsage, options.code + " holds the whole request: leave MEMBER out.");
+    }
+    const std::string request = readWhole(options.code == "-" ? options.code : options.code.substr(1));
     const Answer answer = Host(verbose).request(request);
     std::cout << (answer.response.empty() ? "null" : answer.response) << std::endl;
     const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(request)).object();
@@ -110,20 +113,17 @@ std::string codeList() {
 void addCallCommand(Program& program) {
     const auto options = std::make_shared<CallOptions>();
     CLI::App* const command = program.app.add_subcommand("call", "Make one request by its transaction code");
-    command->add_option("CODE", options->code, "600001 to 600019");
+    command
+        ->add_option("CODE", options->code,
+                     "600001 to 600019; or @FILE, or - for standard input, with the JSON of a whole request, "
+                     "which is sent as it stands and whose response is printed as it stands")
+        ->required();
     command->add_option("MEMBER", options->members, "key=value, key=@FILE or key=- for standard input");
-    command->add_option(
-        "--request", options->requestFile,
-        "send the JSON in this file (- for standard input) as it stands, and print the response "
-        "as it stands");
     command->footer("Example: pdactl call 600003 pBagNumber=B0001 pAttrOrg=1001 pBagType=1\n\n" + codeList());
     command->callback([&program, options] {
         program.action = [&program, options] {
-            if (!options->requestFile.empty()) {
-                if (!options->code.empty()) {
-                    throw Failure(BadUsage, "--request holds the whole request: leave CODE and MEMBER out.");
-                }
-                return callRaw(options->requestFile, program.verbose);
+            if (isWholeRequest(options->code)) {
+                return callWhole(*options, program.verbose);
             }
             const Code& code = requireCode(options->code);
             return carryOut(code, readMembers(code, options->members), program.asJson, program.verbose);

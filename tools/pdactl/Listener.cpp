@@ -1,6 +1,7 @@
 #include "Listener.h"
 
 #include "Failure.h"
+#include "FieldTable.h"
 #include "Interrupts.h"
 
 #include <pdalink/analysis/PDAXMLAnalysis.h>

@@ -1,5 +1,6 @@
 #include "Outcome.h"
 
+#include "FieldTable.h"
 #include "LibraryFiles.h"
 
 #include <QJsonDocument>
@@ -68,16 +69,6 @@ void judge(Outcome& outcome, Results results, const char* verdictName) {
     default:
         fail(outcome, InternalFailure,
              "The library failed. See the end of its log with 'pdactl log " + logDirectory() + "'.");
-    }
-}
-
-void printTable(const std::vector<Field>& fields) {
-    std::size_t width = 0;
-    for (const Field& field : fields) {
-        width = std::max(width, field.name.size());
-    }
-    for (const Field& field : fields) {
-        std::cout << field.name << std::string(width - field.name.size() + 2, ' ') << field.value << '\n';
     }
 }
 

@@ -36,9 +36,6 @@ enum class Results {
  */
 void judge(Outcome& outcome, Results results, const char* verdictName);
 
-/** Prints the fields on standard output, one in each line. */
-void printTable(const std::vector<Field>& fields);
-
 /** Prints the outcome on standard output: one JSON document, or a table. The message goes to standard error.
  */
 void print(const Outcome& outcome, bool asJson);
