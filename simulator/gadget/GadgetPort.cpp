@@ -40,7 +40,7 @@ public:
 
     int descriptor() const override { return m_node.get(); }
     short events() const override {
-        return static_cast<short>(m_port.m_host.front() == nullptr ? POLLIN : POLLIN | POLLOUT);
+        return static_cast<short>(m_port.host().front() == nullptr ? POLLIN : POLLIN | POLLOUT);
     }
     bool handle(short events) override {
         const bool readable = (events & (POLLIN | POLLHUP | POLLERR)) != 0;
@@ -59,19 +59,19 @@ private:
         std::array<char, LargestRead> bytes{};
         const ssize_t got = ::read(m_node.get(), bytes.data(), bytes.size());
         if (got > 0) {
-            (void)m_port.m_host.take({bytes.data(), static_cast<std::size_t>(got)});
+            (void)m_port.host().take({bytes.data(), static_cast<std::size_t>(got)});
         }
         return got > 0 || (got < 0 && (errno == EAGAIN || errno == EINTR));
     }
 
     bool deliver() {
-        while (const std::string* report = m_port.m_host.front()) {
+        while (const std::string* report = m_port.host().front()) {
             const bool written = ::write(m_node.get(), report->data(), report->size()) >= 0;
             // Without a host that has set the device up nobody fetches reports.
             if (!written && errno != ESHUTDOWN) {
                 return errno == EAGAIN || errno == EINTR;
             }
-            m_port.m_host.pop();
+            m_port.host().pop();
         }
         return true;
     }
@@ -81,20 +81,14 @@ private:
 };
 
 GadgetPort::GadgetPort(ServingLoop& loop, Place place, std::size_t reportSize)
-    : m_loop(loop),
-      m_place(std::move(place)),
-      m_host(loop, reportSize, reportSize, HostSide::Openings::Unseen) {
-}
-
-void GadgetPort::schedule(Clock::time_point due, std::function<void()> action) {
-    m_loop.schedule(this, due, std::move(action));
+    : UsbPort(loop, reportSize, reportSize, HostSide::Openings::Unseen), m_place(std::move(place)) {
 }
 
 void GadgetPort::setUp() {
     if (m_gadget) {
         m_gadget->bind();
     } else {
-        m_gadget.emplace(m_place.device, m_host.reportSize(), m_place.controller);
+        m_gadget.emplace(m_place.device, host().reportSize(), m_place.controller);
         m_place.node = m_gadget->node();
     }
 }
@@ -107,8 +101,8 @@ void GadgetPort::plug() {
         setUp();
     }
     m_channel = std::make_shared<NodeChannel>(openNode(m_place.node), *this);
-    m_host.setListening(true);
-    m_loop.add(m_channel);
+    host().setListening(true);
+    loop().add(m_channel);
 }
 
 void GadgetPort::unplug() {
@@ -116,7 +110,7 @@ void GadgetPort::unplug() {
         return;
     }
     m_channel->close();
-    m_loop.remove(m_channel.get());
+    loop().remove(m_channel.get());
     nodeEnded();
     if (m_gadget) {
         m_gadget->unbind();
@@ -125,12 +119,12 @@ void GadgetPort::unplug() {
 
 void GadgetPort::nodeEnded() {
     m_channel.reset();
-    m_host.reset();
+    host().reset();
 }
 
 void GadgetPort::send(const std::vector<std::string>& reports) {
-    m_host.queue(reports);
-    m_loop.wake();
+    host().queue(reports);
+    loop().wake();
 }
 
 std::string GadgetPort::place() const {

@@ -1,10 +1,8 @@
 #pragma once
 
-#include "TerminalPort.h"
 #include "gadget/Gadget.h"
 #include "node/FileDescriptor.h"
-#include "usb/HostSide.h"
-#include "usb/ServingLoop.h"
+#include "usb/UsbPort.h"
 
 #include <cstddef>
 #include <memory>
@@ -15,7 +13,7 @@
 namespace pdasim {
 
 /** A terminal that is a board's USB device controller. */
-class GadgetPort : public TerminalPort {
+class GadgetPort : public UsbPort {
 public:
     /** What the terminal is to be set up as; or the node of one that somebody else has set up. */
     struct Place {
@@ -26,11 +24,6 @@ public:
 
     GadgetPort(ServingLoop& loop, Place place, std::size_t reportSize);
 
-    std::mutex& mutex() override { return m_loop.mutex(); }
-    void settle() override { m_loop.settle(); }
-    void setOwner(NodeOwner& owner) override { m_host.setOwner(owner); }
-    void schedule(Clock::time_point due, std::function<void()> action) override;
-    void cancel() override { m_loop.cancel(this); }
     void plug() override;
     void unplug() override;
     void send(const std::vector<std::string>& reports) override;
@@ -44,9 +37,7 @@ private:
     void setUp();
     void nodeEnded();
 
-    ServingLoop& m_loop;
     Place m_place;
-    HostSide m_host;
     std::optional<Gadget> m_gadget;
     std::shared_ptr<NodeChannel> m_channel;
 };

@@ -8,15 +8,10 @@
 namespace pdasim::usbip {
 
 UsbIpPort::UsbIpPort(ServingLoop& loop, Bus& bus, OfferedDevice device, std::size_t reportSize)
-    : m_loop(loop),
+    : UsbPort(loop, reportSize, packetSize(reportSize), HostSide::Openings::Seen),
       m_bus(bus),
       m_device(std::move(device)),
-      m_host(loop, reportSize, packetSize(reportSize), HostSide::Openings::Seen),
-      m_control(m_device.description, m_host) {
-}
-
-void UsbIpPort::schedule(Clock::time_point due, std::function<void()> action) {
-    m_loop.schedule(this, due, std::move(action));
+      m_control(m_device.description, host()) {
 }
 
 void UsbIpPort::plug() {
@@ -34,12 +29,12 @@ void UsbIpPort::unplug() {
     m_bus.unplug(*this);
     if (const auto connection = std::exchange(m_connection, nullptr); connection != nullptr) {
         connection->close();
-        m_loop.remove(connection.get());
+        loop().remove(connection.get());
     }
 }
 
 void UsbIpPort::send(const std::vector<std::string>& reports) {
-    m_host.queue(reports);
+    host().queue(reports);
     if (m_connection != nullptr) {
         m_connection->deliver();
     }

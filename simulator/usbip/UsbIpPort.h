@@ -1,9 +1,7 @@
 #pragma once
 
-#include "TerminalPort.h"
 #include "usb/ControlEndpoint.h"
-#include "usb/HostSide.h"
-#include "usb/ServingLoop.h"
+#include "usb/UsbPort.h"
 #include "usbip/Protocol.h"
 
 #include <cstddef>
@@ -33,24 +31,18 @@ public:
 };
 
 /** A terminal as a USB device that one host at a time can attach. */
-class UsbIpPort : public TerminalPort {
+class UsbIpPort : public UsbPort {
 public:
     UsbIpPort(ServingLoop& loop, Bus& bus, OfferedDevice device, std::size_t reportSize);
 
-    std::mutex& mutex() override { return m_loop.mutex(); }
-    void settle() override { m_loop.settle(); }
-    void setOwner(NodeOwner& owner) override { m_host.setOwner(owner); }
-    void schedule(Clock::time_point due, std::function<void()> action) override;
-    void cancel() override { m_loop.cancel(this); }
     void plug() override;
     void unplug() override;
     void send(const std::vector<std::string>& reports) override;
     std::string place() const override { return m_plugged ? m_bus.placeOf(*this) : std::string(); }
-    std::size_t openFiles() const override { return m_host.isListening() ? 1 : 0; }
+    std::size_t openFiles() const override { return host().isListening() ? 1 : 0; }
 
     const OfferedDevice& device() const { return m_device; }
     ControlEndpoint& control() { return m_control; }
-    HostSide& host() { return m_host; }
 
     bool isAttached() const { return m_connection != nullptr; }
     void attach(std::shared_ptr<Connection> connection) { m_connection = std::move(connection); }
@@ -60,10 +52,8 @@ public:
     void setUnplugged() { m_plugged = false; }
 
 private:
-    ServingLoop& m_loop;
     Bus& m_bus;
     OfferedDevice m_device;
-    HostSide m_host;
     ControlEndpoint m_control;
     bool m_plugged = false;
     std::shared_ptr<Connection> m_connection;
