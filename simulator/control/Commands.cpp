@@ -162,6 +162,11 @@ void checkArguments(const Command& command, const Json& request) {
     }
 }
 
+std::string numbersOf(const std::vector<LiveTerminal>& terminals) {
+    return terminals.size() == 1 ? "the only one is 1"
+                                 : "name one of 1 to " + std::to_string(terminals.size());
+}
+
 LiveTerminal& terminalOf(std::vector<LiveTerminal>& terminals, const Json& request) {
     const Json* number = request.find("terminal");
     if (number == nullptr) {
@@ -170,8 +175,7 @@ LiveTerminal& terminalOf(std::vector<LiveTerminal>& terminals, const Json& reque
     const bool exists = number->kind() == Json::Kind::Integer && number->asInteger() >= 1 &&
                         number->asInteger() <= static_cast<std::int64_t>(terminals.size());
     if (!exists) {
-        throw CommandError("there is no terminal " + number->write() + "; there are " +
-                           std::to_string(terminals.size()));
+        throw CommandError("there is no terminal " + number->write() + "; " + numbersOf(terminals));
     }
     return terminals[static_cast<std::size_t>(number->asInteger() - 1)];
 }
@@ -214,15 +218,27 @@ const std::vector<Command>& commands() {
     return all;
 }
 
+namespace {
+
+std::string namesOfCommands() {
+    std::string names;
+    for (const Command& command : commands()) {
+        names.append(names.empty() ? "there are " : ", ").append(command.name);
+    }
+    return names;
+}
+
+} // namespace
+
 Json runCommandRequest(std::vector<LiveTerminal>& terminals, const Json& request) {
     const Json* name = request.find("command");
     if (name == nullptr || name->kind() != Json::Kind::Text) {
-        throw CommandError("the request has no text \"command\"");
+        throw CommandError("the request has no text \"command\"; " + namesOfCommands());
     }
     const auto command = std::find_if(commands().begin(), commands().end(),
                                       [name](const Command& each) { return each.name == name->asText(); });
     if (command == commands().end()) {
-        throw CommandError("there is no command \"" + name->asText() + "\"");
+        throw CommandError("there is no command \"" + name->asText() + "\"; " + namesOfCommands());
     }
     checkArguments(*command, request);
     return command->run(terminalOf(terminals, request), request);

@@ -170,6 +170,10 @@ std::string ControlServer::answer(Connection& connection, const std::string& lin
             answer.with(member.name, member.value);
         }
         return answer.write();
+    } catch (const JsonError& mistake) {
+        return failure(
+            std::string(R"(the line is no JSON; send an object, {"command": "state"} for example: )") +
+            mistake.what());
     } catch (const std::exception& mistake) {
         return failure(mistake.what());
     }

@@ -1,5 +1,7 @@
 #include "control/UnixSocket.h"
 
+#include "AdvisedError.h"
+
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -21,7 +23,8 @@ sockaddr_un addressOf(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof(address.sun_path)) {
-        fail(ENAMETOOLONG, "at most 107 bytes make a socket's path, too long is", path);
+        throw AdvisedError(ENAMETOOLONG, "at most 107 bytes make a socket's path, too long is " + path,
+                           "Give --control a shorter one");
     }
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     return address;
@@ -61,8 +64,10 @@ FileDescriptor listenAt(const std::string& path) {
     if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
         ::listen(socket.get(), SOMAXCONN) != 0) {
         const int error = errno;
-        const std::string hint = error == EADDRINUSE ? ", which is taken (give another path)" : "";
-        fail(error, "cannot listen at", path + hint);
+        throw AdvisedError(error, "cannot listen at " + path,
+                           error == EADDRINUSE ? "It is taken: give another path with --control"
+                                               : "Give --control a path in a folder that is there and that "
+                                                 "you may write to");
     }
     return socket;
 }

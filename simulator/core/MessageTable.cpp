@@ -28,6 +28,8 @@ MessageRow withGroups(MessageRow row, std::vector<RequestTag> tags) {
     return row;
 }
 
+} // namespace
+
 // clang-format off
 const std::vector<MessageRow>& messageRows() {
     static const std::vector<MessageRow> rows = {
@@ -96,8 +98,6 @@ const std::vector<MessageRow>& messageRows() {
     return rows;
 }
 // clang-format on
-
-} // namespace
 
 std::vector<const MessageRow*> findMessageRows(std::string_view type) {
     std::vector<const MessageRow*> found;

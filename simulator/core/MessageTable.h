@@ -49,6 +49,8 @@ struct MessageRow {
     std::vector<RequestTag> groupTags = {};
 };
 
+const std::vector<MessageRow>& messageRows();
+
 /** The rows of a message type; none for a type that the terminal does not know. Two messages share one type.
  */
 std::vector<const MessageRow*> findMessageRows(std::string_view type);

@@ -28,4 +28,8 @@ Reply& Reply::withResult(std::string_view returnCode) {
     return with("Ex_RetCode", std::string(returnCode));
 }
 
+Tags frontOfReply(const Request& request) {
+    return {{"Ex_TrTime", request.localTime}, {"Ex_SeqNo", request.message.sequence}};
+}
+
 } // namespace pdasim

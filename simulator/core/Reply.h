@@ -30,4 +30,7 @@ struct Reply {
     Reply& withResult(std::string_view returnCode);
 };
 
+/** The tags at the front of the reply to a request. */
+Tags frontOfReply(const Request& request);
+
 } // namespace pdasim

@@ -93,7 +93,7 @@ std::string Terminal::composeReply(const CheckedMessage& checked, const Fault& f
     } else {
         reply = checked.row->answer(asRead, m_state);
     }
-    const Tags front = {{"Ex_TrTime", std::string(localTime)}, {"Ex_SeqNo", request.message.sequence}};
+    const Tags front = frontOfReply(request);
     reply.tags.insert(reply.tags.begin(), front.begin(), front.end());
     for (const Fault::Change& change : fault.m_changes) {
         change(reply, request);

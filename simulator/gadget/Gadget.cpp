@@ -46,7 +46,8 @@ void writeController(const std::string& gadget, const std::string& controller) {
     const std::string line = controller + "\n";
     if (!file.isOpen() ||
         ::write(file.get(), line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
-        throw std::runtime_error("cannot write to " + path + ": " + std::strerror(errno));
+        throw std::runtime_error("cannot write to " + path + ": " + std::strerror(errno) +
+                                 "; start \"pdasim gadget\" again");
     }
 }
 

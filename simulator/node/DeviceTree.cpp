@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 
@@ -76,6 +78,15 @@ std::string takeText(gchar* text) {
     return result;
 }
 
+/** umockdev ends the process when it cannot make its folder. */
+void checkTemporaryFolder() {
+    const char* folder = g_get_tmp_dir();
+    if (::access(folder, W_OK | X_OK) != 0) {
+        throw std::runtime_error(std::string("cannot make a folder in ") + folder + ": " +
+                                 std::strerror(errno) + "; let TMPDIR name a folder that you may write to");
+    }
+}
+
 } // namespace
 
 struct DeviceTree::Handle {
@@ -87,7 +98,9 @@ struct DeviceTree::Handle {
     UMockdevTestbed* testBed = umockdev_testbed_new();
 };
 
-DeviceTree::DeviceTree() : m_handle(std::make_unique<Handle>()) {
+DeviceTree::DeviceTree() {
+    checkTemporaryFolder();
+    m_handle = std::make_unique<Handle>();
     m_root = takeText(umockdev_testbed_get_root_dir(m_handle->testBed));
     // hidraw's class is there as soon as the module is loaded, devices or not.
     std::filesystem::create_directories(m_root + "/sys/class/hidraw");

@@ -20,7 +20,8 @@ FileDescriptor listenAt(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof(address.sun_path)) {
-        throw std::runtime_error("the test bed's path is too long for a socket: " + path);
+        throw std::runtime_error("the test bed's path is too long for a socket: " + path +
+                                 "; let TMPDIR name a shorter folder");
     }
     std::memcpy(&address.sun_path, path.c_str(), path.size() + 1);
     FileDescriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
@@ -219,7 +220,8 @@ bool NodeServer::serve(Connection& connection) {
         serveDeviceQuestion(connection, *request);
         return true;
     }
-    throw std::runtime_error("the preloaded umockdev library speaks another protocol than version 0.17");
+    throw std::runtime_error(
+        "the preloaded umockdev library speaks another protocol than version 0.17; install that version");
 }
 
 void NodeServer::serveRead(Connection& connection, const PreloadLink::Request& request) {

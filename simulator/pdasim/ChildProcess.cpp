@@ -1,5 +1,6 @@
 #include "pdasim/ChildProcess.h"
 
+#include "AdvisedError.h"
 #include "pdasim/ExitCode.h"
 
 #include <fcntl.h>
@@ -12,12 +13,12 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
-#include <system_error>
 
 namespace pdasim {
 
 namespace {
 
+constexpr const char* LimitAdvice = "End other programs, or raise the limits that \"ulimit -a\" shows";
 constexpr std::array<int, 4> EndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 std::vector<std::string> mergedEnvironment(const std::map<std::string, std::string>& variables) {
@@ -107,12 +108,12 @@ int runCommand(std::vector<std::string> command, const std::map<std::string, std
     const std::vector<char*> entries = pointersTo(environment);
     std::array<int, 2> failure{};
     if (::pipe2(failure.data(), O_CLOEXEC) != 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot create a pipe");
+        throw AdvisedError(errno, "cannot create a pipe", LimitAdvice);
     }
     const pid_t parent = ::getpid();
     const pid_t child = ::fork();
     if (child < 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot start the command");
+        throw AdvisedError(errno, "cannot start the command", LimitAdvice);
     }
     if (child == 0) {
         becomeCommand(parent, arguments, entries, failure[1], signals);

@@ -19,12 +19,15 @@ namespace pdasim {
 
 namespace {
 
+constexpr unsigned MostMessages = 1'000'000'000;
+
 struct CtlOptions {
     std::string controlPath;
     unsigned terminal = 1;
     /** By the name of the command's argument. */
     std::map<std::string, std::vector<std::string>> values;
     bool asJson = false;
+    /** 0 for no end. */
     std::size_t count = 0;
 };
 
@@ -66,7 +69,8 @@ Json ask(ControlClient& client, const Json& request) {
     client.send(request);
     const std::optional<std::string> line = client.readLine();
     if (!line) {
-        throw CommandError("the terminal went away before it answered");
+        throw CommandError(
+            "the terminal went away before it answered; start it again, with \"pdasim serve\" for example");
     }
     Json answer = Json::parse(*line);
     if (!answer.find("ok")->asBoolean()) {
@@ -83,7 +87,9 @@ int runOne(const Command& command, const CtlOptions& options) {
     }
     const Json* listeners = answer.find("listeners");
     if (listeners != nullptr && listeners->asInteger() == 0) {
-        std::cerr << "pdasim: no program has the terminal's node open: nobody has heard that" << std::endl;
+        std::cerr << "pdasim: no program has the terminal's node open: nobody has heard that. Do it again "
+                     "once one has"
+                  << std::endl;
     }
     return 0;
 }
@@ -155,7 +161,8 @@ void addTraffic(CLI::App& ctl, const Options& options, int& exitCode) {
     CLI::App* traffic = ctl.add_subcommand(
         "traffic", "Follow the messages as they pass, behind a first line that tells that it has begun");
     traffic->add_flag("--json", options->asJson, "Each message as a JSON object on a line");
-    traffic->add_option("--count", options->count, "End after so many messages");
+    traffic->add_option("--count", options->count, "End after so many messages, one at least")
+        ->check(CLI::Range(1U, MostMessages));
     traffic->final_callback(
         [options, &exitCode] { exitCode = reporting([&options] { return follow(*options); }); });
 }

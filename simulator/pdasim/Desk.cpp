@@ -25,7 +25,8 @@ Scenario chosenScenario(const TerminalOptions& options) {
 UsbIds idsOf(const UsbIds& first, unsigned place) {
     const unsigned product = static_cast<unsigned>(std::stoul(first.product, nullptr, 16)) + place;
     if (product > LargestId) {
-        throw std::invalid_argument("--terminals: there are no product ids behind " + first.product);
+        throw std::invalid_argument("--terminals: there are no product ids behind " + first.product +
+                                    "; give a smaller --pid, or ask for fewer");
     }
     std::array<char, 16> digits{};
     (void)std::snprintf(digits.data(), digits.size(), "%04x", product);

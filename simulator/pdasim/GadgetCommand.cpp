@@ -30,7 +30,8 @@ struct GadgetOptions {
 void checkForOne(const GadgetOptions& options) {
     const bool isForOne = options.printsScript || !options.controller.empty() || !options.node.empty();
     if (isForOne && options.terminal.terminals > 1) {
-        throw std::invalid_argument("--terminals: a script, a controller and a node are for one terminal");
+        throw std::invalid_argument(
+            "--terminals: a script, a controller and a node are for one terminal; leave --terminals out");
     }
 }
 

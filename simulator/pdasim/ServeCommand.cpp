@@ -47,7 +47,7 @@ void addServeCommand(CLI::App& program, int& exitCode) {
     addTerminalOptions(*command, options->terminal);
     command->add_option("--env-file", options->environmentPath,
                         "Write the two settings to a file as well, once the terminal is there;\n"
-                        "the file goes with the terminal");
+                        "the file goes with the terminal, and no other one is replaced");
     command->footer(
         "Example: pdasim serve --scenario lock-shop\n\n" + magicHelp() +
         "\n\nPrints two settings for the shells that are to find the terminal, and then a line that\n"

@@ -3,6 +3,8 @@
 #include "scenario/MagicValues.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <stdexcept>
 
@@ -11,6 +13,21 @@ namespace pdasim {
 namespace {
 
 constexpr std::size_t SuffixColumn = 14;
+
+UsbIds idsFrom(const std::string& iniPath) {
+    std::ifstream ini(iniPath);
+    // A folder can be opened, but has no first byte.
+    (void)ini.peek();
+    if (ini.bad() || !ini.is_open()) {
+        throw std::invalid_argument("--ini: cannot read " + iniPath + ": " + std::strerror(errno) +
+                                    ". Give a file that you may read, or the ids with --vid and --pid");
+    }
+    try {
+        return readIds(ini);
+    } catch (const std::invalid_argument& reason) {
+        throw std::invalid_argument("--ini: " + iniPath + ": " + reason.what());
+    }
+}
 
 } // namespace
 
@@ -41,15 +58,7 @@ void addTerminalOptions(CLI::App& command, TerminalOptions& options) {
 
 UsbIds chosenIds(const TerminalOptions& options) {
     if (!options.iniPath.empty()) {
-        std::ifstream ini(options.iniPath);
-        if (!ini) {
-            throw std::invalid_argument("--ini: cannot read " + options.iniPath);
-        }
-        try {
-            return readIds(ini);
-        } catch (const std::invalid_argument& reason) {
-            throw std::invalid_argument("--ini: " + options.iniPath + ": " + reason.what());
-        }
+        return idsFrom(options.iniPath);
     }
     UsbIds ids;
     if (!options.vendorId.empty()) {

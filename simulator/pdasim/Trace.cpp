@@ -1,10 +1,10 @@
 #include "pdasim/Trace.h"
 
+#include "AdvisedError.h"
 #include "control/Clock.h"
 #include "core/Traffic.h"
 
 #include <cerrno>
-#include <system_error>
 
 namespace pdasim {
 
@@ -14,7 +14,9 @@ Trace::Trace(const std::string& path) : m_file(stderr) {
         m_file = m_owned.get();
     }
     if (m_file == nullptr) {
-        throw std::system_error(errno, std::generic_category(), "cannot write the trace to " + path);
+        throw AdvisedError(
+            errno, "cannot write the trace to " + path,
+            "Give --trace a path in a folder that is there and that you may write to, or \"-\"");
     }
 }
 

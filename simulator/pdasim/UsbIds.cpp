@@ -35,7 +35,8 @@ std::string withoutPrefix(std::string text) {
 
 std::string requireId(const std::optional<std::string>& value, const char* name) {
     if (!value) {
-        throw std::invalid_argument(std::string("no line ") + name + "=...");
+        throw std::invalid_argument(std::string("no line ") + name + "=...; add one, " + name +
+                                    "=0x1209 for example, or give both ids with --vid and --pid");
     }
     return normaliseId(*value);
 }

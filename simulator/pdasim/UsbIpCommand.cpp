@@ -28,6 +28,8 @@ using namespace std::chrono_literals;
 /** Longer than any kernel takes to make a device's node. */
 constexpr auto NodeLimit = 10s;
 
+constexpr unsigned LargestPort = 65535;
+
 struct UsbIpOptions {
     TerminalOptions terminal;
     /** Whether to offer the terminals over TCP instead of attaching them here, and on which port. */
@@ -91,7 +93,8 @@ void addUsbIpCommand(CLI::App& program, int& exitCode) {
             ->add_option("--listen", options->port,
                          "Offer the terminal on a TCP port of the loopback (3240; 0 for any free one), for\n"
                          "\"usbip attach\", instead of attaching it")
-            ->expected(0, 1);
+            ->expected(0, 1)
+            ->check(CLI::Range(0U, LargestPort));
     command->footer(
         magicHelp() +
         "\n\nNeeds the kernel's module vhci_hcd and, without root, a permission; it says which command\n"

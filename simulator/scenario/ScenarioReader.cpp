@@ -1,5 +1,6 @@
 #include "scenario/BuiltInScenarios.h"
 #include "scenario/Json.h"
+#include "scenario/RuleCheck.h"
 #include "scenario/RuleReader.h"
 #include "scenario/Scenario.h"
 #include "scenario/SchemaCheck.h"
@@ -191,11 +192,7 @@ public:
         ifThere("tellers", [&state](const Json& part) { readTellers(part, state.tellers); });
         ifThere("files", [this](const Json& part) { readFiles(part); });
         ifThere("user", [this](const Json& part) { readUser(part, m_scenario.user); });
-        ifThere("rules", [this](const Json& part) {
-            for (const Json& rule : part.elements()) {
-                m_scenario.rules.push_back(readRule(rule));
-            }
-        });
+        ifThere("rules", [this](const Json& part) { readRules(part); });
         return std::move(m_scenario);
     }
 
@@ -224,6 +221,16 @@ private:
             if (!isNew) {
                 refuse(m_fileName, command.line(), path + "/command", "another file has this command");
             }
+        }
+    }
+
+    void readRules(const Json& json) {
+        for (const Json& rule : json.elements()) {
+            if (const auto mistake = findMistake(rule)) {
+                refuse(m_fileName, mistake->line,
+                       "/rules/" + std::to_string(m_scenario.rules.size()) + mistake->path, mistake->reason);
+            }
+            m_scenario.rules.push_back(readRule(rule));
         }
     }
 

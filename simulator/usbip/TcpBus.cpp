@@ -1,5 +1,7 @@
 #include "usbip/TcpBus.h"
 
+#include "AdvisedError.h"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -7,7 +9,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
 namespace pdasim::usbip {
@@ -33,7 +34,8 @@ FileDescriptor listenOn(std::uint16_t port) {
     if (!listener.isOpen() || ::setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) != 0 ||
         ::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
         ::listen(listener.get(), SOMAXCONN) != 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot listen at " + addressText(port));
+        throw AdvisedError(errno, "cannot listen at " + addressText(port),
+                           "Give --listen another port, or 0 for any free one");
     }
     return listener;
 }

@@ -121,7 +121,8 @@ unsigned Vhci::attach(const OfferedDevice& device, int socket) const {
     if (error == EACCES) {
         failWithoutPermission(m_folder);
     }
-    throw std::runtime_error(std::string("vhci_hcd refuses the device: ") + std::strerror(error));
+    throw std::runtime_error(std::string("vhci_hcd refuses the device: ") + std::strerror(error) +
+                             "; this may tell why: sudo dmesg");
 }
 
 void Vhci::detach(unsigned port) const {

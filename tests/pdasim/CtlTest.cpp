@@ -166,6 +166,13 @@ TEST_F(Ctl, FollowsTheTraffic) {
     EXPECT_EQ(follower.wait(), 0);
 }
 
+TEST_F(Ctl, FollowsNoTrafficWithoutMessages) {
+    const ProgramResult result = runProgram({"timeout", "20", Program, "ctl", "traffic", "--count", "0"});
+    EXPECT_EQ(result.exitCode, 64);
+    EXPECT_EQ(result.errors, "pdasim: --count: Value 0 not in range 1 to 1000000000. \"pdasim ctl traffic "
+                             "--help\" shows what fits.\n");
+}
+
 TEST_F(Ctl, FollowsTheTrafficAsJson) {
     RunningProgram follower(
         {Program, "ctl", "--control", served.folder() + "/pdasim.sock", "traffic", "--json", "--count", "1"});
@@ -189,7 +196,9 @@ TEST_F(Ctl, SaysWhenNobodyListens) {
     host.close();
     const ProgramResult result = served.tryCtl({"scan", "BAG1"});
     EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.errors, "pdasim: no program has the terminal's node open: nobody has heard that\n");
+    EXPECT_EQ(result.errors,
+              "pdasim: no program has the terminal's node open: nobody has heard that. Do it again "
+              "once one has\n");
 }
 
 TEST_F(Ctl, RefusesWithAReason) {
@@ -202,7 +211,7 @@ TEST_F(Ctl, RefusesWithAReason) {
         {{"finish-inventory"}, 1, "no such task; \"state\" shows those that it has sent\n"},
         {{"handover-dot"}, 1, "pdasim: no such task is under way: the host has to send one first\n"},
         {{"handover-dot", "T9"}, 1, "pdasim: the host has sent no such task; "},
-        {{"--terminal", "2", "unplug"}, 1, "pdasim: there is no terminal 2; there are 1\n"},
+        {{"--terminal", "2", "unplug"}, 1, "pdasim: there is no terminal 2; the only one is 1\n"},
         {{"--terminal", "0", "state"}, 64, "pdasim: --terminal: Value 0 not in range 1 to 9. "},
         {{"scan"}, 64, "pdasim: labels is required. \"pdasim ctl scan --help\" shows what fits.\n"},
         {{"login"}, 64, "pdasim: user is required. \"pdasim ctl login --help\" shows what fits.\n"},
@@ -222,6 +231,12 @@ TEST_F(Ctl, RefusesWithAReason) {
         EXPECT_EQ(served.tryCtl(arguments).errors,
                   "pdasim: the terminal is unplugged: \"replug\" it first\n");
     }
+}
+
+TEST(CtlOfSeveralTerminals, SaysWhichThereAre) {
+    const ServedTerminal served({"--terminals", "2"});
+    EXPECT_EQ(served.tryCtl({"--terminal", "3", "state"}).errors,
+              "pdasim: there is no terminal 3; name one of 1 to 2\n");
 }
 
 TEST(CtlWithoutServer, SaysWhereItHasLooked) {
@@ -279,17 +294,21 @@ TEST_F(Ctl, TheSocketSpeaksLinesOfJson) {
         std::string line;
         std::string error;
     };
+    const std::string names =
+        "there are scan, finish-inventory, login, handover-dot, handover-power, notice, "
+        "teller, unplug, replug, state";
     const std::vector<Case> cases = {
-        {"nonsense", "Invalid value."},
-        {"[]", R"(the request has no text \"command\")"},
-        {R"({"command":1})", R"(the request has no text \"command\")"},
-        {R"({"command":"fly"})", R"(there is no command \"fly\")"},
+        {"nonsense",
+         R"(the line is no JSON; send an object, {\"command\": \"state\"} for example: Invalid value.)"},
+        {"[]", R"(the request has no text \"command\"; )" + names},
+        {R"({"command":1})", R"(the request has no text \"command\"; )" + names},
+        {R"({"command":"fly"})", R"(there is no command \"fly\"; )" + names},
         {R"({"command":"scan"})", R"(\"labels\" is missing)"},
         {R"({"command":"scan","labels":"A"})", R"(\"labels\" must be a list of texts)"},
         {R"({"command":"scan","labels":[1]})", R"(\"labels\" must be a list of texts)"},
         {R"({"command":"login","user":1})", R"(\"user\" must be a text)"},
-        {R"({"command":"state","terminal":0})", "there is no terminal 0; there are 1"},
-        {R"({"command":"state","terminal":"1"})", R"(there is no terminal \"1\"; there are 1)"},
+        {R"({"command":"state","terminal":0})", "there is no terminal 0; the only one is 1"},
+        {R"({"command":"state","terminal":"1"})", R"(there is no terminal \"1\"; the only one is 1)"},
     };
     std::string lines;
     std::string answers;

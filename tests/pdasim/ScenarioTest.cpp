@@ -226,6 +226,60 @@ TEST(BadScenarios, WhatTheSchemaCannotSay) {
               "some.json:1: at /files/0/path: cannot read \".\"");
 }
 
+/** What is said about a rule on the third line. */
+std::string refusalOfRule(const std::string& rule) {
+    const std::string start = "some.json:3: at /rules/1";
+    const std::string refusal =
+        refusalOf("{\"name\": \"x\", \"rules\": [\n{\"on\": \"*\", \"do\": {\"delay\": 1}},\n" + rule + "]}");
+    return refusal.compare(0, start.size(), start) == 0 ? refusal.substr(start.size()) : refusal;
+}
+
+TEST(BadScenarios, ARuleForATagThatTheMessagesLack) {
+    EXPECT_EQ(refusalOfRule(R"({"on":"8003","tag":{"name":"Ex_Lable","equals":"1"},"do":{"delay":1}})"),
+              "/tag/name: no message of type 8003 has such a tag to ask for; there are Ex_Label, Ex_OrgNm, "
+              "Ex_BagType");
+    EXPECT_EQ(refusalOfRule(R"({"on":"8001","tag":{"name":"Ex_SeqNo","equals":"1"},"do":{"delay":1}})"),
+              "/tag/name: no message of type 8001 has such a tag to ask for; there is none");
+    const std::string any = R"({"on":"*","tag":{"name":"Nope","endsWith":"1"},"do":{"delay":1}})";
+    const std::string start =
+        "/tag/name: no message of any type has such a tag to ask for; there are Ex_PdaSn, Ex_Factory, ";
+    EXPECT_EQ(refusalOfRule(any).substr(0, start.size()), start);
+    for (const char* right : {R"({"on":"*","tag":{"name":"Ex_OTCCode","equals":"1"},"do":{"delay":1}})",
+                              R"({"on":"7018","tag":{"name":"Ex_LockId","equals":"1"},"do":{"delay":1}})",
+                              R"({"on":"8016","tag":{"name":"Ex_InfEx","equals":"1"},"do":{"delay":1}})"}) {
+        EXPECT_EQ(refusalOfRule(right), "(accepted)") << right;
+    }
+}
+
+TEST(BadScenarios, ARuleThatDropsWhatTheRepliesLack) {
+    EXPECT_EQ(refusalOfRule(R"({"on":"8003","do":{"drop":["Ex_Tid","Ex_Label"]}})"),
+              "/do/drop/1: no reply of type 8003 has such a tag to drop; there are Ex_TrTime, Ex_SeqNo, "
+              "Ex_Tid, Ex_RetCode");
+    EXPECT_EQ(refusalOfRule(R"({"on":"7011","do":{"drop":["Ex_LockRssi"]}})"),
+              "/do/drop/0: no reply of type 7011 has such a tag to drop; there are Ex_TrTime, Ex_SeqNo, "
+              "Ex_SrcSeqNo, Ex_RetCode, Ex_LockNum");
+    const std::string start =
+        "/do/drop/0: no reply of any type has such a tag to drop; there are Ex_TrTime, ";
+    EXPECT_EQ(refusalOfRule(R"({"on":"*","do":{"drop":["Ex_Nope"]}})").substr(0, start.size()), start);
+    for (const char* right : {R"({"on":"*","do":{"drop":["Ex_HexVal","Ex_CMacChkVal"]}})",
+                              R"({"on":"7012","do":{"drop":["Ex_FactorCDK","Ex_SeqNo"]}})",
+                              R"({"on":"8016","do":{"drop":["Ex_HexCheck"]}})"}) {
+        EXPECT_EQ(refusalOfRule(right), "(accepted)") << right;
+    }
+}
+
+TEST(BadScenarios, ARuleForTheCheckOfAReplyWithoutOne) {
+    EXPECT_EQ(refusalOfRule(R"({"on":"8002","do":{"corruptCrc":true}})"),
+              "/do/corruptCrc: no reply of type 8002 has a check value; only 8016 has one");
+    EXPECT_EQ(refusalOfRule(R"({"on":"8015","do":{"corruptCrc":true}})"),
+              "/do/corruptCrc: no reply of type 8015 has a check value; only 8016 has one");
+    for (const char* right :
+         {R"({"on":"8016","do":{"corruptCrc":true}})", R"({"on":"*","do":{"corruptCrc":true}})",
+          R"({"on":"8002","do":{"corruptCrc":false}})"}) {
+        EXPECT_EQ(refusalOfRule(right), "(accepted)") << right;
+    }
+}
+
 TEST(BadScenarios, TextThatIsNoJson) {
     EXPECT_EQ(refusalOf(""), "some.json:1: The document is empty.");
     EXPECT_EQ(refusalOf("{\n\"name\": \"x\",\n}"), "some.json:3: Missing a name for object member.");

@@ -17,6 +17,7 @@ using pdalink::test::readFile;
 using pdalink::test::runProgram;
 using pdalink::test::scratchDirectory;
 using pdalink::test::waitUntil;
+using pdalink::test::writeFile;
 using pdasim::test::BareClient;
 using pdasim::test::contains;
 using pdasim::test::enumerateHidraw;
@@ -62,6 +63,75 @@ TEST(Serve, AFileWithTheSettingsIsThereWhileItRuns) {
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_EQ(served.end(), 0);
     EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+/** What it says about a file; it does not stay up when it refuses that. */
+ProgramResult serveInto(const std::string& path) {
+    return runProgram({"timeout", "20", Program, "serve", "--env-file", path});
+}
+
+TEST(Serve, LeavesAFileAloneThatItDidNotWrite) {
+    const std::string folder = scratchDirectory() + "/foreign";
+    std::filesystem::create_directories(folder);
+    const std::string path = folder + "/settings";
+    const std::string settings = "export LD_PRELOAD='a'\nexport UMOCKDEV_DIR='b'\n";
+    for (const std::string& text :
+         {std::string("\n"), std::string("precious\n"), "# mine\n" + settings, settings + "export MINE=1\n",
+          std::string("export LD_PRELOAD='a'\nexport OTHER='b'\n")}) {
+        writeFile(path, text);
+        const ProgramResult result = serveInto(path);
+        EXPECT_EQ(result.exitCode, 73) << text;
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "pdasim: cannot write the settings to " + path +
+                                     ", which pdasim did not write: File exists. Give --env-file another "
+                                     "path, or take that away first\n");
+        EXPECT_EQ(readFile(path), text);
+    }
+    const std::string link = folder + "/link";
+    writeFile(path, settings);
+    std::filesystem::create_symlink(path, link);
+    EXPECT_EQ(serveInto(link).exitCode, 73);
+    EXPECT_EQ(serveInto(folder).exitCode, 73);
+    EXPECT_EQ(std::filesystem::read_symlink(link), path);
+    EXPECT_EQ(readFile(path), settings);
+}
+
+TEST(Serve, TakesAnEmptyFile) {
+    const std::string path = scratchDirectory() + "/made-by-mktemp";
+    writeFile(path, "");
+    ServedTerminal terminal({"--env-file", path});
+    EXPECT_TRUE(contains(readFile(path), "export UMOCKDEV_DIR="));
+}
+
+TEST(Serve, ReplacesTheFileOfOneThatWasKilled) {
+    const std::string path = scratchDirectory() + "/left-behind";
+    {
+        ServedTerminal killed({"--env-file", path});
+        killed.program().signal(SIGKILL);
+        (void)killed.program().wait();
+        std::filesystem::remove_all(killed.folder());
+    }
+    ASSERT_TRUE(std::filesystem::exists(path));
+    ServedTerminal next({"--env-file", path});
+    EXPECT_EQ(readFile(path), next.output()[0] + "\n" + next.output()[1] + "\n");
+    EXPECT_EQ(next.end(), 0);
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(Serve, DoesNotTakeAwayWhatHasReplacedItsFile) {
+    const std::string path = scratchDirectory() + "/replaced";
+    ServedTerminal served({"--env-file", path});
+    writeFile(path, "precious\n");
+    EXPECT_EQ(served.end(), 0);
+    EXPECT_EQ(readFile(path), "precious\n");
+}
+
+TEST(Serve, SaysWhereItNeedsAFolder) {
+    const ProgramResult result = runProgram({"env", "TMPDIR=/no/such/folder", Program, "serve"});
+    EXPECT_EQ(result.exitCode, 71);
+    EXPECT_EQ(result.errors,
+              "pdasim: cannot make a folder in /no/such/folder: No such file or directory; let "
+              "TMPDIR name a folder that you may write to\n");
 }
 
 TEST(Serve, EndsOnEachSignalThatAsksForIt) {
@@ -133,11 +203,24 @@ TEST(Serve, RefusesWhatItCannotDo) {
     const std::vector<Case> cases = {
         {{"--terminals", "0"}, 64, "--terminals"},
         {{"--terminals", "10"}, 64, "--terminals"},
-        {{"--terminals", "2", "--pid", "ffff"}, 64, "--terminals: there are no product ids behind ffff"},
-        {{"--control", taken}, 73, "cannot listen at " + taken + ", which is taken (give another path): "},
-        {{"--control", "/no/such/folder/s"}, 73, "cannot listen at /no/such/folder/s: No such file"},
+        {{"--terminals", "2", "--pid", "ffff"},
+         64,
+         "--terminals: there are no product ids behind ffff; give a smaller --pid, or ask for fewer\n"},
+        {{"--control", taken},
+         73,
+         "cannot listen at " + taken +
+             ": Address already in use. It is taken: give another path with "
+             "--control\n"},
+        {{"--control", "/no/such/folder/s"},
+         73,
+         "cannot listen at /no/such/folder/s: No such file or directory. Give --control a path in a folder "
+         "that is there and that you may write to\n"},
         {{"--control", std::string(120, 'x')}, 73, "at most 107 bytes make a socket's path"},
-        {{"--env-file", "/no/such/folder/e"}, 73, "cannot write the settings to /no/such/folder/e: No such"},
+        {{"--control", std::string(120, 'x')}, 73, ": File name too long. Give --control a shorter one\n"},
+        {{"--env-file", "/no/such/folder/e"},
+         73,
+         "cannot write the settings to /no/such/folder/e: No such file or directory. Give --env-file a path "
+         "in a folder that is there and that you may write to\n"},
         {{"--scenario", "no-such"}, 65, "there is no readable file \"no-such\""},
     };
     for (const Case& wrong : cases) {

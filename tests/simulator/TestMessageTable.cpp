@@ -1,9 +1,12 @@
 #include "Conversation.h"
 
 #include "core/MessageTable.h"
+#include "core/TagNames.h"
+#include "core/Terminal.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ostream>
 #include <set>
 #include <string>
@@ -208,6 +211,19 @@ TEST_P(EachMessage, IsAcceptedAndAnsweredWithTheTagsOfItsKind) {
     EXPECT_EQ(found, GetParam().replyNames);
 }
 
+TEST_P(EachMessage, HasTheNamesOfItsTagsListed) {
+    const Texts asked = pdasim::requestTagNames(GetParam().type);
+    for (const Tag& tag : GetParam().tags) {
+        EXPECT_EQ(std::count(asked.begin(), asked.end(), tag.name), 1) << tag.name;
+    }
+    EXPECT_EQ(std::count(asked.begin(), asked.end(), "Ex_OTCCode"), GetParam().groups.empty() ? 0 : 1);
+    Texts answered = GetParam().replyNames;
+    if (!answered.empty()) {
+        answered.insert(answered.begin(), {"Ex_TrTime", "Ex_SeqNo"});
+    }
+    EXPECT_EQ(pdasim::replyTagNames(GetParam().type), answered);
+}
+
 TEST_P(EachMessage, IsAnsweredUnderItsOwnTypeAndWithARightHeader) {
     const std::string reply = conversation.ask(GetParam().type, body(GetParam().tags) + GetParam().groups);
     if (GetParam().replyNames.empty()) {
@@ -258,6 +274,23 @@ TEST_P(EachMessage, HasItsNumbersWrittenAsNumbers) {
                                          tags[i].value + "\", not a number");
         }
     }
+}
+
+TEST(MessageTable, ListsTheTagsOfAllTypesTogether) {
+    std::set<std::string> asked = {"Ex_LockId", "Ex_Action", "Ex_OTCCode", "Ex_UserA", "Ex_UserB"};
+    std::set<std::string> answered = {"Ex_TrTime", "Ex_SeqNo"};
+    for (const Sample& sample : samples()) {
+        for (const Tag& tag : sample.tags) {
+            asked.insert(tag.name);
+        }
+        answered.insert(sample.replyNames.begin(), sample.replyNames.end());
+    }
+    const Texts requests = pdasim::requestTagNames(pdasim::Terminal::AnyType);
+    const Texts replies = pdasim::replyTagNames(pdasim::Terminal::AnyType);
+    EXPECT_EQ(std::set<std::string>(requests.begin(), requests.end()), asked);
+    EXPECT_EQ(requests.size(), asked.size());
+    EXPECT_EQ(std::set<std::string>(replies.begin(), replies.end()), answered);
+    EXPECT_EQ(replies.size(), answered.size());
 }
 
 TEST(MessageTable, KnowsEveryTypeOfTheSamplesAndNoOther) {

@@ -56,6 +56,33 @@ TEST(Pdasim, RunsAClientInPython) {
     EXPECT_EQ(result.output, "64\n");
 }
 
+TEST(Pdasim, RunsAClientInJava) {
+    const ProgramResult modules = runProgram({"sh", "-c", "java --list-modules"});
+    if (modules.exitCode != 0 || !contains(modules.output, "jdk.compiler")) {
+        GTEST_SKIP() << "there is no java that runs a source file: " << modules.errors;
+    }
+    const ProgramResult result = pdasim({"run", "--", "java", PDASIM_JAVA_CLIENT});
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+    EXPECT_EQ(result.output.substr(0, 16), "0002418001QEV   ");
+    EXPECT_TRUE(contains(result.output, "<Ex_RetCode>000000</Ex_RetCode>"));
+}
+
+TEST(Pdasim, NoReadWaitsWhetherItsDescriptorBlocksOrNot) {
+    for (const std::string flags : {"os.O_RDWR", "os.O_RDWR | os.O_NONBLOCK"}) {
+        const std::string script = "import errno, os\n"
+                                   "node = os.open('/dev/hidraw0', " +
+                                   flags +
+                                   ")\n"
+                                   "try:\n"
+                                   "    print(len(os.read(node, 64)))\n"
+                                   "except BlockingIOError as nothing:\n"
+                                   "    print(errno.errorcode[nothing.errno])\n";
+        const ProgramResult result = pdasim({"run", "--", "timeout", "20", "python3", "-c", script});
+        EXPECT_EQ(result.exitCode, 0) << result.errors;
+        EXPECT_EQ(result.output, "EAGAIN\n") << flags;
+    }
+}
+
 TEST(Pdasim, EndsWithTheExitCodeOfItsCommand) {
     EXPECT_EQ(pdasim({"run", "--", Client, "exit", "0"}).exitCode, 0);
     EXPECT_EQ(pdasim({"run", "--", Client, "exit", "7"}).exitCode, 7);
@@ -133,8 +160,13 @@ TEST(Pdasim, RefusesBadUsageWithAReason) {
         {{"run", "--vid", "12345", "--", "true"}, "\"12345\" is no USB id"},
         {{"run", "--pid", "xyz", "--", "true"}, "\"xyz\" is no USB id"},
         {{"run", "--vid", "1", "--ini", ini, "--", "true"}, "excludes"},
-        {{"run", "--ini", ini, "--", "true"}, "half.ini: no line PID="},
-        {{"run", "--ini", "/no/such.ini", "--", "true"}, "cannot read /no/such.ini"},
+        {{"run", "--ini", ini, "--", "true"},
+         "half.ini: no line PID=...; add one, PID=0x1209 for example, or give both ids with --vid and "
+         "--pid\n"},
+        {{"run", "--ini", "/no/such.ini", "--", "true"},
+         "cannot read /no/such.ini: No such file or directory. Give a file that you may read, or the ids "
+         "with --vid and --pid\n"},
+        {{"run", "--ini", scratchDirectory(), "--", "true"}, ": Is a directory. Give a file that you may "},
     };
     for (const Case& wrong : cases) {
         const ProgramResult result = pdasim(wrong.arguments);
@@ -150,7 +182,9 @@ TEST(Pdasim, SaysWhyItCannotRunTheCommandOrWriteTheTrace) {
     EXPECT_EQ(pdasim({"run", "--", scratchDirectory()}).exitCode, 126);
     const ProgramResult unwritable = pdasim({"run", "--trace", "/no/such/trace", "--", "true"});
     EXPECT_EQ(unwritable.exitCode, 73);
-    EXPECT_TRUE(contains(unwritable.errors, "/no/such/trace")) << unwritable.errors;
+    EXPECT_EQ(unwritable.errors,
+              "pdasim: cannot write the trace to /no/such/trace: No such file or directory. Give --trace a "
+              "path in a folder that is there and that you may write to, or \"-\"\n");
 }
 
 TEST(Pdasim, HelpsOnDemand) {

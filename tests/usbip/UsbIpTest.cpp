@@ -389,7 +389,8 @@ TEST(UsbIpPort, APortThatIsTakenIsNamed) {
         FAIL() << "two servers at one port";
     } catch (const std::system_error& failure) {
         EXPECT_EQ(std::string(failure.what()),
-                  "cannot listen at 127.0.0.1:" + std::to_string(first.port()) + ": Address already in use");
+                  "cannot listen at 127.0.0.1:" + std::to_string(first.port()) +
+                      ": Address already in use. Give --listen another port, or 0 for any free one");
     }
 }
 

@@ -97,7 +97,7 @@ TEST_F(FakeVhci, SaysThatTheKernelRefuses) {
     std::filesystem::remove(m_folder + "/attach");
     std::filesystem::create_directory(m_folder + "/attach");
     EXPECT_EQ(reasonOf([&vhci] { (void)vhci.attach(plugged(), 7); }),
-              "vhci_hcd refuses the device: Is a directory");
+              "vhci_hcd refuses the device: Is a directory; this may tell why: sudo dmesg");
 }
 
 TEST_F(FakeVhci, FindsTheNode) {
