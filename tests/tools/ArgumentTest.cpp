@@ -51,6 +51,14 @@ TEST_F(ArgumentTest, IsText) {
     refuses({"bag", "write", "--number", "\xff", "--org", "O", "--type", "1"}, 2, "--number" + reason);
 }
 
+TEST_F(ArgumentTest, HoldsNoMarksOfTheProtocol) {
+    const std::string reason = R"( holds "<" or ">", which have a meaning in the protocol.)";
+    refuses({"bag", "write", "--number", "B<", "--org", "O", "--type", "1"}, 2, "--number" + reason);
+    refuses({"call", "600013", "pdaNumber=<x>"}, 2, "pdaNumber" + reason);
+    refuses({"lock", "info", "--lock", file("L>")}, 2, "--lock" + reason);
+    refuses({"login", "answer", "000000", "--pda", "<x>"}, 2, "--pda" + reason);
+}
+
 TEST_F(ArgumentTest, IsGivenOnce) {
     refuses({"call", "600003", "pBagNumber=A", "pBagNumber=B", "pAttrOrg=O", "pBagType=1"}, 2,
             "pBagNumber is given twice.");

@@ -1,4 +1,4 @@
-#include "PdactlRun.h"
+#include "DoctorFixture.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,69 +14,11 @@ using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 
 namespace fs = std::filesystem;
 
-const std::string GoodRule = "# the terminal\n"
-                             "SUBSYSTEM==\"hidraw\", ATTRS{idVendor}==\"1209\", \\\n"
-                             "  ATTRS{idProduct}==\"0001\", TAG+=\"uaccess\"\n";
-
-/** On a machine whose udev rules are the test's own; a good one is there. */
-class DoctorTest : public PdactlTest {
-protected:
-    DoctorTest() : m_root(scratchDirectory() + "/root") {
-        fs::create_directories(m_root + "/etc/udev/rules.d");
-        fs::create_directories(m_root + "/usr/lib/udev/rules.d");
-        writeRule("/etc", "70-terminal.rules", GoodRule);
-    }
-
-    void writeRule(const std::string& place, const std::string& name, const std::string& text) {
-        writeFile(m_root + place + "/udev/rules.d/" + name, text);
-    }
-    void removeRules() { fs::remove(m_root + "/etc/udev/rules.d/70-terminal.rules"); }
-
-    ProgramResult doctor(const Words& options = {}) {
-        Words words{"doctor"};
-        words.insert(words.end(), options.begin(), options.end());
-        Variables variables = environment();
-        variables["PDACTL_ROOT"] = m_root;
-        return runPdactl(words, variables);
-    }
-
-    /** The findings of one check. */
-    std::vector<QJsonObject> findings(const std::string& check) {
-        const ProgramResult result = doctor({"--json"});
-        bool isIll = false;
-        std::vector<QJsonObject> found;
-        for (const QJsonValue value : onlyDocument(result.output).array()) {
-            const QJsonObject finding = value.toObject();
-            isIll = isIll || finding.value("health").toString() == "problem";
-            EXPECT_EQ(finding.contains("command"), finding.value("health").toString() != "ok");
-            if (finding.value("check").toString().toStdString() == check) {
-                found.push_back(finding);
-            }
-        }
-        EXPECT_EQ(result.exitCode, isIll ? 1 : 0) << result.output << result.errors;
-        return found;
-    }
-    QJsonObject finding(const std::string& check) {
-        const std::vector<QJsonObject> all = findings(check);
-        EXPECT_THAT(all, SizeIs(1)) << check;
-        return all.empty() ? QJsonObject() : all.front();
-    }
-    void finds(const std::string& check, const std::string& health, const std::string& text,
-               const std::string& command = "") {
-        const QJsonObject found = finding(check);
-        EXPECT_EQ(found.value("health").toString().toStdString(), health) << check;
-        EXPECT_THAT(found.value("text").toString().toStdString(), HasSubstr(text));
-        EXPECT_THAT(found.value("command").toString().toStdString(), HasSubstr(command));
-    }
-
-private:
-    std::string m_root;
-};
+using DoctorTest = DoctorFixture;
 
 TEST_F(DoctorTest, FindsAHealthyMachine) {
     const ProgramResult result = doctor();
@@ -132,14 +74,129 @@ TEST_F(DoctorTest, KeepsTheLibraryFromAnIniThatEndsIt) {
     EXPECT_THAT(terminal().received(), IsEmpty());
 }
 
+TEST_F(DoctorTest, TakesOutEveryLineThatEndsTheLibrary) {
+    const std::string tooLong = "VID=PID=" + std::string(300, 'x') + "\n";
+    writeIni("VID=0x1209\n" + tooLong + "PID=0x0001\n" + tooLong);
+    finds("ini", "problem", "line 2: too long", "sudo sed -i '2d;4d' ");
+    mend("ini");
+    finds("ini", "ok", "says 1209:0001");
+    finds("answer", "ok", "the terminal answers");
+}
+
+TEST_F(DoctorTest, KeepsEveryCommandFromAnIniThatEndsTheLibrary) {
+    writeIni("VID=0x1209\nPID=0x0001aaaaaaaaaaaaaaaaaaaaa\n");
+    const std::string file = scratchDirectory() + "/file";
+    writeFile(file, "12345");
+    const std::vector<Words> commands = {
+        {"info"},
+        {"call", "600002"},
+        {"scan", "start"},
+        {"teller", "registered"},
+        {"lock", "list"},
+        {"lock", "result"},
+        {"file", "send", file},
+        {"file", "fetch", file + ".new"},
+        {"listen"},
+        {"login", "wait"},
+        {"login", "answer", "000000"},
+    };
+    const auto saysHowToMend = AllOf(HasSubstr("PDAConfigure.ini, line 2: too long"),
+                                     HasSubstr("\n  sudo sed -i 2d " + privateDirectory()));
+    for (const Words& command : commands) {
+        const ProgramResult result = pdactl(command);
+        EXPECT_EQ(result.exitCode, 1) << command[0];
+        EXPECT_THAT(result.errors, saysHowToMend) << command[0];
+        EXPECT_EQ(result.output, "") << command[0];
+        EXPECT_THAT(json(command, 1).value("message").toString().toStdString(), saysHowToMend) << command[0];
+    }
+    EXPECT_THAT(terminal().received(), IsEmpty());
+    EXPECT_FALSE(fs::exists(file + ".new"));
+    EXPECT_FALSE(fs::exists(privateDirectory() + "/log")); // the library would have made it
+}
+
+TEST_F(DoctorTest, DoesNotReplaceAnIniThatItMayNotRead) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs root to become somebody else";
+    }
+    becomeNobody();
+    const std::string ini = privateDirectory() + "/PDAConfigure.ini";
+    ASSERT_EQ(::chmod(ini.c_str(), 0600), 0);
+    finds("ini", "problem", "is there, but you may not read it", "sudo chmod a+r " + ini);
+    mend("ini");
+    finds("ini", "ok", "says 1209:0001");
+}
+
+TEST_F(DoctorTest, SeesAFolderInPlaceOfTheIni) {
+    removeIni();
+    const std::string ini = privateDirectory() + "/PDAConfigure.ini";
+    fs::create_directory(ini);
+    finds("ini", "problem", "is a folder");
+    mend("ini");
+    finds("ini", "problem", "is not there");
+    mend("ini");
+    finds("ini", "ok", "says 1209:0001");
+}
+
 TEST_F(DoctorTest, MissesAPlaceForTheLog) {
-    writeFile(privateDirectory() + "/log", "in the way");
-    finds("log", "problem", "cannot be written", "sudo install -d -m 750");
+    const std::string log = privateDirectory() + "/log";
+    writeFile(log, "in the way");
+    finds("log", "problem", "is no folder", "sudo mv " + log + " " + log + ".old");
+    mend("log");
+    finds("log", "ok", "can be made");
+    EXPECT_EQ(readFile(log + ".old"), "in the way");
+}
+
+TEST_F(DoctorTest, SeesALogThatLeadsNowhere) {
+    fs::create_directory_symlink(scratchDirectory() + "/nowhere", privateDirectory() + "/log");
+    finds("log", "problem", "leads to none: nothing is logged");
+    mend("log");
+    finds("log", "ok", "can be made");
+}
+
+TEST_F(DoctorTest, SeesALogFolderThatOnlyOthersMayWrite) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs root to become somebody else";
+    }
+    becomeNobody();
+    finds("log", "problem", "is not there, and you may not make it", "sudo install -d -m 750 -o ");
+    fs::create_directory(privateDirectory() + "/log");
+    finds("log", "problem", "cannot be written: nothing is logged", "sudo install -d -m 750 -o ");
+}
+
+TEST_F(DoctorTest, SeesAFolderInPlaceOfTheLog) {
+    fs::create_directories(logPath());
+    finds("log", "warning", "PDA.log is a folder: the library writes PDA_T1.log", "sudo mv ");
+    mend("log");
+    finds("log", "ok", "PDA.log can be written");
 }
 
 TEST_F(DoctorTest, SeesALogThatOnlyOthersMayWrite) {
-    fs::create_directories(logPath());
-    finds("log", "warning", "PDA_T1.log", "sudo chown");
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs root to become somebody else";
+    }
+    becomeNobody();
+    fs::create_directory(privateDirectory() + "/log");
+    fs::permissions(privateDirectory() + "/log", fs::perms::all);
+    writeFile(logPath(), "");
+    finds("log", "warning", "PDA_T1.log", "sudo chown \"$(id -un)\" " + logPath());
+}
+
+TEST_F(DoctorTest, QuotesWhatAShellWouldTakeApart) {
+    const std::string directory = scratchDirectory() + "/bank's $(touch host) & lib";
+    fs::create_directory(directory);
+    fs::copy_file(privateDirectory() + "/libpdalink.so.1", directory + "/libpdalink.so.1");
+    setLibraryDirectory(directory);
+    finds("library", "ok", directory);
+    mend("ini");
+    finds("ini", "ok", directory + "/PDAConfigure.ini says 1209:0001");
+    writeFile(directory + "/PDAConfigure.ini", "VID=1209\nPID=" + std::string(16, '0') + "\nPID=0001\n");
+    mend("ini");
+    finds("ini", "ok", directory + "/PDAConfigure.ini says 1209:0001");
+    fs::remove_all(directory + "/log");
+    writeFile(directory + "/log", "");
+    mend("log");
+    finds("log", "ok", directory + "/log can be made");
+    EXPECT_TRUE(fs::exists(directory + "/log.old"));
 }
 
 TEST_F(DoctorTest, SeesALogThatIsThere) {
@@ -179,71 +236,6 @@ TEST_F(DoctorTest, SeesAnotherProcessAtTheNode) {
     other.signal(SIGTERM);
     (void)other.finish();
     finds("users", "ok", "no other process");
-}
-
-TEST_F(DoctorTest, SeesThatTheNodeMayNotBeUsed) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "needs root to become somebody else";
-    }
-    const std::string root = terminal().testBed().rootDirectory();
-    const std::string node = fs::read_symlink(root + "/dev/hidraw0");
-    ASSERT_EQ(::chmod(node.c_str(), 0600), 0);
-    for (const fs::path below : {privateDirectory(), root}) {
-        for (fs::path place = below; place != "/tmp" && place.has_relative_path();
-             place = place.parent_path()) {
-            ASSERT_EQ(::chmod(place.c_str(), 0755), 0);
-        }
-    }
-    const ProgramResult result =
-        runShell("env -u TSAN_OPTIONS setpriv --reuid 65534 --regid 65534 --clear-groups " +
-                     quoted(PDACTL_PROGRAM) + " doctor",
-                 environment());
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_THAT(result.output, AllOf(HasSubstr("problem  you may not read and write /dev/hidraw0\n"),
-                                     HasSubstr("sudo udevadm control --reload"), Not(HasSubstr("answer"))))
-        << result.errors;
-}
-
-TEST_F(DoctorTest, MissesARule) {
-    removeRules();
-    finds("rules", "warning", "no udev rule is for 1209:0001",
-          R"(ATTRS{idVendor}=="1209", ATTRS{idProduct}=="0001")");
-}
-
-TEST_F(DoctorTest, TakesTheRuleThatItsOwnCommandWrites) {
-    removeRules();
-    const std::string command = finding("rules").value("command").toString().toStdString();
-    const std::size_t begin = command.find('\'') + 1;
-    writeRule("/usr/lib", "70-pdalink.rules", command.substr(begin, command.rfind("' |") - begin) + "\n");
-    finds("rules", "ok", "/usr/lib/udev/rules.d/70-pdalink.rules");
-}
-
-TEST_F(DoctorTest, SeesARuleThatComesTooLate) {
-    removeRules();
-    writeRule("/usr/lib", "99-terminal.rules", GoodRule);
-    finds("rules", "warning",
-          "99-terminal.rules comes too late: \"uaccess\" works before 73-seat-late.rules only",
-          "70-pdalink.rules");
-    writeRule("/usr/lib", "99-terminal.rules",
-              GoodRule + "ATTRS{idVendor}==\"1209\", ATTRS{idProduct}==\"0001\", "
-                         "MODE=\"0666\"\n");
-    finds("rules", "ok", "99-terminal.rules");
-}
-
-TEST_F(DoctorTest, DoesNotTakeACommentOrAnotherDeviceForARule) {
-    removeRules();
-    writeRule("/etc", "70-a.rules", "# ATTRS{idVendor}==\"1209\", ATTRS{idProduct}==\"0001\"\n");
-    writeRule("/etc", "70-b.rules", "ATTRS{idVendor}==\"1209\", ATTRS{idProduct}==\"0002\"\n");
-    writeRule("/etc", "70-c.txt", GoodRule);
-    finds("rules", "warning", "no udev rule");
-}
-
-TEST_F(DoctorTest, KnowsThatOneFileHidesAnother) {
-    removeRules();
-    writeRule("/usr/lib", "70-terminal.rules", GoodRule);
-    finds("rules", "ok", "/usr/lib/udev/rules.d/70-terminal.rules");
-    writeRule("/etc", "70-terminal.rules", "");
-    finds("rules", "warning", "no udev rule");
 }
 
 TEST_F(DoctorTest, HearsThatTheTerminalDoesNotAnswer) {

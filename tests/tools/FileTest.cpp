@@ -263,6 +263,12 @@ TEST_F(RefusedFileTest, CannotBeReadOrWritten) {
 
 TEST_F(RefusedFileTest, HasInformationThatTheProtocolCannotCarry) {
     refuses({"file", "send", file("12345"), "--info", "<b>"}, 2, "--info");
+    refuses({"file", "send", file("12345"), "--info", "x\xffy"}, 2, "no UTF-8 text");
+    refuses({"file", "fetch", path("new"), "--info", "x>"}, 2, "--info");
+    refuses({"file", "fetch", path("new"), "--pda", "\xff"}, 2, "--pda holds bytes that are no UTF-8 text");
+    const std::string unsendable = path("n\xffm");
+    writeFile(unsendable, "12345");
+    refuses({"file", "send", unsendable}, 2, "--info (the file's name unless given) holds bytes");
 }
 
 TEST_F(RefusedFileTest, HasNoLogThatWouldTellOfRefusals) {

@@ -17,15 +17,6 @@ namespace pdactl {
 
 namespace {
 
-/** Other bytes would be replaced, or cut, on their way to the terminal. */
-void requireText(const std::string& name, const std::string& value) {
-    const QByteArray bytes = QByteArray::fromStdString(value);
-    if (bytes.contains('\0') || QString::fromUtf8(bytes).toUtf8() != bytes) {
-        throw Failure(BadUsage, name + " holds bytes that are no UTF-8 text. Write them as the text that the "
-                                       "terminal expects, hexadecimal digits for example.");
-    }
-}
-
 void removeLineEnd(std::string& text) {
     for (const char end : {'\n', '\r'}) {
         if (!text.empty() && text.back() == end) {
@@ -35,6 +26,18 @@ void removeLineEnd(std::string& text) {
 }
 
 } // namespace
+
+void requireSendable(const std::string& name, const std::string& value) {
+    const QByteArray bytes = QByteArray::fromStdString(value);
+    if (bytes.contains('\0') || QString::fromUtf8(bytes).toUtf8() != bytes) {
+        throw Failure(BadUsage, name + " holds bytes that are no UTF-8 text. Write them as the text that the "
+                                       "terminal expects, hexadecimal digits for example.");
+    }
+    if (value.find_first_of("<>") != std::string::npos) {
+        throw Failure(BadUsage, name + R"( holds "<" or ">", which have a meaning in the protocol. Give it )"
+                                       "without them.");
+    }
+}
 
 std::string readWhole(const std::string& path) {
     std::ostringstream content;
@@ -69,12 +72,12 @@ std::string readArgument(const std::string& name, const std::string& text, bool 
                                  "this machine sees it. Put it into a file and give @FILE, or send it to "
                                  "standard input and give -");
         }
-        requireText(name, text);
+        requireSendable(name, text);
         return text;
     }
     std::string content = readWhole(text == "-" ? text : text.substr(1));
     removeLineEnd(content);
-    requireText(name, content);
+    requireSendable(name, content);
     return content;
 }
 

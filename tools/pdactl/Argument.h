@@ -11,6 +11,12 @@ namespace pdactl {
  */
 std::string readArgument(const std::string& name, const std::string& text, bool isSecret);
 
+/**
+ * Throws a Failure for a value that cannot be sent as it stands: bytes that are no UTF-8 would be replaced,
+ * or cut, on their way to the terminal, and values travel between tags as they are.
+ */
+void requireSendable(const std::string& name, const std::string& value);
+
 /** A file's content, "-" for standard input. Throws a Failure. */
 std::string readWhole(const std::string& path);
 

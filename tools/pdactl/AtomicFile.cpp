@@ -1,5 +1,6 @@
 #include "AtomicFile.h"
 
+#include "Endings.h"
 #include "Failure.h"
 
 #include <fcntl.h>
@@ -7,10 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <climits>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -22,28 +20,6 @@ namespace pdactl {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::array Endings{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
-
-// What a signal handler can reach: empty while there is nothing to take away.
-std::array<char, PATH_MAX> g_temporaryPath{};
-
-void removeAndEnd(int signalNumber) {
-    if (g_temporaryPath[0] != '\0') {
-        (void)::unlink(g_temporaryPath.data());
-    }
-    (void)std::signal(signalNumber, SIG_DFL);
-    (void)::raise(signalNumber);
-}
-
-/** What is ignored, as under nohup, stays so. */
-void onEndings(void (*handler)(int)) {
-    for (const int signalNumber : Endings) {
-        if (std::signal(signalNumber, handler) == SIG_IGN) {
-            (void)std::signal(signalNumber, SIG_IGN);
-        }
-    }
-}
 
 [[noreturn]] void fail(const std::string& path) {
     throw Failure(LocalFailure, "Cannot write " + path + ": " + std::strerror(errno) +
@@ -85,22 +61,16 @@ void synchroniseDirectory(const fs::path& file) {
 AtomicFile::AtomicFile(const std::string& path)
     : m_path(resolved(path)), m_temporaryPath(m_path + ".XXXXXX") {
     const mode_t mode = modeFor(m_path);
-    if (m_temporaryPath.size() >= g_temporaryPath.size()) {
-        errno = ENAMETOOLONG;
-        fail(path);
-    }
     m_descriptor = ::mkostemp(m_temporaryPath.data(), O_CLOEXEC);
     if (m_descriptor < 0) {
         fail(path);
     }
-    std::copy(m_temporaryPath.begin(), m_temporaryPath.end(), g_temporaryPath.begin());
-    onEndings(removeAndEnd);
+    setTemporaryFile(m_temporaryPath);
     (void)::fchmod(m_descriptor, mode);
 }
 
 AtomicFile::~AtomicFile() {
-    onEndings(SIG_DFL);
-    g_temporaryPath.fill('\0');
+    setTemporaryFile({});
     if (m_descriptor >= 0) {
         (void)::close(m_descriptor);
         (void)::unlink(m_temporaryPath.c_str());

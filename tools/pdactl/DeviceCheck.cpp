@@ -1,6 +1,7 @@
 #include "DeviceCheck.h"
 
 #include "Failure.h"
+#include "ShellQuoting.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -17,7 +18,7 @@ std::vector<HidNode> findOrphanNodes() {
 
 std::string commandToUnbind(const HidNode& orphan) {
     const std::string hid = std::filesystem::path(orphan.path).filename();
-    return "echo " + hid + " | sudo tee " + orphan.path + "/driver/unbind";
+    return "echo " + shellWord(hid) + " | sudo tee " + shellWord(orphan.path + "/driver/unbind");
 }
 
 std::string describeOrphan(const HidNode& orphan) {

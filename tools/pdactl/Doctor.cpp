@@ -2,11 +2,13 @@
 
 #include "DeviceCheck.h"
 #include "LibraryFiles.h"
+#include "NodeAccess.h"
 #include "NodeUsers.h"
-#include "UdevRules.h"
+#include "ShellQuoting.h"
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -25,8 +27,23 @@ bool isThere(const std::string& path) {
     return ::access(path.c_str(), F_OK) == 0;
 }
 
+/** A link that leads nowhere counts too. */
+bool isTaken(const std::string& path) {
+    std::error_code unknown;
+    return fs::exists(fs::symlink_status(path, unknown));
+}
+
+bool isDirectory(const std::string& path) {
+    std::error_code unknown;
+    return fs::is_directory(path, unknown);
+}
+
 std::string ownership() {
     return "\"$(id -un)\"";
+}
+
+std::string commandToMoveAway(const std::string& path) {
+    return "sudo mv " + shellWord(path) + " " + shellWord(path + ".old");
 }
 
 /** What stands behind ".so." in the name of the file itself. */
@@ -55,6 +72,7 @@ std::vector<Finding> Doctor::examine() {
     checkLog();
     checkOrphans();
     if (knowsIds()) {
+        m_rules = findUdevRules(m_ini.vendorId, m_ini.productId);
         checkNode();
         checkRules();
     }
@@ -74,25 +92,26 @@ void Doctor::checkLibrary() {
 
 void Doctor::checkIni() {
     const std::string path = iniFile();
-    const std::string mend = "sudo ${EDITOR:-vi} " + path;
     m_ini = readIni(path);
     if (!m_ini.isThere) {
         problem("ini",
                 path +
-                    " is not there or cannot be read: the library finds no terminal. The ids of the sample "
-                    "follow; lsusb shows yours",
-                "printf 'VID=0x1209\\nPID=0x0001\\n' | sudo tee " + path);
+                    " is not there: the library finds no terminal. The ids of the sample follow; lsusb shows "
+                    "yours",
+                "printf 'VID=0x1209\\nPID=0x0001\\n' | sudo tee " + shellWord(path));
+    } else if (m_ini.isDirectory) {
+        problem("ini", path + " is a folder: the library finds no terminal", commandToMoveAway(path));
+    } else if (!m_ini.isReadable) {
+        problem("ini", path + " is there, but you may not read it: the library finds no terminal",
+                "sudo chmod a+r " + shellWord(path));
     } else if (!m_ini.fatalLines.empty()) {
         m_isSafe = false;
-        problem("ini",
-                path + ", line " + std::to_string(m_ini.fatalLines.front()) +
-                    ": too long, the library ends every program that reads it",
-                "sudo sed -i " + std::to_string(m_ini.fatalLines.front()) + "d " + path);
+        problem("ini", describeFatalLines(m_ini), commandToDeleteFatalLines(m_ini));
     } else if (!knowsIds()) {
         problem("ini",
                 path + ": VID \"" + m_ini.vendorId + "\" and PID \"" + m_ini.productId +
                     "\" have to be four hexadecimal digits each; lsusb shows them",
-                mend);
+                "sudo ${EDITOR:-vi} " + shellWord(path));
     } else {
         ok("ini", path + " says " + m_ini.vendorId + ":" + m_ini.productId);
     }
@@ -100,19 +119,30 @@ void Doctor::checkIni() {
 
 void Doctor::checkLog() {
     const std::string directory = logDirectory();
-    const std::string file = directory + "/PDA.log";
-    const std::string mend = "sudo install -d -m 750 -o " + ownership() + " " + directory;
-    if (!isThere(directory)) {
-        if (isWritable(libraryDirectory())) {
-            ok("log", directory + " can be made");
+    const std::string mend = "sudo install -d -m 750 -o " + ownership() + " " + shellWord(directory);
+    if (isDirectory(directory)) {
+        if (::access(directory.c_str(), W_OK | X_OK) == 0) {
+            checkLogFile(directory + "/PDA.log");
         } else {
-            problem("log", directory + " is not there, and you may not make it: nothing is logged", mend);
+            problem("log", directory + " cannot be written: nothing is logged", mend);
         }
-    } else if (!isWritable(directory) || !fs::is_directory(directory)) {
-        problem("log", directory + " cannot be written: nothing is logged", mend);
-    } else if (isThere(file) && (!isWritable(file) || fs::is_directory(file))) {
+    } else if (isTaken(directory)) {
+        problem("log", directory + " is no folder, and leads to none: nothing is logged",
+                commandToMoveAway(directory));
+    } else if (isWritable(libraryDirectory())) {
+        ok("log", directory + " can be made");
+    } else {
+        problem("log", directory + " is not there, and you may not make it: nothing is logged", mend);
+    }
+}
+
+void Doctor::checkLogFile(const std::string& file) {
+    if (isDirectory(file)) {
+        warn("log", file + " is a folder: the library writes PDA_T1.log and so on instead",
+             commandToMoveAway(file));
+    } else if (isThere(file) && !isWritable(file)) {
         warn("log", file + " cannot be written: the library writes PDA_T1.log and so on instead",
-             "sudo chown " + ownership() + " " + file);
+             "sudo chown " + ownership() + " " + shellWord(file));
     } else {
         ok("log", file + " can be written");
     }
@@ -148,7 +178,7 @@ void Doctor::checkNode() {
         warn("node",
              std::to_string(nodes.size()) + " nodes belong to USB devices " + ids + "; the last one, " +
                  m_node + ", is used. Unplug the others if that is the wrong one",
-             "udevadm info " + m_node);
+             "udevadm info " + shellWord(m_node));
     } else {
         ok("node", m_node + " belongs to USB device " + ids);
     }
@@ -161,8 +191,9 @@ void Doctor::checkPermissions() {
         m_isUsable = true;
         ok("permissions", "you may read and write " + m_node);
     } else {
-        problem("permissions", "you may not read and write " + m_node,
-                commandToWriteRule(m_ini.vendorId, m_ini.productId));
+        const Obstacle obstacle =
+            findObstacle(m_node, m_rules, commandToWriteRule(m_ini.vendorId, m_ini.productId));
+        problem("permissions", obstacle.text, obstacle.command);
     }
 }
 
@@ -186,20 +217,23 @@ void Doctor::checkUsers() {
 
 void Doctor::checkRules() {
     const std::string ids = m_ini.vendorId + ":" + m_ini.productId;
-    const std::vector<UdevRuleFile> files = findUdevRules(m_ini.vendorId, m_ini.productId);
-    for (const UdevRuleFile& file : files) {
-        const fs::path path(file.path);
-        if (file.isInTime()) {
+    const std::string mend = commandToWriteRule(m_ini.vendorId, m_ini.productId);
+    const bool reachesNode = std::any_of(m_rules.begin(), m_rules.end(),
+                                         [](const UdevRuleFile& file) { return file.reachesNode; });
+    for (const UdevRuleFile& file : m_rules) {
+        if (file.reachesNode && file.isInTime()) {
             ok("rules", file.path + " is for " + ids);
-        } else {
-            const fs::path earlier = path.parent_path() / "70-pdalink.rules";
+        } else if (file.reachesNode) {
             warn("rules", file.path + " comes too late: \"uaccess\" works before 73-seat-late.rules only",
-                 "sudo mv " + file.path + " " + earlier.string() + " && sudo udevadm control --reload");
+                 commandToMoveRule(file));
+        } else if (!reachesNode) {
+            warn("rules",
+                 file.path + " is for the USB device " + ids + ", and does not reach its hidraw node", mend);
         }
     }
-    if (files.empty()) {
+    if (m_rules.empty()) {
         warn("rules", "no udev rule is for " + ids + ", so the node's permissions are those of any device",
-             commandToWriteRule(m_ini.vendorId, m_ini.productId));
+             mend);
     }
 }
 

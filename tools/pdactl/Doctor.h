@@ -2,6 +2,7 @@
 
 #include "HidNodes.h"
 #include "IniFile.h"
+#include "UdevRules.h"
 
 #include <string>
 #include <vector>
@@ -35,6 +36,7 @@ private:
     void checkLibrary();
     void checkIni();
     void checkLog();
+    void checkLogFile(const std::string& file);
     void checkOrphans();
     void checkNode();
     void checkPermissions();
@@ -47,6 +49,7 @@ private:
 
     std::vector<Finding> m_findings;
     IniFile m_ini;
+    std::vector<UdevRuleFile> m_rules;
     std::string m_node;
     bool m_isSafe = true;
     bool m_isUsable = false;

@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "Doctor.h"
 #include "LibraryFiles.h"
+#include "ShellQuoting.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -18,7 +19,7 @@ Finding askTerminal(bool verbose) {
     const Code& code = *findCode("600002");
     const Outcome outcome = readAnswer(code, Host(verbose).request(makeRequest(code, {})));
     if (outcome.exitCode != Success) {
-        return {Health::Problem, "answer", outcome.message, "tail " + logDirectory() + "/PDA.log"};
+        return {Health::Problem, "answer", outcome.message, "tail " + shellWord(logDirectory() + "/PDA.log")};
     }
     return {Health::Ok, "answer", "the terminal answers: it is " + outcome.fields.front().value, ""};
 }

@@ -1,5 +1,7 @@
 #include "FieldTable.h"
 
+#include "log/JsonText.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -16,13 +18,18 @@ bool isList(const Field& field) {
     return !field.value.empty() && field.value.back() == ';';
 }
 
+/** The terminal's values must not play with the screen, nor pass for lines of their own. */
+QString shown(const std::string& value) {
+    return QString::fromStdString(log::printable(value));
+}
+
 Row singleValue(const Field& field) {
-    return {QString::fromStdString(field.name), QString::fromStdString(field.value)};
+    return {QString::fromStdString(field.name), shown(field.value)};
 }
 
 /** A field's name with its values below. */
 QStringList column(const Field& list) {
-    QStringList cells = QString::fromStdString(list.value).split(';');
+    QStringList cells = shown(list.value).split(';');
     cells.removeLast(); // nothing is behind the last ";"
     cells.prepend(QString::fromStdString(list.name));
     return cells;

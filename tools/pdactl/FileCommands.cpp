@@ -1,3 +1,4 @@
+#include "Argument.h"
 #include "Commands.h"
 #include "Failure.h"
 #include "FileTransfer.h"
@@ -57,13 +58,9 @@ std::string readFile(const std::string& path) {
     return bytes.str();
 }
 
-/** The information travels between tags as it is. */
-void requireHarmless(const std::string& info) {
-    if (info.find_first_of("<>") != std::string::npos) {
-        throw Failure(BadUsage, "\"" + info +
-                                    "\" cannot be sent as information: \"<\" and \">\" have a "
-                                    "meaning in the protocol. Give another text with --info.");
-    }
+void checkOrder(const FileOrder& order) {
+    requireSendable("--pda", order.pda);
+    requireSendable("--info (the file's name unless given)", order.info);
 }
 
 int finish(Outcome outcome, const Program& program, const std::string& file) {
@@ -76,13 +73,13 @@ int send(const Program& program, FileOptions options) {
     if (options.order.info.empty()) {
         options.order.info = fs::path(options.file).filename();
     }
-    requireHarmless(options.order.info);
+    checkOrder(options.order);
     const std::string bytes = readFile(options.file);
     return finish(sendFile(options.order, bytes, program.verbose), program, options.file);
 }
 
 int fetch(const Program& program, const FileOptions& options) {
-    requireHarmless(options.order.info);
+    checkOrder(options.order);
     return finish(fetchFile(options.order, options.file, program.verbose), program, options.file);
 }
 

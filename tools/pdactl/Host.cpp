@@ -1,6 +1,9 @@
 #include "Host.h"
 
 #include "DeviceCheck.h"
+#include "Endings.h"
+#include "IniFile.h"
+#include "LibraryFiles.h"
 
 #include <pdalink/analysis/PDAXMLAnalysis.h>
 
@@ -34,10 +37,12 @@ public:
         const int elsewhere = verbose ? ::dup(STDERR_FILENO) : ::open("/dev/null", O_WRONLY | O_CLOEXEC);
         (void)::dup2(elsewhere, STDOUT_FILENO);
         (void)::close(elsewhere);
+        setDocumentDescriptor(m_output);
     }
     OutputElsewhere(const OutputElsewhere&) = delete;
     OutputElsewhere& operator=(const OutputElsewhere&) = delete;
     ~OutputElsewhere() {
+        setDocumentDescriptor(-1);
         (void)std::fflush(stdout);
         (void)::dup2(m_output, STDOUT_FILENO);
         (void)::close(m_output);
@@ -58,6 +63,7 @@ Host::Host(bool verbose) : m_verbose(verbose), m_application(m_argumentCount, m_
 }
 
 void Host::call(const std::function<void()>& calls) const {
+    requireHarmlessIni(iniFile());
     requireNoOrphanNodes();
     const OutputElsewhere elsewhere(m_verbose);
     calls();

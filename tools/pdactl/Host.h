@@ -29,7 +29,7 @@ public:
     /** Carries out one JSON request, by the exported member, whose result the C entry keeps to itself. */
     Answer request(const std::string& json) const;
 
-    /** Runs something that calls the library. Throws when a device of this machine would end the process. */
+    /** Runs something that calls the library. Throws when the ini or a device would end the process. */
     void call(const std::function<void()>& calls) const;
 
 private:

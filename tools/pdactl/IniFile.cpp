@@ -1,8 +1,15 @@
 #include "IniFile.h"
 
+#include "Failure.h"
+#include "ShellQuoting.h"
+
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <fstream>
+#include <system_error>
 
 namespace pdactl {
 
@@ -12,10 +19,10 @@ constexpr std::size_t LongestValue = 15;
 constexpr std::size_t LongestName = 255;
 constexpr std::size_t LongestRest = 254;
 
-/** Without blanks at either end, and with one in place of several. Tabs and line ends are no blanks. */
+/** Up to a NUL, without blanks at either end, one in place of several. Tabs and line ends are no blanks. */
 std::string squeeze(const std::string& text) {
     std::string squeezed;
-    for (const char character : text) {
+    for (const char character : text.substr(0, text.find('\0'))) {
         if (character != ' ' || (!squeezed.empty() && squeezed.back() != ' ')) {
             squeezed += character;
         }
@@ -44,7 +51,9 @@ void takeLine(IniFile& ini, const std::string& line, int number, const char* key
     const bool isKey = squeeze(line.substr(0, equals)) == key;
     if (equals > LongestName || line.size() - equals - 1 > LongestRest ||
         (isKey && value.size() > LongestValue)) {
-        ini.fatalLines.push_back(number);
+        if (ini.fatalLines.empty() || ini.fatalLines.back() != number) {
+            ini.fatalLines.push_back(number);
+        }
     } else if (isKey) {
         id = withoutPrefix(value);
     }
@@ -54,8 +63,12 @@ void takeLine(IniFile& ini, const std::string& line, int number, const char* key
 
 IniFile readIni(const std::string& path) {
     IniFile ini;
+    ini.path = path;
+    ini.isThere = ::access(path.c_str(), F_OK) == 0;
+    ini.isReadable = ::access(path.c_str(), R_OK) == 0;
+    std::error_code unknown;
+    ini.isDirectory = std::filesystem::is_directory(path, unknown);
     std::ifstream file(path);
-    ini.isThere = file.is_open();
     int number = 0;
     for (std::string line; std::getline(file, line);) {
         ++number;
@@ -68,6 +81,27 @@ IniFile readIni(const std::string& path) {
 bool isUsbId(const std::string& id) {
     return id.size() == 4 &&
            std::all_of(id.begin(), id.end(), [](unsigned char digit) { return std::isxdigit(digit) != 0; });
+}
+
+std::string describeFatalLines(const IniFile& ini) {
+    return ini.path + ", line " + std::to_string(ini.fatalLines.front()) +
+           ": too long, the library ends every program that reads it";
+}
+
+std::string commandToDeleteFatalLines(const IniFile& ini) {
+    std::string script;
+    for (const int line : ini.fatalLines) {
+        script += (script.empty() ? "" : ";") + std::to_string(line) + "d";
+    }
+    return "sudo sed -i " + shellWord(script) + " " + shellWord(ini.path);
+}
+
+void requireHarmlessIni(const std::string& path) {
+    const IniFile ini = readIni(path);
+    if (!ini.fatalLines.empty()) {
+        throw Failure(LocalFailure, describeFatalLines(ini) + ". Correct the line, or take it out:\n  " +
+                                        commandToDeleteFatalLines(ini));
+    }
 }
 
 } // namespace pdactl

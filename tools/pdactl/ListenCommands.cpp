@@ -1,3 +1,4 @@
+#include "Argument.h"
 #include "Commands.h"
 #include "Failure.h"
 #include "Listener.h"
@@ -68,6 +69,7 @@ void addLoginWait(Program& program) {
 
 int answer(const Program& program, const std::string& code, std::string number) {
     std::string verdict = requireCode(code);
+    requireSendable("--pda", number);
     Outcome outcome;
     Host(program.verbose).call([&] {
         CPDAXMLAnalysis library;

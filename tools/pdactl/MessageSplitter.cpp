@@ -12,14 +12,14 @@ constexpr int HeaderDigits = 10; // length and type
 constexpr int HeaderLength = 50;
 constexpr std::chrono::seconds Patience{5};
 
-bool isDigit(QChar character) {
+bool isLengthDigit(QChar character) {
     return character >= QLatin1Char('0') && character <= QLatin1Char('9');
 }
 
 /** Whether a message can begin here, as far as the text tells. */
 bool canBegin(const QString& text, int begin) {
     const int known = std::min(text.size() - begin, HeaderDigits);
-    if (!std::all_of(text.begin() + begin, text.begin() + begin + known, isDigit)) {
+    if (!std::all_of(text.begin() + begin, text.begin() + begin + known, isLengthDigit)) {
         return false;
     }
     if (known < LengthDigits) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
@@ -28,19 +29,6 @@ bool isSameFile(const fs::path& path, const struct stat& wanted) {
            status.st_ino == wanted.st_ino;
 }
 
-/**
- * A node that is a pseudo-terminal is a simulated one: who has its other end is the device itself.
- *
- * Read without asking first whether it is a link: where nodes are simulated, that would be denied.
- */
-bool isPseudoTerminal(const std::string& node) {
-    constexpr std::string_view Place = "/dev/pts/";
-    std::array<char, 64> target{};
-    const ssize_t length = ::readlink(node.c_str(), target.data(), target.size());
-    return length > 0 &&
-           std::string_view(target.data(), static_cast<std::size_t>(length)).substr(0, Place.size()) == Place;
-}
-
 bool hasOtherEnd(const fs::path& descriptor) {
     std::error_code gone;
     return fs::read_symlink(descriptor, gone).filename() == "ptmx";
@@ -55,13 +43,24 @@ std::string nameOf(const fs::path& process) {
 
 } // namespace
 
+// Where devices are simulated, a link that leads nowhere any more is seen only below their own directory.
+bool isSimulated(const std::string& node) {
+    constexpr std::string_view PseudoTerminals = "/dev/pts/";
+    const char* const root = std::getenv("UMOCKDEV_DIR");
+    const std::string path = (root != nullptr ? root : "") + node;
+    std::array<char, 64> target{};
+    const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
+    return length > 0 && std::string_view(target.data(), static_cast<std::size_t>(length))
+                                 .substr(0, PseudoTerminals.size()) == PseudoTerminals;
+}
+
 NodeUsers findUsersOf(const std::string& node) {
     NodeUsers found;
     struct stat wanted {};
     if (::stat(node.c_str(), &wanted) != 0) {
         return found;
     }
-    const bool isSimulated = isPseudoTerminal(node);
+    const bool isPseudoTerminal = isSimulated(node); // who has its other end is the device itself
     std::error_code missing;
     for (const fs::directory_entry& process : fs::directory_iterator("/proc", missing)) {
         const std::string id = process.path().filename();
@@ -75,7 +74,7 @@ NodeUsers findUsersOf(const std::string& node) {
             continue;
         }
         const std::vector<fs::path> files(begin(descriptors), end(descriptors));
-        const bool isDevice = isSimulated && std::any_of(files.begin(), files.end(), hasOtherEnd);
+        const bool isDevice = isPseudoTerminal && std::any_of(files.begin(), files.end(), hasOtherEnd);
         if (!isDevice && std::any_of(files.begin(), files.end(),
                                      [&](const fs::path& file) { return isSameFile(file, wanted); })) {
             found.users.push_back({std::stoi(id), nameOf(process.path())});

@@ -17,6 +17,9 @@ struct NodeUsers {
     int hiddenProcesses = 0;
 };
 
+/** Whether a node is none of the kernel's, but that of a simulated device. */
+bool isSimulated(const std::string& node);
+
 /** Looks through /proc. */
 NodeUsers findUsersOf(const std::string& node);
 

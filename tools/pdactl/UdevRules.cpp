@@ -1,5 +1,10 @@
 #include "UdevRules.h"
 
+#include "ShellQuoting.h"
+#include "UdevRuleLine.h"
+
+#include <grp.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -15,8 +20,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The first hides files of the same name in the second.
-constexpr std::array Places{"/etc/udev/rules.d", "/usr/lib/udev/rules.d"};
+// Each hides files of the same name in those behind it.
+constexpr std::array Places{"/etc/udev/rules.d", "/run/udev/rules.d", "/usr/local/lib/udev/rules.d",
+                            "/usr/lib/udev/rules.d"};
+
+constexpr const char* HostGroup = "plugdev";
 
 // The file in which the seat's rules turn the tag into permissions.
 constexpr const char* SeatRules = "73-seat-late.rules";
@@ -54,14 +62,53 @@ std::vector<std::string> rulesIn(const fs::path& path) {
     return rules;
 }
 
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
+bool tagsForLogin(const RuleLine& rule) {
+    return std::any_of(rule.begin(), rule.end(), [](const RulePart& part) {
+        return part.key == "TAG" && !part.isCondition() && part.operation != "-=" && part.value == "uaccess";
+    });
 }
 
-bool namesIds(const std::string& rule, const std::string& vendorId, const std::string& productId) {
-    const std::string text = lowerCase(rule);
-    return contains(text, "\"" + lowerCase(vendorId) + "\"") &&
-           contains(text, "\"" + lowerCase(productId) + "\"");
+bool grants(const RuleLine& rule) {
+    constexpr std::array Keys{"MODE", "GROUP", "OWNER"};
+    return tagsForLogin(rule) || std::any_of(Keys.begin(), Keys.end(), [&rule](const char* key) {
+               return !assigned(rule, key).empty();
+           });
+}
+
+/** Without a mode, udev lets the group do all that the owner may. */
+void takeGrants(UdevRuleFile& file, const RuleLine& rule) {
+    constexpr unsigned long ReadAndWrite = 6;
+    constexpr unsigned int GroupShift = 3;
+    const std::string text = assigned(rule, "MODE");
+    const std::string group = assigned(rule, "GROUP");
+    const unsigned long mode = text.empty() ? 0 : std::strtoul(text.c_str(), nullptr, 8);
+    const bool isForGroup = text.empty() || ((mode >> GroupShift) & ReadAndWrite) == ReadAndWrite;
+    file.grantsToAll = file.grantsToAll || (mode & ReadAndWrite) == ReadAndWrite;
+    file.group = !group.empty() && isForGroup ? group : file.group;
+    file.grantsByLogin = file.grantsByLogin || tagsForLogin(rule);
+}
+
+/** Whether any rule of the file is for the device; what those grant that reach its hidraw node. */
+bool readRules(UdevRuleFile& file, const std::string& vendorId, const std::string& productId) {
+    bool isNamed = false;
+    std::string label; // at which udev goes on with a hidraw node
+    for (const std::string& text : rulesIn(file.path)) {
+        const RuleLine rule = parseRule(text);
+        if (assigned(rule, "LABEL") == label) {
+            label.clear();
+        }
+        if (label.empty() && alwaysMeetsHidraw(rule)) {
+            label = assigned(rule, "GOTO");
+        }
+        if (namesDevice(rule, vendorId, productId) && grants(rule)) {
+            isNamed = true;
+            if (label.empty() && canMeetHidraw(rule)) {
+                file.reachesNode = true;
+                takeGrants(file, rule);
+            }
+        }
+    }
+    return isNamed;
 }
 
 /** Name to path, in the order in which udev reads them. */
@@ -81,22 +128,15 @@ std::map<std::string, fs::path> ruleFiles() {
 } // namespace
 
 bool UdevRuleFile::isInTime() const {
-    return grantsByMode || !grantsByLogin || fs::path(path).filename() < SeatRules;
+    return grantsToAll || !group.empty() || !grantsByLogin || fs::path(path).filename() < SeatRules;
 }
 
 std::vector<UdevRuleFile> findUdevRules(const std::string& vendorId, const std::string& productId) {
     std::vector<UdevRuleFile> found;
     for (const auto& [name, path] : ruleFiles()) {
-        UdevRuleFile file{path};
-        bool isNamed = false;
-        for (const std::string& rule : rulesIn(path)) {
-            if (namesIds(rule, vendorId, productId)) {
-                isNamed = true;
-                file.grantsByMode = file.grantsByMode || contains(rule, "MODE") || contains(rule, "GROUP");
-                file.grantsByLogin = file.grantsByLogin || contains(rule, "uaccess");
-            }
-        }
-        if (isNamed) {
+        UdevRuleFile file;
+        file.path = path;
+        if (readRules(file, vendorId, productId)) {
             found.push_back(file);
         }
     }
@@ -104,11 +144,21 @@ std::vector<UdevRuleFile> findUdevRules(const std::string& vendorId, const std::
 }
 
 std::string commandToWriteRule(const std::string& vendorId, const std::string& productId) {
-    return R"(echo 'SUBSYSTEM=="hidraw", ATTRS{idVendor}==")" + lowerCase(vendorId) +
-           "\", ATTRS{idProduct}==\"" + lowerCase(productId) +
-           "\", MODE=\"0660\", GROUP=\"plugdev\", TAG+=\"uaccess\"' | "
-           "sudo tee /etc/udev/rules.d/70-pdalink.rules && sudo udevadm control --reload && "
-           "sudo udevadm trigger --subsystem-match=hidraw";
+    const std::string makeGroup =
+        ::getgrnam(HostGroup) == nullptr ? std::string("sudo groupadd -r ") + HostGroup + " && " : "";
+    return makeGroup + R"(echo 'SUBSYSTEM=="hidraw", ATTRS{idVendor}==")" + lowerCase(vendorId) +
+           R"(", ATTRS{idProduct}==")" + lowerCase(productId) + R"(", MODE="0660", GROUP=")" + HostGroup +
+           R"(", TAG+="uaccess"' | sudo tee )" +
+           shellWord(rootDirectory() + Places[0] + "/70-pdalink.rules") + " && " + commandToApplyRules();
+}
+
+std::string commandToApplyRules() {
+    return "sudo udevadm control --reload && sudo udevadm trigger --subsystem-match=hidraw";
+}
+
+std::string commandToMoveRule(const UdevRuleFile& file) {
+    const fs::path earlier = fs::path(file.path).parent_path() / "70-pdalink.rules";
+    return "sudo mv " + shellWord(file.path) + " " + shellWord(earlier) + " && " + commandToApplyRules();
 }
 
 } // namespace pdactl

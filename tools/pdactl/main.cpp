@@ -1,9 +1,13 @@
 #include "Commands.h"
+#include "Endings.h"
 #include "Failure.h"
 #include "Host.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <exception>
@@ -57,11 +61,32 @@ std::string adviceOnCommands(const CLI::App& app) {
     return mistake + ". There are: " + known + ". '" + name + " --help' tells what each does.";
 }
 
+/** A standard stream that is closed would be the next file that is opened, the library's log for example. */
+void openStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) < 0) {
+            // Which takes the lowest free number. Not to be written to: what gets lost there is no success.
+            (void)::open("/dev/null", stream == STDOUT_FILENO ? O_RDONLY : O_RDWR);
+        }
+    }
+}
+
+/** What was printed has to arrive. */
+void requireOutput() {
+    if (!std::cout.flush()) {
+        throw pdactl::Failure(pdactl::LocalFailure,
+                              "Standard output cannot be written. Look whether its disk "
+                              "is full, and give it another place.");
+    }
+}
+
 int run(int argc, char** argv) {
     CLI::App app("Drives a handheld terminal for valuables bags through the library pdalink.", "pdactl");
     pdactl::Program program{app};
-    app.add_flag("--json", program.asJson, "print exactly one JSON document on standard output");
-    app.add_flag("--verbose", program.verbose, "show the library's own lines on standard error");
+    app.add_flag("--json", program.asJson, "print exactly one JSON document on standard output")
+        ->disable_flag_override();
+    app.add_flag("--verbose", program.verbose, "show the library's own lines on standard error")
+        ->disable_flag_override();
     app.require_subcommand(1);
     app.fallthrough();
     pdactl::addCallCommand(program);
@@ -77,19 +102,25 @@ int run(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {
-        return app.exit(help);
+        (void)app.exit(help);
+        requireOutput();
+        return pdactl::Success;
     } catch (const CLI::ParseError& mistake) {
         const std::string advice = adviceOnCommands(app);
         throw pdactl::Failure(pdactl::BadUsage, !advice.empty() ? advice
                                                                 : std::string(mistake.what()) +
                                                                       ". Add --help to see what fits.");
     }
-    return program.action();
+    pdactl::handleEndings(program.asJson);
+    const int exitCode = program.action();
+    requireOutput();
+    return exitCode;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    openStandardStreams();
     pdactl::silenceLibrary();
     int exitCode = pdactl::LocalFailure;
     std::string message;

@@ -134,6 +134,7 @@ TEST(LogCommand, RefusesBadUsageAndSaysWhatToDo) {
         {{log.copy(1), "--follow"}, 2, "--follow takes one log that is being written"},
         {{log.base(), "--redact", log.copy(1)}, 2, "is the log itself"},
         {{log.base(), "--html", log.base()}, 2, "is the log itself"},
+        {{log.base(), "--html", "/tmp/../tmp/x", "--redact", "/tmp/x"}, 2, "name the same file"},
         {{log.base(), "--html", "/no/such/folder/x"}, 1, "Cannot write '/no/such/folder/x'"},
     };
     for (const Case& wrong : cases) {

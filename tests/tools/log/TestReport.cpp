@@ -89,6 +89,9 @@ TEST(Filters, TakeTimes) {
     day.setUntil("2026-01-02");
     EXPECT_EQ(kept(day), "GetInfo GetKeyVerificationValue GetLockInfo ");
     EXPECT_TRUE(contains(failureOf(BadUsage, [&] { day.setSince("today"); }), "'today' is no time"));
+    EXPECT_TRUE(contains(failureOf(BadUsage, [&] { day.setSince("2026-01-03"); }), "later than --until"));
+    EXPECT_TRUE(
+        contains(failureOf(BadUsage, [&] { since.setUntil("2026-01-02T03:04"); }), "later than --until"));
     Filter failed;
     failed.setOnlyFailed();
     EXPECT_EQ(kept(failed), "GetKeyVerificationValue GetLockInfo ");

@@ -90,10 +90,18 @@ void Filter::setResults(const std::vector<std::string>& results) {
 
 void Filter::setSince(const std::string& moment) {
     m_since = momentOf(moment).first;
+    requireOrder();
 }
 
 void Filter::setUntil(const std::string& moment) {
     m_until = momentOf(moment).last;
+    requireOrder();
+}
+
+void Filter::requireOrder() const {
+    if (m_since && m_until && *m_since > *m_until) {
+        throw Failure(BadUsage, "--since is later than --until, so nothing is between them. Swap them.");
+    }
 }
 
 bool Filter::matches(const Exchange& exchange) const {

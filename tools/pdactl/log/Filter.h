@@ -15,7 +15,10 @@ public:
     void setCodes(const std::vector<std::string>& codes);
     /** Outcomes, the library's results or the terminal's codes. Throws Failure for what is none of them. */
     void setResults(const std::vector<std::string>& results);
-    /** From the beginning of a moment on, and up to its end. Throw Failure for what is no moment. */
+    /**
+     * From the beginning of a moment on, and up to its end. Throw Failure for what is no moment, and when
+     * nothing is between them.
+     */
     void setSince(const std::string& moment);
     void setUntil(const std::string& moment);
     void setOnlyFailed() { m_isOnlyFailed = true; }
@@ -23,6 +26,8 @@ public:
     bool matches(const Exchange& exchange) const;
 
 private:
+    void requireOrder() const;
+
     std::vector<std::string> m_codes;
     std::vector<std::string> m_results;
     std::optional<Time> m_since;

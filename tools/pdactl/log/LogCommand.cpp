@@ -120,6 +120,15 @@ void requireOther(const std::string& output, const std::vector<LogSet>& logs) {
     }
 }
 
+/** The second would take the place of the first. */
+void requireDifferent(const std::string& page, const std::string& copy) {
+    std::error_code error;
+    if (!page.empty() && !copy.empty() &&
+        std::filesystem::weakly_canonical(page, error) == std::filesystem::weakly_canonical(copy, error)) {
+        throw Failure(BadUsage, "--html and --redact name the same file. Name two.");
+    }
+}
+
 void writeCopy(const std::vector<LogSet>& logs, const std::string& path) {
     std::string bytes;
     for (const LogSet& log : logs) {
@@ -160,6 +169,7 @@ int show(const Options& options, bool asJson) {
             requireOther(output, logs);
         }
     }
+    requireDifferent(options.page, options.copy);
     if (!options.copy.empty()) {
         writeCopy(logs, options.copy);
     }

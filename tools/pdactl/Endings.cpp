@@ -1,0 +1,75 @@
+#include "Endings.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <climits>
+#include <csignal>
+#include <string_view>
+
+namespace pdactl {
+
+namespace {
+
+struct Ending {
+    int signalNumber;
+    std::string_view document;
+};
+
+// Complete texts: a signal handler must not compose any. The exit code is the one that a shell shows.
+constexpr std::array<Ending, 4> Endings{{
+    {SIGHUP, "{\n    \"exitCode\": 129,\n    \"message\": \"Ended by the signal SIGHUP.\"\n}\n"},
+    {SIGINT, "{\n    \"exitCode\": 130,\n    \"message\": \"Ended by the signal SIGINT.\"\n}\n"},
+    {SIGQUIT, "{\n    \"exitCode\": 131,\n    \"message\": \"Ended by the signal SIGQUIT.\"\n}\n"},
+    {SIGTERM, "{\n    \"exitCode\": 143,\n    \"message\": \"Ended by the signal SIGTERM.\"\n}\n"},
+}};
+static_assert(SIGHUP == 1 && SIGINT == 2 && SIGQUIT == 3 && SIGTERM == 15);
+
+// What the handler can reach; it may run in any thread.
+std::array<char, PATH_MAX> g_temporaryPath{};
+std::atomic<bool> g_asJson{false};
+std::atomic<int> g_documentDescriptor{-1};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler must not wait for a lock");
+
+void writeDocument(int signalNumber) {
+    const int descriptor = g_documentDescriptor.exchange(-1);
+    for (const Ending& ending : Endings) {
+        if (ending.signalNumber == signalNumber && g_asJson && descriptor >= 0) {
+            (void)!::write(descriptor, ending.document.data(), ending.document.size());
+        }
+    }
+}
+
+void end(int signalNumber) {
+    if (g_temporaryPath[0] != '\0') {
+        (void)::unlink(g_temporaryPath.data());
+    }
+    writeDocument(signalNumber);
+    (void)std::signal(signalNumber, SIG_DFL);
+    (void)::raise(signalNumber);
+}
+
+} // namespace
+
+void handleEndings(bool asJson) {
+    g_asJson = asJson;
+    for (const Ending& ending : Endings) {
+        if (std::signal(ending.signalNumber, end) == SIG_IGN) {
+            (void)std::signal(ending.signalNumber, SIG_IGN);
+        }
+    }
+}
+
+void setTemporaryFile(const std::string& path) {
+    if (path.size() < g_temporaryPath.size()) { // no file has a longer one
+        std::copy_n(path.c_str(), path.size() + 1, g_temporaryPath.begin());
+    }
+}
+
+void setDocumentDescriptor(int descriptor) {
+    g_documentDescriptor = descriptor;
+}
+
+} // namespace pdactl
