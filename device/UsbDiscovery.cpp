@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <libudev.h>
 #include <memory>
+#include <optional>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -79,8 +79,10 @@ bool matches(const QString& id, const std::string& attribute) {
     return !id.isEmpty() && id.compare(QString::fromStdString(attribute), Qt::CaseInsensitive) == 0;
 }
 
-/// The node of the device at `path` if it is the terminal, otherwise empty.
-QString nodeIfTerminal(udev* context, const char* path, const QString& vid, const QString& pid) {
+/// The node of the device at `path` if it is the terminal, empty when that has none; nothing for another
+/// device.
+std::optional<QString> nodeIfTerminal(udev* context, const char* path, const QString& vid,
+                                      const QString& pid) {
     const UdevPointer<udev_device> device(udev_device_new_from_syspath(context, path));
     if (!device) {
         return {}; // unplugged since it was listed
@@ -90,15 +92,17 @@ QString nodeIfTerminal(udev* context, const char* path, const QString& vid, cons
     // The parent belongs to the device and is not released on its own.
     udev_device* parent = udev_device_get_parent_with_subsystem_devtype(device.get(), "usb", "usb_device");
     if (parent == nullptr) {
-        if (access(path, F_OK) != 0) {
+        if (!UdevPointer<udev_device>(udev_device_new_from_syspath(context, path))) {
             return {}; // unplugged since it was opened
         }
         endProcess("Unable to find parent usb device.");
     }
     const UsbAttributes usb(parent);
     report(usb);
-    const bool found = matches(vid, usb.idVendor) && matches(pid, usb.idProduct);
-    return found ? QString::fromStdString(node) : QString();
+    if (!matches(vid, usb.idVendor) || !matches(pid, usb.idProduct)) {
+        return {};
+    }
+    return QString::fromStdString(node);
 }
 
 } // namespace
@@ -116,9 +120,9 @@ QString findUsbDevice(const QString& vid, const QString& pid) {
     udev_list_entry* entry = nullptr;
     udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration.get())) {
         std::puts("+++++++++++++++++");
-        const QString node = nodeIfTerminal(context.get(), udev_list_entry_get_name(entry), vid, pid);
-        if (!node.isEmpty()) {
-            result = node; // the walk goes on: of several interfaces with these ids the last one is used
+        const auto node = nodeIfTerminal(context.get(), udev_list_entry_get_name(entry), vid, pid);
+        if (node) {
+            result = *node; // the walk goes on: of several interfaces with these ids the last one is used
         }
     }
     return result;

@@ -42,12 +42,17 @@ UNWATCHED bool isDescriptor(int descriptor) {
 }
 
 /// Calls what is intercepted before a call, if anything is.
-template <typename... Parameters, typename... Arguments>
-void step(std::function<void(Parameters...)> Interception::*member, const Arguments&... arguments) {
+void step(std::function<void()> Interception::*member) {
     const Interception* const current = g_current.load();
     if (current != nullptr && current->*member) {
-        (current->*member)(arguments...);
+        (current->*member)();
     }
+}
+
+/// The same for a call with a device's path. Returns true when the call is to fail.
+bool isToFail(std::function<bool(const std::string&)> Interception::*member, const char* path) {
+    const Interception* const current = g_current.load();
+    return current != nullptr && current->*member && (current->*member)(path);
 }
 
 template <typename Function>
@@ -90,8 +95,7 @@ UNWATCHED_DEFINITION struct udev_device* udev_device_new_from_syspath(struct ude
                                                                       const char* syspath) {
     using Function = struct udev_device*(struct udev*, const char*);
     static auto* const real = realFunction<Function>("udev_device_new_from_syspath");
-    step(&Interception::newDevice, syspath);
-    return real(udev, syspath);
+    return isToFail(&Interception::newDevice, syspath) ? nullptr : real(udev, syspath);
 }
 
 UNWATCHED_DEFINITION struct udev_device*
@@ -99,8 +103,8 @@ udev_device_get_parent_with_subsystem_devtype(struct udev_device* udev_device, c
                                               const char* devtype) {
     using Function = struct udev_device*(struct udev_device*, const char*, const char*);
     static auto* const real = realFunction<Function>("udev_device_get_parent_with_subsystem_devtype");
-    step(&Interception::parentLookup, ::udev_device_get_syspath(udev_device));
-    return real(udev_device, subsystem, devtype);
+    const bool fails = isToFail(&Interception::parentLookup, ::udev_device_get_syspath(udev_device));
+    return fails ? nullptr : real(udev_device, subsystem, devtype);
 }
 
 UNWATCHED_DEFINITION int open(const char* path, int flags, ...) {

@@ -13,10 +13,10 @@ namespace pdalink::test {
 struct Interception {
     /// Makes udev_new fail.
     bool noUdev = false;
-    /// Before udev_device_new_from_syspath, with the path.
-    std::function<void(const std::string&)> newDevice;
-    /// Before udev_device_get_parent_with_subsystem_devtype, with the device's path.
-    std::function<void(const std::string&)> parentLookup;
+    /// Before udev_device_new_from_syspath, with the path; true makes it fail.
+    std::function<bool(const std::string&)> newDevice;
+    /// Before udev_device_get_parent_with_subsystem_devtype, with the device's path; true makes it fail.
+    std::function<bool(const std::string&)> parentLookup;
     /// Before open(2) of this path.
     std::string openedPath;
     std::function<void()> openFile;

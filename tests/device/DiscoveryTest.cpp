@@ -150,6 +150,20 @@ TEST_F(DiscoveryTest, ADeviceWithoutANodePrintsAnEmptyPathAndIsNotFound) {
                 StartsWith("****************\n+++++++++++++++++\nDevice Node Path: \n VID/PID: 1209"));
 }
 
+TEST_F(DiscoveryTest, ALaterMatchWithoutANodeLeavesNothingFound) {
+    add("1209", "0001");
+    const auto last = add("1209", "0001");
+    pdalink::test::writeFile(hidrawDirectory(testBed().nodePath(last)) / "uevent", "");
+    EXPECT_EQ(find(), "");
+}
+
+TEST_F(DiscoveryTest, AnEarlierMatchWithoutANodeDoesNotHideALaterOne) {
+    const auto first = add("1209", "0001");
+    const auto last = add("1209", "0001");
+    pdalink::test::writeFile(hidrawDirectory(testBed().nodePath(first)) / "uevent", "");
+    EXPECT_EQ(find(), testBed().nodePath(last));
+}
+
 TEST_F(DiscoveryTest, ADanglingClassEntryIsPassedOver) {
     testBed().addDanglingEntry("hidraw7");
     EXPECT_EQ(find(), "");

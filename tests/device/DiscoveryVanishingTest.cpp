@@ -34,6 +34,16 @@ protected:
         interception.parentLookup = unplugging();
         pdalink::test::intercept(interception);
     }
+    /// Udev does not know the device any more, whatever the file system still shows.
+    void forgetWhenItsParentIsLookedUp() {
+        pdalink::test::Interception interception;
+        interception.parentLookup = [this](const std::string& path) {
+            m_isGone = m_isGone || isVanishing(path);
+            return isVanishing(path);
+        };
+        interception.newDevice = [this](const std::string& path) { return m_isGone && isVanishing(path); };
+        pdalink::test::intercept(interception);
+    }
     bool isGone() const { return m_isGone; }
     void plugInAgain() {
         testBed().replug(m_vanishing);
@@ -41,13 +51,17 @@ protected:
     }
 
 private:
-    std::function<void(const std::string&)> unplugging() {
+    bool isVanishing(const std::string& path) const {
+        return std::filesystem::path(path).filename() == m_sysfsName;
+    }
+    std::function<bool(const std::string&)> unplugging() {
         return [this](const std::string& path) {
             // Once: the test bed makes the same call when it takes the device away.
-            if (!m_isGone && std::filesystem::path(path).filename() == m_sysfsName) {
+            if (!m_isGone && isVanishing(path)) {
                 m_isGone = true;
                 testBed().unplug(m_vanishing);
             }
+            return false;
         };
     }
 
@@ -74,6 +88,14 @@ TEST_F(DiscoveryVanishing, BeforeItsParentIsLookedUpIsSkipped) {
     ASSERT_TRUE(isGone());
     EXPECT_EQ(countOf("+++++++++++++++++\n", printed()), 3);
     EXPECT_EQ(countOf(" VID/PID: ", printed()), 2);
+    EXPECT_THAT(printed(), Not(HasSubstr("Unable")));
+}
+
+TEST_F(DiscoveryVanishing, IsSkippedWhenOnlyUdevKnowsThatItIsGone) {
+    const auto other = add("1209", "0002");
+    forgetWhenItsParentIsLookedUp();
+    EXPECT_EQ(find("1209", "0002"), testBed().nodePath(other));
+    ASSERT_TRUE(isGone());
     EXPECT_THAT(printed(), Not(HasSubstr("Unable")));
 }
 
