@@ -23,6 +23,7 @@ add_library(pdalink_objects OBJECT
     device/UsbDiscovery.cpp
     interface/Interface.cpp
     interface/ProcessState.cpp
+    util/Descriptor.cpp
     util/FileLog.cpp
     util/HexCodec.cpp
     util/LockConfig.cpp
