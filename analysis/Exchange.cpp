@@ -1,6 +1,7 @@
 #include "analysis/Exchange.h"
 
 #include "analysis/MessageEnvelope.h"
+#include "device/Channel.h"
 #include "device/HIDDevice.h"
 #include "util/FileLog.h"
 #include "util/Util.h"
@@ -35,6 +36,24 @@ void logRequest(const char* label, const QByteArray& message) {
     g_PDA_Log.AddLog(pdalink::Info, line.c_str()); // AddLogEx has a bound
 }
 
+/// Builds the message, raises the task flag and opens the channel if need be. Returns the bytes to be sent.
+QByteArray prepare(const Transaction& transaction, const Inputs& inputs) {
+    const QString request = buildRequest(transaction, inputs);
+    QByteArray bytes = transaction.content == Content::Bytes ? request.toLatin1() : request.toUtf8();
+    m_PerformTasksYN = 1;
+    openChannel();
+    if (transaction.sendLabel != nullptr) {
+        logRequest(transaction.sendLabel, bytes);
+    }
+    return bytes;
+}
+
+bool send(const Transaction& transaction, const QByteArray& bytes) {
+    return transaction.content == Content::Bytes
+               ? pdalink::channel::sendBytes(bytes.constData(), bytes.size())
+               : pdalink::channel::sendText(bytes);
+}
+
 } // namespace
 
 QString Reply::field(const char* tag) const {
@@ -51,25 +70,22 @@ void logMessage(const std::string& line) {
 
 void openChannel() {
     if (!g_hidRun) {
-        g_HIDDevice.openHidDevice();
+        pdalink::channel::open();
         CUtil::Delay_MSec(kOpeningTime);
     }
 }
 
 bool sendRequest(const Transaction& transaction, const Inputs& inputs) {
-    const QString request = buildRequest(transaction, inputs);
-    QByteArray bytes = transaction.content == Content::Bytes ? request.toLatin1() : request.toUtf8();
-    m_PerformTasksYN = 1;
-    openChannel();
-    if (transaction.sendLabel != nullptr) {
-        logRequest(transaction.sendLabel, bytes);
+    const QByteArray message = prepare(transaction, inputs);
+    if (g_isBufferCome) {
+        g_PDA_Log.AddLog(pdalink::Warning,
+                         "an earlier message was not taken: the wait for the reply is cut short");
     }
-    return transaction.content == Content::Bytes ? g_HIDDevice.SendData(bytes.data(), bytes.size())
-                                                 : g_HIDDevice.SendData(request);
+    return send(transaction, message);
 }
 
 int sendOnly(const Transaction& message, const Inputs& inputs) {
-    if (!sendRequest(message, inputs)) {
+    if (!send(message, prepare(message, inputs))) {
         return kNotSent;
     }
     m_PerformTasksYN = 0;
@@ -92,7 +108,7 @@ std::optional<Reply> acceptReply(const Transaction& transaction, const QString& 
 std::optional<Reply> receiveReply(const Transaction& transaction) {
     QString received;
     for (int wait = 0; wait < static_cast<int>(transaction.waits) && received.isEmpty(); ++wait) {
-        received = g_HIDDevice.getBuffer();
+        received = pdalink::channel::receive();
     }
     return acceptReply(transaction, received);
 }

@@ -2,7 +2,7 @@
 #include "analysis/FilePackets.h"
 #include "analysis/Lists.h"
 #include "analysis/Transactions.h"
-#include "device/HIDDevice.h"
+#include "device/Channel.h"
 #include "util/FileLog.h"
 
 #include <algorithm>
@@ -123,7 +123,7 @@ private:
     QString takeBuffer() {
         QString received;
         while (m_waitBudget > 0 && received.isEmpty()) {
-            received = g_HIDDevice.getBuffer();
+            received = pdalink::channel::receive();
             m_waitBudget -= received.isEmpty() ? 1 : 0;
         }
         return received;

@@ -1,11 +1,12 @@
 #include "analysis/MessageEnvelope.h"
 
 #include "analysis/ResultStores.h"
+#include "util/MessageLength.h"
 #include "util/Util.h"
 
 namespace {
 
-constexpr int kLengthDigits = 6;
+using pdalink::kLengthDigits;
 constexpr int kTypeDigits = 4;
 
 // Behind length and type every message carries the factory code, 24 zeros, 8 blanks and "05".
@@ -48,8 +49,7 @@ QString MessageEnvelope::message() const {
 }
 
 qint64 MessageEnvelope::longestBody() {
-    constexpr qint64 longest = 999999; // by six digits
-    return longest - kLengthDigits - head("0000", nextSequenceNumber()).size();
+    return qint64{pdalink::kMaxMessageLength} - kLengthDigits - head("0000", nextSequenceNumber()).size();
 }
 
 QString MessageEnvelope::typeOf(const QString& message) {

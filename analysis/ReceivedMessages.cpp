@@ -1,6 +1,6 @@
 #include "analysis/Exchange.h"
 #include "analysis/Transactions.h"
-#include "device/HIDDevice.h"
+#include "device/ReceiveBuffer.h"
 #include "util/Util.h"
 
 #include <algorithm>
@@ -142,13 +142,13 @@ int receive(const Handler& handler, const char* text, QString* slots) {
         }
         const std::vector<QString> values = valuesOf(handler, text);
         if (handler.clearing == Clearing::BeforeStoring) {
-            g_HIDDevice.clearBuffer();
+            pdalink::emptyBuffer();
         }
         if (slots != nullptr) {
             std::copy(values.begin(), values.end(), slots);
         }
         if (handler.clearing == Clearing::AfterStoring) {
-            g_HIDDevice.clearBuffer();
+            pdalink::emptyBuffer();
         }
         if (handler.isFinished != nullptr) {
             *handler.isFinished = false;

@@ -19,14 +19,22 @@ add_library(pdalink_objects OBJECT
     analysis/TerminalInfo.cpp
     analysis/TransactionTable.cpp
     analysis/Values.cpp
+    device/Channel.cpp
     device/HIDDevice.cpp
+    device/ReceiveBuffer.cpp
+    device/Receiver.cpp
+    device/Senders.cpp
+    device/ThreadStack.cpp
     device/UsbDiscovery.cpp
     interface/Interface.cpp
     interface/ProcessState.cpp
     util/Descriptor.cpp
+    util/DebugOutput.cpp
     util/FileLog.cpp
+    util/ForkSection.cpp
     util/HexCodec.cpp
     util/LockConfig.cpp
+    util/MessageLength.cpp
     util/Util.cpp
     util/cgetconfigval.cpp
     util/mutexlock.cpp

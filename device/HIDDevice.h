@@ -17,14 +17,11 @@ extern PDALINK_EXPORT std::atomic<bool> g_isBufferCome;
 /// g_lock_buffer.
 extern PDALINK_EXPORT QString g_buffer;
 extern PDALINK_EXPORT cmutexlock g_lock_buffer;
-/// The receiver thread started last. The library joins it itself.
+/// The receiver thread started last. The library joins it itself; a host that joins or detaches it does no
+/// harm.
 extern PDALINK_EXPORT pthread_t g_run_thread;
 /// Path of the device node found last; empty when none was found.
 extern PDALINK_EXPORT QString g_strSerialPort;
-
-// Hosts may declare the three flags as the plain types.
-static_assert(sizeof(std::atomic<int>) == sizeof(int) && std::atomic<int>::is_always_lock_free);
-static_assert(sizeof(std::atomic<bool>) == sizeof(bool) && std::atomic<bool>::is_always_lock_free);
 
 /// The channel to the terminal. The class has no data: every object acts on the process's one channel.
 ///
@@ -51,7 +48,7 @@ public:
     /// Empties the receive buffer.
     void clearBuffer();
 
-    /// Empties the receive buffer and writes `text`, as local 8-bit text, in one write(2); the kernel takes
+    /// Empties the receive buffer and writes `text`, as UTF-8, in one write(2); the kernel takes
     /// 16384 bytes at most. Returns true when every byte was written; a closed or failing node sets g_hidRun
     /// to false.
     bool SendData(const QString& text);
@@ -68,6 +65,6 @@ public:
 /// The channel object whose destruction, at unload, ends the receiver.
 extern PDALINK_EXPORT CHIDDevice g_HIDDevice;
 
-/// Body of the receiver thread: opens the node, reads it until g_hidRun is false, closes it. The argument is
-/// the library's own; with null it opens g_strSerialPort, for a thread of the caller's. Returns null.
-PDALINK_EXPORT void* run_proc(void* receiver);
+/// Reads the node at g_strSerialPort on the calling thread: opens it, reads it until g_hidRun is false,
+/// closes it. Returns at once when another receiver reads the node. The argument is ignored. Returns null.
+PDALINK_EXPORT void* run_proc(void* ignored);

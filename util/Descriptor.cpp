@@ -17,7 +17,7 @@ void closeQuietly(int descriptor) noexcept {
 
 } // namespace
 
-pdalink::StandardNumbersTaken::StandardNumbersTaken() noexcept {
+pdalink::StandardNumbersTaken::StandardNumbersTaken() {
     for (int number = 0; number < kFirstOwn; ++number) {
         if (fcntl(number, F_GETFD) == -1) {
             m_placeholders[static_cast<std::size_t>(number)] = open("/", O_PATH | O_CLOEXEC);
@@ -33,7 +33,7 @@ pdalink::StandardNumbersTaken::~StandardNumbersTaken() {
     }
 }
 
-int pdalink::openAboveStandard(const char* path, int flags, mode_t mode) noexcept {
+int pdalink::openAboveStandard(const char* path, int flags, mode_t mode) {
     const StandardNumbersTaken taken;
     const int descriptor = open(path, flags | O_CLOEXEC, mode);
     if (descriptor < 0 || descriptor >= kFirstOwn) {

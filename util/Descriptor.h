@@ -10,7 +10,7 @@ namespace pdalink {
 /// descriptors that can be neither read nor written, so that printing fails as it does without them.
 class StandardNumbersTaken {
 public:
-    StandardNumbersTaken() noexcept;
+    StandardNumbersTaken();
     ~StandardNumbersTaken();
     StandardNumbersTaken(const StandardNumbersTaken&) = delete;
     StandardNumbersTaken& operator=(const StandardNumbersTaken&) = delete;
@@ -20,6 +20,6 @@ private:
 };
 
 /// open(2) with O_CLOEXEC, whose descriptor is never 0, 1 or 2.
-int openAboveStandard(const char* path, int flags, mode_t mode = 0) noexcept;
+int openAboveStandard(const char* path, int flags, mode_t mode = 0);
 
 } // namespace pdalink

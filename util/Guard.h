@@ -5,7 +5,7 @@
 /// Runs a body at the library's border. Whatever it throws becomes the failure's result; only the unwinding
 /// of a thread that is being cancelled passes, because it must.
 template <typename Body, typename Failure>
-int guarded(const Body& body, const Failure& failure) {
+auto guarded(const Body& body, const Failure& failure) -> decltype(body()) {
     try {
         return body();
     } catch (const abi::__forced_unwind&) {

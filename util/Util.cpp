@@ -1,5 +1,6 @@
 #include "util/Util.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QDateTime>
 
@@ -101,14 +102,18 @@ QString CUtil::getCurrentTimes() {
 
 void CUtil::Delay_MSec(unsigned int ms) {
     using Clock = std::chrono::steady_clock;
-    constexpr std::chrono::milliseconds longestSleep(10);
-    constexpr std::chrono::milliseconds longestRound(100);
+    constexpr std::chrono::milliseconds maxSleep(10);
+    constexpr std::chrono::milliseconds maxRound(100);
     const auto deadline = Clock::now() + std::chrono::milliseconds(ms);
+    if (QAbstractEventDispatcher::instance() == nullptr) { // nothing in this thread could handle events
+        std::this_thread::sleep_until(deadline);
+        return;
+    }
     for (auto now = Clock::now(); now < deadline; now = Clock::now()) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - now);
         QCoreApplication::processEvents(QEventLoop::AllEvents,
-                                        static_cast<int>(std::min(left, longestRound).count()));
-        std::this_thread::sleep_until(std::min(deadline, Clock::now() + longestSleep));
+                                        static_cast<int>(std::min(left, maxRound).count()));
+        std::this_thread::sleep_until(std::min(deadline, Clock::now() + maxSleep));
     }
 }
 

@@ -34,8 +34,8 @@ public:
     /// The local time as "yyyyMMddhhmmss".
     static QString getCurrentTimes();
 
-    /// Waits `ms` milliseconds, never less, and lets Qt process pending events at least every 10 ms
-    /// meanwhile. Setting the clock does not shorten or prolong it.
+    /// Waits `ms` milliseconds, never less. In a thread with an event dispatcher Qt processes pending events
+    /// at least every 10 ms meanwhile. Setting the clock does not shorten or prolong it.
     static void Delay_MSec(unsigned int ms);
 
     /// The monotonic clock in milliseconds.

@@ -1,0 +1,27 @@
+#pragma once
+
+namespace pdalink {
+
+/// Held, for a scope, around whatever takes a lock that the child of a fork would find taken for good if
+/// another thread holds it at that moment: the log's, and those inside the functions for local time and Qt's
+/// debug output. A fork waits until no section is being run. Sections may be nested.
+class ForkSection {
+public:
+    ForkSection();
+    ~ForkSection();
+    ForkSection(const ForkSection&) = delete;
+    ForkSection& operator=(const ForkSection&) = delete;
+
+    /// Before a fork: waits for all sections to end, but for 100 ms at most, because a host's own code may
+    /// run in one, as handler of Qt's messages.
+    static void beforeFork();
+    /// After a fork, in the parent.
+    static void afterFork();
+    /// After a fork, in the child. Returns true when no section was being run at the fork.
+    static bool afterForkInChild();
+
+private:
+    unsigned int m_generation;
+};
+
+} // namespace pdalink
