@@ -13,6 +13,15 @@ namespace pdalink {
 
 /// What the channel keeps besides its exported globals.
 struct ChannelState {
+    ChannelState() = default;
+    ~ChannelState() {
+        if (ended) {
+            ended->abandonStack();
+        }
+    }
+    ChannelState(const ChannelState&) = delete;
+    ChannelState& operator=(const ChannelState&) = delete;
+
     /// Writing to the open node and closing it exclude each other, so that a sender never writes to a
     /// descriptor number that the host has got anew. Guards the changes of g_fd, node and reader.
     cmutexlock lock;
@@ -24,6 +33,8 @@ struct ChannelState {
     /// The thread that the library has started, until it is gone. Belongs to the thread that
     /// opens the channel.
     std::unique_ptr<ReceiverThread> started;
+    /// The one before, which a host may be joining.
+    std::unique_ptr<ReceiverThread> ended;
 
     /// First bytes of a UTF-8 sequence that a report's end cut in two. Guarded by g_lock_buffer, like the
     /// rest.

@@ -180,12 +180,7 @@ int ReceiverThread::start() {
 
 void ReceiverThread::waitForEnd() {
     constexpr int kMaxLastSteps = 1000; // ms
-    const int error = pthread_join(m_thread, nullptr);
-    if (error == 0 || error == ESRCH) {
-        return; // gone, joined by us or before
-    }
-    // A host has detached it or is joining it, and may use what lies on the stack a moment longer.
-    m_stack.abandon();
+    // Not pthread_join: of two who wait in it for the same thread only one is woken.
     while (!m_hasEnded) {
         rest(1);
     }
@@ -193,6 +188,7 @@ void ReceiverThread::waitForEnd() {
     for (int waited = 0; waited < kMaxLastSteps && isAlive(); ++waited) {
         rest(1);
     }
+    pthread_tryjoin_np(m_thread, nullptr); // frees what the system keeps of it, if no host has done so
 }
 
 bool ReceiverThread::isAlive() const {
@@ -226,7 +222,7 @@ void stopReceiver() {
     }
     if (g_channel.started) {
         g_channel.started->waitForEnd();
-        g_channel.started.reset();
+        g_channel.ended = std::move(g_channel.started);
     }
     // A thread of the host's cannot be joined, but sees the stop as soon.
     for (int waited = 0; waited < kMaxWait && hasReader(); ++waited) {

@@ -55,8 +55,12 @@ public:
     /// Starts the thread and publishes it in g_run_thread. Returns 0 or the error number.
     int start();
 
-    /// Waits until the thread is gone, also when a host has joined or detached it.
+    /// Waits until the thread is gone, also when a host has joined or detached it. A host may still be
+    /// joining it after that, so this object has to be there for a while.
     void waitForEnd();
+
+    /// Leaves the stack to a host that may still be joining the thread.
+    void abandonStack() { m_stack.abandon(); }
 
 private:
     static void* body(void* self);

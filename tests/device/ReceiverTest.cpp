@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
 #include <termios.h>
 #include <thread>
 #include <unistd.h>
@@ -206,6 +207,16 @@ protected:
         m_master = -1;
     }
     void sendByte() { ASSERT_EQ(::write(m_master, "x", 1), 1); }
+    /// How often the receiver has waited for something so far.
+    long wakeUps() const {
+        std::ifstream status("/proc/self/task/" + std::to_string(receiverThread()) + "/status");
+        std::string word;
+        long count = -1;
+        while (status >> word && word != "voluntary_ctxt_switches:") {
+        }
+        status >> count;
+        return count;
+    }
     /// True when the receiver needs less than one percent of a core, in one of some periods: on a busy
     /// machine the same work may take longer. One that spins gets more than that in each of them.
     bool isFrugal() const {
@@ -225,6 +236,12 @@ private:
     int m_master;
     std::thread m_host;
 };
+
+TEST_F(ReceiverOnAPlainNode, WakesUpNoMoreThan25TimesASecondWhileIdle) {
+    const long before = wakeUps();
+    std::this_thread::sleep_for(Milliseconds(2000));
+    EXPECT_LE(wakeUps() - before, 50);
+}
 
 TEST_F(ReceiverOnAPlainNode, CostsLessThanOnePercentOfACoreWhileIdle) {
     EXPECT_TRUE(isFrugal());

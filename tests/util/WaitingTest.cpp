@@ -11,6 +11,7 @@
 #include <chrono>
 #include <ctime>
 #include <optional>
+#include <sys/resource.h>
 #include <thread>
 
 namespace {
@@ -91,6 +92,17 @@ TEST_P(Waiting, CostsLessThanOnePercentOfACore) {
 INSTANTIATE_TEST_SUITE_P(Host, Waiting, testing::Bool(), [](const testing::TestParamInfo<bool>& info) {
     return info.param ? "WithApplication" : "WithoutApplication";
 });
+
+TEST(WaitingWithoutADispatcher, SleepsInOnePiece) {
+    const auto sleeps = [] {
+        rusage used{};
+        getrusage(RUSAGE_THREAD, &used);
+        return used.ru_nvcsw;
+    };
+    const long before = sleeps();
+    CUtil::Delay_MSec(300);
+    EXPECT_LE(sleeps() - before, 5);
+}
 
 /// Waits with events coming in.
 class WaitingAmongEvents : public testing::Test {

@@ -1,0 +1,173 @@
+#include "CallInterception.h"
+#include "ChannelFixture.h"
+#include "SeparateProcess.h"
+
+#include <optional>
+#include <thread>
+#include <unistd.h>
+
+// One receiver at the most reads the node, and whatever a host does to its thread does no harm.
+
+namespace {
+
+using pdalink::test::waitUntil;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class ReceiverOwnership : public ChannelTest {
+protected:
+    void expectWorkingChannel() {
+        openChannel();
+        EXPECT_TRUE(extraThreadsBecome(1));
+        EXPECT_EQ(terminal().openDescriptors(), 1);
+        EXPECT_TRUE(g_HIDDevice.SendData(QString("hello")));
+        terminal().sendText("reply");
+        EXPECT_EQ(g_HIDDevice.getBuffer(), "reply");
+    }
+};
+
+TEST_F(ReceiverOwnership, IgnoresTheArgumentOfAHostsCall) {
+    g_strSerialPort = QString::fromStdString(terminal().nodePath());
+    std::thread host([this] { EXPECT_EQ(run_proc(this), nullptr); });
+    EXPECT_TRUE(waitUntil([] { return g_hidRun.load(); }));
+    EXPECT_EQ(terminal().openDescriptors(), 1);
+    g_hidRun = false;
+    host.join();
+}
+
+TEST_F(ReceiverOwnership, AHostsCallReturnsAtOnceWhileAnotherReceiverReads) {
+    openChannel();
+    const int descriptor = g_fd;
+    newLogTexts();
+    EXPECT_EQ(run_proc(nullptr), nullptr);
+    EXPECT_TRUE(g_hidRun);
+    EXPECT_EQ(g_fd, descriptor);
+    EXPECT_EQ(terminal().openDescriptors(), 1);
+    EXPECT_THAT(newLogTexts(), IsEmpty());
+    terminal().sendText("still heard");
+    EXPECT_TRUE(becomesBuffered("still heard"));
+}
+
+TEST_F(ReceiverOwnership, OfTwoHostsCallsOneReturnsAtOnce) {
+    g_strSerialPort = QString::fromStdString(terminal().nodePath());
+    std::thread host([] { run_proc(nullptr); });
+    EXPECT_TRUE(waitUntil([] { return g_hidRun.load(); }));
+    run_proc(nullptr);
+    EXPECT_EQ(terminal().openDescriptors(), 1);
+    g_hidRun = false;
+    host.join();
+}
+
+// The thread sanitizer takes a second join for an error of its own.
+#ifndef __SANITIZE_THREAD__
+
+TEST_F(ReceiverOwnership, SurvivesAHostThatDetachesTheRunningThread) {
+    for (int i = 0; i < 3; ++i) {
+        openChannel();
+        ASSERT_EQ(::pthread_detach(g_run_thread), 0);
+        openChannel(); // replaces it
+    }
+    expectWorkingChannel();
+}
+
+TEST_F(ReceiverOwnership, SurvivesAHostThatDetachesTheThreadBeforeItEnds) {
+    openChannel();
+    ASSERT_EQ(::pthread_detach(g_run_thread), 0);
+    stopChannel();
+    std::vector<std::thread> others; // which would be given the stack of a thread that is gone
+    for (int i = 0; i < 4; ++i) {
+        others.emplace_back([] { std::this_thread::sleep_for(Milliseconds(300)); });
+    }
+    const Milliseconds time = timeOf([] { g_HIDDevice.openHidDevice(); });
+    EXPECT_LT(time, Milliseconds(250)) << "waited for a thread of the host's";
+    for (std::thread& other : others) {
+        other.join();
+    }
+    expectWorkingChannel();
+}
+
+TEST_F(ReceiverOwnership, SurvivesAHostThatJoinsTheEndedThread) {
+    openChannel();
+    stopChannel();
+    ASSERT_EQ(::pthread_join(g_run_thread, nullptr), 0);
+    expectWorkingChannel();
+}
+
+TEST_F(ReceiverOwnership, SurvivesAHostThatIsJoiningTheThread) {
+    openChannel();
+    int result = -1;
+    std::thread host([thread = g_run_thread, &result] { result = ::pthread_join(thread, nullptr); });
+    std::this_thread::sleep_for(Milliseconds(50)); // most likely it is waiting by then; either way is fine
+    openChannel();                                 // stops that thread
+    host.join();
+    EXPECT_EQ(result, 0);
+    expectWorkingChannel();
+}
+
+TEST_F(ReceiverOwnership, ChannelsEndWaitsForADetachedThreadToo) {
+    std::optional<CHIDDevice> object(std::in_place);
+    openChannel();
+    ASSERT_EQ(::pthread_detach(g_run_thread), 0);
+    object.reset();
+    EXPECT_EQ(extraThreads(), 0) << "its code may be unloaded now";
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+    EXPECT_EQ(g_fd, -1);
+}
+
+TEST_F(ReceiverOwnership, ACancelledThreadClosesTheNode) {
+    openChannel();
+    ASSERT_EQ(::pthread_cancel(g_run_thread), 0);
+    EXPECT_TRUE(extraThreadsBecome(0));
+    EXPECT_EQ(g_fd, -1);
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+    expectWorkingChannel();
+}
+
+#endif
+
+/// Closes the standard descriptors, opens the channel, and gives the node's number as exit code.
+int descriptorWithout(const std::vector<int>& closed, const std::function<void()>& open) {
+    const auto end = runInSeparateProcess([&] {
+        for (const int number : closed) {
+            ::close(number);
+        }
+        open();
+        std::_Exit(100 + g_fd);
+    });
+    return end.exitCode - 100;
+}
+
+TEST_F(ReceiverOwnership, TheNodeIsNeverTheStandardInput) {
+    EXPECT_GT(descriptorWithout({0}, [this] { openChannel(); }), 2);
+}
+
+TEST_F(ReceiverOwnership, TheNodeIsNeverAStandardDescriptor) {
+    EXPECT_GT(descriptorWithout({0, 1, 2}, [this] { openChannel(); }), 2);
+}
+
+/// The node takes its time to open.
+class ReceiverOwnershipWhileOpening : public ReceiverOwnership {
+protected:
+    ~ReceiverOwnershipWhileOpening() override { pdalink::test::interceptNothing(); }
+
+    /// Runs something on the receiver's thread, just before it opens the node.
+    void whileOpening(const std::function<void()>& action) {
+        pdalink::test::Interception interception;
+        interception.openedPath = terminal().nodePath();
+        interception.openFile = action;
+        pdalink::test::intercept(interception);
+        openChannel();
+    }
+};
+
+TEST_F(ReceiverOwnershipWhileOpening, AHostsCallReturnsAtOnce) {
+    bool returned = false;
+    whileOpening([&returned] {
+        run_proc(nullptr);
+        returned = true;
+    });
+    EXPECT_TRUE(returned);
+    EXPECT_EQ(terminal().openDescriptors(), 1);
+}
+
+} // namespace

@@ -1,0 +1,79 @@
+#include "TestTerminal.h"
+#include "tests/interface/HostRun.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+// The library in a host that forks: the child's channel begins anew, the parent's goes on.
+
+namespace {
+
+using namespace pdalink::test;
+using testing::HasSubstr;
+
+class Fork : public testing::Test {
+protected:
+    Fork() { m_library.withLibrary().withIni("1209", "0001"); }
+
+    Outcome runHost(const std::string& how) {
+        auto environment = m_terminal.testBed().environment();
+        // A child of several threads cannot start one of its own under the thread sanitizer otherwise.
+        environment["TSAN_OPTIONS"] = "die_after_fork=0";
+        return runIn("/", {FORKING_HOST, m_library.file(kLibrary), how}, environment);
+    }
+
+    ~Fork() override {
+        m_terminal.takeViolations(); // two processes count the messages of one terminal
+    }
+
+    TestTerminal& terminal() { return m_terminal; }
+
+private:
+    HostDirectory m_library{"library"};
+    TestTerminal m_terminal;
+};
+
+constexpr const char* kAnswered = R"("pRetCode":"000000")";
+
+TEST_F(Fork, LeavesTheChildAChannelOfItsOwn) {
+    const Outcome outcome = runHost("call");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_EQ(outcome.valueOf("child begins with: "), "descriptor -1, running 0");
+    EXPECT_EQ(outcome.valueOf("child's copy of the node: "), "closed");
+    EXPECT_THAT(outcome.valueOf("child: "), HasSubstr(kAnswered));
+    EXPECT_THAT(outcome.valueOf("child ends with: "), HasSubstr("running 1"));
+    EXPECT_EQ(outcome.valueOf("child's status: "), "0");
+}
+
+TEST_F(Fork, LeavesTheParentsChannelAsItIs) {
+    const Outcome outcome = runHost("call");
+    EXPECT_THAT(outcome.valueOf("parent: "), HasSubstr(kAnswered));
+    EXPECT_THAT(outcome.valueOf("parent again: "), HasSubstr(kAnswered));
+    const std::vector<std::string> received = terminal().received();
+    ASSERT_EQ(received.size(), 3U);
+    EXPECT_THAT(received.back(), HasSubstr("<Ex_SeqNo>0002</Ex_SeqNo>")) << "the parent's second message";
+}
+
+TEST_F(Fork, DoesNotProlongTheChildsExit) {
+    constexpr int usual = 500; // ms, on a busy machine
+    const Outcome outcome = runHost("exit");
+    EXPECT_EQ(outcome.valueOf("child's status: "), "0");
+    EXPECT_LT(std::stoi(outcome.valueOf("child's milliseconds: ")), usual);
+}
+
+TEST_F(Fork, WhileAnotherThreadCallsBlocksNoChild) {
+    const Outcome outcome = runHost("busy");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_EQ(outcome.valueOf("children that failed: "), "0");
+}
+
+// The sanitizers need all of the address space.
+#if !PDALINK_IS_SANITIZED
+TEST_F(Fork, SurvivesAChildThatCannotOpenItsChannel) {
+    const Outcome outcome = runHost("failing");
+    EXPECT_EQ(outcome.valueOf("child's status: "), "0");
+    EXPECT_THAT(outcome.valueOf("parent again: "), HasSubstr(kAnswered));
+}
+#endif
+
+} // namespace
