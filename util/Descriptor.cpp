@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -43,4 +44,14 @@ int pdalink::openAboveStandard(const char* path, int flags, mode_t mode) {
     const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstOwn);
     closeQuietly(descriptor);
     return moved;
+}
+
+int pdalink::openRegularFile(const char* path, int flags, mode_t mode) noexcept {
+    const int descriptor = openAboveStandard(path, flags | O_NONBLOCK | O_NOCTTY, mode);
+    struct stat status {};
+    if (descriptor >= 0 && (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))) {
+        close(descriptor);
+        return -1;
+    }
+    return descriptor;
 }

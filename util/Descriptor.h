@@ -22,4 +22,8 @@ private:
 /// open(2) with O_CLOEXEC, whose descriptor is never 0, 1 or 2.
 int openAboveStandard(const char* path, int flags, mode_t mode = 0);
 
+/// The same for a regular file. Whatever else has the path, a directory, a FIFO or a device, cannot be
+/// opened, and is not waited for.
+int openRegularFile(const char* path, int flags, mode_t mode = 0) noexcept;
+
 } // namespace pdalink

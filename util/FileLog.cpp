@@ -1,15 +1,18 @@
 #include "util/FileLog.h"
 
+#include "util/Descriptor.h"
 #include "util/MutexGuard.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <string>
+#include <memory>
+#include <new>
+#include <stdio_ext.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -46,8 +49,42 @@ Stamp currentStamp() {
     return stamp;
 }
 
-std::string copyName(const std::string& name, int number) {
-    return name + "." + std::to_string(number);
+// Names are composed without allocating, so that neither opening nor rotating can fail for lack of memory.
+// One that is too long for a log fits, and is refused there.
+using Name = std::array<char, 512 + 32>;
+
+Name copyName(const char* name, int number) {
+    Name copy{};
+    std::snprintf(copy.data(), copy.size(), "%s.%d", name, number);
+    return copy;
+}
+
+/// "<base>_T<number>.log", base being the name up to its last ".".
+Name fallbackName(const char* name, int number) {
+    const char* const point = std::strrchr(name, '.');
+    const std::size_t length = point != nullptr ? static_cast<std::size_t>(point - name) : std::strlen(name);
+    Name fallback{};
+    std::snprintf(fallback.data(), fallback.size(), "%.*s_T%d.log", static_cast<int>(length), name, number);
+    return fallback;
+}
+
+/// Opened for reading too, where that is allowed: see endTornLine.
+int openForAppending(const char* path) {
+    constexpr int flags = O_APPEND | O_CREAT;
+    const int descriptor = pdalink::openRegularFile(path, O_RDWR | flags, kFileMode);
+    return descriptor >= 0 ? descriptor : pdalink::openRegularFile(path, O_WRONLY | flags, kFileMode);
+}
+
+/// Ends the file's last line if that could not be written whole, by this process or an earlier one.
+void endTornLine(FILE* file) {
+    std::clearerr(file);
+    const int descriptor = fileno(file);
+    struct stat status {};
+    char last = '\n';
+    if (fstat(descriptor, &status) == 0 && status.st_size > 0 &&
+        pread(descriptor, &last, 1, status.st_size - 1) == 1 && last != '\n') {
+        std::fputc('\n', file);
+    }
 }
 
 } // namespace
@@ -79,10 +116,14 @@ bool CFileLog::AddLog(long level, const char* text) {
     if (m_file == nullptr) {
         return false;
     }
+    if (std::ferror(m_file) != 0) {
+        endTornLine(m_file);
+    }
     const bool written = std::fputs(stamp.data(), m_file) >= 0 && std::fputs(levelWord(level), m_file) >= 0 &&
                          std::fputs(text != nullptr ? text : "", m_file) >= 0 &&
                          std::fputc('\n', m_file) >= 0;
     if (std::fflush(m_file) != 0 || !written) {
+        __fpurge(m_file); // a part of this line must not appear in front of a later one
         return false;
     }
     return std::ftell(m_file) <= m_sizeLimitKiB * 1024 || rotateUnlocked();
@@ -93,19 +134,23 @@ bool CFileLog::AddLogEx(long level, const char* format, ...) {
     va_start(arguments, format);
     const int length = std::vsnprintf(nullptr, 0, format, arguments);
     va_end(arguments);
-    std::string text(static_cast<std::size_t>(std::max(length, 0)), '\0');
-    va_start(arguments, format);
-    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
-    va_end(arguments);
     if (length < 0) {
         return false;
     }
-    if (text.size() > kFormattedLimit) {
+    const auto size = static_cast<std::size_t>(length);
+    if (size > kFormattedLimit) {
         std::fprintf(stderr, "pdalink: a formatted log line of %d bytes exceeds the limit of %zu\n", length,
                      kFormattedLimit);
         std::abort();
     }
-    return AddLog(level, text.c_str());
+    const std::unique_ptr<char[]> text(new (std::nothrow) char[size + 1]);
+    if (text == nullptr) {
+        return false;
+    }
+    va_start(arguments, format);
+    std::vsnprintf(text.get(), size + 1, format, arguments);
+    va_end(arguments);
+    return AddLog(level, text.get());
 }
 
 bool CFileLog::openUnlocked(const char* path) {
@@ -113,17 +158,13 @@ bool CFileLog::openUnlocked(const char* path) {
     if (path == nullptr || std::strlen(path) >= sizeof m_fileName) {
         return false;
     }
-    const std::string wanted = path; // a rotation passes m_fileName itself, which tryOpen overwrites
-    if (tryOpen(wanted.c_str())) {
-        return true;
+    Name wanted{}; // a rotation passes m_fileName itself, which tryOpen overwrites
+    std::strcpy(wanted.data(), path);
+    bool isOpen = tryOpen(wanted.data());
+    for (int number = 1; number <= kFallbackNames && !isOpen; ++number) {
+        isOpen = tryOpen(fallbackName(wanted.data(), number).data());
     }
-    const std::string base = wanted.substr(0, wanted.rfind('.'));
-    for (int number = 1; number <= kFallbackNames; ++number) {
-        if (tryOpen((base + "_T" + std::to_string(number) + ".log").c_str())) {
-            return true;
-        }
-    }
-    return false;
+    return isOpen;
 }
 
 bool CFileLog::tryOpen(const char* path) {
@@ -131,7 +172,7 @@ bool CFileLog::tryOpen(const char* path) {
     if (length >= sizeof m_fileName) {
         return false;
     }
-    const int descriptor = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kFileMode);
+    const int descriptor = openForAppending(path);
     if (descriptor < 0) {
         return false;
     }
@@ -140,6 +181,7 @@ bool CFileLog::tryOpen(const char* path) {
         close(descriptor);
         return false;
     }
+    endTornLine(m_file);
     std::memcpy(m_fileName, path, length + 1);
     m_isOpen = 1;
     return true;
@@ -154,15 +196,14 @@ void CFileLog::closeUnlocked() {
 }
 
 void CFileLog::backupUnlocked(int count) const {
-    const std::string name = m_fileName;
-    if (name.empty()) {
+    if (m_fileName[0] == '\0') {
         return;
     }
-    std::remove(copyName(name, count).c_str());
+    std::remove(copyName(m_fileName, count).data());
     for (int number = count; number >= 2; --number) {
-        std::rename(copyName(name, number - 1).c_str(), copyName(name, number).c_str());
+        std::rename(copyName(m_fileName, number - 1).data(), copyName(m_fileName, number).data());
     }
-    std::rename(name.c_str(), copyName(name, 1).c_str());
+    std::rename(m_fileName, copyName(m_fileName, 1).data());
 }
 
 bool CFileLog::rotateUnlocked() {

@@ -33,8 +33,8 @@ public:
 
     /// Closes the open file, if any, and opens `path` for appending; it is created with mode 0640, narrowed
     /// by the umask. When it cannot be opened, the names "<base>_T1.log" to "<base>_T19.log" are tried, base
-    /// being the path up to its last ".". Returns false, with the log closed, when none can be opened or when
-    /// `path` is null or has 512 bytes or more.
+    /// being the path up to its last ".". What is not a regular file cannot be opened. Returns false, with
+    /// the log closed, when none can be opened or when `path` is null or has 512 bytes or more.
     bool Open(const char* path);
 
     /// Closes the file; lines written from now on are dropped.
@@ -45,11 +45,13 @@ public:
     void Backup(int count);
 
     /// Writes one line of any length. A null text counts as empty. Returns false when no file is open, when
-    /// the line could not be written, or when the file could not be opened again after a rotation.
+    /// the line could not be written, or when the file could not be opened again after a rotation. What was
+    /// written of a line, on a full disk, is ended by a line feed before the next one.
     bool AddLog(long level, const char* text);
 
     /// Formats as printf does and writes the result as AddLog does. The result may have 102399 bytes at most:
-    /// a longer one ends the process with abort(). Text of unknown length belongs into AddLog.
+    /// a longer one ends the process with abort(). Text of unknown length belongs into AddLog. Also returns
+    /// false when there is no memory for the result.
     bool AddLogEx(long level, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
 private:

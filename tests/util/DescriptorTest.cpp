@@ -1,7 +1,7 @@
 #include "util/Descriptor.h"
+#include "tests/util/ClosedStandard.h"
 #include "tests/util/TemporaryDirectory.h"
 
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <fcntl.h>
@@ -10,39 +10,6 @@
 #include <vector>
 
 namespace {
-
-/// Closes some of the standard descriptors for a scope. Nothing may be expected in it: a failure is printed.
-class ClosedStandard {
-public:
-    explicit ClosedStandard(unsigned int which) {
-        for (int number = 0; number <= STDERR_FILENO; ++number) {
-            if ((which >> static_cast<unsigned int>(number) & 1U) != 0) {
-                m_saved[static_cast<std::size_t>(number)] = fcntl(number, F_DUPFD_CLOEXEC, 100);
-            }
-        }
-        for (int number = 0; number <= STDERR_FILENO; ++number) {
-            if (m_saved[static_cast<std::size_t>(number)] >= 0) {
-                close(number);
-            }
-        }
-    }
-    ~ClosedStandard() {
-        for (int number = 0; number <= STDERR_FILENO; ++number) {
-            const int saved = m_saved[static_cast<std::size_t>(number)];
-            if (saved >= 0) {
-                dup2(saved, number);
-                close(saved);
-            }
-        }
-    }
-    ClosedStandard(const ClosedStandard&) = delete;
-    ClosedStandard& operator=(const ClosedStandard&) = delete;
-
-private:
-    std::array<int, 3> m_saved{-1, -1, -1};
-};
-
-constexpr unsigned int kEverySubset = 8;
 
 /// Bit n: the standard descriptor n is open.
 unsigned int openStandard() {
@@ -55,7 +22,7 @@ unsigned int openStandard() {
 
 TEST(OpeningAboveStandard, TakesNoStandardNumberWhicheverAreClosed) {
     const TemporaryDirectory directory;
-    for (unsigned int closed = 0; closed < kEverySubset; ++closed) {
+    for (unsigned int closed = 0; closed <= kAllStandard; ++closed) {
         int descriptor = -1;
         unsigned int openAfterwards = 0;
         {
@@ -64,7 +31,7 @@ TEST(OpeningAboveStandard, TakesNoStandardNumberWhicheverAreClosed) {
             openAfterwards = openStandard();
         }
         EXPECT_GT(descriptor, STDERR_FILENO) << closed;
-        EXPECT_EQ(openAfterwards, ~closed & (kEverySubset - 1)) << "closed ones stay closed";
+        EXPECT_EQ(openAfterwards, ~closed & kAllStandard) << "closed ones stay closed";
         EXPECT_EQ(write(descriptor, "x", 1), 1) << closed;
         EXPECT_NE(static_cast<unsigned int>(fcntl(descriptor, F_GETFD)) & FD_CLOEXEC, 0U) << closed;
         close(descriptor);
@@ -72,7 +39,7 @@ TEST(OpeningAboveStandard, TakesNoStandardNumberWhicheverAreClosed) {
 }
 
 TEST(OpeningAboveStandard, TellsWhyItFails) {
-    for (unsigned int closed = 0; closed < kEverySubset; ++closed) {
+    for (unsigned int closed = 0; closed <= kAllStandard; ++closed) {
         int descriptor = 0;
         int error = 0;
         unsigned int openAfterwards = 0;
@@ -84,7 +51,7 @@ TEST(OpeningAboveStandard, TellsWhyItFails) {
         }
         EXPECT_EQ(descriptor, -1);
         EXPECT_EQ(error, ENOENT) << closed;
-        EXPECT_EQ(openAfterwards, ~closed & (kEverySubset - 1));
+        EXPECT_EQ(openAfterwards, ~closed & kAllStandard);
     }
 }
 
@@ -93,7 +60,7 @@ TEST(OpeningAboveStandard, NeverLetsAnotherThreadsOutputIntoTheFile) {
     const std::string path = directory.file("file");
     std::vector<ssize_t> written;
     {
-        const ClosedStandard standard(kEverySubset - 1);
+        const ClosedStandard standard(kAllStandard);
         std::atomic<bool> finished{false};
         std::thread printer([&] {
             while (!finished) {
@@ -111,6 +78,23 @@ TEST(OpeningAboveStandard, NeverLetsAnotherThreadsOutputIntoTheFile) {
     }
     EXPECT_TRUE(written.empty());
     EXPECT_EQ(readFile(path), "");
+}
+
+TEST(OpeningARegularFile, OpensNothingElse) {
+    const TemporaryDirectory directory;
+    const std::string fifo = directory.file("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    alarm(20); // instead of waiting for ever
+    for (const char* path : {fifo.c_str(), directory.path().c_str(), "/dev/null", "/missing/file"}) {
+        for (const int flags : {O_RDONLY, O_WRONLY, O_RDWR}) {
+            EXPECT_EQ(pdalink::openRegularFile(path, flags), -1) << path << " " << flags;
+        }
+    }
+    alarm(0);
+    writeFile(directory.file("file"), "text");
+    const int descriptor = pdalink::openRegularFile(directory.file("file").c_str(), O_RDONLY);
+    EXPECT_GT(descriptor, STDERR_FILENO);
+    close(descriptor);
 }
 
 } // namespace

@@ -143,16 +143,6 @@ TEST_F(LogLine, FormattedBeyondTheLimitEndsTheProcessWithoutAFileToo) {
                 testing::MatchesRegex("[^\n]+\n"));
 }
 
-TEST_F(LogLine, ThatCannotBeWrittenIsReported) {
-    ASSERT_TRUE(open("/dev/full"));
-    EXPECT_FALSE(add("lost"));
-    EXPECT_FALSE(add(std::string(100000, 'x')));
-    EXPECT_FALSE(log().AddLogEx(pdalink::Info, "%s", "lost"));
-    ASSERT_TRUE(open(file()));
-    EXPECT_TRUE(add("text"));
-    EXPECT_EQ(onlyText(), "INFO     : text");
-}
-
 /// Lets files grow to `bytes` only, as on a full disk.
 class FullDisk {
 public:
@@ -188,13 +178,80 @@ TEST_F(LogLine, FitsAgainOnceTheDiskHasRoom) {
     EXPECT_EQ(withoutStamp(lines().back()), "INFO     : last");
 }
 
-TEST_F(LogLine, ThatCannotBeWrittenDoesNotFailTheNextOne) {
+TEST_F(LogLine, ThatCannotBeWrittenIsReportedAndDoesNotFailTheNextOne) {
     {
         const FullDisk full(0);
         EXPECT_FALSE(add("lost"));
+        EXPECT_FALSE(add(std::string(100000, 'x')));
+        EXPECT_FALSE(log().AddLogEx(pdalink::Info, "%s", "lost"));
     }
     EXPECT_TRUE(add("next"));
-    EXPECT_EQ(withoutStamp(lines().back()), "INFO     : next");
+    EXPECT_EQ(onlyText(), "INFO     : next");
+}
+
+/// Lines of which only a part went into the file.
+class TornLogLine : public LogLine {
+protected:
+    static constexpr long long kPart = 60;
+
+    /// Writes a line, and a part of one that has `length` characters.
+    void tear(std::size_t length = 200) {
+        ASSERT_TRUE(add("first"));
+        const FullDisk full(static_cast<rlim_t>(fileSize(file()) + kPart));
+        EXPECT_FALSE(add(std::string(length, 'x')));
+    }
+
+    /// Checks that the part stands on a line of its own, in front of the last one.
+    void expectPartBefore(const std::string& last) const {
+        const std::vector<std::string> all = lines();
+        ASSERT_EQ(all.size(), 3U);
+        EXPECT_EQ(withoutStamp(all[0]), "INFO     : first");
+        EXPECT_EQ(static_cast<long long>(all[1].size()), kPart);
+        EXPECT_EQ(withoutStamp(all[2]), "INFO     : " + last);
+    }
+};
+
+TEST_F(TornLogLine, IsEndedBeforeTheNextOne) {
+    tear();
+    ASSERT_TRUE(add("last"));
+    expectPartBefore("last");
+}
+
+TEST_F(TornLogLine, IsEndedBeforeTheNextOneWhenItWasLong) {
+    tear(1000000);
+    ASSERT_TRUE(add("last"));
+    expectPartBefore("last");
+}
+
+TEST_F(TornLogLine, IsEndedBeforeTheFirstOneOfAnotherProcess) {
+    tear();
+    CFileLog others;
+    ASSERT_TRUE(others.Open(file().c_str()));
+    ASSERT_TRUE(others.AddLog(pdalink::Info, "last"));
+    expectPartBefore("last");
+}
+
+TEST_F(TornLogLine, IsEndedOnceHoweverOftenTheDiskIsFull) {
+    tear();
+    {
+        const FullDisk full(static_cast<rlim_t>(fileSize(file())));
+        EXPECT_FALSE(add("lost"));
+        EXPECT_FALSE(add("lost"));
+        EXPECT_TRUE(open(file()));
+        EXPECT_FALSE(add("lost"));
+    }
+    ASSERT_TRUE(add("last"));
+    expectPartBefore("last");
+}
+
+TEST_F(TornLogLine, LeavesNoEmptyLineWhenOnlyItsEndCouldBeWritten) {
+    tear();
+    {
+        const FullDisk full(static_cast<rlim_t>(fileSize(file()) + 1));
+        EXPECT_FALSE(add("lost"));
+    }
+    ASSERT_TRUE(add("last"));
+    expectPartBefore("last");
 }
 
 } // namespace

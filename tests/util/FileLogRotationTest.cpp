@@ -65,7 +65,7 @@ TEST_F(LogRotation, CountsWhatStoodInTheFileBefore) {
 }
 
 TEST_F(LogRotation, CountsWhatStoodInTheFileBeforeToTheByte) {
-    writeFile(file(), std::string(static_cast<std::size_t>(kSizeLimit - kOverhead), 'x'));
+    writeFile(file(), std::string(static_cast<std::size_t>(kSizeLimit - kOverhead - 1), 'x') + "\n");
     ASSERT_TRUE(open(file()));
     ASSERT_TRUE(add(""));
     EXPECT_EQ(fileSize(file()), kSizeLimit);

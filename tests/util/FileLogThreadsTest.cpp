@@ -157,13 +157,19 @@ TEST_F(LogAmongThreads, KeepsLinesWholeWhileItsCopiesAreShiftedByHand) {
     }
 }
 
-/// A log into a pipe, which is too short for a line as long as nobody reads it.
+/// A log whose descriptor leads into a pipe, which is too short for a line as long as nobody reads it.
 class LogWhileALineIsWritten : public LogTest {
 protected:
     void SetUp() override {
-        ASSERT_EQ(::mkfifo(file().c_str(), 0600), 0);
-        m_reader = ::open(file().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        std::array<int, 2> pipe{};
+        ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
+        m_reader = pipe[0];
+        ASSERT_EQ(::fcntl(m_reader, F_SETFL, O_NONBLOCK), 0);
+        const int next = ::dup(m_reader); // the next number is the log's
+        ::close(next);
         ASSERT_TRUE(open(file()));
+        ASSERT_EQ(::dup2(pipe[1], next), next);
+        ::close(pipe[1]);
     }
     ~LogWhileALineIsWritten() override { ::close(m_reader); }
 
