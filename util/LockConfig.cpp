@@ -1,10 +1,11 @@
 #include "util/LockConfig.h"
 
 #include "util/FileLog.h"
+#include "util/Guard.h"
+#include "util/Settings.h"
 #include "util/Util.h"
-#include "util/cgetconfigval.h"
 
-#include <QDebug>
+#include <QtGlobal>
 
 #include <array>
 #include <climits>
@@ -62,7 +63,7 @@ bool isDirectory(const std::string& path) {
 void openLog(const std::string& directory) {
     if (!isDirectory(directory)) {
         mkdir(directory.c_str(), kDirectoryMode);
-        qDebug().noquote() << QStringLiteral("文件夹log创建成功");
+        qDebug("文件夹log创建成功");
     }
     const std::string path = directory + "/PDA.log";
     g_PDA_Log.Open(path.c_str());
@@ -71,20 +72,26 @@ void openLog(const std::string& directory) {
     g_PDA_Log.AddLog(pdalink::Info, line.c_str());
 }
 
+bool loadUnguarded() {
+    const std::string path = configurationFile();
+    // Not a stream: that prints in its destructor, out of which nothing may be thrown.
+    qDebug("inipath: %s", path.c_str());
+    pdalink::Settings settings;
+    if (!pdalink::readSettings(path.c_str(), settings)) {
+        return false;
+    }
+    g_Vid = cleanedId(settings.ids.Vid);
+    g_Pid = cleanedId(settings.ids.Pid);
+    pdalink::waitForWholeReply = settings.waitForWholeReply;
+    openLog(directoryOf(path) + "/log");
+    return true;
+}
+
 } // namespace
 
 void fun1() {
 }
 
 bool LoadLockConfig() {
-    const std::string path = configurationFile();
-    qDebug().noquote() << QStringLiteral("inipath: %1").arg(QString::fromStdString(path));
-    CParamConfig config{};
-    if (!CGetConfigVal().GetprofileConfig(path.c_str(), &config)) {
-        return false;
-    }
-    g_Vid = cleanedId(config.Vid);
-    g_Pid = cleanedId(config.Pid);
-    openLog(directoryOf(path) + "/log");
-    return true;
+    return guarded([] { return loadUnguarded() ? 1 : 0; }, [] { return 0; }) != 0;
 }

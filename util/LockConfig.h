@@ -17,5 +17,6 @@ PDALINK_EXPORT void fun1();
 /// path, and in that case the executable's, to standard output.
 ///
 /// Returns true when the configuration file could be opened; otherwise false, and the ids and the log stay as
-/// they were.
+/// they were. A directory or a FIFO in its place counts as a file that cannot be opened. Also false when
+/// memory runs out.
 PDALINK_EXPORT bool LoadLockConfig();

@@ -1,10 +1,19 @@
 #include "util/cgetconfigval.h"
 
+#include "util/Descriptor.h"
+#include "util/Guard.h"
+#include "util/Settings.h"
+
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
+#include <fcntl.h>
+#include <optional>
+#include <sstream>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -55,7 +64,76 @@ std::string squeezed(CGetConfigVal& reader, std::string text) {
     return text;
 }
 
+/// A line's name and value.
+struct Entry {
+    std::string name;
+    std::string value;
+};
+
+std::optional<Entry> splitLine(CGetConfigVal& reader, const std::string& line) {
+    const std::size_t equals = line.find('=');
+    if (equals == std::string::npos) {
+        return {};
+    }
+    return Entry{squeezed(reader, line.substr(0, equals)), squeezed(reader, line.substr(equals + 1))};
+}
+
+void readReplySetting(CGetConfigVal& reader, std::string line, bool& waitForWholeReply) {
+    if (!line.empty() && line.back() == '\r') {
+        line.pop_back();
+    }
+    const std::optional<Entry> entry = splitLine(reader, line);
+    if (entry && entry->name == "REPLY") {
+        waitForWholeReply = entry->value == "whole";
+    }
+}
+
+/// Closes a descriptor at the end of its scope.
+class OpenFile {
+public:
+    explicit OpenFile(int descriptor) : m_descriptor(descriptor) {}
+    ~OpenFile() { close(m_descriptor); }
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+
+private:
+    int m_descriptor;
+};
+
+/// A file's text as far as it can be read; nothing if it cannot be opened.
+std::optional<std::string> textOf(const char* path) {
+    const int descriptor = pdalink::openRegularFile(path, O_RDONLY);
+    if (descriptor < 0) {
+        return {};
+    }
+    const OpenFile file(descriptor);
+    std::string text;
+    std::array<char, 4096> piece{};
+    ssize_t size = 0;
+    while ((size = read(descriptor, piece.data(), piece.size())) > 0 || (size == -1 && errno == EINTR)) {
+        text.append(piece.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    }
+    return text;
+}
+
 } // namespace
+
+bool pdalink::readSettings(const char* path, Settings& settings) {
+    std::optional<std::string> text = textOf(path);
+    if (!text) {
+        return false;
+    }
+    CGetConfigVal reader;
+    std::istringstream lines(std::move(*text));
+    std::string line;
+    while (std::getline(lines, line)) {
+        if (!readField(reader, line, "VID", settings.ids.Vid)) {
+            readField(reader, line, "PID", settings.ids.Pid);
+        }
+        readReplySetting(reader, line, settings.waitForWholeReply);
+    }
+    return true;
+}
 
 CGetConfigVal::CGetConfigVal() = default;
 
@@ -63,29 +141,25 @@ bool CGetConfigVal::GetprofileConfig(const char* path, CParamConfig* config) {
     if (path == nullptr || config == nullptr) {
         return false;
     }
-    std::ifstream file(path);
-    if (!file.is_open()) {
-        return false;
-    }
-    std::string line;
-    while (std::getline(file, line)) {
-        if (!readField(*this, line, "VID", config->Vid)) {
-            readField(*this, line, "PID", config->Pid);
-        }
-    }
-    return true;
+    return guarded(
+               [&] {
+                   pdalink::Settings settings{*config};
+                   const bool isOpen = pdalink::readSettings(path, settings);
+                   *config = settings.ids;
+                   return isOpen ? 1 : 0;
+               },
+               [] { return 0; }) != 0;
 }
 
 // The signature is fixed by the exported name.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool CGetConfigVal::CompareAndGetVal(std::string line, const char* key, char* value) {
-    const std::size_t equals = line.find('=');
-    if (equals == std::string::npos || key == nullptr || squeezed(*this, line.substr(0, equals)) != key) {
+    const std::optional<Entry> entry = splitLine(*this, line);
+    if (!entry || key == nullptr || entry->name != key) {
         return false;
     }
-    const std::string found = squeezed(*this, line.substr(equals + 1));
     if (value != nullptr) {
-        std::copy(found.begin(), found.end(), value);
+        std::copy(entry->value.begin(), entry->value.end(), value);
     }
     return true;
 }

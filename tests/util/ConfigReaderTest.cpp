@@ -1,15 +1,19 @@
+#include "tests/util/ClosedStandard.h"
 #include "tests/util/TemporaryDirectory.h"
 #include "util/cgetconfigval.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <thread>
 
 namespace {
 
 class ConfigReader : public testing::Test {
 protected:
-    bool read(const std::string& text) {
+    bool readText(const std::string& text) {
         const std::string path = m_directory.file("PDAConfigure.ini");
         writeFile(path, text);
         return CGetConfigVal().GetprofileConfig(path.c_str(), &m_config);
@@ -18,7 +22,7 @@ protected:
     /// Vendor and product id of a text, "Vid/Pid".
     std::string idsOf(const std::string& text) {
         m_config = {};
-        EXPECT_TRUE(read(text));
+        EXPECT_TRUE(readText(text));
         return ids();
     }
 
@@ -109,17 +113,17 @@ TEST_F(ConfigReader, LooksAtTheNameWhenALineHoldsBothKeys) {
 
 TEST_F(ConfigReader, LeavesTheFieldOfAMissingKeyAlone) {
     presetIds("before1", "before2");
-    EXPECT_TRUE(read("VID=1\n"));
+    EXPECT_TRUE(readText("VID=1\n"));
     EXPECT_EQ(ids(), "1/before2");
-    EXPECT_TRUE(read("PID=2\n"));
+    EXPECT_TRUE(readText("PID=2\n"));
     EXPECT_EQ(ids(), "1/2");
-    EXPECT_TRUE(read(""));
+    EXPECT_TRUE(readText(""));
     EXPECT_EQ(ids(), "1/2");
 }
 
 TEST_F(ConfigReader, EndsAValueThatReplacesALongerOne) {
     presetIds("123456789012345", "123456789012345");
-    EXPECT_TRUE(read("VID=1\nPID=\n"));
+    EXPECT_TRUE(readText("VID=1\nPID=\n"));
     EXPECT_EQ(ids(), "1/");
 }
 
@@ -140,10 +144,39 @@ TEST_F(ConfigReader, FailsWithoutTheFile) {
     EXPECT_EQ(ids(), "before1/before2");
 }
 
-TEST_F(ConfigReader, FindsNothingInADirectory) {
+TEST_F(ConfigReader, FailsWithADirectoryOrAFifoWithoutWaiting) {
     presetIds("before1", "before2");
-    CGetConfigVal().GetprofileConfig(directory().path().c_str(), &config());
+    const std::string fifo = directory().file("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    alarm(20); // instead of waiting for ever
+    EXPECT_FALSE(CGetConfigVal().GetprofileConfig(fifo.c_str(), &config()));
+    EXPECT_FALSE(CGetConfigVal().GetprofileConfig(directory().path().c_str(), &config()));
+    alarm(0);
     EXPECT_EQ(ids(), "before1/before2");
+}
+
+TEST_F(ConfigReader, NeverReadsThroughAStandardDescriptor) {
+    const std::string path = directory().file("PDAConfigure.ini");
+    writeFile(path, "VID=1\n");
+    std::string stolen;
+    {
+        const ClosedStandard standard(kAllStandard);
+        std::atomic<bool> finished{false};
+        std::thread reader([&] {
+            std::array<char, 100> piece{};
+            while (!finished) {
+                const ssize_t size = read(STDIN_FILENO, piece.data(), piece.size());
+                stolen.append(piece.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+            }
+        });
+        for (int i = 0; i < 20000; ++i) {
+            CGetConfigVal().GetprofileConfig(path.c_str(), &config());
+        }
+        finished = true;
+        reader.join();
+    }
+    EXPECT_EQ(stolen, "");
+    EXPECT_EQ(ids(), "1/");
 }
 
 TEST_F(ConfigReader, HandlesBothIdsInTheOrderOfTheRecord) {
