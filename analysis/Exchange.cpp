@@ -8,6 +8,8 @@
 
 #include <QTextCodec>
 
+#include <stdexcept>
+
 namespace {
 
 constexpr unsigned int kOpeningTime = 1000; // ms, for the receiver to open the node
@@ -16,7 +18,11 @@ QByteArray encoded(const QByteArray& value, Encoding encoding) {
     if (encoding == Encoding::AsItIs) {
         return value;
     }
-    return QTextCodec::codecForName("GBK")->fromUnicode(QString::fromLatin1(value));
+    const QTextCodec* const gbk = QTextCodec::codecForName("GBK");
+    if (gbk == nullptr) {
+        throw std::runtime_error("Qt has no text codec for GBK");
+    }
+    return gbk->fromUnicode(QString::fromLatin1(value));
 }
 
 QString buildRequest(const Transaction& transaction, const Inputs& inputs) {

@@ -43,7 +43,7 @@ int digitValue(char digit) {
 unsigned short CUtil::CRC16(unsigned long length, unsigned char* data) {
     unsigned int high = 0;
     unsigned int low = 0;
-    for (unsigned long i = 0; i < length; ++i) {
+    for (unsigned long i = 0; data != nullptr && i < length; ++i) {
         const unsigned int index = data[i] ^ high;
         high = kCrc.high[index] ^ low;
         low = kCrc.low[index];

@@ -3,6 +3,7 @@
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QLocale>
 
 #include <algorithm>
 #include <chrono>
@@ -97,7 +98,8 @@ void CUtil::removeEndChar(QString& text) {
 }
 
 QString CUtil::getCurrentTimes() {
-    return QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMddhhmmss"));
+    // QDateTime::toString would write the digits of the host's default locale.
+    return QLocale::c().toString(QDateTime::currentDateTime(), QStringLiteral("yyyyMMddhhmmss"));
 }
 
 void CUtil::Delay_MSec(unsigned int ms) {

@@ -31,7 +31,7 @@ public:
     /// Removes every "0x", carriage return and line feed.
     static void removeEndChar(QString& text);
 
-    /// The local time as "yyyyMMddhhmmss".
+    /// The local time as "yyyyMMddhhmmss", in ASCII digits whatever the locale.
     static QString getCurrentTimes();
 
     /// Waits `ms` milliseconds, never less. In a thread with an event dispatcher Qt processes pending events
@@ -41,7 +41,7 @@ public:
     /// The monotonic clock in milliseconds.
     static unsigned long long GetTickCount();
 
-    /// CRC-16/XMODEM of `length` bytes; 0 for none.
+    /// CRC-16/XMODEM of `length` bytes; 0 for none and for a null pointer.
     static unsigned short CRC16(unsigned long length, unsigned char* data);
 
     /// Writes the `length` bytes as lower-case hexadecimal digits and a terminating NUL into `text`, which

@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <QDateTime>
+#include <QLocale>
 #include <QString>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -57,6 +59,12 @@ TEST(Envelope, WithoutBodyHas112Characters) {
     EXPECT_EQ(text.size(), 112);
     EXPECT_EQ(text.left(6), "000112");
     EXPECT_EQ(behindTheTime(envelope), "<Ex_SeqNo>0001</Ex_SeqNo>");
+}
+
+TEST(Envelope, HasAsManyBytesAsItsLengthSaysInEveryLocale) {
+    setenv("LC_ALL", "ar_EG.UTF-8", 1);
+    QLocale::setDefault(QLocale("ar_EG"));
+    EXPECT_EQ(envelopeWithNumber(1).message().toUtf8().size(), 112);
 }
 
 TEST(Envelope, TakesTheNextNumberAtItsBeginning) {

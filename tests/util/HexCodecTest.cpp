@@ -25,6 +25,11 @@ TEST(Crc, OfNothingIsZero) {
     EXPECT_EQ(CUtil::CRC16(0, nullptr), 0);
 }
 
+TEST(Crc, OfANullPointerIsZeroWhateverTheLength) {
+    EXPECT_EQ(CUtil::CRC16(1, nullptr), 0);
+    EXPECT_EQ(CUtil::CRC16(~0UL, nullptr), 0);
+}
+
 TEST(Crc, OfOneByteIsTheTablesEntry) {
     EXPECT_EQ(crcOf("\x01"), 0x1021);
     EXPECT_EQ(crcOf("\xFF"), 0x1EF0);

@@ -1,10 +1,13 @@
 #include "util/Util.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QDateTime>
+#include <QLocale>
 
 #include <chrono>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -172,6 +175,19 @@ TEST(TimeStamp, IsTheLocalTimeInFourteenDigits) {
     EXPECT_GE(stamp, before);
     EXPECT_LE(stamp, after);
 }
+
+class TimeStampIn : public testing::TestWithParam<const char*> {};
+
+TEST_P(TimeStampIn, HasAsciiDigits) {
+    setenv("LC_ALL", (std::string(GetParam()) + ".UTF-8").c_str(), 1);
+    QLocale::setDefault(QLocale(GetParam()));
+    ASSERT_NE(QLocale().zeroDigit(), QLatin1Char('0')) << "the locale has digits of its own";
+    const std::string text = CUtil::getCurrentTimes().toStdString();
+    EXPECT_THAT(text, testing::MatchesRegex("2[0-9]+"));
+    EXPECT_EQ(text.size(), 14U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Locale, TimeStampIn, testing::Values("ar_EG", "fa_IR", "bn_BD", "my_MM", "ne_NP"));
 
 TEST(TickCount, IsTheMonotonicClockInMilliseconds) {
     const auto read = [] {
