@@ -4,6 +4,7 @@
 #include "device/Channel.h"
 #include "device/HIDDevice.h"
 #include "util/FileLog.h"
+#include "util/ForkSection.h"
 #include "util/Util.h"
 
 #include <QTextCodec>
@@ -18,6 +19,7 @@ QByteArray encoded(const QByteArray& value, Encoding encoding) {
     if (encoding == Encoding::AsItIs) {
         return value;
     }
+    const pdalink::ForkSection section;
     const QTextCodec* const gbk = QTextCodec::codecForName("GBK");
     if (gbk == nullptr) {
         throw std::runtime_error("Qt has no text codec for GBK");

@@ -2,9 +2,8 @@
 
 #include "analysis/Dispatcher.h"
 #include "analysis/Transactions.h"
+#include "util/DebugOutput.h"
 #include "util/LockConfig.h"
-
-#include <QDebug>
 
 // The face that hosts see: every member hands on to the floor behind it.
 // NOLINTBEGIN(readability-convert-member-functions-to-static): hosts call members of an object
@@ -14,7 +13,7 @@ CPDAXMLAnalysis::CPDAXMLAnalysis() {
 }
 
 CPDAXMLAnalysis::~CPDAXMLAnalysis() {
-    qDebug().noquote() << "~CPDAXMLAnalysis";
+    pdalink::debugOutput("~CPDAXMLAnalysis");
 }
 
 int CPDAXMLAnalysis::PDA_CommonCall(const char* inJson, int inLen, char* outJson, int* outLen) {

@@ -1,6 +1,7 @@
 #include "util/FileLog.h"
 
 #include "util/Descriptor.h"
+#include "util/ForkSection.h"
 #include "util/MutexGuard.h"
 
 #include <array>
@@ -96,21 +97,25 @@ CFileLog::~CFileLog() {
 }
 
 bool CFileLog::Open(const char* path) {
+    const pdalink::ForkSection section;
     const MutexGuard guard(m_lock);
     return openUnlocked(path);
 }
 
 void CFileLog::Close() {
+    const pdalink::ForkSection section;
     const MutexGuard guard(m_lock);
     closeUnlocked();
 }
 
 void CFileLog::Backup(int count) {
+    const pdalink::ForkSection section;
     const MutexGuard guard(m_lock);
     backupUnlocked(count);
 }
 
 bool CFileLog::AddLog(long level, const char* text) {
+    const pdalink::ForkSection section;
     const Stamp stamp = currentStamp();
     const MutexGuard guard(m_lock);
     if (m_file == nullptr) {

@@ -1,11 +1,10 @@
 #include "util/LockConfig.h"
 
+#include "util/DebugOutput.h"
 #include "util/FileLog.h"
 #include "util/Guard.h"
 #include "util/Settings.h"
 #include "util/Util.h"
-
-#include <QtGlobal>
 
 #include <array>
 #include <climits>
@@ -63,7 +62,7 @@ bool isDirectory(const std::string& path) {
 void openLog(const std::string& directory) {
     if (!isDirectory(directory)) {
         mkdir(directory.c_str(), kDirectoryMode);
-        qDebug("文件夹log创建成功");
+        pdalink::debugOutput("文件夹log创建成功");
     }
     const std::string path = directory + "/PDA.log";
     g_PDA_Log.Open(path.c_str());
@@ -74,8 +73,7 @@ void openLog(const std::string& directory) {
 
 bool loadUnguarded() {
     const std::string path = configurationFile();
-    // Not a stream: that prints in its destructor, out of which nothing may be thrown.
-    qDebug("inipath: %s", path.c_str());
+    pdalink::debugOutput(("inipath: " + path).c_str());
     pdalink::Settings settings;
     if (!pdalink::readSettings(path.c_str(), settings)) {
         return false;
@@ -93,5 +91,5 @@ void fun1() {
 }
 
 bool LoadLockConfig() {
-    return guarded([] { return loadUnguarded() ? 1 : 0; }, [] { return 0; }) != 0;
+    return guarded([] { return loadUnguarded(); }, [] { return false; });
 }

@@ -1,5 +1,7 @@
 #include "util/Util.h"
 
+#include "util/ForkSection.h"
+
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QDateTime>
@@ -98,6 +100,7 @@ void CUtil::removeEndChar(QString& text) {
 }
 
 QString CUtil::getCurrentTimes() {
+    const pdalink::ForkSection section;
     // QDateTime::toString would write the digits of the host's default locale.
     return QLocale::c().toString(QDateTime::currentDateTime(), QStringLiteral("yyyyMMddhhmmss"));
 }

@@ -142,13 +142,13 @@ bool CGetConfigVal::GetprofileConfig(const char* path, CParamConfig* config) {
         return false;
     }
     return guarded(
-               [&] {
-                   pdalink::Settings settings{*config};
-                   const bool isOpen = pdalink::readSettings(path, settings);
-                   *config = settings.ids;
-                   return isOpen ? 1 : 0;
-               },
-               [] { return 0; }) != 0;
+        [&] {
+            pdalink::Settings settings{*config};
+            const bool isOpen = pdalink::readSettings(path, settings);
+            *config = settings.ids;
+            return isOpen;
+        },
+        [] { return false; });
 }
 
 // The signature is fixed by the exported name.

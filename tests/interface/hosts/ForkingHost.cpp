@@ -2,7 +2,7 @@
 // forking_host LIBRARY (call|exit|busy|failing)
 //
 // "call" makes a request in the parent, then one in a child of it, then one in the parent again; "exit" lets
-// the child do nothing; "busy" forks again and again while another thread keeps the library busy, and lets
+// the child do nothing; "busy" forks again and again while other threads keep the library busy, and lets
 // each child make a request; "failing" lets the child open its channel without the memory for a thread.
 #include <dlfcn.h>
 #include <pthread.h>
@@ -98,12 +98,18 @@ void exitInChild() {
 }
 
 void forkWhileBusy() {
-    constexpr int children = 100;
+    constexpr int children = 40;
     refused();
     std::atomic<bool> done{false};
     std::thread caller([&done] {
         while (!done) {
             refused();
+        }
+    });
+    std::thread writer([&done] {
+        auto* const addLog = symbol<bool(void*, long, const char*)>("_ZN8CFileLog6AddLogElPKc");
+        while (!done) {
+            addLog(symbol<void>("g_PDA_Log"), 1, "busy");
         }
     });
     int failures = 0;
@@ -112,6 +118,7 @@ void forkWhileBusy() {
     }
     done = true;
     caller.join();
+    writer.join();
     report("children that failed", std::to_string(failures));
 }
 
