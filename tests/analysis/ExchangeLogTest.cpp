@@ -3,6 +3,7 @@
 
 namespace {
 
+using pdalink::test::countLogLines;
 using pdasim::Fault;
 using testing::ElementsAre;
 
@@ -173,6 +174,31 @@ TEST_F(ExchangeLog, KeepsTextsOfTheTerminalAsTheyAre) {
     const std::vector<std::string> lines = newLines();
     ASSERT_EQ(lines.size(), 5U);
     EXPECT_EQ(lines[3], "4 HID Read XML: " + reply);
+}
+
+const std::string kCutShort = "an earlier message was not taken: the wait for the reply is cut short";
+
+TEST_F(ExchangeLog, WarnsThatAnEarlierMessageCutsTheWaitShort) {
+    openChannel();
+    g_isBufferCome = true;
+    newLogTexts();
+    getInfo();
+    const std::string sent = newMessage();
+    const std::vector<std::string> texts = newLogTexts();
+    EXPECT_THAT(std::vector<std::string>(texts.begin(), texts.begin() + 4),
+                ElementsAre("[GetInfo] begin", "600002 SendData pre: " + sent, kCutShort,
+                            "Write XML: " + sent + " sendLen:112"));
+    EXPECT_EQ(countLogLines(kCutShort), 1);
+}
+
+TEST_F(ExchangeLog, WarnsNotBeforeAMessageWithoutAnswer) {
+    openChannel();
+    g_isBufferCome = true;
+    char number[] = "1";
+    char code[] = "000000";
+    analyser().SyncLoginResult(number, code);
+    EXPECT_EQ(countLogLines(kCutShort), 0);
+    g_isBufferCome = false;
 }
 
 } // namespace

@@ -1,0 +1,162 @@
+#include "ChannelFixture.h"
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::chrono::milliseconds kSilentWait(4900);
+
+/// A text of `length` characters whose length field says `stated`.
+std::string messageOf(std::size_t length, int stated) {
+    std::string text = std::to_string(1000000 + stated).substr(1);
+    text.resize(length, 'x');
+    return text;
+}
+
+/// An open channel on which a message comes, whole or not.
+class IncompleteReply : public ChannelTest {
+protected:
+    void SetUp() override {
+        openChannel();
+        newLogTexts();
+    }
+
+    std::string received(const std::string& sent) {
+        terminal().sendText(sent);
+        return g_HIDDevice.getBuffer().toStdString();
+    }
+};
+
+TEST_F(IncompleteReply, IsReturnedWithAWarning) {
+    EXPECT_EQ(received(messageOf(100, 200)), messageOf(100, 200));
+    EXPECT_THAT(newLogTexts(), ElementsAre("HID Read XML: " + messageOf(100, 200),
+                                           "reply incomplete: 100 of 200 characters came in time"));
+}
+
+TEST_F(IncompleteReply, IsWarnedOfAtLevel3) {
+    received(messageOf(199, 200));
+    EXPECT_THAT(newLogTexts(3), ElementsAre("reply incomplete: 199 of 200 characters came in time"));
+}
+
+TEST_F(IncompleteReply, IsNoneThatHasItsLength) {
+    received(messageOf(200, 200));
+    EXPECT_THAT(newLogTexts(3), IsEmpty());
+}
+
+TEST_F(IncompleteReply, IsNoneThatIsLonger) {
+    received(messageOf(200, 100));
+    EXPECT_THAT(newLogTexts(3), IsEmpty());
+}
+
+TEST_F(IncompleteReply, IsCountedInCharacters) {
+    received("000010" + std::string("终终终终"));
+    EXPECT_THAT(newLogTexts(3), IsEmpty());
+}
+
+TEST_F(IncompleteReply, IsNoneWithoutALengthField) {
+    for (const char* text : {"00099", "+00999", " 00999", "00099x", "hello world"}) {
+        received(text);
+        EXPECT_THAT(newLogTexts(3), IsEmpty()) << text;
+    }
+}
+
+/// A terminal whose reports come so slowly that a message does not fit into the settling time.
+class SlowReports : public IncompleteReply {
+protected:
+    void configure(const std::string& line) {
+        pdalink::test::writeIni("VID=1209\nPID=0001\n" + line + "\n");
+        LoadLockConfig();
+    }
+
+    /// Takes a message that comes in ten reports, 40 ms apart. A machine that is too busy to send them so
+    /// gets another chance.
+    std::string takeSlowMessage(const std::string& message) {
+        std::string taken;
+        for (int attempt = 0; attempt < 5 && taken != message; ++attempt) {
+            g_HIDDevice.clearBuffer();
+            g_isBufferCome = false;
+            std::thread sender([this, &message] {
+                const std::size_t size = message.size() / 10;
+                for (std::size_t at = 0; at < message.size(); at += size) {
+                    terminal().sendReport(message.substr(at, size));
+                    std::this_thread::sleep_for(Milliseconds(40));
+                }
+            });
+            taken = g_HIDDevice.getBuffer().toStdString();
+            sender.join();
+        }
+        return taken;
+    }
+};
+
+TEST_F(SlowReports, AreWaitedForWhenTheConfigurationSaysSo) {
+    configure("REPLY=whole");
+    EXPECT_EQ(takeSlowMessage(messageOf(500, 500)), messageOf(500, 500));
+}
+
+TEST_F(SlowReports, AreNotWaitedForWithoutThatSetting) {
+    const std::string message = messageOf(500, 500);
+    std::atomic<bool> taken{false};
+    std::thread sender([this, &message, &taken] {
+        for (std::size_t at = 0; at < message.size() && !taken; at += 10) {
+            terminal().sendReport(message.substr(at, 10));
+            std::this_thread::sleep_for(Milliseconds(50));
+        }
+    });
+    EXPECT_LT(g_HIDDevice.getBuffer().size(), 500);
+    taken = true;
+    sender.join();
+}
+
+TEST_F(SlowReports, AreGivenUpWhenNoMoreCome) {
+    configure("REPLY=whole");
+    terminal().sendText(messageOf(100, 200));
+    const Milliseconds time = timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer().size(), 100); });
+    EXPECT_GE(time, Milliseconds(110));
+    EXPECT_LT(time, kSilentWait);
+    EXPECT_THAT(newLogTexts(3), ElementsAre("reply incomplete: 100 of 200 characters came in time"));
+}
+
+TEST_F(SlowReports, AreNotWaitedForBehindAWholeMessage) {
+    configure("REPLY=whole");
+    std::atomic<bool> done{false};
+    std::thread sender([this, &done] {
+        terminal().sendReport(messageOf(60, 60));
+        while (!done) {
+            terminal().sendReport("y");
+            std::this_thread::sleep_for(Milliseconds(20));
+        }
+    });
+    EXPECT_LT(timeOf([] { g_HIDDevice.getBuffer(); }), kSilentWait);
+    done = true;
+    sender.join();
+}
+
+TEST_F(SlowReports, AreGivenUpAfterAMinute) {
+    configure("REPLY=whole");
+    constexpr std::chrono::seconds limit(60);
+    Milliseconds time{};
+    // A pause of a busy machine ends the wait early: another chance.
+    for (int attempt = 0; attempt < 3 && time < limit; ++attempt) {
+        g_HIDDevice.clearBuffer();
+        std::atomic<bool> done{false};
+        std::thread sender([this, &done] {
+            terminal().sendReport("999999");
+            while (!done) {
+                terminal().sendReport("x");
+                std::this_thread::sleep_for(Milliseconds(10));
+            }
+        });
+        time = timeOf([] { g_HIDDevice.getBuffer(); });
+        done = true;
+        sender.join();
+    }
+    EXPECT_GE(time, limit);
+    EXPECT_LT(time, limit + std::chrono::seconds(20));
+}
+
+} // namespace
