@@ -21,9 +21,9 @@ namespace {
 using Milliseconds = std::chrono::duration<double, std::milli>;
 using OpenChannel = std::unique_ptr<Channel> (*)(const std::string& path);
 
-constexpr double IdleGoal = 3; // ms CPU a second
-constexpr double ExchangeGoal = 0.25;
-constexpr double ExchangeTimesBare = 3;
+constexpr double IdleGoal = 0.5; // ms CPU a second
+constexpr double ExchangeGoal = 0.3;
+constexpr double ExchangeTimesBare = 6;
 constexpr double ExchangeTime = 110;
 constexpr double PacketBeyondBare = 0.3;
 constexpr double SilentWaitGoal = 10;

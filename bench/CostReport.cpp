@@ -71,12 +71,16 @@ __attribute__((format(printf, 1, 2))) std::string formatted(const char* format, 
     return text.data();
 }
 
+std::string ratio(double library, double bare) {
+    return bare > 0 ? formatted("%.2f", library / bare) : "-";
+}
+
 std::string figureLine(const Figure& figure, const Comparison& comparison) {
     const Summary library = summarise(valuesOf(figure, comparison.library));
     const Summary bare = summarise(valuesOf(figure, comparison.bare));
-    return formatted("  %-24s %9.3f %9.3f   %9.3f %9.3f   %7.2f %7.2f\n", figure.label.c_str(),
-                     library.minimum, library.median, bare.minimum, bare.median,
-                     library.minimum / bare.minimum, library.median / bare.median);
+    return formatted("  %-24s %9.3f %9.3f   %9.3f %9.3f   %7s %7s\n", figure.label.c_str(), library.minimum,
+                     library.median, bare.minimum, bare.median, ratio(library.minimum, bare.minimum).c_str(),
+                     ratio(library.median, bare.median).c_str());
 }
 
 std::string goalLine(const Comparison& comparison) {
@@ -112,15 +116,15 @@ std::string goalLine(const Comparison& comparison) {
     return line + "\n";
 }
 
-/** What one wake-up costs on this machine, from the program that does nothing else. */
+/** What one wake-up costs on this machine, from the receiver, which does nothing else while it is idle. */
 std::string wakeUpLine(const std::vector<Comparison>& comparisons) {
     for (const Comparison& comparison : comparisons) {
         if (comparison.name == "idle") {
             std::vector<double> costs;
-            for (const Cost& cost : comparison.bare) {
+            for (const Cost& cost : comparison.library) {
                 costs.push_back(cost.cpu * 1000 / cost.wakeUps);
             }
-            return formatted("\nA wake-up of the idle bare program's receiver costs %.1f us here (median).\n",
+            return formatted("\nA wake-up of the library's idle receiver costs %.1f us here (median).\n",
                              summarise(costs).median);
         }
     }

@@ -45,7 +45,7 @@ public:
         m_receiver.join();
     }
 
-    int receiverThread() const override { return m_threadId; }
+    std::optional<int> receiverThread() const override { return m_threadId; }
 
     void exchange() override { call(R"({"transCode":"600002"})"); }
 

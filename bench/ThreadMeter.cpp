@@ -32,14 +32,19 @@ int currentThreadId() {
 // Reading the wake-ups costs the calling thread time, which may be the measured one: the clock is read
 // inside.
 
-ThreadMeter::ThreadMeter(int threadId) : m_threadId(threadId) {
-    m_atStart.wakeUps = wakeUpsOf(threadId);
-    m_atStart.cpu = test::threadCpuTime(threadId);
+ThreadMeter::ThreadMeter(std::optional<int> threadId) : m_threadId(threadId) {
+    if (m_threadId) {
+        m_atStart.wakeUps = wakeUpsOf(*m_threadId);
+        m_atStart.cpu = test::threadCpuTime(*m_threadId);
+    }
 }
 
 ThreadUsage ThreadMeter::used() const {
-    const auto cpu = test::threadCpuTime(m_threadId);
-    return {cpu - m_atStart.cpu, wakeUpsOf(m_threadId) - m_atStart.wakeUps};
+    if (!m_threadId) {
+        return {};
+    }
+    const auto cpu = test::threadCpuTime(*m_threadId);
+    return {cpu - m_atStart.cpu, wakeUpsOf(*m_threadId) - m_atStart.wakeUps};
 }
 
 } // namespace pdalink::bench

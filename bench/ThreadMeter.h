@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 
 namespace pdalink::bench {
 
@@ -14,15 +15,15 @@ struct ThreadUsage {
     long wakeUps = 0;
 };
 
-/** Measures what one thread of this process uses from the construction on. */
+/** Measures what one thread of this process uses from the construction on; without a thread nothing. */
 class ThreadMeter {
 public:
-    explicit ThreadMeter(int threadId);
+    explicit ThreadMeter(std::optional<int> threadId);
 
     ThreadUsage used() const;
 
 private:
-    int m_threadId;
+    std::optional<int> m_threadId;
     ThreadUsage m_atStart;
 };
 
