@@ -1,31 +1,22 @@
 #include "analysis/Dispatcher.h"
 
 #include "analysis/Exchange.h"
+#include "analysis/Response.h"
 #include "analysis/TransactionTable.h"
 #include "util/FileLog.h"
 #include "util/Guard.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <rapidjson/document.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace {
 
 constexpr int kRefused = -1;
-
-// A host provides at least 23 result values of 5000 bytes. Longer values are returned as long as the response
-// stays within that.
-constexpr std::size_t kLongValue = 5000;
-constexpr int kResponseLimit = 115000;
 
 // ---- request
 // -------------------------------------------------------------------------------------------------
@@ -91,13 +82,6 @@ std::optional<Inputs> readInputs(const Row& row, const Document& request) {
 // ---- response
 // ------------------------------------------------------------------------------------------------
 
-/// One output member with the value that the transaction has given it.
-struct OutputMember {
-    Member member;
-    std::string text;
-    int number = 0;
-};
-
 /// What a request comes to: the response, the result, and why it was refused, if it was.
 struct Answer {
     QByteArray response;
@@ -109,56 +93,15 @@ Answer refused(const std::string& why) {
     return {"{}", kRefused, why};
 }
 
-QByteArray compactJson(const Row& row, const std::vector<OutputMember>& values) {
-    QJsonObject response{{QStringLiteral("transCode"), QLatin1String(row.code)}};
-    for (const OutputMember& value : values) {
-        response.insert(QLatin1String(value.member.key), value.member.kind == Kind::Text
-                                                             ? QJsonValue(QString::fromStdString(value.text))
-                                                             : QJsonValue(value.number));
-    }
-    return QJsonDocument(response).toJson(QJsonDocument::Compact);
-}
-
-/// A response that outgrows the host's buffer becomes that of a transaction which failed at its first long
-/// value.
-void limitResponse(const Row& row, std::vector<OutputMember>& values, Answer& answer) {
-    if (answer.response.size() + 1 <= kResponseLimit) {
-        return;
-    }
-    const auto isLong = [](const OutputMember& value) { return value.text.size() >= kLongValue; };
-    const auto first = std::find_if(values.begin(), values.end(), isLong);
-    if (first == values.end()) {
-        return;
-    }
-    const std::string line = std::string("response too long, left empty from ") + first->member.key +
-                             " on (" + std::to_string(first->text.size()) + " bytes)";
-    g_PDA_Log.AddLog(pdalink::Warning, line.c_str());
-    std::for_each(first, values.end(), [](OutputMember& value) {
-        value.text.clear();
-        value.number = 0;
-    });
-    answer.response = compactJson(row, values);
-    answer.result = row.failure;
-}
-
 Answer carryOut(const Row& row, const Inputs& inputs) {
-    std::vector<OutputMember> values;
-    for (const Member& member : row.outputs) {
-        values.push_back({member, {}, 0});
+    Response response(row);
+    const int result = row.run(inputs, response.outputs());
+    const std::string tooLong = response.limit();
+    if (tooLong.empty()) {
+        return {response.json(), result, {}};
     }
-    Outputs outputs;
-    for (OutputMember& value : values) {
-        if (value.member.kind == Kind::Text) {
-            outputs.texts.append(TextOut(value.text));
-        } else {
-            outputs.numbers.append(&value.number);
-        }
-    }
-    Answer answer;
-    answer.result = row.run(inputs, outputs);
-    answer.response = compactJson(row, values);
-    limitResponse(row, values, answer);
-    return answer;
+    g_PDA_Log.AddLog(pdalink::Warning, tooLong.c_str());
+    return {response.json(), row.failure, {}};
 }
 
 /// Nothing when the text is no JSON object with a member "transCode": such a request gets no response at all.

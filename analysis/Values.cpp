@@ -16,10 +16,19 @@ QByteArray Input::bytes() const {
     return QByteArray::fromRawData(m_text, static_cast<int>(length));
 }
 
+void ResultText::copyAt(std::size_t offset, std::string_view bytes) {
+    const std::size_t size = std::max(m_size, offset + bytes.size());
+    m_beginning.resize(std::min(size, kMost));
+    m_size = size;
+    if (offset < kMost) {
+        const std::string_view kept = bytes.substr(0, kMost - offset);
+        m_beginning.replace(offset, kept.size(), kept);
+    }
+}
+
 void TextOut::copyAt(std::size_t offset, std::string_view bytes) const {
     if (m_text != nullptr) {
-        m_text->resize(std::max(m_text->size(), offset + bytes.size()));
-        m_text->replace(offset, bytes.size(), bytes);
+        m_text->copyAt(offset, bytes);
     } else if (m_buffer != nullptr) {
         std::memcpy(m_buffer + offset, bytes.data(), bytes.size());
     }

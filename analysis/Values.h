@@ -37,6 +37,24 @@ private:
     int m_number = 0;
 };
 
+/// A text for a response, in UTF-8. Of one that is too long for any response only the beginning is kept.
+class ResultText {
+public:
+    static constexpr std::size_t kMost = 131072;
+
+    /// Of the whole text.
+    std::size_t size() const noexcept { return m_size; }
+    bool isWhole() const noexcept { return m_size == m_beginning.size(); }
+    QString toQString() const { return QString::fromStdString(m_beginning); }
+
+    /// Copies the bytes over what is there, from `offset` on.
+    void copyAt(std::size_t offset, std::string_view bytes);
+
+private:
+    std::string m_beginning;
+    std::size_t m_size = 0;
+};
+
 /// Where one text output of a transaction goes: into the buffer of a host that called the member directly,
 /// whose size only the host knows, or into a text of the dispatcher's, which grows as needed.
 class TextOut {
@@ -44,7 +62,7 @@ public:
     TextOut() noexcept = default;
     /// Null skips the output.
     TextOut(char* buffer) noexcept : m_buffer(buffer) {} // NOLINT(google-explicit-constructor)
-    explicit TextOut(std::string& text) noexcept : m_text(&text) {}
+    explicit TextOut(ResultText& text) noexcept : m_text(&text) {}
 
     /// Copies the bytes over what is there, from `offset` on, without a terminating NUL.
     void copyAt(std::size_t offset, std::string_view bytes) const;
@@ -66,7 +84,7 @@ private:
     void terminate(std::size_t length) const;
 
     char* m_buffer = nullptr;
-    std::string* m_text = nullptr;
+    ResultText* m_text = nullptr;
 };
 
 // Both lists live on the stack, so that gathering a member's parameters cannot fail.

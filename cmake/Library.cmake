@@ -15,6 +15,7 @@ add_library(pdalink_objects OBJECT
     analysis/MessageEnvelope.cpp
     analysis/PDAXMLAnalysis.cpp
     analysis/ReceivedMessages.cpp
+    analysis/Response.cpp
     analysis/Tellers.cpp
     analysis/TerminalInfo.cpp
     analysis/TransactionTable.cpp

@@ -13,8 +13,9 @@ extern "C" {
  * inLen    Only written to the log.
  * outJson  Receives the response, one compact JSON object in UTF-8 with a terminating NUL. A refused request
  *          is answered with "{}"; nothing is written when the request is no JSON object with a member
- *          "transCode". The buffer belongs to the caller and must have room for the largest response: 23
- *          values of 5000 bytes, with their keys and quoting (128 KiB suffice unless values need escaping).
+ *          "transCode". The buffer belongs to the caller and must have room for the largest response: 131072
+ *          bytes. What would not fit into them is left empty, and the result in the log is 1.
+ *
  * outLen   Receives the length of the response in bytes, without its NUL. May be null.
  *
  * Returns 0, always: the outcome is in the response ("pRetCode" is "000000" when the terminal agreed and

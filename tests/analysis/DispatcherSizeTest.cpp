@@ -138,15 +138,20 @@ protected:
     }
 
     Answer askFor(const std::string& serialNumber, const std::string& bleVersion = "B") {
-        m_terminal.addFault("8001", pdasim::Fault().silence());
         const std::string reply = "0000008001" + tag("Ex_EIMI", serialNumber) + tag("Ex_BleVer", bleVersion) +
                                   tag("Ex_PdaVer", "P") + tag("Ex_RetCode", "000000");
+        return askAndReply(kGetInfo, "8001", reply);
+    }
+
+    /// Makes a request and replies to its message of this type.
+    Answer askAndReply(const std::string& request, const std::string& type, const std::string& reply) {
+        m_terminal.addFault(type, pdasim::Fault().silence());
         // All of it comes inside an event of the wait, however long a busy machine takes for it.
         QTimer::singleShot(0, [this, &reply] {
             m_terminal.sendText(reply);
             EXPECT_TRUE(waitUntil([&reply] { return buffered() == static_cast<int>(reply.size()); }));
         });
-        return ask(kGetInfo);
+        return ask(request);
     }
 
     static std::string responseWith(const std::string& serialNumber, const std::string& bleVersion,
@@ -158,11 +163,11 @@ protected:
 
     static int warnings() { return static_cast<int>(readLogTexts(3).size()); }
 
-private:
     static std::string tag(const std::string& name, const std::string& value) {
         return std::string("<").append(name).append(">").append(value).append("</").append(name).append(">");
     }
 
+private:
     static int buffered() {
         const MutexGuard guard(g_lock_buffer);
         return g_buffer.size();
@@ -215,8 +220,15 @@ TEST_F(LongResult, IsReturnedAsLongAsTheResponseStaysWithin115000Bytes) {
     EXPECT_EQ(warnings(), 0);
 }
 
+TEST_F(LongResult, LeavesTheOutputEmptyThatIsBeyondThat) {
+    const std::string value(fillTo(115001), 'v');
+    const Answer answer = askFor(value);
+    EXPECT_EQ(answer.result, 1);
+    EXPECT_EQ(answer.text(), responseWith(value, "B", "P", ""));
+}
+
 TEST_F(LongResult, BeyondThatIsLeftEmptyWithAllOutputsAfterIt) {
-    const Answer answer = askFor(std::string(fillTo(115001), 'v'));
+    const Answer answer = askFor(std::string(fillTo(115001) + std::string("BP000000").size(), 'v'));
     EXPECT_EQ(answer.result, 1);
     EXPECT_EQ(answer.text(), responseWith("", "", "", ""));
     const std::vector<std::string> warnings = readLogTexts(3);
@@ -235,10 +247,11 @@ TEST_F(LongResult, LeavesShorterOutputsBeforeItInPlace) {
     EXPECT_NE(warnings[0].find("pBleVersion"), std::string::npos) << warnings[0];
 }
 
-TEST_F(LongResult, OfTwoTheFirstOneCounts) {
-    const Answer answer = askFor(std::string(60000, 'v'), std::string(60000, 'w'));
+TEST_F(LongResult, OfTwoTheOneThatIsTooMuchCounts) {
+    const std::string first(60000, 'v');
+    const Answer answer = askFor(first, std::string(60000, 'w'));
     EXPECT_EQ(answer.result, 1);
-    EXPECT_EQ(answer.text(), responseWith("", "", "", ""));
+    EXPECT_EQ(answer.text(), responseWith(first, "", "", ""));
 }
 
 TEST_F(LongResult, CountsWithItsEscapes) {
@@ -246,6 +259,25 @@ TEST_F(LongResult, CountsWithItsEscapes) {
     const Answer answer = askFor(quotes);
     EXPECT_EQ(answer.result, 1);
     EXPECT_EQ(answer.text(), responseWith("", "", "", ""));
+}
+
+TEST_F(LongResult, OfShortValuesWithEscapesStaysWithin131072Bytes) {
+    const std::string value(4999, '\x01'); // six bytes each in the response
+    std::string reply = "0000008009" + tag("Ex_Road", value) + tag("Ex_Time", value);
+    for (const char* party : {"A", "B", "C"}) {
+        for (const char* name : {"Login", "Name", "FigData", "Rnd", "Pwd", "MacChkVal"}) {
+            reply += tag(std::string("Ex_") + party + name, value);
+        }
+    }
+    const Answer answer = askAndReply(R"({"transCode":"600009","pdaNumber":"1","pTaskID":"2"})", "8009",
+                                      reply + tag("Ex_Label", value) + tag("Ex_ErrLabel", value));
+    EXPECT_EQ(answer.result, 1);
+    EXPECT_TRUE(answer.restUntouched());
+    EXPECT_GT(answer.length, 4 * 6 * 4999);
+    EXPECT_LT(answer.length, 131072);
+    EXPECT_NE(answer.text().find(R"("pALogin":"")"), std::string::npos) << "the fifth is too much";
+    EXPECT_EQ(answer.text().find(R"("pErrLabel":"")"), std::string::npos) << "the fourth is not";
+    EXPECT_EQ(warnings(), 1);
 }
 
 TEST_F(LongResult, DoesNotConcernTheNextCall) {

@@ -109,9 +109,17 @@ TEST_F(FileJson, FetchesAFileThatJustFitsIntoTheHostsBuffer) {
     EXPECT_EQ(warnings(), 0U);
 }
 
+TEST_F(FileJson, FailsWithAFileBehindWhichTheResultCodeDoesNotFit) {
+    const SwiftReplies swift;
+    const std::size_t most = 115000 - 1 - fetched("", "").size();
+    keep(digits(most));
+    EXPECT_EQ(fetchAsJson(), (JsonAnswer{1, fetched(digits(most), "")}));
+    EXPECT_EQ(warnings(), 1U);
+}
+
 TEST_F(FileJson, FailsWithAFileThatDoesNotFitIntoTheHostsBuffer) {
     const SwiftReplies swift;
-    keep(digits(115000 - fetched("", "000000").size()));
+    keep(digits(115000 - fetched("", "").size()));
     EXPECT_EQ(fetchAsJson(), (JsonAnswer{1, fetched("", "")}));
     EXPECT_EQ(warnings(), 1U);
 }

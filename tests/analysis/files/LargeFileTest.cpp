@@ -1,6 +1,7 @@
 #include "FileFixture.h"
 #include "RepeatedText.h"
 
+#include "MemoryLimit.h"
 #include "util/MutexGuard.h"
 
 #include <QTimer>
@@ -113,12 +114,14 @@ protected:
         return size;
     }
 
-    /// A packet of zeros, whose check is 0 too, as the receiver would have put it into the receive buffer.
-    static void receivePacket(std::size_t number, std::size_t size) {
+    /// A packet of zeros or of no digits at all, whose check is 0, as the receiver would have put it into the
+    /// receive buffer.
+    static void receivePacket(std::size_t number, std::size_t size, char character = '0',
+                              std::size_t total = 1000) {
         const QString text = QString::fromStdString(
-            "9999998016" + tag("Ex_RetCode", "000000") + tag("Ex_TotalPkt", "1000") + // the type counts
-            tag("Ex_CurPkt", std::to_string(number)) + tag("Ex_HexCheck", "0000") +
-            tag("Ex_HexVal", std::string(size, '0')));
+            "9999998016" + tag("Ex_RetCode", "000000") + // the type counts
+            tag("Ex_TotalPkt", std::to_string(total)) + tag("Ex_CurPkt", std::to_string(number)) +
+            tag("Ex_HexCheck", "0000") + tag("Ex_HexVal", std::string(size, character)));
         const MutexGuard guard(g_lock_buffer);
         g_buffer = text;
         g_isBufferCome = true;
@@ -153,6 +156,28 @@ TEST_F(LargestFile, IsFetchedUpToItsLastCharacter) {
     EXPECT_THAT(retCode.written(), IsEmpty());
     EXPECT_EQ(warnings(), 1U);
     EXPECT_EQ(m_PerformTasksYN, 0);
+}
+
+TEST_F(LargestFile, IsRefusedByTheJsonWithoutMoreMemoryThanItsOwn) {
+    terminal().addFault("8016", Fault().silence().always());
+    g_PDA_Log.Close(); // it would write every packet
+    constexpr std::size_t packets = kFullPieces + 1;
+    std::size_t answered = 0;
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, [&] {
+        if (terminal().received().size() > answered) {
+            const bool isLast = answered == kFullPieces;
+            receivePacket(answered, isLast ? kMost % kPiece : kPiece, '\x01', packets);
+            ++answered;
+        }
+    });
+    timer.start(0);
+    const SwiftReplies swift;
+    constexpr std::size_t besides = 400000000; // a packet is held in several forms while it is taken
+    const pdalink::test::MemoryLimit limit(kMost + besides);
+    EXPECT_EQ(ask(R"({"transCode":"600016","pdaNumber":"1","pCmdEx":3,"pInfEx":"i"})"),
+              (JsonAnswer{1, R"({"pFilePath":"","pRetCode":"","transCode":"600016"})"}));
+    EXPECT_EQ(answered, packets);
 }
 
 } // namespace
