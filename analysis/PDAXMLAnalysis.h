@@ -122,9 +122,10 @@ public:
     /// outputs untouched, when it stops replying or brings nothing new.
     int ReceiveDataSaveToFile(char* pdaNumber, int* cmdEx, char* infEx, char* data, char* retCode);
 
-    // ---- tellers: 1 for a reply; -1 when the message could not be sent, and with `retCode` "000060" when no
-    // reply
-    //      came. The outputs of a reply end with a NUL. The task flag stays up.
+    // ---- tellers
+    //
+    // Results: 1 for a reply; -1 when the message could not be sent, and, with `retCode` "000060", when no
+    // reply came. The outputs of a reply end with a NUL. The task flag stays up.
 
     /// Asks for the number of the teller who registered at the terminal; it comes with success only.
     int PDA_GetRegisterUserData(char* pdaNumber, char* tellerNo, char* retCode);
@@ -135,11 +136,11 @@ public:
     /// Sends the tellers to whom an escort may hand over: items, each followed by ";".
     int PDA_EscortUserInfoSync(char* pdaNumber, const char* tellerNo, char* retCode);
 
-    // ---- locks: what the terminal relays to them. Without a reply (2) nothing is written. `srcSeqNo`
-    // receives the
-    //      number of the message that the terminal replies to. Lists hold one value for each lock, each
-    //      followed by
-    //      ";", and are appended to the text that is there.
+    // ---- locks
+    //
+    // What the terminal relays to them. Without a reply (2) nothing is written. `srcSeqNo` receives the
+    // number of the message that the terminal replies to. Lists hold one value for each lock, each followed
+    // by ";", and are appended to the text that is there.
 
     /// Hands over a Bluetooth address.
     int SetBleMac(char* bleMac, char* retCode);
@@ -180,11 +181,11 @@ public:
     int ReadLockRes(char* srcSeqNo, char* retCode, char* lockCount, char* lockIds, char* actions,
                     char* results, char* usersA, char* usersB, char* rnds, char* openTimes, char* batteries);
 
-    // ---- messages that the terminal starts. The host takes them from the channel and hands each, whole, to
-    // the
-    //      handler of its kind, which empties the receive buffer, keeps the fields in its store
-    //      (ResultStores.h) and acknowledges: 0, or -1 when the acknowledgement could not be written. The
-    //      type is not looked at. A null text gives 1.
+    // ---- messages that the terminal starts
+    //
+    // The host takes them from the channel and hands each, whole, to the handler of its kind, which empties
+    // the receive buffer, keeps the fields in its store (ResultStores.h) and acknowledges: 0, or -1 when the
+    // acknowledgement could not be written. The type is not looked at. A null text gives 1.
 
     /// "9001", a scanned label: to the first free pair of pda_ScanLabel; dropped when there is none.
     int ReceiveScanResult(char* text);
@@ -199,8 +200,9 @@ public:
     /// "9006", a power handover: to pda_HandoverPowerData; lowers pda_HandoverPowerState.
     int ReceiveHandoverPowerData(char* text);
 
-    // ---- login. Of a text's UTF-8 form as many bytes are copied as it has characters; an empty one writes
-    // nothing.
+    // ---- login
+    //
+    // Of a text's UTF-8 form as many bytes are copied as it has characters; an empty one writes nothing.
 
     /// Copies the last user notice. Always returns 0.
     int GetRandomNumber(char* pdaNumber, char* userName);

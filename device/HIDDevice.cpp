@@ -13,10 +13,6 @@
 
 using namespace pdalink;
 
-// Hosts may declare the three flags as the plain types.
-static_assert(sizeof(std::atomic<int>) == sizeof(int) && std::atomic<int>::is_always_lock_free);
-static_assert(sizeof(std::atomic<bool>) == sizeof(bool) && std::atomic<bool>::is_always_lock_free);
-
 void* run_proc(void* /*ignored*/) {
     return guarded(
         []() -> void* {
