@@ -233,11 +233,6 @@ void SimulatedTerminal::sendReport(std::string_view bytes) {
     m_implementation->port().send({std::string(bytes)});
 }
 
-void SimulatedTerminal::floodReports(const std::vector<std::string>& reports) {
-    const auto lock = m_implementation->settledLock();
-    m_implementation->node().flood(reports);
-}
-
 std::size_t SimulatedTerminal::lostReports() const {
     const std::lock_guard lock(m_implementation->mutex());
     return m_implementation->node().lostReports();

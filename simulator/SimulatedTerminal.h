@@ -87,14 +87,12 @@ public:
     /** What hosts have sent in response to announcements. */
     std::vector<Acknowledgement> acknowledgements() const;
 
-    /** Sends a text of the terminal's own in padded reports, as fast as the host reads them. */
+    /** Sends a text of the terminal's own in padded reports, as fast as the host reads them. In a test bed a
+     * host that does not read them loses those beyond its queue, as on a bus of full speed. */
     void sendText(std::string_view text);
     /** Sends one report of exactly these bytes. */
     void sendReport(std::string_view bytes);
-    /** Sends reports faster than anybody can read them: what does not fit into the host's queue is lost. In a
-     * test bed only, like the next one. */
-    void floodReports(const std::vector<std::string>& reports);
-    /** Reports that a full queue, an unplugging or the lack of a reader has swallowed. */
+    /** Reports that a full queue, an unplugging or the lack of a reader has swallowed. In a test bed only. */
     std::size_t lostReports() const;
 
     void unplug();

@@ -18,10 +18,11 @@ void TimerQueue::cancel(const void* owner) {
 }
 
 int TimerQueue::pollTimeout() const {
-    if (m_timers.empty()) {
-        return -1;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_timers.begin()->first - Clock::now());
+    return m_timers.empty() ? -1 : pollTimeout(m_timers.begin()->first);
+}
+
+int TimerQueue::pollTimeout(Clock::time_point due) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now());
     return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
 }
 

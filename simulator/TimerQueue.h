@@ -18,6 +18,8 @@ public:
 
     /** How long poll(2) may wait for the next action; -1 when there is none. */
     int pollTimeout() const;
+    /** How long it may wait for a time. */
+    static int pollTimeout(Clock::time_point due);
     /** False when nothing was due. */
     bool runDue();
 

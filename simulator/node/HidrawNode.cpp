@@ -5,6 +5,15 @@
 
 namespace pdasim {
 
+namespace {
+
+/** Between two interrupt transfers of a device of full speed. */
+constexpr HidrawNode::Clock::duration TransferInterval = std::chrono::milliseconds(1);
+constexpr HidrawNode::Clock::duration TimeOfAFullQueue = 63 * TransferInterval;
+static_assert(TimeOfAFullQueue / TransferInterval == hidraw::QueueLength);
+
+} // namespace
+
 HidrawNode::HidrawNode(NodeOwner& owner, DeviceDescription description)
     : m_owner(&owner), m_description(std::move(description)) {
 }
@@ -56,17 +65,18 @@ void HidrawNode::send(const std::vector<std::string>& reports) {
     updateBell();
 }
 
-void HidrawNode::flood(const std::vector<std::string>& reports) {
-    if (m_owner == nullptr || m_files.empty()) {
-        m_lostUnread += reports.size();
-        return;
+std::optional<HidrawNode::Clock::time_point> HidrawNode::nextTransfer() const {
+    return m_held.empty() ? std::nullopt : std::optional(m_nextTransfer);
+}
+
+bool HidrawNode::transferDue() {
+    if (m_held.empty() || Clock::now() < m_nextTransfer) {
+        return false;
     }
-    for (auto& [file, queue] : m_files) {
-        for (const std::string& report : reports) {
-            queue.push(report);
-        }
-    }
+    deliverFirst();
+    deliverHeld();
     updateBell();
+    return true;
 }
 
 void HidrawNode::unplug() {
@@ -89,11 +99,18 @@ std::size_t HidrawNode::lostReports() const {
 void HidrawNode::deliverHeld() {
     const auto hasRoom = [](const auto& entry) { return entry.second.hasRoom(); };
     while (!m_held.empty() && std::all_of(m_files.begin(), m_files.end(), hasRoom)) {
-        for (auto& [file, queue] : m_files) {
-            queue.push(m_held.front());
-        }
-        m_held.pop_front();
+        deliverFirst();
     }
+}
+
+void HidrawNode::deliverFirst() {
+    for (auto& [file, queue] : m_files) {
+        queue.push(m_held.front());
+    }
+    m_held.pop_front();
+    // What comes early gives the readers more time, but no more than what they can have unread.
+    const auto now = Clock::now();
+    m_nextTransfer = std::min(std::max(m_nextTransfer, now) + TransferInterval, now + TimeOfAFullQueue);
 }
 
 void HidrawNode::updateBell() {

@@ -5,10 +5,12 @@
 #include "node/HidrawQueue.h"
 #include "node/NodeOwner.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +26,7 @@ namespace pdasim {
  */
 class HidrawNode {
 public:
+    using Clock = std::chrono::steady_clock;
     using FileId = std::uint64_t;
 
     HidrawNode(NodeOwner& owner, DeviceDescription description);
@@ -37,13 +40,15 @@ public:
     const DeviceDescription& description() const { return m_description; }
 
     /**
-     * Reports for every open file, each as soon as all of them have room for it: a host controller does not
-     * fetch faster than its host reads, in the long run. Without an open file nobody fetches them: they are
-     * lost.
+     * Reports for every open file: each as soon as all of them have room for it, but no later than a bus of
+     * full speed brings it. A file without room by then loses it, as in the kernel. Without an open file
+     * nobody fetches them: they are lost.
      */
     void send(const std::vector<std::string>& reports);
-    /** Reports faster than any reader: what the queues cannot hold is lost. */
-    void flood(const std::vector<std::string>& reports);
+    /** When the bus brings the next report, whoever has room for it; nothing while none is under way. */
+    std::optional<Clock::time_point> nextTransfer() const;
+    /** Brings the next report if it is time; false when it is not. */
+    bool transferDue();
 
     void unplug();
     /** Tells everybody who waits that the device is gone. Comes after the device has left the system. */
@@ -59,6 +64,7 @@ public:
 
 private:
     void deliverHeld();
+    void deliverFirst();
     void updateBell();
 
     NodeOwner* m_owner;
@@ -68,6 +74,7 @@ private:
     bool m_refusesOpening = false;
     std::map<FileId, HidrawQueue> m_files;
     std::deque<std::string> m_held;
+    Clock::time_point m_nextTransfer;
     std::size_t m_lostUnread = 0;
 };
 

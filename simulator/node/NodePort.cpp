@@ -19,12 +19,9 @@ void NodePort::schedule(Clock::time_point due, std::function<void()> action) {
 void NodePort::send(const std::vector<std::string>& reports) {
     if (HidrawNode* node = m_bus.node(m_device); node != nullptr) {
         node->send(reports);
-    }
-}
-
-void NodePort::flood(const std::vector<std::string>& reports) {
-    if (HidrawNode* node = m_bus.node(m_device); node != nullptr) {
-        node->flood(reports);
+        if (node->nextTransfer()) {
+            m_bus.server().wake();
+        }
     }
 }
 

@@ -21,7 +21,6 @@ public:
     std::string place() const override { return m_bus.nodePath(m_device); }
     std::size_t openFiles() const override { return m_bus.openFiles(m_device); }
 
-    void flood(const std::vector<std::string>& reports);
     void refuseOpening(bool refuse) { m_bus.refuseOpening(m_device, refuse); }
     std::size_t lostReports() const { return m_bus.lostReports(m_device); }
 

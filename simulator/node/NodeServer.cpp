@@ -132,7 +132,7 @@ void NodeServer::run() {
                 acceptConnection(watched[i].fd);
             }
         }
-        busy = runDueTimers() || busy;
+        busy = runDue() || busy;
         if (!busy) {
             const std::lock_guard lock(m_mutex);
             m_settled = std::max(m_settled, settling);
@@ -167,7 +167,14 @@ int NodeServer::pollTimeout() {
     if (m_settled < m_settleRequested) {
         return 0;
     }
-    return m_timers.pollTimeout();
+    int timeout = m_timers.pollTimeout();
+    for (const auto& [number, node] : m_nodes) {
+        const auto transfer = node == nullptr ? std::nullopt : node->nextTransfer();
+        if (transfer && (timeout < 0 || TimerQueue::pollTimeout(*transfer) < timeout)) {
+            timeout = TimerQueue::pollTimeout(*transfer);
+        }
+    }
+    return timeout;
 }
 
 bool NodeServer::drainWakeups(const pollfd& watched) {
@@ -287,9 +294,13 @@ void NodeServer::drop(std::list<Connection>::iterator connection) {
     m_connections.erase(connection);
 }
 
-bool NodeServer::runDueTimers() {
+bool NodeServer::runDue() {
     const std::lock_guard lock(m_mutex);
-    return m_timers.runDue();
+    bool any = m_timers.runDue();
+    for (const auto& [number, node] : m_nodes) {
+        any = (node != nullptr && node->transferDue()) || any;
+    }
+    return any;
 }
 
 } // namespace pdasim

@@ -52,6 +52,8 @@ public:
     /** Runs an action on the server's thread with the lock held; actions due at one time keep their order. */
     void schedule(const void* owner, Clock::time_point due, std::function<void()> action);
     void cancel(const void* owner);
+    /** To be called when a node may have a transfer to wait for. */
+    void wake();
 
     /** Waits, without the lock, until everything that clients and clocks have caused so far has been dealt
      * with. */
@@ -83,8 +85,7 @@ private:
     void serveDeviceQuestion(Connection& connection, const PreloadLink::Request& request);
     bool serveWrite(Connection& connection, const PreloadLink::Request& request);
     void drop(std::list<Connection>::iterator connection);
-    bool runDueTimers();
-    void wake();
+    bool runDue();
 
     std::mutex m_mutex;
     std::condition_variable m_settledCondition;

@@ -124,12 +124,13 @@ TEST_F(ReceiverTest, DrainsBurstsThatFillTheKernelsQueue) {
     openChannel();
     QString expected;
     for (int burst = 0; burst < 10; ++burst) {
-        std::vector<std::string> reports;
+        std::string reports;
         for (int i = 0; i < 63; ++i) {
-            reports.push_back(std::to_string(burst * 100 + i) + ";");
-            expected += QString::fromStdString(reports.back());
+            reports += std::to_string(burst * 100 + i);
+            reports.resize((static_cast<std::size_t>(i) + 1) * 64, ';');
         }
-        terminal().floodReports(reports);
+        expected += QString::fromStdString(reports);
+        terminal().sendText(reports);
         ASSERT_TRUE(becomesBuffered(expected));
     }
     EXPECT_EQ(terminal().lostReports(), 0U);

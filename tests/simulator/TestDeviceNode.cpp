@@ -132,17 +132,45 @@ TEST(DeviceNode, DeliversAThousandReportsInOrder) {
     EXPECT_EQ(terminal.lostReports(), 0U);
 }
 
-TEST(DeviceNode, LosesWhatIsFloodedBeyond63Reports) {
-    SimulatedTerminal terminal;
-    BareClient client(terminal.nodePath());
+/** So many reports, each of which says its number. */
+Texts numberedReports(int count) {
     Texts reports;
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < count; ++i) {
         reports.push_back(padded(std::to_string(i)));
     }
-    terminal.floodReports(reports);
-    EXPECT_EQ(terminal.lostReports(), 37U);
+    return reports;
+}
+
+std::string joined(const Texts& reports) {
+    std::string text;
+    for (const std::string& report : reports) {
+        text += report;
+    }
+    return text;
+}
+
+TEST(DeviceNode, KeepsTheFirst63ReportsWhileNobodyReadsAndLosesTheRest) {
+    SimulatedTerminal terminal;
+    BareClient client(terminal.nodePath());
+    Texts reports = numberedReports(100);
+    terminal.sendText(joined(reports));
+    EXPECT_TRUE(waitUntil([&terminal] { return terminal.lostReports() == 37U; })) << terminal.lostReports();
     reports.resize(63);
     EXPECT_EQ(client.readReports(), reports);
+    terminal.sendText("later");
+    EXPECT_EQ(client.readReports(), Texts{padded("later")});
+}
+
+TEST(DeviceNode, LosesNothingToAReaderBesideAnOpenFileThatNobodyReads) {
+    SimulatedTerminal terminal;
+    BareClient reading(terminal.nodePath());
+    BareClient idle(terminal.nodePath());
+    Texts reports = numberedReports(200);
+    terminal.sendText(joined(reports));
+    EXPECT_EQ(reading.readReports(), reports);
+    EXPECT_EQ(terminal.lostReports(), 137U);
+    reports.resize(63);
+    EXPECT_EQ(idle.readReports(), reports);
 }
 
 TEST(DeviceNode, IsReadableExactlyWhileSomethingIsQueued) {
