@@ -19,7 +19,7 @@ namespace {
 /** Nobody asks for so much in one line. */
 constexpr std::size_t LongestRequest = 1U << 20U;
 /** A follower who has stopped reading is given up. */
-constexpr std::size_t LongestBacklog = 64U << 20U;
+constexpr std::size_t LongestBacklog = 4U << 20U;
 
 FileDescriptor newBell() {
     FileDescriptor bell(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
@@ -87,9 +87,10 @@ ControlServer::~ControlServer() {
 void ControlServer::work() {
     while (true) {
         std::vector<pollfd> descriptors = watched();
-        if (::poll(descriptors.data(), descriptors.size(), -1) < 0) {
+        if (::poll(descriptors.data(), descriptors.size(), m_timers.pollTimeout()) < 0) {
             continue;
         }
+        (void)m_timers.runDue();
         if (descriptors[0].revents != 0) {
             return;
         }
@@ -109,28 +110,31 @@ void ControlServer::work() {
 }
 
 std::vector<pollfd> ControlServer::watched() const {
-    std::vector<pollfd> descriptors = {
-        {m_stop.get(), POLLIN, 0}, {m_feed.descriptor(), POLLIN, 0}, {m_listener.get(), POLLIN, 0}};
+    std::vector<pollfd> descriptors = {{m_stop.get(), POLLIN, 0},
+                                       {m_feed.descriptor(), POLLIN, 0},
+                                       {m_listener.descriptor(), m_listener.events(), 0}};
     for (const Connection& connection : m_connections) {
-        const int events = connection.output.empty() ? POLLIN : POLLIN | POLLOUT;
-        descriptors.push_back({connection.socket.get(), static_cast<short>(events), 0});
+        const short events = connection.output.empty() ? POLLIN : POLLOUT;
+        descriptors.push_back({connection.socket.get(), events, 0});
     }
     return descriptors;
 }
 
 void ControlServer::accept() {
-    FileDescriptor socket(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    FileDescriptor socket = m_listener.accept(SOCK_NONBLOCK);
     if (socket.isOpen()) {
         m_connections.push_back({std::move(socket), {}, {}});
+    } else {
+        m_timers.schedule(this, m_listener.restsUntil(), [] {});
     }
 }
 
 void ControlServer::handle(Connection& connection, short events) {
     if ((events & (POLLIN | POLLHUP | POLLERR)) != 0) {
         receive(connection);
-        answerLines(connection);
     }
     send(connection);
+    answerLines(connection);
 }
 
 void ControlServer::receive(Connection& connection) {
@@ -146,12 +150,15 @@ void ControlServer::receive(Connection& connection) {
     }
 }
 
+/** One by one: who does not take an answer gets no other. */
 void ControlServer::answerLines(Connection& connection) {
-    for (std::size_t end = connection.input.find('\n'); end != std::string::npos;
+    for (std::size_t end = connection.input.find('\n');
+         connection.output.empty() && !connection.ends && end != std::string::npos;
          end = connection.input.find('\n')) {
         const std::string line = connection.input.substr(0, end);
         connection.input.erase(0, end + 1);
         connection.output.append(answer(connection, line)).append("\n");
+        send(connection);
     }
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "ListeningSocket.h"
 #include "SimulatedTerminal.h"
+#include "TimerQueue.h"
 #include "control/Commands.h"
 #include "node/FileDescriptor.h"
 
@@ -75,8 +77,9 @@ private:
     std::string m_path;
     std::vector<LiveTerminal> m_terminals;
     TrafficFeed& m_feed;
-    FileDescriptor m_listener;
+    ListeningSocket m_listener;
     FileDescriptor m_stop;
+    TimerQueue m_timers;
     std::list<Connection> m_connections;
     std::thread m_thread;
 };

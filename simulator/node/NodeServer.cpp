@@ -16,7 +16,7 @@ namespace pdasim {
 
 namespace {
 
-FileDescriptor listenAt(const std::string& path) {
+ListeningSocket listenAt(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof(address.sun_path)) {
@@ -30,7 +30,7 @@ FileDescriptor listenAt(const std::string& path) {
         ::listen(listener.get(), SOMAXCONN) != 0) {
         throwSystemError("cannot listen for clients of the node");
     }
-    return listener;
+    return ListeningSocket(std::move(listener));
 }
 
 } // namespace
@@ -157,7 +157,7 @@ std::vector<pollfd> NodeServer::watchedDescriptors() {
     }
     const std::lock_guard lock(m_mutex);
     for (const auto& [number, listener] : m_listeners) {
-        watched.push_back({listener.get(), POLLIN, 0});
+        watched.push_back({listener.descriptor(), listener.events(), 0});
     }
     return watched;
 }
@@ -192,15 +192,17 @@ void NodeServer::wake() {
     (void)::send(m_wakeSend.get(), "!", 1, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
-void NodeServer::acceptConnection(int listener) {
+void NodeServer::acceptConnection(int descriptor) {
     const std::lock_guard lock(m_mutex);
-    const auto known = std::find_if(m_listeners.begin(), m_listeners.end(),
-                                    [listener](const auto& entry) { return entry.second.get() == listener; });
+    const auto known = std::find_if(m_listeners.begin(), m_listeners.end(), [descriptor](const auto& entry) {
+        return entry.second.descriptor() == descriptor;
+    });
     if (known == m_listeners.end()) {
         return;
     }
-    FileDescriptor accepted(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+    FileDescriptor accepted = known->second.accept(0);
     if (!accepted.isOpen()) {
+        m_timers.schedule(this, known->second.restsUntil(), [] {});
         return;
     }
     const auto node = m_nodes.find(known->first);

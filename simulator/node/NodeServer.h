@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ListeningSocket.h"
 #include "TimerQueue.h"
 #include "node/FileDescriptor.h"
 #include "node/HidrawNode.h"
@@ -79,7 +80,7 @@ private:
     std::vector<pollfd> watchedDescriptors();
     int pollTimeout();
     bool drainWakeups(const pollfd& watched);
-    void acceptConnection(int listener);
+    void acceptConnection(int descriptor);
     bool serve(Connection& connection);
     void serveRead(Connection& connection, const PreloadLink::Request& request);
     void serveDeviceQuestion(Connection& connection, const PreloadLink::Request& request);
@@ -93,7 +94,7 @@ private:
     std::uint64_t m_settled = 0;
     bool m_stopping = false;
     bool m_finished = false;
-    std::map<int, FileDescriptor> m_listeners;
+    std::map<int, ListeningSocket> m_listeners;
     std::map<int, std::shared_ptr<HidrawNode>> m_nodes;
     TimerQueue m_timers;
     HidrawNode::FileId m_lastFile = 0;

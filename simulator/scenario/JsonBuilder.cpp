@@ -27,7 +27,7 @@ bool JsonBuilder::Double(double value) {
 
 bool JsonBuilder::Key(const char* text, rapidjson::SizeType size, bool /*unused*/) {
     m_levels.back().name.assign(text, size);
-    if (m_levels.back().value.find(m_levels.back().name) != nullptr) {
+    if (!m_levels.back().names.insert(m_levels.back().name).second) {
         return stop("\"" + m_levels.back().name + "\" is there twice");
     }
     return true;
@@ -38,7 +38,7 @@ bool JsonBuilder::open(Json value) {
         return stop("more than " + std::to_string(MostLevels) + " brackets are open");
     }
     value.setLine(m_input.line());
-    m_levels.push_back({std::move(value), {}});
+    m_levels.push_back({std::move(value), {}, {}});
     return true;
 }
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace pdasim {
@@ -74,6 +75,7 @@ private:
         Json value;
         /** The member that the next value belongs to. */
         std::string name;
+        std::unordered_set<std::string> names;
     };
 
     bool open(Json value);

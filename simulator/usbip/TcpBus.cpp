@@ -1,6 +1,7 @@
 #include "usbip/TcpBus.h"
 
 #include "AdvisedError.h"
+#include "ListeningSocket.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -56,11 +57,13 @@ public:
     Listener(ServingLoop& loop, const Offer& offer, FileDescriptor socket)
         : m_loop(loop), m_offer(offer), m_socket(std::move(socket)) {}
 
-    int descriptor() const override { return m_socket.get(); }
-    short events() const override { return POLLIN; }
+    int descriptor() const override { return m_socket.descriptor(); }
+    short events() const override { return m_socket.events(); }
     bool handle(short /*events*/) override {
-        FileDescriptor socket(::accept4(m_socket.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        if (socket.isOpen()) {
+        FileDescriptor socket = m_socket.accept(SOCK_NONBLOCK);
+        if (!socket.isOpen()) {
+            m_loop.schedule(this, m_socket.restsUntil(), [] {});
+        } else {
             const int on = 1;
             (void)::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
             const auto connection = std::make_shared<Connection>(m_loop, std::move(socket));
@@ -91,7 +94,7 @@ private:
 
     ServingLoop& m_loop;
     const Offer& m_offer;
-    FileDescriptor m_socket;
+    ListeningSocket m_socket;
     std::vector<std::weak_ptr<Connection>> m_connections;
 };
 
