@@ -2,13 +2,16 @@
 
 #include "AdvisedError.h"
 #include "ShellQuoting.h"
+#include "node/FileDescriptor.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -73,14 +76,15 @@ std::string shellSettings(const std::map<std::string, std::string>& environment)
 EnvironmentFile::EnvironmentFile(std::string path, const std::string& text)
     : m_path(std::move(path)), m_text(text) {
     refuseForeignFile(m_path);
-    // No name that a user would give a file.
-    const std::string fresh = m_path + ".pdasim-" + std::to_string(::getpid());
-    std::ofstream file(fresh, std::ios::trunc);
-    file << text;
-    file.close();
-    if (!file || std::rename(fresh.c_str(), m_path.c_str()) != 0) {
+    std::string fresh = m_path + ".XXXXXX";
+    FileDescriptor file(::mkostemp(fresh.data(), O_CLOEXEC));
+    if (!file.isOpen() ||
+        ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
+        std::rename(fresh.c_str(), m_path.c_str()) != 0) {
         const int error = errno;
-        (void)::unlink(fresh.c_str());
+        if (file.isOpen()) {
+            (void)::unlink(fresh.c_str());
+        }
         throw AdvisedError(error, "cannot write the settings to " + m_path,
                            "Give --env-file a path in a folder that is there and that you may write to");
     }

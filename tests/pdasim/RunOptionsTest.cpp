@@ -8,6 +8,7 @@
 #include <poll.h>
 
 #include <chrono>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using pdalink::test::ProgramResult;
+using pdalink::test::readFile;
+using pdalink::test::runProgram;
 using pdalink::test::scratchDirectory;
 using pdalink::test::writeFile;
 using pdasim::Tags;
@@ -22,6 +25,7 @@ using pdasim::test::BareClient;
 using pdasim::test::body;
 using pdasim::test::contains;
 using pdasim::test::pdasim;
+using pdasim::test::Program;
 using pdasim::test::request;
 using pdasim::test::ServedTerminal;
 using Texts = std::vector<std::string>;
@@ -79,6 +83,28 @@ TEST(RunOptions, TheControlSocketIsWhereItIsWanted) {
         pdasim({"run", "--control", path, "--", PDASIM_PROGRAM, "ctl", "--control", path, "state"});
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_TRUE(contains(result.output, "\"plugged\": true"));
+}
+
+TEST(RunOptions, ATraceIsForItsUserAlone) {
+    const std::string fresh = scratchDirectory() + "/fresh-trace";
+    const std::string older = scratchDirectory() + "/older-trace";
+    writeFile(older, std::string(100000, 'x'));
+    std::filesystem::permissions(older, std::filesystem::perms(0644));
+    for (const std::string& path : {fresh, older}) {
+        const ProgramResult result = runProgram(
+            {"sh", "-c", "umask 0; " + Program + " run --trace " + path + " -- " + HostProgram + " good"});
+        EXPECT_EQ(result.exitCode, 0) << result.errors;
+        EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600)) << path;
+        const std::string trace = readFile(path);
+        EXPECT_TRUE(contains(trace, "8001 terminal information"));
+        EXPECT_FALSE(contains(trace, "xxx"));
+    }
+}
+
+TEST(RunOptions, ATraceGoesIntoADeviceToo) {
+    const std::filesystem::perms before = std::filesystem::status("/dev/null").permissions();
+    EXPECT_EQ(pdasim({"run", "--trace", "/dev/null", "--", HostProgram, "good"}).exitCode, 0);
+    EXPECT_EQ(std::filesystem::status("/dev/null").permissions(), before);
 }
 
 TEST(RunOptions, SeveralTerminalsAreThereForTheCommandToo) {
