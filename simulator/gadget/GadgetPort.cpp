@@ -3,11 +3,15 @@
 #include "usb/SystemTree.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace pdasim {
@@ -16,15 +20,34 @@ namespace {
 
 /** Longer than any report of a device. */
 constexpr std::size_t LargestRead = 4096;
+constexpr const char* SetUp = "pdasim gadget --script | sudo sh";
+
+/** Whether the kernel's HID function has made it, if it is there at all: anything else is not to be opened.
+ */
+void checkNode(const std::string& path) {
+    struct stat information {};
+    if (::stat(path.c_str(), &information) != 0) {
+        return;
+    }
+    const std::string number =
+        std::to_string(major(information.st_rdev)) + ":" + std::to_string(minor(information.st_rdev));
+    std::error_code unknown;
+    const auto subsystem =
+        std::filesystem::read_symlink(sysFolder() + "/dev/char/" + number + "/subsystem", unknown);
+    if (!S_ISCHR(information.st_mode) || subsystem.filename() != "hidg") {
+        throw std::runtime_error(path + " is not the node of a HID gadget; this sets one up: " + SetUp);
+    }
+}
 
 FileDescriptor openNode(const std::string& path) {
+    checkNode(path);
     FileDescriptor node(::open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!node.isOpen()) {
         std::string reason = "cannot open " + path + ": " + std::strerror(errno);
         if (errno == EACCES) {
             reason += "; this gives the permission: sudo chown " + nameOfUser() + " " + path;
         } else if (errno == ENOENT) {
-            reason += "; this sets it up: pdasim gadget --script | sudo sh";
+            reason += std::string("; this sets it up: ") + SetUp;
         }
         throw std::runtime_error(reason);
     }

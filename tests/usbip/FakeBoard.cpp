@@ -2,6 +2,11 @@
 
 #include "PrivateDirectory.h"
 
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
 #include <cstdlib>
 #include <filesystem>
 
@@ -61,6 +66,15 @@ void FakeBoard::addCommand(const std::string& name, const std::string& script) c
 std::map<std::string, std::string> FakeBoard::environment() const {
     return {
         {"PDASIM_SYS", system}, {"PDASIM_DEV", devices}, {"PATH", m_folder + "/bin:" + std::getenv("PATH")}};
+}
+
+void FakeBoard::addNode(const std::string& path) const {
+    struct stat information {};
+    EXPECT_EQ(::stat(path.c_str(), &information), 0);
+    const std::string folder = system + "/dev/char/" + std::to_string(major(information.st_rdev)) + ":" +
+                               std::to_string(minor(information.st_rdev));
+    std::filesystem::create_directories(folder);
+    std::filesystem::create_symlink("../../../class/hidg", folder + "/subsystem");
 }
 
 void FakeBoard::use(const std::string& controller) const {

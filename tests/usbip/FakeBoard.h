@@ -15,6 +15,8 @@ public:
     /** What a process has to have in its environment. */
     std::map<std::string, std::string> environment() const;
 
+    /** The kernel knows the file as the node of a HID function. */
+    void addNode(const std::string& path) const;
     /** Something else has the controller. */
     void use(const std::string& controller) const;
     /** No function can be made. */

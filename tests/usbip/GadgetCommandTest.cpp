@@ -96,6 +96,7 @@ public:
             (void)::setenv(name.c_str(), value.c_str(), 1);
         }
         std::filesystem::create_symlink(node.path, devices + "/hidg4");
+        addNode(node.path);
     }
     UsedBoard(const UsedBoard&) = delete;
     UsedBoard& operator=(const UsedBoard&) = delete;
@@ -112,7 +113,8 @@ private:
 };
 
 TEST(Gadget, ServesANodeThatIsSetUp) {
-    const StandIn node;
+    const UsedBoard board;
+    const StandIn& node = board.node;
     RunningProgram server({Program, "gadget", "--node", node.path});
     const Texts lines = server.readUpTo("# ready");
     ASSERT_EQ(lines.size(), 2U);
@@ -130,7 +132,8 @@ TEST(Gadget, ServesANodeThatIsSetUp) {
 }
 
 TEST(Gadget, FailsAtTheEndWhenAHostBrokeTheProtocol) {
-    const StandIn node;
+    const UsedBoard board;
+    const StandIn& node = board.node;
     const std::string trace = scratchDirectory() + "/trace";
     RunningProgram server({Program, "gadget", "--node", node.path, "--trace", trace});
     ASSERT_EQ(server.readUpTo("# ready").size(), 2U);
@@ -141,7 +144,8 @@ TEST(Gadget, FailsAtTheEndWhenAHostBrokeTheProtocol) {
 }
 
 TEST(Gadget, ANodeThatGoesIsAnUnpluggedTerminal) {
-    StandIn node;
+    UsedBoard board;
+    StandIn& node = board.node;
     const std::string control = scratchDirectory() + "/control";
     RunningProgram server({Program, "gadget", "--node", node.path, "--control", control});
     ASSERT_EQ(server.readUpTo("# ready").size(), 2U);
@@ -215,6 +219,21 @@ TEST(Gadget, SaysHowToGetTheNode) {
     EXPECT_EQ(result.errors,
               "pdasim: cannot open " + missing +
                   ": No such file or directory; this sets it up: pdasim gadget --script | sudo sh\n");
+}
+
+TEST(Gadget, RefusesANodeThatIsNotAGadgets) {
+    const StandIn terminal;
+    const std::string file = scratchDirectory() + "/file";
+    pdalink::test::writeFile(file, "precious");
+    for (const std::string& path : {std::string("/dev/null"), terminal.path, file, scratchDirectory()}) {
+        const ProgramResult result = runProgram({"timeout", "20", Program, "gadget", "--node", path});
+        EXPECT_EQ(result.exitCode, 71) << path;
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "pdasim: " + path +
+                                     " is not the node of a HID gadget; this sets one up: pdasim gadget "
+                                     "--script | sudo sh\n");
+    }
+    EXPECT_EQ(readFile(file), "precious");
 }
 
 TEST(Gadget, RefusesOptionsThatDoNotGoTogether) {
