@@ -87,9 +87,8 @@ int runOne(const Command& command, const CtlOptions& options) {
     }
     const Json* listeners = answer.find("listeners");
     if (listeners != nullptr && listeners->asInteger() == 0) {
-        std::cerr << "pdasim: no program has the terminal's node open: nobody has heard that. Do it again "
-                     "once one has"
-                  << std::endl;
+        throw CommandError(
+            "no program has the terminal's node open: nobody has heard that. Do it again once one has");
     }
     return 0;
 }
@@ -111,7 +110,11 @@ int follow(const CtlOptions& options) {
     const Json answer = ask(client, Json::object().with("command", "traffic"));
     std::cout << (options.asJson ? answer.write() : "# following") << std::endl;
     std::size_t shown = 0;
-    for (auto line = client.readLine(); line; line = client.readLine()) {
+    while (std::cout) {
+        const std::optional<std::string> line = client.readLine();
+        if (!line) {
+            break;
+        }
         const Json message = Json::parse(*line);
         if (message.find("terminal")->asInteger() != options.terminal) {
             continue;
@@ -190,12 +193,14 @@ void addCtlCommand(CLI::App& program, int& exitCode) {
         });
     }
     addTraffic(*ctl, shared, exitCode);
-    ctl->footer("Examples:\n"
-                "  pdasim ctl scan B0001 B0002\n"
-                "  pdasim ctl login anna --password PWD-A\n"
-                "  pdasim ctl handover-dot T1 --user anna --second ben --error B0002\n"
-                "  pdasim ctl traffic --count 2\n\n"
-                "Exit code: 0 done; 1 the terminal could not do it; 64 bad usage; 69 no pdasim runs there.");
+    ctl->footer(
+        "Examples:\n"
+        "  pdasim ctl scan B0001 B0002\n"
+        "  pdasim ctl login anna --password PWD-A\n"
+        "  pdasim ctl handover-dot T1 --user anna --second ben --error B0002\n"
+        "  pdasim ctl traffic --count 2\n\n"
+        "Exit code: 0 done; 1 the terminal could not do it, or no program has heard it; 64 bad usage;\n"
+        "69 no pdasim runs there; 74 standard output cannot be written.");
 }
 
 } // namespace pdasim

@@ -12,7 +12,10 @@ int serveUntilTheEnd(const Desk& desk, const std::string& ready, const HeldSigna
     for (const std::string& line : desk.summary()) {
         std::cout << "# " << line << "\n";
     }
-    std::cout << "# ready: " << ready << std::endl;
+    if (!(std::cout << "# ready: " << ready << std::endl)) {
+        // Nobody would ever know. main() tells why.
+        return 0;
+    }
     waitForTheEnd(signals);
     const std::vector<std::string> violations = desk.violations();
     reportViolations(violations);

@@ -4,7 +4,7 @@ namespace pdasim {
 
 /** What pdasim ends with when it does not end with its command's own exit code. */
 enum ExitCode {
-    /** What "ctl" wanted to have done was refused by the terminal. */
+    /** What "ctl" wanted to have done was refused by the terminal, or no program has heard it. */
     CommandRefused = 1,
     BadUsage = 64,
     BadScenario = 65,
@@ -15,6 +15,8 @@ enum ExitCode {
     CannotCreateFile = 73,
     /** Something that the simulation needs is missing. */
     CannotSimulate = 71,
+    /** What was printed has not arrived. */
+    CannotPrint = 74,
     CannotExecute = 126,
     CommandNotFound = 127,
     /** Plus the number of the signal that ended the command. */

@@ -9,6 +9,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <exception>
 #include <iostream>
 #include <string>
@@ -37,9 +40,31 @@ std::string adviceOn(const CLI::App& program, const CLI::ParseError& mistake) {
     return reason + ". There are: " + known + ". \"" + name + " --help\" tells what each does.";
 }
 
+/** A standard stream that is closed would be the next file that is opened: a socket, a node's other end. */
+void openStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) < 0) {
+            // Which takes the lowest free number. Not to be written to: what gets lost there is no success.
+            (void)::open("/dev/null", O_CLOEXEC | (stream == STDOUT_FILENO ? O_RDONLY : O_RDWR));
+        }
+    }
+}
+
+/** What was printed has to arrive: the exit code says so if nothing worse has happened. */
+int printed(int exitCode) {
+    if (std::cout.flush() || exitCode != 0) {
+        return exitCode;
+    }
+    std::cerr << "pdasim: standard output cannot be written. Look whether its disk is full, and give it "
+                 "another place"
+              << std::endl;
+    return pdasim::CannotPrint;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    openStandardStreams();
     try {
         CLI::App program("A simulated handheld terminal for programs that talk to one over USB HID.",
                          "pdasim");
@@ -50,17 +75,18 @@ int main(int argc, char** argv) {
         pdasim::addGadgetCommand(program, exitCode);
         pdasim::addCtlCommand(program, exitCode);
         pdasim::addScenariosCommand(program, exitCode);
+        program.set_version_flag("--version", "pdasim " PDALINK_VERSION, "Print the version and exit");
         program.require_subcommand(1);
         program.footer(pdasim::magicHelp());
         try {
             program.parse(argc, argv);
         } catch (const CLI::Success& help) {
-            return program.exit(help);
+            return printed(program.exit(help));
         } catch (const CLI::ParseError& mistake) {
             std::cerr << "pdasim: " << adviceOn(program, mistake) << std::endl;
             return pdasim::BadUsage;
         }
-        return exitCode;
+        return printed(exitCode);
     } catch (const std::exception& failure) {
         std::cerr << "pdasim: " << failure.what() << std::endl;
         return pdasim::CannotSimulate;

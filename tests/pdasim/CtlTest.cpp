@@ -192,13 +192,26 @@ TEST_F(Ctl, TheTrafficEndsWithTheTerminal) {
     EXPECT_EQ(follower.wait(), 0);
 }
 
-TEST_F(Ctl, SaysWhenNobodyListens) {
+TEST_F(Ctl, FailsWhenNobodyHears) {
     host.close();
-    const ProgramResult result = served.tryCtl({"scan", "BAG1"});
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.errors,
-              "pdasim: no program has the terminal's node open: nobody has heard that. Do it again "
-              "once one has\n");
+    for (const Texts& arguments : {Texts{"scan", "BAG1"}, Texts{"login", "ann"}, Texts{"notice", "ann"}}) {
+        const ProgramResult result = served.tryCtl(arguments);
+        EXPECT_EQ(result.exitCode, 1) << arguments.front();
+        EXPECT_EQ(result.errors,
+                  "pdasim: no program has the terminal's node open: nobody has heard that. Do it again "
+                  "once one has\n");
+    }
+}
+
+TEST_F(Ctl, FailsWhenItCannotPrint) {
+    const std::string ctl = Program + " ctl --control " + served.folder() + "/pdasim.sock ";
+    for (const std::string& command :
+         {ctl + "state > /dev/full", ctl + "state >&-", "timeout 20 " + ctl + "traffic > /dev/full"}) {
+        const ProgramResult result = runProgram({"sh", "-c", command});
+        EXPECT_EQ(result.exitCode, 74) << command;
+        EXPECT_EQ(result.errors, "pdasim: standard output cannot be written. Look whether its disk is full, "
+                                 "and give it another place\n");
+    }
 }
 
 TEST_F(Ctl, RefusesWithAReason) {

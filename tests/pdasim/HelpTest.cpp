@@ -18,6 +18,7 @@ using pdalink::test::readFile;
 using pdalink::test::runProgram;
 using pdasim::test::contains;
 using pdasim::test::pdasim;
+using pdasim::test::Program;
 using pdasim::test::RunningProgram;
 using pdasim::test::ServedTerminal;
 using Texts = std::vector<std::string>;
@@ -120,6 +121,21 @@ Texts shellCommand(const std::string& line) {
     return {"bash", "-c",
             "cd '" + pdalink::test::scratchDirectory() + "'; pdasim() { '" PDASIM_PROGRAM "' \"$@\"; }; " +
                 line};
+}
+
+TEST(Help, TellsTheVersion) {
+    const ProgramResult result = pdasim({"--version"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "pdasim " PDALINK_VERSION "\n");
+}
+
+TEST(Help, FailsWhenItCannotBePrinted) {
+    for (const std::string arguments : {"--help", "--version", "scenarios", "scenarios --schema",
+                                        "scenarios --show refusals", "gadget --script"}) {
+        const ProgramResult result = runProgram({"sh", "-c", Program + " " + arguments + " > /dev/full"});
+        EXPECT_EQ(result.exitCode, 74) << arguments;
+        EXPECT_TRUE(contains(result.errors, "pdasim: standard output cannot be written")) << arguments;
+    }
 }
 
 TEST(Help, HasExamplesThatTheProgramTakes) {

@@ -118,6 +118,27 @@ TEST(Serve, ReplacesTheFileOfOneThatWasKilled) {
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
+TEST(Serve, WritesItsSettingsThroughNoLinkThatSomebodyElseHasPlaced) {
+    const std::string path = scratchDirectory() + "/in-a-shared-folder";
+    const std::string victim = scratchDirectory() + "/victim";
+    writeFile(victim, "precious\n");
+    // The shell's process becomes the program's.
+    RunningProgram served(
+        {"sh", "-c",
+         "ln -s " + victim + " " + path + ".pdasim-$$; exec " + Program + " serve --env-file " + path});
+    EXPECT_EQ(served.readUpTo("# ready").size(), 4U);
+    EXPECT_EQ(readFile(victim), "precious\n");
+    EXPECT_TRUE(contains(readFile(path), "export UMOCKDEV_DIR="));
+}
+
+TEST(Serve, EndsWhenItCannotSayThatItIsReady) {
+    for (const std::string output : {"/dev/full", "&-"}) {
+        const ProgramResult result = runProgram({"sh", "-c", "timeout 20 " + Program + " serve >" + output});
+        EXPECT_EQ(result.exitCode, 74) << output;
+        EXPECT_TRUE(contains(result.errors, "pdasim: standard output cannot be written")) << result.errors;
+    }
+}
+
 TEST(Serve, DoesNotTakeAwayWhatHasReplacedItsFile) {
     const std::string path = scratchDirectory() + "/replaced";
     ServedTerminal served({"--env-file", path});
