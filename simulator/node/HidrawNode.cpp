@@ -7,10 +7,11 @@ namespace pdasim {
 
 namespace {
 
-/** Between two interrupt transfers of a device of full speed. */
-constexpr HidrawNode::Clock::duration TransferInterval = std::chrono::milliseconds(1);
-constexpr HidrawNode::Clock::duration TimeOfAFullQueue = 63 * TransferInterval;
-static_assert(TimeOfAFullQueue / TransferInterval == hidraw::QueueLength);
+/** What a bus of full speed takes for a report: a packet of 64 bytes at most each millisecond. */
+HidrawNode::Clock::duration transferTime(const std::string& report) {
+    constexpr std::size_t Packet = 64;
+    return std::chrono::milliseconds((report.size() + Packet - 1) / Packet);
+}
 
 } // namespace
 
@@ -107,10 +108,12 @@ void HidrawNode::deliverFirst() {
     for (auto& [file, queue] : m_files) {
         queue.push(m_held.front());
     }
-    m_held.pop_front();
     // What comes early gives the readers more time, but no more than what they can have unread.
     const auto now = Clock::now();
-    m_nextTransfer = std::min(std::max(m_nextTransfer, now) + TransferInterval, now + TimeOfAFullQueue);
+    const auto time = transferTime(m_held.front());
+    m_nextTransfer =
+        std::min(std::max(m_nextTransfer, now) + time, now + static_cast<int>(hidraw::QueueLength) * time);
+    m_held.pop_front();
 }
 
 void HidrawNode::updateBell() {
