@@ -1,18 +1,8 @@
-# The C++ headers that hosts see. They keep their folders: they name each other by relative paths.
-set(PDALINK_HEADERS
-    analysis/PDAXMLAnalysis.h analysis/ResultStores.h
-    device/HIDDevice.h device/UsbDiscovery.h
-    util/Export.h util/FileLog.h util/LockConfig.h util/Util.h util/cgetconfigval.h util/mutexlock.h)
-
 install(TARGETS pdalink EXPORT pdalinkTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES interface/pdalink.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-# The same tree in the build directory, for the tools, which know nothing but what is installed.
-set(PDALINK_HEADER_TREE ${PROJECT_BINARY_DIR}/include)
 foreach(header IN LISTS PDALINK_HEADERS)
     cmake_path(GET header PARENT_PATH folder)
     install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pdalink/${folder})
-    file(MAKE_DIRECTORY ${PDALINK_HEADER_TREE}/pdalink/${folder})
-    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${header} ${PDALINK_HEADER_TREE}/pdalink/${header} SYMBOLIC)
 endforeach()
 
 include(CMakePackageConfigHelpers)

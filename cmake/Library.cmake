@@ -51,10 +51,11 @@ configure_file(${PROJECT_SOURCE_DIR}/packaging/PDAConfigure.ini
 
 set(PDALINK_EXPORTS ${PROJECT_SOURCE_DIR}/interface/exports.map)
 add_library(pdalink SHARED)
+add_library(pdalink::pdalink ALIAS pdalink)
 target_link_libraries(pdalink PRIVATE pdalink_objects Threads::Threads ${CMAKE_DL_LIBS} INTERFACE Qt5::Core)
+target_compile_features(pdalink INTERFACE cxx_std_11)
 target_include_directories(pdalink INTERFACE
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/interface>
-    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    $<BUILD_INTERFACE:${PDALINK_HEADER_TREE}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 # -Bsymbolic-functions: a host's own function of the same name must not catch the library's calls. Not -Bsymbolic:
 # hosts may use copy relocations for the data.
 target_link_options(pdalink PRIVATE

@@ -74,6 +74,15 @@ std::vector<ElfW(Phdr)> ElfFile::programHeaders(std::uint32_t type) const {
     return found;
 }
 
+std::string ElfFile::codeOf(const Symbol& symbol) const {
+    for (const ElfW(Phdr) & segment : programHeaders(PT_LOAD)) {
+        if (symbol.address >= segment.p_vaddr && symbol.address - segment.p_vaddr < segment.p_filesz) {
+            return m_bytes.substr(segment.p_offset + (symbol.address - segment.p_vaddr), symbol.size);
+        }
+    }
+    return {};
+}
+
 void ElfFile::readDynamicSection(const ElfW(Shdr) & section) {
     m_dynamic = entries<ElfW(Dyn)>(section.sh_offset, section.sh_size);
     const ElfW(Shdr)& strings = sectionAt(section.sh_link);
@@ -92,7 +101,7 @@ void ElfFile::readSymbols(const ElfW(Shdr) & section) {
         if (symbol.st_shndx == SHN_UNDEF) {
             m_imported.push_back(name);
         } else {
-            m_exported.push_back({name, symbol.st_size, ELF64_ST_TYPE(symbol.st_info),
+            m_exported.push_back({name, symbol.st_value, symbol.st_size, ELF64_ST_TYPE(symbol.st_info),
                                   ELF64_ST_BIND(symbol.st_info), ELF64_ST_VISIBILITY(symbol.st_other)});
         }
     }

@@ -12,6 +12,7 @@ public:
     /// A symbol of the dynamic symbol table.
     struct Symbol {
         std::string name;
+        std::uint64_t address;
         std::size_t size;
         int type;       ///< STT_FUNC, STT_OBJECT, ...
         int binding;    ///< STB_GLOBAL, STB_WEAK, ...
@@ -32,6 +33,9 @@ public:
 
     /// The program headers of a type such as PT_GNU_STACK.
     std::vector<ElfW(Phdr)> programHeaders(std::uint32_t type) const;
+
+    /// The machine code of an exported function.
+    std::string codeOf(const Symbol& symbol) const;
 
 private:
     void readDynamicSection(const ElfW(Shdr) & section);

@@ -76,6 +76,20 @@ TEST_F(LibraryFile, GuardsItsStack) {
     EXPECT_TRUE(imports("__stack_chk_fail"));
 }
 
+#ifdef __x86_64__
+TEST_F(LibraryFile, BeginsItsFunctionsWithATargetForIndirectBranches) {
+    const std::string endbr64 = "\xf3\x0f\x1e\xfa";
+    int functions = 0;
+    for (const ElfFile::Symbol& symbol : library().exportedSymbols()) {
+        if (symbol.type == STT_FUNC) {
+            ++functions;
+            EXPECT_EQ(library().codeOf(symbol).substr(0, endbr64.size()), endbr64) << symbol.name;
+        }
+    }
+    EXPECT_GT(functions, 0);
+}
+#endif
+
 TEST_F(LibraryFile, UsesCheckedFormattingInReleaseBuildsOnly) {
     const std::vector<std::string>& names = library().importedNames();
     const bool checked = std::any_of(names.begin(), names.end(), [](const std::string& name) {
