@@ -11,11 +11,11 @@ struct SenderKind {
     const char* name;
     bool (*send)(const std::string& bytes);
     std::string notOpen;
-    bool opensTheChannel;
     std::string failed;
-    bool namesTheCause;
     std::string incomplete;
     std::string written;
+    bool opensTheChannel;
+    bool namesTheCause;
     bool namesTheLength;
 
     std::string writtenLine(const std::string& text) const {
@@ -51,10 +51,10 @@ inline bool sendAsTest(const std::string& bytes) {
 }
 
 inline const SenderKind kSenders[] = {
-    {"Text", sendAsText, "hid device is not open", false, "sendLen error. need to reopen device", true,
-     "Write XML error:", "Write XML: ", true},
-    {"Bytes", sendAsBytes, "hid device is not open1", true, "sendLen error. need to reopen device1", true,
-     "Write XML1 error:", "Write XML1: ", true},
-    {"Test", sendAsTest, "hid device is not open", true, "sendLen error. need to reopen device", false,
-     "Write XML error:", "Write XML: ", false},
+    {"Text", sendAsText, "hid device is not open", "sendLen error. need to reopen device",
+     "Write XML error:", "Write XML: ", false, true, true},
+    {"Bytes", sendAsBytes, "hid device is not open1", "sendLen error. need to reopen device1",
+     "Write XML1 error:", "Write XML1: ", true, true, true},
+    {"Test", sendAsTest, "hid device is not open", "sendLen error. need to reopen device",
+     "Write XML error:", "Write XML: ", true, false, false},
 };

@@ -18,7 +18,6 @@ using pdasim::Replug;
 using pdasim::Rule;
 using pdasim::Scenario;
 using pdasim::SendText;
-using pdasim::Tags;
 using pdasim::TimedStep;
 using pdasim::Unplug;
 using pdasim::test::body;

@@ -9,7 +9,6 @@
 
 namespace {
 
-using pdasim::Tags;
 using pdasim::test::body;
 using pdasim::test::Conversation;
 using Texts = std::vector<std::string>;
