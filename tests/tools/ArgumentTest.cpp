@@ -64,6 +64,59 @@ TEST_F(ArgumentTest, IsGivenOnce) {
             "pBagNumber is given twice.");
 }
 
+TEST_F(ArgumentTest, IsNotEmptyWhereNothingWorksWithoutIt) {
+    const std::string reason = " is empty. Give its value; nothing was sent.";
+    const std::string empty = file("\n");
+    const std::string check = file("1");
+    refuses({"key", "init", "--key", empty, "--check-value", check}, 2, "--key" + reason);
+    refuses({"key", "init", "--key", check, "--check-value", file(" \t")}, 2, "--check-value" + reason);
+    refuses({"key", "update", "--enc-key", check, "--mac-key", check, "--enc-check-value", check,
+             "--mac-check-value", empty},
+            2, "--mac-check-value" + reason);
+    refuses({"lock", "init-keys", "--lock", "L1", "--fv", check, "--ev", empty, "--cv", check}, 2,
+            "--ev" + reason);
+    refuses({"init", "--factory", ""}, 2, "--factory" + reason);
+    refuses({"handover", "dot",      "send", "--task",   "T",    "--type",     "1", "--route",
+             "R",        "--time",   "1",    "--org",    "1",    "--org-name", "O", "--total",
+             "0",        "--labels", "",     "--user-a", "anna", "--user-b",   ""},
+            2, "--user-b" + reason);
+    refuses({"call", "600012", "pKey=" + empty, "CheckVal=" + check}, 2, "pKey" + reason);
+    refuses({"call", file(R"({"transCode":"600012","pdaNumber":"1","pKey":"1","CheckVal":""})")}, 2,
+            "CheckVal" + reason);
+    const ProgramResult closed = shell("pdactl key init --key - --check-value " + check + " < /dev/null");
+    EXPECT_EQ(closed.exitCode, 2);
+    EXPECT_THAT(closed.errors, HasSubstr("--key" + reason));
+    EXPECT_THAT(terminal().received(), IsEmpty());
+}
+
+TEST_F(ArgumentTest, IsTheNumberOfTheLabelsThatItCounts) {
+    refuses({"inventory", "send", "--task", "T", "--total", "3", "--labels", "A1;A2;"}, 2,
+            "--total says 3, but --labels has 2 label(s).");
+    refuses({"inventory", "send", "--task", "T", "--total", "-1", "--labels", "A1;"}, 2,
+            "--total says -1, but --labels has 1 label(s).");
+    refuses({"handover", "power", "send", "--task", "T", "--org", "1", "--time", "2", "--org-name", "O",
+             "--batch", "N", "--total", "1", "--labels", ""},
+            2, "--total says 1, but --labels has 0 label(s).");
+    refuses({"call", "600006", "pTaskID=T", "pTotal=1", "pLabelList=A1;A2"}, 2,
+            "pTotal says 1, but pLabelList has 2 label(s).");
+    EXPECT_EQ(pdactl({"inventory", "send", "--task", "T", "--total", "0", "--labels", ""}).exitCode, 0);
+    EXPECT_EQ(pdactl({"inventory", "send", "--task", "T", "--total", "2", "--labels", "A1\uff1bA2"}).exitCode,
+              0);
+}
+
+TEST_F(ArgumentTest, FitsIntoOneMessage) {
+    const auto bagOfBytes = [this](std::size_t count) {
+        return Words{"bag", "write", "--number", file(std::string(count, 'B')), "--org", "O", "--type", "1"};
+    };
+    const std::size_t most = 16384 - 181;
+    refuses(bagOfBytes(most + 1), 2,
+            "The message would have 16385 bytes, and a terminal takes 16384 at most.");
+    refuses({"file", "send", file("12345").substr(1), "--info", std::string(17000, 'i')}, 2,
+            " bytes, and a terminal takes 16384 at most.");
+    EXPECT_EQ(pdactl(bagOfBytes(most)).exitCode, 0);
+    EXPECT_EQ(terminal().received().front().size(), 16384U);
+}
+
 class LockOpenTest : public ArgumentTest {
 protected:
     static Words open(const std::string& locks, const std::string& usersA, const std::string& usersB,
@@ -102,8 +155,9 @@ TEST_F(LockOpenTest, TakesALastValueWithoutItsSemicolon) {
 }
 
 TEST_F(LockOpenTest, NeedsNoCodesForOtherActions) {
-    EXPECT_EQ(opened(open("L1;L2;", "A;B;", "", {"--actions", "01;02;"})),
-              "<Ex_LockNum>2</Ex_LockNum>" + entry("L1", "01", "", "A", "") + entry("L2", "02", "", "B", ""));
+    EXPECT_EQ(opened(open("L1;L2;", "A;B;", "C;D;", {"--actions", "01;02;"})),
+              "<Ex_LockNum>2</Ex_LockNum>" + entry("L1", "01", "", "A", "C") +
+                  entry("L2", "02", "", "B", "D"));
 }
 
 TEST_F(LockOpenTest, RefusesListsThatDoNotGoTogether) {
@@ -111,6 +165,9 @@ TEST_F(LockOpenTest, RefusesListsThatDoNotGoTogether) {
     refuses(open("L1;L2;", "A;", "C;D;", {"--codes", codes}), 2,
             "--users-a has 1 value(s), but --locks names 2.");
     refuses(open("L1;L2;", "A;B;", "C;D;E;", {"--codes", codes}), 2, "--users-b has 3 value(s)");
+    refuses(open("L1;L2;", "", "C;D;", {"--codes", codes}), 2, "--users-a is empty.");
+    refuses(open("L1;L2;", "A;B;", "C; ;", {"--codes", codes}), 2, "--users-b has an empty value");
+    refuses(open("L1;", "A;", "C;", {"--codes", file("")}), 2, "--codes is empty.");
     refuses(open("L1;", "A;", "C;", {"--codes", codes}), 2, "--codes has 2 value(s)");
     refuses(open("L1;", "A;", "C;", {}), 2, "--codes has 0 value(s)");
     refuses(open("L1;L2;", "A;B;", "C;D;", {"--codes", codes, "--actions", "00;"}), 2,

@@ -106,8 +106,10 @@ TEST_F(CallTest, RefusesWhatMakesNoSense) {
         {{"call", "600003", "colour=red"}, "600003 takes no colour, but: pBagNumber, pAttrOrg, pBagType."},
         {{"call", "600002", "colour=red"}, "600002 takes no colour, but: nothing."},
         {{"call", "600006", "pTaskID=T", "pTotal=many", "pLabelList="},
-         "pTotal takes a whole number, not \"many\""},
+         "pTotal takes an integer, not \"many\""},
         {{"call", "-", "pTaskID=T"}, "- holds the whole request: leave MEMBER out."},
+        {{"inventory", "send", "--task", "T", "--total", "many", "--labels", ""},
+         "--total takes an integer, not \"many\""},
         {{"login", "answer", "let him in"}, "give six digits"},
         {{"listen", "--count", "0"}, "--count"},
     };

@@ -42,9 +42,10 @@ TEST(CompletionTest, OffersCommands) {
 }
 
 TEST(CompletionTest, OffersOptions) {
-    EXPECT_THAT(offered({"--"}), ElementsAre("--help", "--json", "--verbose"));
+    EXPECT_THAT(offered({"--"}), ElementsAre("--help", "--version", "--json", "--verbose"));
     EXPECT_THAT(offered({"bag", "write", "--"}),
-                ElementsAre("--help", "--number", "--org", "--type", "--json", "--verbose"));
+                ElementsAre("--help", "--number", "--org", "--type", "--dry-run", "--version", "--json",
+                            "--verbose"));
     EXPECT_THAT(offered({"file", "send", "--in"}), ElementsAre("--info"));
 }
 

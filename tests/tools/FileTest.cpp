@@ -152,7 +152,7 @@ TEST_F(FileTest, FailsWhenItsOnlyPacketWasRefused) {
 TEST_F(FileTest, FailsWhenAReplyHasNoVerdict) {
     terminal().addFault("8015", Fault().dropTag("Ex_RetCode").from(2));
     EXPECT_THAT(message(json({"file", "send", file(someBytes(3 * PacketBytes))}, 8)),
-                HasSubstr("no verdict"));
+                HasSubstr("no result code"));
 }
 
 TEST_F(FileTest, FailsAfterThreeRefusalsInARow) {
@@ -190,6 +190,36 @@ TEST_F(FileTest, IsRepeatedAfterAWrongCheck) {
     terminal().addFault("8016", Fault().wrongCheck());
     EXPECT_EQ(fetch().value("exitCode").toInt(-1), 0);
     EXPECT_EQ(readFile(path("file")), someBytes(2 * PacketBytes));
+}
+
+TEST_F(FileTest, IsNotWrittenWhenItsCheckIsWrongForEver) {
+    offer(someBytes(2 * PacketBytes));
+    terminal().addFault("8016", Fault().wrongCheck().from(2).always());
+    const QJsonObject object = fetch(8);
+    EXPECT_EQ(object.value("result").toInt(), 2);
+    EXPECT_THAT(message(object), HasSubstr("packets that had come before or whose check was wrong"));
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+// The same transfers as requests.
+
+TEST_F(FileTest, FailsAsARequestToo) {
+    const Words sending{"call", "600015", "pCmdEx=7", "pInfoEx=x",
+                        "pFilePath=" + hexOf(someBytes(3 * PacketBytes))};
+    EXPECT_EQ(json(sending).value("result").toInt(-1), 0);
+    terminal().addFault("8015", Fault().refuse("000042").from(2));
+    EXPECT_THAT(message(json(sending, 8)), HasSubstr("refused 1 packet(s), the first with 000042"));
+
+    offer(someBytes(3 * PacketBytes));
+    const Words fetching{"call", "600016", "pCmdEx=7", "pInfEx=x"};
+    EXPECT_EQ(json(fetching).value("response").toObject().value("pFilePath").toString().toStdString(),
+              hexOf(someBytes(3 * PacketBytes)));
+    terminal().addFault("8016", Fault().refuse("000042").from(2));
+    EXPECT_THAT(message(json(fetching, 8)), HasSubstr("000042, after 1 that came"));
+    terminal().addFault("8016", Fault().refuse("000042").from(2));
+    const ProgramResult whole =
+        shell(R"(echo '{"transCode":"600016","pdaNumber":"1","pCmdEx":7,"pInfEx":"x"}' | pdactl call -)");
+    EXPECT_EQ(whole.exitCode, 8) << whole.errors;
 }
 
 // Failures of the library's own telling.
@@ -283,12 +313,14 @@ TEST_F(RefusedFileTest, HasNoLogThatWouldTellOfRefusals) {
 class ProgressTest : public FileTest {
 protected:
     /** What a command writes to a terminal that is its standard error. */
-    std::string watched(const std::string& line) {
+    std::string watched(const std::string& line, std::size_t columns = 80) {
         const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
         EXPECT_EQ(::grantpt(master), 0);
         EXPECT_EQ(::unlockpt(master), 0);
         const int slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
-        EXPECT_EQ(shell(line + " 2>" + quoted(::ptsname(master))).exitCode, 0);
+        const std::string path = quoted(::ptsname(master));
+        EXPECT_EQ(shell("stty cols " + std::to_string(columns) + " < " + path).exitCode, 0);
+        EXPECT_EQ(shell(line + " 2>" + path).exitCode, 0);
         EXPECT_EQ(::fcntl(master, F_SETFL, O_NONBLOCK), 0);
         std::string text;
         char piece[4096];
@@ -309,6 +341,33 @@ TEST_F(ProgressTest, IsShownOnATerminal) {
     offer(someBytes(6 * PacketBytes));
     EXPECT_THAT(watched("pdactl file fetch --command 7 " + quoted(path)),
                 AllOf(HasSubstr("fetching  ["), HasSubstr("#"), HasSubstr(" left")));
+}
+
+/** What was drawn each time. */
+std::vector<std::string> drawnLines(const std::string& text) {
+    const std::string beginning = "\r\033[K";
+    std::vector<std::string> lines;
+    for (std::size_t at = text.find(beginning); at != std::string::npos;) {
+        const std::size_t next = text.find(beginning, at + 1);
+        lines.push_back(text.substr(at + beginning.size(), next - at - beginning.size()));
+        at = next;
+    }
+    return lines;
+}
+
+TEST_F(ProgressTest, StaysOnOneLineOfANarrowTerminal) {
+    const std::string command = "pdactl file send " + quoted(file(someBytes(6 * PacketBytes)));
+    for (const std::size_t columns : {60U, 40U, 12U}) {
+        // A terminal that does not know its width leaves it to the variable.
+        for (const std::string& text :
+             {watched(command, columns), watched("COLUMNS=" + std::to_string(columns) + " " + command, 0)}) {
+            EXPECT_THAT(text, HasSubstr("sending")) << columns;
+            for (const std::string& line : drawnLines(text)) {
+                EXPECT_LT(line.size(), columns) << line;
+            }
+        }
+    }
+    EXPECT_THAT(watched(command, 60), HasSubstr("sending  [#"));
 }
 
 TEST_F(ProgressTest, IsNotShownInAPipe) {

@@ -138,9 +138,17 @@ TEST_F(ExampleTest, IsThereForEveryCommandAndMakesSense) {
 
 TEST(HelpTest, ListsTheExitCodes) {
     const std::string help = runPdactl({"--help"}).output;
-    for (int code = 0; code <= 8; ++code) {
+    for (const int code : {0, 1, 2, 3, 4, 5, 6, 7, 8, 130}) {
         EXPECT_THAT(help, HasSubstr("\n  " + std::to_string(code) + "  "));
+        EXPECT_THAT(readFile(PDACTL_GUIDE), HasSubstr("\n| " + std::to_string(code) + " | "));
+        EXPECT_THAT(readFile(PDACTL_MAN_PAGE), HasSubstr("\n.B " + std::to_string(code) + "\n"));
     }
+}
+
+TEST(HelpTest, TellsTheProgramsVersion) {
+    const ProgramResult result = runPdactl({"--version"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "pdactl " PDALINK_VERSION "\n");
 }
 
 TEST(HelpTest, GuideNamesEverything) {

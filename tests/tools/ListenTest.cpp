@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 #include <optional>
+#include <sstream>
 #include <thread>
 
 namespace {
@@ -44,12 +45,19 @@ protected:
             "9001",
             {{"Ex_TrTime", "20260102030405"}, {"Ex_SeqNo", "0001"}, {"Ex_PdaSn", "86"}, {"Ex_Label", name}});
     }
-    static QJsonObject fieldsOf(const QJsonValue& message) {
-        return message.toObject().value("fields").toObject();
+    /** One in each line. */
+    static std::vector<QJsonObject> documentsIn(const std::string& output) {
+        std::vector<QJsonObject> documents;
+        std::istringstream lines(output);
+        for (std::string line; std::getline(lines, line);) {
+            documents.push_back(onlyDocument(line).object());
+        }
+        return documents;
     }
+    static QJsonObject fieldsOf(const QJsonObject& message) { return message.value("fields").toObject(); }
     static std::vector<std::string> labelsIn(const std::string& output) {
         std::vector<std::string> labels;
-        for (const QJsonValue message : onlyDocument(output).array()) {
+        for (const QJsonObject& message : documentsIn(output)) {
             labels.push_back(fieldsOf(message).value("label").toString().toStdString());
         }
         return labels;
@@ -74,16 +82,16 @@ TEST_F(ListenTest, TakesAllSixMessages) {
     (void)terminal().announce(pdasim::powerHandoverRecord("N8", handover));
     const ProgramResult result = listener.finish();
     EXPECT_EQ(result.exitCode, 0) << result.errors;
-    const QJsonArray messages = onlyDocument(result.output).array();
-    ASSERT_EQ(messages.size(), 6);
+    const std::vector<QJsonObject> messages = documentsIn(result.output);
+    ASSERT_EQ(messages.size(), 6U);
     const std::vector<std::pair<QString, QString>> expected = {
         {"9001", "scanned label"}, {"9002", "login"},        {"9003", "user notice"},
         {"9004", "inventory"},     {"9005", "dot handover"}, {"9006", "power handover"},
     };
-    for (int i = 0; i < 6; ++i) {
-        const QJsonObject message = messages[i].toObject();
-        EXPECT_EQ(message.value("type").toString(), expected[static_cast<std::size_t>(i)].first);
-        EXPECT_EQ(message.value("kind").toString(), expected[static_cast<std::size_t>(i)].second);
+    for (std::size_t i = 0; i < 6; ++i) {
+        const QJsonObject& message = messages[i];
+        EXPECT_EQ(message.value("type").toString(), expected[i].first);
+        EXPECT_EQ(message.value("kind").toString(), expected[i].second);
         EXPECT_EQ(message.value("acknowledged").toBool(), i != 1);
         EXPECT_EQ(fieldsOf(messages[i]).value("pdaSn").toString(), "860123456789012");
     }
@@ -106,6 +114,27 @@ TEST_F(ListenTest, PrintsAMessageWhenItComes) {
     EXPECT_EQ(listener.finish().exitCode, 0);
 }
 
+TEST_F(ListenTest, PrintsALineOfJsonWhenAMessageComes) {
+    RunningPdactl& listener = listen({"--json", "--seconds", "60"});
+    for (const std::string name : {"A1", "A2"}) {
+        (void)terminal().announce(pdasim::scannedLabel(name));
+        EXPECT_TRUE(listener.says("\"label\":\"" + name + "\""));
+        EXPECT_TRUE(listener.says("\"type\":\"9001\"}\n"));
+    }
+    EXPECT_THAT(labelsIn(listener.output()), ElementsAre("A1", "A2"));
+    listener.signal(SIGTERM);
+    EXPECT_EQ(listener.finish().exitCode, 0);
+}
+
+TEST_F(ListenTest, EndsWhenNobodyGetsItsLines) {
+    RunningPdactl full({"listen", "--seconds", "60"}, environment(),
+                       {"sh", "-c", "exec \"$@\" > /dev/full", "sh"});
+    ASSERT_TRUE(full.complains("pdactl: listening"));
+    (void)terminal().announce(pdasim::scannedLabel("A1"));
+    EXPECT_TRUE(full.complains("Standard output cannot be written."));
+    EXPECT_EQ(full.finish().exitCode, 1);
+}
+
 TEST_F(ListenTest, TakesALabelAfterTheOther) {
     RunningPdactl& listener = listen({"--json", "--count", "3"});
     for (const std::string name : {"A1", "A2", "A3"}) {
@@ -121,7 +150,7 @@ TEST_F(ListenTest, AnswersALogin) {
     (void)terminal().announce(pdasim::loginRecord({"u1", "", "", "", "", ""}));
     const ProgramResult result = listener.finish();
     EXPECT_EQ(result.exitCode, 0) << result.errors;
-    EXPECT_TRUE(onlyDocument(result.output).array()[0].toObject().value("answered").toBool());
+    EXPECT_TRUE(onlyDocument(result.output).object().value("answered").toBool());
     const std::vector<Acknowledgement> answers = terminal().acknowledgements();
     ASSERT_THAT(answers, SizeIs(1));
     EXPECT_EQ(answers[0].type, "9002");
@@ -185,7 +214,7 @@ TEST_F(ListenTest, EndsCleanlyOnASignal) {
         listener.signal(signalNumber);
         const ProgramResult result = listener.finish();
         EXPECT_EQ(result.exitCode, 0) << result.errors;
-        EXPECT_TRUE(onlyDocument(result.output).isArray());
+        EXPECT_EQ(result.output, "");
     }
 }
 
@@ -214,7 +243,7 @@ TEST_F(ListenTest, SaysThatAnAcknowledgementCouldNotBeWritten) {
     (void)terminal().announce(pdasim::scannedLabel("A1"));
     const ProgramResult result = listener.finish();
     EXPECT_EQ(result.exitCode, 4);
-    EXPECT_FALSE(onlyDocument(result.output).array()[0].toObject().value("acknowledged").toBool(true));
+    EXPECT_FALSE(onlyDocument(result.output).object().value("acknowledged").toBool(true));
     EXPECT_THAT(result.errors, HasSubstr("could not be written"));
 }
 
@@ -228,7 +257,10 @@ TEST_F(ListenTest, TellsWhatItHeardWhenADeviceGetsInTheWay) {
     (void)terminal().announce(pdasim::scannedLabel("A2"));
     const ProgramResult result = listener.finish();
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_THAT(labelsIn(result.output), ElementsAre("A1"));
+    const std::vector<QJsonObject> documents = documentsIn(result.output);
+    ASSERT_THAT(documents, SizeIs(2));
+    EXPECT_EQ(fieldsOf(documents[0]).value("label").toString(), "A1");
+    EXPECT_EQ(documents[1].value("exitCode").toInt(), 1);
     EXPECT_THAT(result.errors, HasSubstr("belongs to no USB device"));
 }
 
@@ -245,8 +277,8 @@ TEST_F(ListenTest, WaitsForALogin) {
     (void)terminal().announce(pdasim::loginRecord({"u1", "", "", "", "", ""}));
     const ProgramResult result = waiter.finish();
     EXPECT_EQ(result.exitCode, 0);
-    const QJsonArray messages = onlyDocument(result.output).array();
-    ASSERT_EQ(messages.size(), 2);
+    const std::vector<QJsonObject> messages = documentsIn(result.output);
+    ASSERT_EQ(messages.size(), 2U);
     EXPECT_EQ(fieldsOf(messages[1]).value("login").toString(), "u1");
     EXPECT_EQ(pdactl({"login", "wait", "--seconds", "1"}).exitCode, 5);
 }

@@ -41,10 +41,13 @@ TEST_F(OutputTest, IsEmptyAfterASignalWithoutJson) {
 }
 
 TEST_F(OutputTest, IsWholeWhenASignalIsIgnored) {
-    const ProgramResult result =
-        shell("(trap '' HUP; pdactl --json info & sleep 0.2; kill -HUP $!; wait $!)");
-    EXPECT_EQ(result.exitCode, 0) << result.errors;
-    EXPECT_EQ(onlyDocument(result.output).object().value("exitCode").toInt(-1), 0);
+    terminal().addFault("8001", Fault().silence().always());
+    RunningPdactl asking({"--json", "info"}, environment(), {"env", "--ignore-signal=HUP"});
+    ASSERT_TRUE(terminal().waitForMessages(1, std::chrono::seconds(20)));
+    asking.signal(SIGHUP); // while it waits for the reply
+    const ProgramResult result = asking.finish();
+    EXPECT_EQ(result.exitCode, 5) << result.errors;
+    EXPECT_EQ(onlyDocument(result.output).object().value("exitCode").toInt(-1), 5);
 }
 
 TEST_F(OutputTest, ThatIsLostIsNoSuccess) {

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstring>
+#include <regex>
 
 namespace pdalink::test {
 
@@ -62,6 +63,20 @@ QJsonDocument onlyDocument(const std::string& text) {
     return document;
 }
 
+std::string withoutTime(const std::string& message) {
+    return std::regex_replace(message, std::regex("<Ex_TrTime>\\d{14}<"), "<Ex_TrTime>00000000000000<");
+}
+
+std::string masked(std::string message, const Words& values) {
+    for (const std::string& value : values) {
+        const std::string element = ">" + value + "<";
+        for (std::size_t at = 0; (at = message.find(element, at)) != std::string::npos; ++at) {
+            message.replace(at + 1, value.size(), value.size(), '*');
+        }
+    }
+    return message;
+}
+
 std::string quoted(const std::string& word) {
     std::string text = "'";
     for (const char character : word) {
@@ -80,12 +95,13 @@ QJsonObject PdactlTest::json(const Words& arguments, int exitCode) {
     return object;
 }
 
-RunningPdactl::RunningPdactl(const Words& arguments, const Variables& variables) {
+RunningPdactl::RunningPdactl(const Words& arguments, const Variables& variables, const Words& starter) {
     static std::atomic<int> runs{0};
     const std::string base = scratchDirectory() + "/running-" + std::to_string(++runs);
     m_output = base + ".out";
     m_errors = base + ".err";
-    Words command{Program};
+    Words command = starter;
+    command.push_back(Program);
     command.insert(command.end(), arguments.begin(), arguments.end());
     m_process = spawn(throughEnv(command, variables), m_output, m_errors);
 }

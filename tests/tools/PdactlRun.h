@@ -31,6 +31,12 @@ ProgramResult runShell(const std::string& line, const Variables& variables = {})
 /** Fails the test unless the text is one JSON document and nothing else. */
 QJsonDocument onlyDocument(const std::string& text);
 
+/** A message with one and the same time stamp, whenever it was built. */
+std::string withoutTime(const std::string& message);
+
+/** A message with "*" in place of the characters of these values. */
+std::string masked(std::string message, const Words& values);
+
 /** A text as one word of a shell. */
 std::string quoted(const std::string& word);
 
@@ -51,7 +57,8 @@ private:
 /** pdactl while it runs. */
 class RunningPdactl {
 public:
-    RunningPdactl(const Words& arguments, const Variables& variables);
+    /** `starter` is a command that runs the one behind it. */
+    RunningPdactl(const Words& arguments, const Variables& variables, const Words& starter = {});
     RunningPdactl(const RunningPdactl&) = delete;
     RunningPdactl& operator=(const RunningPdactl&) = delete;
     ~RunningPdactl();

@@ -55,12 +55,20 @@ protected:
     }
 };
 
-TEST_P(TaskTest, AsksTheTerminal) {
+TEST_P(TaskTest, SendsTheMessageThatADryRunPrints) {
+    Words dryRun = withSecrets();
+    dryRun.emplace_back("--dry-run");
+    const ProgramResult printed = pdactl(dryRun);
+    EXPECT_EQ(printed.exitCode, 0) << printed.errors;
+    EXPECT_EQ(printed.errors, "");
+    EXPECT_THAT(terminal().received(), testing::IsEmpty());
     const ProgramResult result = pdactl(withSecrets());
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_EQ(result.errors, "");
     ASSERT_EQ(terminal().messages().size(), 1U);
     EXPECT_EQ(terminal().messages()[0].type, GetParam().type);
+    EXPECT_EQ(withoutTime(printed.output),
+              withoutTime(masked(terminal().received()[0], {"5E;", "5E"})) + "\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -93,6 +101,12 @@ INSTANTIATE_TEST_SUITE_P(
         Task{{"lock", "init-keys", "--lock", "L1", "--fv", "@secret", "--ev", "@secret", "--cv", "@secret"},
              "7013"},
         Task{{"lock", "keys", "--lock", "L1"}, "7014"},
+        Task{{"lock",        "update-keys", "--lock",      "L1",      "--fv",         "@secret",
+              "--ev",        "@secret",     "--cv",        "@secret", "--normal-fv",  "@secret",
+              "--normal-ev", "@secret",     "--normal-cv", "@secret", "--urgent-fv",  "@secret",
+              "--urgent-ev", "@secret",     "--urgent-cv", "@secret", "--parameters", "00",
+              "--label",     "Front"},
+             "7015"},
         Task{{"lock", "open", "--locks", "L1;", "--codes", "@secret", "--users-a", "A;", "--users-b", "B;"},
              "7018"},
         Task{{"lock", "result"}, "7019"}),

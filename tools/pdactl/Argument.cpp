@@ -39,6 +39,16 @@ void requireSendable(const std::string& name, const std::string& value) {
     }
 }
 
+bool isBlank(std::string_view text) {
+    return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+void requireNotEmpty(const std::string& name, const std::string& value) {
+    if (isBlank(value)) {
+        throw Failure(BadUsage, name + " is empty. Give its value; nothing was sent.");
+    }
+}
+
 std::string readWhole(const std::string& path) {
     std::ostringstream content;
     if (path == "-") {

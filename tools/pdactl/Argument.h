@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace pdactl {
 
@@ -16,6 +17,12 @@ std::string readArgument(const std::string& name, const std::string& text, bool 
  * or cut, on their way to the terminal, and values travel between tags as they are.
  */
 void requireSendable(const std::string& name, const std::string& value);
+
+/** True for a text of nothing but blanks and line ends. */
+bool isBlank(std::string_view text);
+
+/** Throws a Failure for a value without which nothing must be sent, and that is blank. */
+void requireNotEmpty(const std::string& name, const std::string& value);
 
 /** A file's content, "-" for standard input. Throws a Failure. */
 std::string readWhole(const std::string& path);

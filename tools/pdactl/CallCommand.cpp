@@ -2,13 +2,16 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "Request.h"
+#include "WireMessage.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 
 #include <algorithm>
 #include <iostream>
+#include <limits>
 #include <memory>
+#include <optional>
 
 namespace pdactl {
 
@@ -46,7 +49,7 @@ Values readMembers(const Code& code, const std::vector<std::string>& members) {
         if (values.count(name) != 0) {
             throw Failure(BadUsage, name + " is given twice. Give it once.");
         }
-        values[name] = readArgument(name, member.substr(equals + 1), parameter.isSecret);
+        values[name] = readArgument(name, member.substr(equals + 1), parameter.isSecret());
     }
     return values;
 }
@@ -65,23 +68,67 @@ bool isWholeRequest(const std::string& code) {
     return code == "-" || code.rfind('@', 0) == 0;
 }
 
+/** The value of a member; nothing for one that is missing or of the wrong type. */
+std::optional<std::string> valueOf(const Parameter& parameter, const QJsonValue& value) {
+    if (parameter.isInteger()) {
+        constexpr int NoInteger = std::numeric_limits<int>::min();
+        const int number = value.toInt(NoInteger);
+        return number != NoInteger ? std::optional(std::to_string(number)) : std::nullopt;
+    }
+    return value.isString() ? std::optional(value.toString().toStdString()) : std::nullopt;
+}
+
+/** The values of a whole request; nothing for one that the library refuses. */
+std::optional<Values> valuesOf(const Code& code, const QJsonObject& request) {
+    Values values;
+    for (const Parameter& parameter : code.parameters) {
+        const std::optional<std::string> value =
+            valueOf(parameter, request.value(QLatin1String(parameter.name)));
+        if (!value) {
+            return std::nullopt;
+        }
+        requireSendable(parameter.name, *value);
+        values[parameter.name] = *value;
+    }
+    return values;
+}
+
+/** True when a whole request is to be carried out. */
+bool isToBeCalled(const Code* code, const QJsonObject& request, const Settings& settings) {
+    const std::optional<Values> values = code != nullptr ? valuesOf(*code, request) : std::nullopt;
+    if (values) {
+        return isToBeSent(messageOf(*code, complete(*code, *values, asMember)), settings);
+    }
+    if (settings.isDryRun) {
+        throw Failure(RequestRefused,
+                      "The library would refuse the request: its code is unknown, or a member "
+                      "is missing or has the wrong type. 'pdactl call --help' lists them.");
+    }
+    return true;
+}
+
 /** A request as it stands in a file; its response as it stands. */
-int callWhole(const CallOptions& options, bool verbose) {
+int callWhole(const CallOptions& options, const Settings& settings) {
     if (!options.members.empty()) {
         throw Failure(BadUsage, options.code + " holds the whole request: leave MEMBER out.");
     }
     const std::string request = readWhole(options.code == "-" ? options.code : options.code.substr(1));
-    const Answer answer = Host(verbose).request(request);
-    std::cout << (answer.response.empty() ? "null" : answer.response) << std::endl;
     const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(request)).object();
     const Code* const code = findCode(object.value("transCode").toString().toStdString());
+    const Host host(settings.verbose);
+    if (!isToBeCalled(code, object, settings)) {
+        return Success;
+    }
+    Answer answer;
     Outcome outcome;
     if (code != nullptr) {
-        outcome = readAnswer(*code, answer);
+        outcome = ask(host, *code, request, answer);
     } else {
+        answer = host.request(request);
         outcome.exitCode = RequestRefused;
         outcome.message = refusalMessage();
     }
+    std::cout << (answer.response.empty() ? "null" : answer.response) << std::endl;
     if (!outcome.message.empty()) {
         std::cerr << "pdactl: " << outcome.message << std::endl;
     }
@@ -89,7 +136,7 @@ int callWhole(const CallOptions& options, bool verbose) {
 }
 
 std::string codeList() {
-    std::string list = "Codes and their members (int: whole number; secret: only as key=@FILE or key=-):\n";
+    std::string list = "Codes and their members (int: an integer; secret: only as key=@FILE or key=-):\n";
     std::string last;
     for (const Code& code : allCodes()) {
         if (last == code.number) {
@@ -98,8 +145,8 @@ std::string codeList() {
         last = code.number;
         list += "  " + last + "  " + code.help + "\n";
         for (const Parameter& parameter : code.parameters) {
-            list += std::string("            ") + parameter.name + (parameter.isNumber ? " (int)" : "") +
-                    (parameter.isSecret ? " (secret)" : "") + ": " + parameter.help +
+            list += std::string("            ") + parameter.name + (parameter.isInteger() ? " (int)" : "") +
+                    (parameter.isSecret() ? " (secret)" : "") + ": " + parameter.help +
                     (parameter.preset != nullptr ? std::string(", \"") + parameter.preset + "\" unless given"
                                                  : "") +
                     "\n";
@@ -116,17 +163,18 @@ void addCallCommand(Program& program) {
     command
         ->add_option("CODE", options->code,
                      "600001 to 600019; or @FILE, or - for standard input, with the JSON of a whole request, "
-                     "which is sent as it stands and whose response is printed as it stands")
+                     "which goes to the library as it stands and whose response is printed as it stands")
         ->required();
     command->add_option("MEMBER", options->members, "key=value, key=@FILE or key=- for standard input");
+    addDryRun(*command, program);
     command->footer("Example: pdactl call 600003 pBagNumber=B0001 pAttrOrg=1001 pBagType=1\n\n" + codeList());
     command->callback([&program, options] {
         program.action = [&program, options] {
             if (isWholeRequest(options->code)) {
-                return callWhole(*options, program.verbose);
+                return callWhole(*options, program);
             }
             const Code& code = requireCode(options->code);
-            return carryOut(code, readMembers(code, options->members), program.asJson, program.verbose);
+            return carryOut(code, readMembers(code, options->members), asMember, program);
         };
     });
 }

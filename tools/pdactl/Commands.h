@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Request.h"
+#include "Settings.h"
 
 #include <CLI/CLI.hpp>
 
@@ -10,12 +11,12 @@
 namespace pdactl {
 
 /** What all commands share. */
-struct Program {
+struct Program : Settings {
+    explicit Program(CLI::App& app) : app(app) {}
+
     CLI::App& app;
-    bool asJson = false;
-    bool verbose = false;
     /** What the command line asked for; returns the exit code. */
-    std::function<int()> action = {};
+    std::function<int()> action;
 };
 
 /** Each adds its commands to the program; the one that is chosen sets the program's action. */
@@ -37,6 +38,9 @@ CLI::App* subcommand(CLI::App& app, const std::vector<const char*>& words);
 /** An option for each parameter; what is given is left in `given` when the command line has been parsed. */
 void addParameters(CLI::App& command, const std::vector<Parameter>& parameters,
                    const std::shared_ptr<Values>& given);
+
+/** The option of commands that send a message. */
+void addDryRun(CLI::App& command, Program& program);
 
 /** Behind the help: the command's words, and these options. */
 void addExample(CLI::App& command, const std::vector<const char*>& words, const std::string& options);

@@ -17,7 +17,8 @@ namespace {
 /** What a terminal says when it is asked. */
 Finding askTerminal(bool verbose) {
     const Code& code = *findCode("600002");
-    const Outcome outcome = readAnswer(code, Host(verbose).request(makeRequest(code, {})));
+    Answer answer;
+    const Outcome outcome = ask(Host(verbose), code, makeRequest(code, {}), answer);
     if (outcome.exitCode != Success) {
         return {Health::Problem, "answer", outcome.message, "tail " + shellWord(logDirectory() + "/PDA.log")};
     }
@@ -64,10 +65,10 @@ int examine(const Program& program) {
 } // namespace
 
 void addDoctorCommand(Program& program) {
-    CLI::App* const command = program.app.add_subcommand(
-        "doctor", "Look for everything that can stand between a host and its terminal");
+    CLI::App* const command =
+        program.app.add_subcommand("doctor", "Find out why a host cannot reach its terminal");
     command->footer("One line for each finding: ok, warning or problem, and below what is not ok the command "
-                    "that mends it.\n"
+                    "that fixes it or shows more.\n"
                     "Exit code: 1 with a problem, else 0.\n"
                     "Example: pdactl doctor");
     command->callback([&program] { program.action = [&program] { return examine(program); }; });

@@ -20,10 +20,10 @@ struct Ending {
 
 // Complete texts: a signal handler must not compose any. The exit code is the one that a shell shows.
 constexpr std::array<Ending, 4> Endings{{
-    {SIGHUP, "{\n    \"exitCode\": 129,\n    \"message\": \"Ended by the signal SIGHUP.\"\n}\n"},
-    {SIGINT, "{\n    \"exitCode\": 130,\n    \"message\": \"Ended by the signal SIGINT.\"\n}\n"},
-    {SIGQUIT, "{\n    \"exitCode\": 131,\n    \"message\": \"Ended by the signal SIGQUIT.\"\n}\n"},
-    {SIGTERM, "{\n    \"exitCode\": 143,\n    \"message\": \"Ended by the signal SIGTERM.\"\n}\n"},
+    {SIGHUP, "{\"exitCode\":129,\"message\":\"Ended by the signal SIGHUP.\"}\n"},
+    {SIGINT, "{\"exitCode\":130,\"message\":\"Ended by the signal SIGINT.\"}\n"},
+    {SIGQUIT, "{\"exitCode\":131,\"message\":\"Ended by the signal SIGQUIT.\"}\n"},
+    {SIGTERM, "{\"exitCode\":143,\"message\":\"Ended by the signal SIGTERM.\"}\n"},
 }};
 static_assert(SIGHUP == 1 && SIGINT == 2 && SIGQUIT == 3 && SIGTERM == 15);
 
@@ -56,8 +56,10 @@ void end(int signalNumber) {
 void handleEndings(bool asJson) {
     g_asJson = asJson;
     for (const Ending& ending : Endings) {
-        if (std::signal(ending.signalNumber, end) == SIG_IGN) {
-            (void)std::signal(ending.signalNumber, SIG_IGN);
+        struct sigaction action {};
+        (void)::sigaction(ending.signalNumber, nullptr, &action);
+        if (action.sa_handler != SIG_IGN) {
+            (void)std::signal(ending.signalNumber, end);
         }
     }
 }

@@ -63,29 +63,23 @@ void checkOrder(const FileOrder& order) {
     requireSendable("--info (the file's name unless given)", order.info);
 }
 
-int finish(Outcome outcome, const Program& program, const std::string& file) {
-    outcome.fields.insert(outcome.fields.begin(), {"file", file});
-    print(outcome, program.asJson);
-    return outcome.exitCode;
-}
-
 int send(const Program& program, FileOptions options) {
     if (options.order.info.empty()) {
         options.order.info = fs::path(options.file).filename();
     }
     checkOrder(options.order);
     const std::string bytes = readFile(options.file);
-    return finish(sendFile(options.order, bytes, program.verbose), program, options.file);
+    return sendFile(options.order, options.file, bytes, program);
 }
 
 int fetch(const Program& program, const FileOptions& options) {
     checkOrder(options.order);
-    return finish(fetchFile(options.order, options.file, program.verbose), program, options.file);
+    return fetchFile(options.order, options.file, program);
 }
 
-CLI::App* addFileCommand(CLI::App& app, const char* word, const char* help, const char* example,
+CLI::App* addFileCommand(Program& program, const char* word, const char* help, const char* example,
                          const char* fileHelp, const std::shared_ptr<FileOptions>& options) {
-    CLI::App* const command = subcommand(app, {"file", word});
+    CLI::App* const command = subcommand(program.app, {"file", word});
     command->description(help);
     addExample(*command, {"file", word}, example);
     command->add_option("FILE", options->file, fileHelp)->required();
@@ -93,6 +87,7 @@ CLI::App* addFileCommand(CLI::App& app, const char* word, const char* help, cons
     command
         ->add_option("--command", options->order.command, "the number by which the terminal knows the file")
         ->capture_default_str();
+    addDryRun(*command, program);
     return command;
 }
 
@@ -101,14 +96,14 @@ CLI::App* addFileCommand(CLI::App& app, const char* word, const char* help, cons
 void addFileCommands(Program& program) {
     const auto toSend = std::make_shared<FileOptions>();
     CLI::App* const sending =
-        addFileCommand(program.app, "send", "Send a file to the terminal", "firmware.bin --command 7",
+        addFileCommand(program, "send", "Send a file to the terminal", "firmware.bin --command 7",
                        "the file, of 5 to 300,000,000 bytes", toSend);
     sending->add_option("--info", toSend->order.info, "free text that goes with it; its name unless given");
     sending->callback(
         [&program, toSend] { program.action = [&program, toSend] { return send(program, *toSend); }; });
     const auto toFetch = std::make_shared<FileOptions>();
     CLI::App* const fetching =
-        addFileCommand(program.app, "fetch", "Fetch a file from the terminal", "report.bin --command 7",
+        addFileCommand(program, "fetch", "Fetch a file from the terminal", "report.bin --command 7",
                        "where it is written to; it appears there only when it has arrived whole", toFetch);
     fetching->add_option("--info", toFetch->order.info, "free text for the terminal");
     fetching->callback(

@@ -1,7 +1,8 @@
 #pragma once
 
-#include "Outcome.h"
+#include "Settings.h"
 
+#include <cstddef>
 #include <string>
 
 namespace pdactl {
@@ -17,10 +18,12 @@ struct FileOrder {
 constexpr std::size_t MostFileBytes = 300000000;
 constexpr std::size_t FewestFileBytes = 5;
 
-/** Sends a file's bytes. Throws a Failure when they cannot be sent. */
-Outcome sendFile(const FileOrder& order, const std::string& bytes, bool verbose);
+/** Each prints what came of it and returns the exit code, or throws a Failure; a dry run prints the first
+ * message. */
+int sendFile(const FileOrder& order, const std::string& path, const std::string& bytes,
+             const Settings& settings);
 
-/** Fetches a file's bytes into the file at this path, which appears only when all of them have arrived. */
-Outcome fetchFile(const FileOrder& order, const std::string& path, bool verbose);
+/** Fetches a file into the one at this path, which appears only when all of it has arrived. */
+int fetchFile(const FileOrder& order, const std::string& path, const Settings& settings);
 
 } // namespace pdactl

@@ -5,8 +5,6 @@
 #include "IniFile.h"
 #include "LibraryFiles.h"
 
-#include <pdalink/analysis/PDAXMLAnalysis.h>
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -70,15 +68,21 @@ void Host::call(const std::function<void()>& calls) const {
 }
 
 Answer Host::request(const std::string& json) const {
-    std::vector<char> response(ResponseRoom);
     Answer answer;
     call([&] {
-        int length = 0;
         CPDAXMLAnalysis library;
-        answer.result =
-            library.PDA_CommonCall(json.c_str(), static_cast<int>(json.size()), response.data(), &length);
-        answer.response.assign(response.data(), static_cast<std::size_t>(length));
+        answer = pdactl::request(library, json);
     });
+    return answer;
+}
+
+Answer request(CPDAXMLAnalysis& library, const std::string& json) {
+    std::vector<char> response(ResponseRoom);
+    Answer answer;
+    int length = 0;
+    answer.result =
+        library.PDA_CommonCall(json.c_str(), static_cast<int>(json.size()), response.data(), &length);
+    answer.response.assign(response.data(), static_cast<std::size_t>(length));
     return answer;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <pdalink/analysis/PDAXMLAnalysis.h>
+
 #include <QCoreApplication>
 
 #include <functional>
@@ -12,6 +14,9 @@ struct Answer {
     int result = 0;
     std::string response; ///< empty when the library wrote none
 };
+
+/** Carries out one JSON request, by the exported member, whose result the C entry keeps to itself. */
+Answer request(CPDAXMLAnalysis& library, const std::string& json);
 
 /** Takes the library's lines for Qt's debug output, of which it writes some even when it is unloaded. */
 void silenceLibrary();
@@ -26,7 +31,7 @@ class Host {
 public:
     explicit Host(bool verbose);
 
-    /** Carries out one JSON request, by the exported member, whose result the C entry keeps to itself. */
+    /** Carries out one JSON request. */
     Answer request(const std::string& json) const;
 
     /** Runs something that calls the library. Throws when the ini or a device would end the process. */

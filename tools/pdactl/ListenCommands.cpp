@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "Listener.h"
+#include "WireMessage.h"
 
 #include <pdalink/analysis/PDAXMLAnalysis.h>
 
@@ -38,9 +39,8 @@ void addListen(Program& program) {
     command->add_option("--count", options->count, "end after so many messages")->check(Positive);
     command->add_option("--answer-login", options->answerToLogin,
                         "answer every login with this code, 000000 to let the user in");
-    command->footer(
-        "Every message is acknowledged as it is printed. With --json one array is printed at the end.\n"
-        "Example: pdactl listen --seconds 60 --answer-login 000000");
+    command->footer("Every message is acknowledged as it is printed. With --json each is one line.\n"
+                    "Example: pdactl listen --seconds 60 --answer-login 000000");
     command->callback([&program, options] {
         program.action = [&program, options] {
             if (!options->answerToLogin.empty()) {
@@ -68,12 +68,19 @@ void addLoginWait(Program& program) {
 }
 
 int answer(const Program& program, const std::string& code, std::string number) {
-    std::string verdict = requireCode(code);
+    std::string resultCode = requireCode(code);
     requireSendable("--pda", number);
+    WireMessage message(LoginType);
+    message.add("Ex_PdaSn", number);
+    message.add("Ex_RetCode", resultCode);
+    const Host host(program.verbose);
+    if (!isToBeSent(message, program)) {
+        return Success;
+    }
     Outcome outcome;
-    Host(program.verbose).call([&] {
+    host.call([&] {
         CPDAXMLAnalysis library;
-        outcome.result = library.SyncLoginResult(number.data(), verdict.data());
+        outcome.result = library.SyncLoginResult(number.data(), resultCode.data());
     });
     judge(outcome, Results::Usual, nullptr);
     print(outcome, program.asJson);
@@ -89,6 +96,7 @@ void addLoginAnswer(Program& program) {
     command->add_option("CODE", *code, "000000 to let the user in, another code of six digits to refuse")
         ->required();
     command->add_option("--pda", *number, "the terminal's number")->capture_default_str();
+    addDryRun(*command, program);
     command->callback([&program, code, number] {
         program.action = [&program, code, number] { return answer(program, *code, *number); };
     });

@@ -10,7 +10,6 @@
 
 #include <QDateTime>
 #include <QJsonDocument>
-#include <QJsonObject>
 
 #include <iostream>
 #include <utility>
@@ -41,8 +40,9 @@ int Listener::run() {
     m_channel.open();
     try {
         listen();
-    } catch (const Failure& failure) { // what was heard so far is told all the same
-        complain(failure.exitCode(), failure.what());
+    } catch (const Failure&) {
+        warnOfTheRest();
+        throw;
     }
     return finish();
 }
@@ -121,12 +121,13 @@ void Listener::show(const MessageKind& kind, const std::vector<Field>& fields, Q
         report.insert("kind", kind.name);
         report.insert("time", QDateTime::currentDateTime().toString(Qt::ISODateWithMs));
         report.insert("fields", toJson(fields));
-        m_reports.append(report);
-        return;
+        std::cout << QJsonDocument(report).toJson(QJsonDocument::Compact).constData() << '\n';
+    } else {
+        std::cout << kind.name << " (" << kind.type << ")\n";
+        printTable(fields);
+        std::cout << '\n';
     }
-    std::cout << kind.name << " (" << kind.type << ")\n";
-    printTable(fields);
-    std::cout << std::endl;
+    requireOutput();
 }
 
 void Listener::complain(ExitCode exitCode, const std::string& message) {
@@ -138,15 +139,16 @@ bool Listener::isDone() const {
     return m_options.count && m_counted >= *m_options.count;
 }
 
-int Listener::finish() {
-    if (m_asJson) {
-        std::cout << QJsonDocument(m_reports).toJson().constData() << std::flush;
-    }
+void Listener::warnOfTheRest() const {
     if (m_splitter.whole() > 0 || m_splitter.isUnfinished()) {
         std::cerr << "pdactl: warning: " << m_splitter.whole()
                   << " more messages came, and were not acknowledged"
                   << (m_splitter.isUnfinished() ? "; of another one only the beginning" : "") << std::endl;
     }
+}
+
+int Listener::finish() {
+    warnOfTheRest();
     if (m_exitCode == Success && m_options.count && !isDone()) {
         complain(NoReply, "Only " + std::to_string(m_counted) + " of " + std::to_string(*m_options.count) +
                               " messages came in time. Listen longer with --seconds.");

@@ -5,7 +5,7 @@
 #include "MessageKinds.h"
 #include "MessageSplitter.h"
 
-#include <QJsonArray>
+#include <QJsonObject>
 
 #include <chrono>
 #include <optional>
@@ -43,6 +43,7 @@ private:
     void show(const MessageKind& kind, const std::vector<Field>& fields, QJsonObject report);
     void complain(ExitCode exitCode, const std::string& message);
     bool isDone() const;
+    void warnOfTheRest() const;
     int finish();
 
     ListenOptions m_options;
@@ -50,7 +51,6 @@ private:
     Host m_host;
     Channel m_channel;
     MessageSplitter m_splitter;
-    QJsonArray m_reports;
     int m_counted = 0;
     ExitCode m_exitCode = Success;
 };

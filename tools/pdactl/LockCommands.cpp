@@ -12,13 +12,22 @@ namespace pdactl {
 
 namespace {
 
+std::string inputOf(const Parameter& parameter, const Values& given) {
+    const auto value = given.find(parameter.name);
+    if (value == given.end()) {
+        return parameter.preset;
+    }
+    std::string input = readArgument(asOption(parameter), value->second, parameter.isSecret());
+    if (!parameter.mayBeEmpty()) {
+        requireNotEmpty(asOption(parameter), input);
+    }
+    return input;
+}
+
 std::vector<std::string> inputsOf(const LockCall& call, const Values& given) {
     std::vector<std::string> inputs;
     for (const Parameter& parameter : call.parameters) {
-        const auto value = given.find(parameter.name);
-        inputs.push_back(value != given.end() ? readArgument(std::string("--") + parameter.option,
-                                                             value->second, parameter.isSecret)
-                                              : parameter.preset);
+        inputs.push_back(inputOf(parameter, given));
     }
     if (call.complete != nullptr) {
         call.complete(inputs);
@@ -28,6 +37,10 @@ std::vector<std::string> inputsOf(const LockCall& call, const Values& given) {
 
 int carryOut(const Program& program, const LockCall& call, const Values& given) {
     std::vector<std::string> inputs = inputsOf(call, given);
+    const Host host(program.verbose);
+    if (!isToBeSent(messageOf(call, inputs), program)) {
+        return Success;
+    }
     std::vector<ReservedBuffer> outputs;
     Texts in;
     Texts out;
@@ -39,7 +52,7 @@ int carryOut(const Program& program, const LockCall& call, const Values& given) 
         out.push_back(outputs.back().data());
     }
     Outcome outcome;
-    Host(program.verbose).call([&] {
+    host.call([&] {
         CPDAXMLAnalysis library;
         outcome.result = call.call(library, in, out);
     });
@@ -57,6 +70,7 @@ void addLockCommand(Program& program, const LockCall& call) {
     addExample(*command, call.command, call.example);
     const auto given = std::make_shared<Values>();
     addParameters(*command, call.parameters, given);
+    addDryRun(*command, program);
     command->callback([&program, &call, given] {
         program.action = [&program, &call, given] { return carryOut(program, call, *given); };
     });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CodeTable.h"
+#include "WireMessage.h"
 
 #include <pdalink/analysis/PDAXMLAnalysis.h>
 
@@ -14,6 +15,7 @@ using Texts = std::vector<char*>;
 
 /** A member of the library that is called directly, and the command that stands for it. */
 struct LockCall {
+    const char* type; ///< of its message
     std::vector<const char*> command;
     const char* help;
     const char* example; ///< what an example has behind the command
@@ -23,8 +25,13 @@ struct LockCall {
     /** Fills in what the others imply, and throws a Failure when they do not go together; null for neither.
      */
     void (*complete)(std::vector<std::string>& inputs) = nullptr;
+    /** Adds the message's body; null when it has a tag for each input. */
+    void (*addBody)(WireMessage& message, const std::vector<std::string>& inputs) = nullptr;
 };
 
 const std::vector<LockCall>& allLockCalls();
+
+/** The message of a call of which all inputs are there. */
+WireMessage messageOf(const LockCall& call, const std::vector<std::string>& inputs);
 
 } // namespace pdactl

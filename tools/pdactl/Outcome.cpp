@@ -1,5 +1,6 @@
 #include "Outcome.h"
 
+#include "Failure.h"
 #include "FieldTable.h"
 #include "LibraryFiles.h"
 
@@ -93,6 +94,13 @@ void print(const Outcome& outcome, bool asJson) {
     std::cout.flush();
     if (!outcome.message.empty()) {
         std::cerr << "pdactl: " << outcome.message << std::endl;
+    }
+}
+
+void requireOutput() {
+    if (!std::cout.flush()) {
+        throw Failure(LocalFailure, "Standard output cannot be written. Look whether its disk is full, and "
+                                    "give it another place.");
     }
 }
 

@@ -27,7 +27,8 @@ struct Outcome {
 enum class Results {
     Usual,  ///< 0 reply, 2 none, -1 not sent
     Teller, ///< 1 reply, -1 none or not sent
-    File,   ///< as usual, and 5 and 6 for a file that is too short or was refused
+    Send,   ///< of a file: as usual, and 5 and 6 when it is too short or was refused
+    Fetch,  ///< of a file: as usual
 };
 
 /**
@@ -39,5 +40,8 @@ void judge(Outcome& outcome, Results results, const char* verdictName);
 /** Prints the outcome on standard output: one JSON document, or a table. The message goes to standard error.
  */
 void print(const Outcome& outcome, bool asJson);
+
+/** Throws a Failure unless what was printed on standard output has arrived. */
+void requireOutput();
 
 } // namespace pdactl

@@ -1,10 +1,12 @@
 #include "Progress.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 namespace pdactl {
@@ -28,21 +30,44 @@ std::string duration(double seconds) {
     return text.data();
 }
 
+/** How many columns the terminal behind standard error has. */
+int screenWidth() {
+    constexpr int Usual = 80;
+    winsize size{};
+    if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+        return size.ws_col;
+    }
+    const char* const columns = std::getenv("COLUMNS");
+    const int width = columns != nullptr ? static_cast<int>(std::strtol(columns, nullptr, 10)) : 0;
+    return width > 0 ? width : Usual;
+}
+
+/** A bar of this width, with blanks behind it; nothing when there is not enough room for it. */
+std::string bar(int width, double part) {
+    constexpr int Fewest = 5;
+    if (width < Fewest) {
+        return {};
+    }
+    const auto filled = static_cast<std::size_t>(width * part);
+    return "[" + std::string(filled, '#') + std::string(static_cast<std::size_t>(width) - filled, '.') + "] ";
+}
+
 } // namespace
 
-std::string progressLine(const std::string& verb, int packets, int total, double seconds) {
+std::string progressLine(const std::string& verb, int packets, int total, double seconds, int columns) {
     const double rate = seconds > 0 ? packets / seconds : 0;
-    const std::string speed = formatted("%.1f KB/s", rate * PacketKilobytes);
+    std::string text = formatted("%.1f KB/s", rate * PacketKilobytes);
     if (total <= 0) {
-        return verb + "  " + std::to_string(packets) + " packets  " + speed;
+        text = verb + "  " + std::to_string(packets) + " packets  " + text;
+    } else {
+        const double part = static_cast<double>(std::min(packets, total)) / total;
+        const std::string rest = rate > 0 ? duration(total * (1 - part) / rate) + " left" : "";
+        text = formatted("%3.0f %%", 100 * part) + "  " + text + "  " + rest;
+        constexpr int Surroundings = 5; // two blanks, brackets and a blank
+        const int room = columns - static_cast<int>(verb.size() + text.size()) - Surroundings;
+        text = verb + "  " + bar(std::min(BarWidth, room), part) + text;
     }
-    const int done = std::min(packets, total);
-    const auto filled =
-        static_cast<std::size_t>(BarWidth) * static_cast<std::size_t>(done) / static_cast<std::size_t>(total);
-    const std::string bar = std::string(filled, '#') + std::string(BarWidth - filled, '.');
-    const std::string rest = rate > 0 ? duration((total - done) / rate) + " left" : "";
-    return verb + "  [" + bar + "] " + formatted("%3.0f %%", 100.0 * done / total) + "  " + speed + "  " +
-           rest;
+    return text.substr(0, static_cast<std::size_t>(std::max(columns, 0)));
 }
 
 Progress::Progress(std::string verb) : m_verb(std::move(verb)), m_isWatched(::isatty(STDERR_FILENO) == 1) {
@@ -61,7 +86,7 @@ void Progress::show(int packets, int total) {
     if (m_isWatched) {
         const std::chrono::duration<double> taken = Clock::now() - m_begin;
         (void)std::fprintf(stderr, "%s%s", BackToBegin,
-                           progressLine(m_verb, packets, total, taken.count()).c_str());
+                           progressLine(m_verb, packets, total, taken.count(), screenWidth() - 1).c_str());
     }
 }
 

@@ -15,11 +15,10 @@ int carryOutTask(const Program& program, const Code& code, const Values& given) 
     for (const Parameter& parameter : code.parameters) {
         const auto value = given.find(parameter.name);
         if (value != given.end()) {
-            values[parameter.name] =
-                readArgument(std::string("--") + parameter.option, value->second, parameter.isSecret);
+            values[parameter.name] = readArgument(asOption(parameter), value->second, parameter.isSecret());
         }
     }
-    return carryOut(code, values, program.asJson, program.verbose);
+    return carryOut(code, values, asOption, program);
 }
 
 void addTask(Program& program, const Code& code) {
@@ -28,6 +27,7 @@ void addTask(Program& program, const Code& code) {
     addExample(*command, code.command, code.example);
     const auto given = std::make_shared<Values>();
     addParameters(*command, code.parameters, given);
+    addDryRun(*command, program);
     command->callback([&program, &code, given] {
         program.action = [&program, &code, given] { return carryOutTask(program, code, *given); };
     });
@@ -53,15 +53,21 @@ void addParameters(CLI::App& command, const std::vector<Parameter>& parameters,
     for (const Parameter& parameter : parameters) {
         const std::string name = parameter.name;
         CLI::Option* const option = command.add_option_function<std::string>(
-            std::string("--") + parameter.option,
-            [given, name](const std::string& value) { (*given)[name] = value; },
-            parameter.help + std::string(parameter.isSecret ? ": @FILE, or - for standard input" : ""));
+            asOption(parameter), [given, name](const std::string& value) { (*given)[name] = value; },
+            parameter.help + std::string(parameter.isSecret() ? ": @FILE, or - for standard input" : ""));
         if (parameter.preset != nullptr) {
             option->default_str(parameter.preset);
         } else {
             option->required();
         }
     }
+}
+
+void addDryRun(CLI::App& command, Program& program) {
+    command
+        .add_flag("--dry-run", program.isDryRun,
+                  "print the message that would go to the terminal, secret values masked, and send nothing")
+        ->disable_flag_override();
 }
 
 void addExample(CLI::App& command, const std::vector<const char*>& words, const std::string& options) {

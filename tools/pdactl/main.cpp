@@ -27,7 +27,8 @@ constexpr const char* Footer =
     "  5  the terminal gave no usable reply\n"
     "  6  the terminal refused\n"
     "  7  the library failed\n"
-    "  8  a file did not arrive whole\n";
+    "  8  a file did not arrive whole\n"
+    "  130  ended by Ctrl-C; 128 and a signal's number for each signal\n";
 
 bool asksForJson(int argc, char** argv) {
     return std::find(argv, argv + argc, std::string("--json")) != argv + argc;
@@ -36,7 +37,7 @@ bool asksForJson(int argc, char** argv) {
 /** The one JSON document of a run that comes to nothing else. */
 void printFailure(int exitCode, const std::string& message) {
     const QJsonObject object{{"exitCode", exitCode}, {"message", QString::fromStdString(message)}};
-    std::cout << QJsonDocument(object).toJson().constData() << std::flush;
+    std::cout << QJsonDocument(object).toJson(QJsonDocument::Compact).constData() << std::endl;
 }
 
 /** The commands that could have come next, when one is missing or unknown; empty for any other mistake. */
@@ -71,22 +72,14 @@ void openStandardStreams() {
     }
 }
 
-/** What was printed has to arrive. */
-void requireOutput() {
-    if (!std::cout.flush()) {
-        throw pdactl::Failure(pdactl::LocalFailure,
-                              "Standard output cannot be written. Look whether its disk "
-                              "is full, and give it another place.");
-    }
-}
-
 int run(int argc, char** argv) {
     CLI::App app("Drives a handheld terminal for valuables bags through the library pdalink.", "pdactl");
-    pdactl::Program program{app};
+    pdactl::Program program(app);
     app.add_flag("--json", program.asJson, "print exactly one JSON document on standard output")
         ->disable_flag_override();
     app.add_flag("--verbose", program.verbose, "show the library's own lines on standard error")
         ->disable_flag_override();
+    app.set_version_flag("--version", "pdactl " PDACTL_VERSION, "print the program's version");
     app.require_subcommand(1);
     app.fallthrough();
     pdactl::addCallCommand(program);
@@ -103,7 +96,7 @@ int run(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {
         (void)app.exit(help);
-        requireOutput();
+        pdactl::requireOutput();
         return pdactl::Success;
     } catch (const CLI::ParseError& mistake) {
         const std::string advice = adviceOnCommands(app);
@@ -113,7 +106,7 @@ int run(int argc, char** argv) {
     }
     pdactl::handleEndings(program.asJson);
     const int exitCode = program.action();
-    requireOutput();
+    pdactl::requireOutput();
     return exitCode;
 }
 
