@@ -11,14 +11,14 @@ namespace pdactl {
 std::vector<HidNode> findOrphanNodes() {
     std::vector<HidNode> nodes = findHidNodes();
     nodes.erase(
-        std::remove_if(nodes.begin(), nodes.end(), [](const HidNode& node) { return node.hasUsbParent; }),
+        std::remove_if(nodes.begin(), nodes.end(), [](const HidNode& node) { return !node.usbPath.empty(); }),
         nodes.end());
     return nodes;
 }
 
-std::string commandToUnbind(const HidNode& orphan) {
-    const std::string hid = std::filesystem::path(orphan.path).filename();
-    return "echo " + shellWord(hid) + " | sudo tee " + shellWord(orphan.path + "/driver/unbind");
+std::string commandToUnbind(const HidNode& node) {
+    const std::string hid = std::filesystem::path(node.path).filename();
+    return "echo " + shellWord(hid) + " | sudo tee " + shellWord(node.path + "/driver/unbind");
 }
 
 std::string describeOrphan(const HidNode& orphan) {

@@ -10,8 +10,8 @@ namespace pdactl {
 /** Nodes that belong to no USB device: the library ends its process when it meets one. */
 std::vector<HidNode> findOrphanNodes();
 
-/** The one command that takes such a device away until the next restart or replugging. */
-std::string commandToUnbind(const HidNode& orphan);
+/** The one command that takes a node away until the next restart or replugging. */
+std::string commandToUnbind(const HidNode& node);
 
 /** What is the matter with such a node. */
 std::string describeOrphan(const HidNode& orphan);

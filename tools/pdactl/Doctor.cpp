@@ -6,6 +6,7 @@
 #include "NodeUsers.h"
 #include "ShellQuoting.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -36,6 +37,12 @@ bool isTaken(const std::string& path) {
 bool isDirectory(const std::string& path) {
     std::error_code unknown;
     return fs::is_directory(path, unknown);
+}
+
+/** Meant for several users, of whom each has a log of their own. */
+bool isShared(const std::string& directory) {
+    struct stat status {};
+    return ::stat(directory.c_str(), &status) == 0 && (status.st_mode & S_IWGRP) != 0;
 }
 
 std::string ownership() {
@@ -122,7 +129,7 @@ void Doctor::checkLog() {
     const std::string mend = "sudo install -d -m 750 -o " + ownership() + " " + shellWord(directory);
     if (isDirectory(directory)) {
         if (::access(directory.c_str(), W_OK | X_OK) == 0) {
-            checkLogFile(directory + "/PDA.log");
+            checkLogFile(directory);
         } else {
             problem("log", directory + " cannot be written: nothing is logged", mend);
         }
@@ -136,10 +143,13 @@ void Doctor::checkLog() {
     }
 }
 
-void Doctor::checkLogFile(const std::string& file) {
+void Doctor::checkLogFile(const std::string& directory) {
+    const std::string file = directory + "/PDA.log";
     if (isDirectory(file)) {
         warn("log", file + " is a folder: the library writes PDA_T1.log and so on instead",
              commandToMoveAway(file));
+    } else if (isThere(file) && !isWritable(file) && isShared(directory)) {
+        ok("log", file + " is another user's; beside it the library writes PDA_T1.log and so on for you");
     } else if (isThere(file) && !isWritable(file)) {
         warn("log", file + " cannot be written: the library writes PDA_T1.log and so on instead",
              "sudo chown " + ownership() + " " + shellWord(file));
@@ -160,12 +170,11 @@ void Doctor::checkOrphans() {
 }
 
 void Doctor::checkNode() {
-    std::vector<std::string> nodes;
-    for (const HidNode& node : findHidNodes()) {
-        if (hasIds(node, m_ini.vendorId, m_ini.productId)) {
-            nodes.push_back(node.node);
-        }
-    }
+    std::vector<HidNode> nodes = findHidNodes();
+    nodes.erase(std::remove_if(
+                    nodes.begin(), nodes.end(),
+                    [this](const HidNode& node) { return !hasIds(node, m_ini.vendorId, m_ini.productId); }),
+                nodes.end());
     const std::string ids = m_ini.vendorId + ":" + m_ini.productId;
     if (nodes.empty()) {
         problem("node",
@@ -173,17 +182,36 @@ void Doctor::checkNode() {
                 "lsusb");
         return;
     }
-    m_node = nodes.back();
+    m_node = nodes.back().node;
     if (nodes.size() > 1) {
-        warn("node",
-             std::to_string(nodes.size()) + " nodes belong to USB devices " + ids + "; the last one, " +
-                 m_node + ", is used. Unplug the others if that is the wrong one",
-             "udevadm info " + shellWord(m_node));
+        warnOfSeveral(nodes);
     } else {
         ok("node", m_node + " belongs to USB device " + ids);
     }
     checkPermissions();
     checkUsers();
+}
+
+/** The library takes the last one, whatever it is. */
+void Doctor::warnOfSeveral(const std::vector<HidNode>& nodes) {
+    const HidNode& used = nodes.back();
+    const std::string ids = m_ini.vendorId + ":" + m_ini.productId;
+    const std::string count = std::to_string(nodes.size());
+    const bool isOneDevice = std::all_of(nodes.begin(), nodes.end(),
+                                         [&](const HidNode& node) { return node.usbPath == used.usbPath; });
+    if (isOneDevice) {
+        warn("node",
+             "the USB device " + ids + " has " + count + " HID interfaces; the node of the last one, " +
+                 used.node +
+                 ", is used. If the terminal does not answer there, take this node away, so that "
+                 "the one before it is used",
+             commandToUnbind(used));
+    } else {
+        warn("node",
+             count + " nodes belong to USB devices " + ids + "; the last one, " + used.node +
+                 ", is used. Unplug the others if that is the wrong one",
+             "udevadm info " + shellWord(used.node));
+    }
 }
 
 void Doctor::checkPermissions() {
@@ -200,10 +228,12 @@ void Doctor::checkPermissions() {
 void Doctor::checkUsers() {
     const NodeUsers found = findUsersOf(m_node);
     for (const NodeUser& user : found.users) {
-        problem("users",
-                "process " + std::to_string(user.processId) + " (" + user.name + ") has " + m_node +
-                    " open: each of you takes the other's replies",
-                "kill " + std::to_string(user.processId));
+        problem(
+            "users",
+            "process " + std::to_string(user.processId) + " (" + user.name + ") has " + m_node +
+                " open, and each of you takes the other's replies. It may be the host that is in use: see "
+                "who runs it, and end it in the way in which it was started",
+            "ps -fp " + std::to_string(user.processId));
     }
     if (found.users.empty() && found.hiddenProcesses > 0) {
         warn("users",

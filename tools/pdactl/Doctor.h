@@ -36,9 +36,10 @@ private:
     void checkLibrary();
     void checkIni();
     void checkLog();
-    void checkLogFile(const std::string& file);
+    void checkLogFile(const std::string& directory);
     void checkOrphans();
     void checkNode();
+    void warnOfSeveral(const std::vector<HidNode>& nodes);
     void checkPermissions();
     void checkRules();
     void checkUsers();

@@ -52,8 +52,8 @@ HidNode describe(const fs::path& device) {
     node.path = hid;
     node.name = ueventValue(hid, "HID_NAME");
     const fs::path usb = usbParent(device);
-    node.hasUsbParent = !usb.empty();
-    if (node.hasUsbParent) {
+    node.usbPath = usb;
+    if (!usb.empty()) {
         node.vendorId = attribute(usb, "idVendor");
         node.productId = attribute(usb, "idProduct");
     }

@@ -7,11 +7,11 @@ namespace pdactl {
 
 /** A hidraw node as /sys tells of it. */
 struct HidNode {
-    std::string node; ///< "/dev/hidraw3"
-    std::string name; ///< what the kernel calls the device
-    std::string path; ///< of its HID device under /sys
-    bool hasUsbParent = false;
-    std::string vendorId; ///< of the USB device that it belongs to; empty without one
+    std::string node;     ///< "/dev/hidraw3"
+    std::string name;     ///< what the kernel calls the device
+    std::string path;     ///< of its HID device under /sys
+    std::string usbPath;  ///< of the USB device that it belongs to; empty without one
+    std::string vendorId; ///< of that device
     std::string productId;
 };
 
