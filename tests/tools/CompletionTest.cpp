@@ -42,10 +42,10 @@ TEST(CompletionTest, OffersCommands) {
 }
 
 TEST(CompletionTest, OffersOptions) {
-    EXPECT_THAT(offered({"--"}), ElementsAre("--help", "--version", "--json", "--verbose"));
+    EXPECT_THAT(offered({"--"}), ElementsAre("--help", "--json", "--verbose", "--version"));
     EXPECT_THAT(offered({"bag", "write", "--"}),
-                ElementsAre("--help", "--number", "--org", "--type", "--dry-run", "--version", "--json",
-                            "--verbose"));
+                ElementsAre("--help", "--number", "--org", "--type", "--dry-run", "--json", "--verbose",
+                            "--version"));
     EXPECT_THAT(offered({"file", "send", "--in"}), ElementsAre("--info"));
 }
 
