@@ -45,7 +45,7 @@ std::string_view firstCharacters(std::string_view text, std::size_t count) {
 
 std::string checkOf(std::string_view packet) {
     const std::string text(packet);
-    const std::size_t length = QString::fromStdString(text).size() / 2;
+    const std::size_t length = static_cast<std::size_t>(QString::fromStdString(text).size()) / 2;
     std::vector<unsigned char> bytes(length);
     (void)CUtil::str_to_hex(text.c_str(), bytes.data(), static_cast<int>(2 * length));
     return QString::asprintf("%04x", static_cast<unsigned int>(CUtil::CRC16(length, bytes.data())))
