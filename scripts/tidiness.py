@@ -18,8 +18,8 @@ import sys
 BATCH_NAME = "UnifiedSource.cpp"
 INCLUDE = '#include "{}" // NOLINT(bugprone-suspicious-include)\n'
 HEADERS = re.compile(r"^HeaderFilterRegex: *'(.*)\\\.h\$'$", re.MULTILINE)
-COMMENT_OR_TEXT = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"', re.DOTALL)
-USING = re.compile(r"^[ \t]*(?:using +[\w:]+::(\w+)|namespace +(\w+) *=[^;]*);", re.MULTILINE)
+COMMENT_OR_TEXT = re.compile(r"""//[^\n]*|/\*.*?\*/|'(?:\\.|[^'\\])'|"(?:\\.|[^"\\\n])*\"""", re.DOTALL)
+USING = re.compile(r"^(?:using +[\w:]+::(\w+)|namespace +(\w+) *=[^;]*);", re.MULTILINE)
 
 
 def batches(build, sources):
@@ -57,7 +57,7 @@ def check_batch(batch, headers_and_sources):
 
 
 def unused_names(source):
-    """In included files clang-tidy does not look for using-declarations and aliases that nothing uses."""
+    """What using-declarations and namespace aliases declare: clang-tidy looks at those of the main file only."""
     text = COMMENT_OR_TEXT.sub("", source.read_text())
     for match in USING.finditer(text):
         name = match[1] or match[2]
