@@ -1,7 +1,8 @@
 # cmake -DSOURCE=<source tree> -DFROM=<add_subdirectory|FetchContent> -DC_COMPILER=<cc> -DCXX_COMPILER=<c++>
 #       -DCONSUMER=<consumer's sources> -DSCRATCH=<directory> -P SourceTreeTest.cmake
 #
-# Builds and runs customers' programs in a project that builds the library as a part of itself.
+# Builds and runs customers' programs in a project that builds the library as a part of itself. FetchContent adds the
+# same subdirectory, so that the library is compiled for one of the two only.
 cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/ConsumerRun.cmake)
 
@@ -16,9 +17,14 @@ file(REMOVE_RECURSE ${SCRATCH})
 run("configuring the consumer" ${CMAKE_COMMAND} -G Ninja -S ${CONSUMER} -B ${build}
     -DPDALINK_FROM=${FROM} -DPDALINK_SOURCE=${SOURCE} -DHEADERS=${tree}/include
     -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_EXPORT_COMPILE_COMMANDS=ON)
-run("building the consumer" ${CMAKE_COMMAND} --build ${build})
-run_c_consumer(${build}/c_consumer)
-run_cpp_consumer(${build}/cpp_consumer)
+if(FROM STREQUAL "FetchContent")
+    run("building the consumer" ${CMAKE_COMMAND} --build ${build})
+    run_c_consumer(${build}/c_consumer)
+    run_cpp_consumer(${build}/cpp_consumer)
+else()
+    run("compiling the consumer" ${CMAKE_COMMAND} --build ${build} --target
+        headers CMakeFiles/c_consumer.dir/consumer.c.o CMakeFiles/cpp_consumer.dir/consumer.cc.o)
+endif()
 
 # Whatever compiler a customer uses: a warning in the library does not end the build.
 file(READ ${build}/compile_commands.json commands)
