@@ -130,9 +130,10 @@ TEST(Help, TellsTheVersion) {
 }
 
 TEST(Help, FailsWhenItCannotBePrinted) {
-    for (const std::string arguments : {"--help", "--version", "scenarios", "scenarios --schema",
-                                        "scenarios --show refusals", "gadget --script"}) {
-        const ProgramResult result = runProgram({"sh", "-c", Program + " " + arguments + " > /dev/full"});
+    for (const std::string& arguments : Texts{"--help", "--version", "scenarios", "scenarios --schema",
+                                              "scenarios --show refusals", "gadget --script"}) {
+        const ProgramResult result =
+            runProgram({"sh", "-c", "\"$0\" " + arguments + " > /dev/full", Program});
         EXPECT_EQ(result.exitCode, 74) << arguments;
         EXPECT_TRUE(contains(result.errors, "pdasim: standard output cannot be written")) << arguments;
     }
