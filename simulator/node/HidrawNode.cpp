@@ -13,6 +13,10 @@ HidrawNode::Clock::duration transferTime(const std::string& report) {
     return std::chrono::milliseconds((report.size() + Packet - 1) / Packet);
 }
 
+/** A read through another process takes longer than the kernel's, above all on a busy machine: a reader who
+ * is that late has not stopped reading yet. */
+constexpr std::chrono::milliseconds Patience(200);
+
 } // namespace
 
 HidrawNode::HidrawNode(NodeOwner& owner, DeviceDescription description)
@@ -67,14 +71,20 @@ void HidrawNode::send(const std::vector<std::string>& reports) {
 }
 
 std::optional<HidrawNode::Clock::time_point> HidrawNode::nextTransfer() const {
-    return m_held.empty() ? std::nullopt : std::optional(m_nextTransfer);
+    if (m_held.empty()) {
+        return std::nullopt;
+    }
+    const bool anybodyReads =
+        std::any_of(m_files.begin(), m_files.end(), [](const auto& entry) { return entry.second.hasRoom(); });
+    return anybodyReads ? m_nextTransfer : m_nextTransfer + Patience;
 }
 
 bool HidrawNode::transferDue() {
-    if (m_held.empty() || Clock::now() < m_nextTransfer) {
+    const auto due = nextTransfer();
+    if (!due || Clock::now() < *due) {
         return false;
     }
-    deliverFirst();
+    deliverFirst(m_nextTransfer);
     deliverHeld();
     updateBell();
     return true;
@@ -100,19 +110,18 @@ std::size_t HidrawNode::lostReports() const {
 void HidrawNode::deliverHeld() {
     const auto hasRoom = [](const auto& entry) { return entry.second.hasRoom(); };
     while (!m_held.empty() && std::all_of(m_files.begin(), m_files.end(), hasRoom)) {
-        deliverFirst();
+        deliverFirst(std::max(m_nextTransfer, Clock::now()));
     }
 }
 
-void HidrawNode::deliverFirst() {
+void HidrawNode::deliverFirst(Clock::time_point transferBegin) {
     for (auto& [file, queue] : m_files) {
         queue.push(m_held.front());
     }
     // What comes early gives the readers more time, but no more than what they can have unread.
-    const auto now = Clock::now();
     const auto time = transferTime(m_held.front());
     m_nextTransfer =
-        std::min(std::max(m_nextTransfer, now) + time, now + static_cast<int>(hidraw::QueueLength) * time);
+        std::min(transferBegin + time, Clock::now() + static_cast<int>(hidraw::QueueLength) * time);
     m_held.pop_front();
 }
 

@@ -40,8 +40,8 @@ public:
     const DeviceDescription& description() const { return m_description; }
 
     /**
-     * Reports for every open file: each as soon as all of them have room for it, but no later than a bus of
-     * full speed brings it. A file without room by then loses it, as in the kernel. Without an open file
+     * Reports for every open file: each as soon as all of them have room for it, or when a bus of full speed
+     * has brought it. A file that has not been read by then loses it, as in the kernel. Without an open file
      * nobody fetches them: they are lost.
      */
     void send(const std::vector<std::string>& reports);
@@ -64,7 +64,7 @@ public:
 
 private:
     void deliverHeld();
-    void deliverFirst();
+    void deliverFirst(Clock::time_point transferBegin);
     void updateBell();
 
     NodeOwner* m_owner;
