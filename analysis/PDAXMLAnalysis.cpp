@@ -3,6 +3,7 @@
 #include "analysis/Dispatcher.h"
 #include "analysis/Transactions.h"
 #include "util/DebugOutput.h"
+#include "util/Guard.h"
 #include "util/LockConfig.h"
 
 // The face that hosts see: every member hands on to the floor behind it.
@@ -228,7 +229,7 @@ int CPDAXMLAnalysis::SyncLoginResult(char* pdaNumber, char* retCode) {
 }
 
 void CPDAXMLAnalysis::ConvertUTF8ToANSI(char* text, QString& out) {
-    out = QString::fromUtf8(text);
+    guarded([&] { out = QString::fromUtf8(text); }, [] {});
 }
 
 // NOLINTEND(readability-convert-member-functions-to-static)

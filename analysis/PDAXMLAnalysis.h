@@ -215,6 +215,6 @@ public:
     /// Tells the terminal what came of a login. There is no reply. Returns 0 when it was sent.
     int SyncLoginResult(char* pdaNumber, char* retCode);
 
-    /// Reads the NUL-terminated UTF-8 `text` into `out`.
+    /// Reads the NUL-terminated UTF-8 `text` into `out`, which stays as it was when memory runs out.
     void ConvertUTF8ToANSI(char* text, QString& out);
 };

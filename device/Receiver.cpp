@@ -42,15 +42,8 @@ void announce(const char* text) {
 
 /// A receiver that cannot have the memory for a report goes on without it.
 void appendOrDrop(const char* report, std::size_t size) {
-    guarded(
-        [&] {
-            appendReport(report, size);
-            return 0;
-        },
-        [] {
-            g_PDA_Log.AddLog(Warning, "out of memory, dropping what the terminal sends");
-            return 0;
-        });
+    guarded([&] { appendReport(report, size); },
+            [] { g_PDA_Log.AddLog(Warning, "out of memory, dropping what the terminal sends"); });
 }
 
 /// Has a receiver leave the channel at the end of a scope, also when its thread is cancelled.

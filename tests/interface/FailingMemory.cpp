@@ -1,0 +1,111 @@
+// The program's own allocation and clock functions come before the C library's.
+
+#include "tests/interface/FailingMemory.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <dlfcn.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the C library's own names
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+}
+
+namespace {
+
+constexpr long long kNanosecondsPerSecond = 1000000000;
+
+std::atomic<int> allocationsLeft{0}; // 0: none fails
+std::atomic<bool> isFast{false};
+std::atomic<long long> skipped{0}; // ns
+
+bool isLibrarys(const void* caller) {
+    Dl_info info{};
+    if (dladdr(caller, &info) == 0 || info.dli_fname == nullptr) {
+        return false;
+    }
+    constexpr std::array<const char*, 3> names{"libpdalink", "libQt5Core", "libstdc++"};
+    for (const char* name : names) {
+        if (std::strstr(info.dli_fname, name) != nullptr) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool fails(const void* caller) {
+    const bool isTheOne = allocationsLeft > 0 && isLibrarys(caller) && --allocationsLeft == 0;
+    if (isTheOne) {
+        errno = ENOMEM;
+    }
+    return isTheOne;
+}
+
+} // namespace
+
+FailingMemory::FailingMemory(int number) {
+    allocationsLeft = number;
+}
+
+FailingMemory::~FailingMemory() {
+    allocationsLeft = 0;
+}
+
+bool FailingMemory::happened() {
+    return allocationsLeft <= 0;
+}
+
+void sleepFast(bool on) {
+    isFast = on;
+}
+
+// Exported, so that every library of the process runs into them.
+#pragma GCC visibility push(default)
+extern "C" {
+
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the system's names are reserved
+void* malloc(std::size_t size) {
+    return fails(__builtin_return_address(0)) ? nullptr : __libc_malloc(size);
+}
+
+void* calloc(std::size_t count, std::size_t size) {
+    return fails(__builtin_return_address(0)) ? nullptr : __libc_calloc(count, size);
+}
+
+void* realloc(void* memory, std::size_t size) {
+    return fails(__builtin_return_address(0)) ? nullptr : __libc_realloc(memory, size);
+}
+
+int clock_gettime(clockid_t clock, timespec* time) noexcept {
+    const int result = static_cast<int>(syscall(SYS_clock_gettime, clock, time));
+    if (clock == CLOCK_MONOTONIC) {
+        const long long now = time->tv_sec * kNanosecondsPerSecond + time->tv_nsec + skipped;
+        time->tv_sec = now / kNanosecondsPerSecond;
+        time->tv_nsec = now % kNanosecondsPerSecond;
+    }
+    return result;
+}
+
+int nanosleep(const timespec* duration, timespec* remaining) {
+    if (!isFast) {
+        return static_cast<int>(syscall(SYS_nanosleep, duration, remaining));
+    }
+    const long long asked = duration->tv_sec * kNanosecondsPerSecond + duration->tv_nsec;
+    const timespec tenth{static_cast<time_t>(asked / 10 / kNanosecondsPerSecond),
+                         static_cast<long>(asked / 10 % kNanosecondsPerSecond)};
+    syscall(SYS_nanosleep, &tenth, nullptr);
+    skipped += asked - asked / 10;
+    return 0;
+}
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
+
+} // extern "C"
+#pragma GCC visibility pop
