@@ -72,10 +72,12 @@ def main():
     headers_and_sources = HEADERS.search((root / ".clang-tidy").read_text())[1] + r"\.(h|cpp)$"
     found = sorted(batches(build, sources).items(), key=lambda item: -len(item[1]))
     files = [write_batch(build, target, entries) for target, entries in found]
-    findings = [line for source in sources for line in unused_names(source)]
+    findings = "".join(line for source in sources for line in unused_names(source))
+    print(findings, end="", flush=True)
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        findings += filter(None, pool.map(lambda batch: check_batch(batch, headers_and_sources), files))
-    print("".join(findings), end="")
+        for output in pool.map(lambda batch: check_batch(batch, headers_and_sources), files):
+            print(output, end="", flush=True)
+            findings += output
     return 1 if findings else 0
 
 
