@@ -21,7 +21,7 @@ namespace {
 
 // The same waits as the library's, each in one piece.
 constexpr int ReplyWait = 4900; // ms
-constexpr timespec Settling{0, 100'000'000};
+constexpr timespec SettlingTime{0, 100'000'000};
 
 /** Writes, polls once, sleeps once and reads, all in the calling thread. */
 class BareChannel : public Channel {
@@ -68,7 +68,7 @@ private:
         std::string taken;
         pollfd node{m_descriptor, POLLIN, 0};
         if (::poll(&node, 1, ReplyWait) > 0) {
-            (void)::nanosleep(&Settling, nullptr);
+            (void)::nanosleep(&SettlingTime, nullptr);
             std::array<char, 4096> bytes{};
             ssize_t size = 0;
             while ((size = ::read(m_descriptor, bytes.data(), bytes.size())) > 0) {
