@@ -49,8 +49,6 @@ const Information kInformationNotSent{-1, "", "", "", ""};
 const Initialisation kNoInitialisation{2, "", "", "000060"};
 const Initialisation kInitialisationNotSent{-1, "", "", ""};
 
-constexpr std::chrono::milliseconds kSilentWait(4900);
-constexpr std::chrono::milliseconds kPromptWait(110);
 constexpr std::chrono::milliseconds kOpeningWait(1000);
 
 /// The members that talk to the terminal, in a fresh process, with a terminal that fails the test for every

@@ -18,6 +18,10 @@
 #include <string>
 #include <vector>
 
+/// How long a wait for a reply takes when none comes, and when one is there.
+constexpr std::chrono::milliseconds kSilentWait(4900);
+constexpr std::chrono::milliseconds kPromptWait(110);
+
 /// Lets failures show texts readably.
 inline void PrintTo(const QString& text, std::ostream* stream) {
     *stream << '"' << text.toStdString() << '"';

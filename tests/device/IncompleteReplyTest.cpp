@@ -8,8 +8,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr std::chrono::milliseconds kSilentWait(4900);
-
 /// A text of `length` characters whose length field says `stated`.
 std::string messageOf(std::size_t length, int stated) {
     std::string text = std::to_string(1000000 + stated).substr(1);

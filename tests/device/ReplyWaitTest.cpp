@@ -10,9 +10,6 @@ namespace {
 using pdalink::test::waitUntil;
 using testing::ElementsAre;
 
-constexpr std::chrono::milliseconds kSilentWait(4900);
-constexpr std::chrono::milliseconds kPromptWait(110);
-
 /// An open channel on which something is waited for.
 class ReplyWait : public ChannelTest {
 protected:
