@@ -1,5 +1,7 @@
 #include "MessageSplitter.h"
 
+#include "WorkGrowth.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,6 +11,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using pdactl::MessageSplitter;
+using pdalink::test::growthOf;
+using pdalink::test::MaxLinearGrowth;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -104,6 +108,24 @@ TEST_F(MessageSplitterTest, FindsMessagesBehindOneWithAWrongLength) {
     wait(5s);
     EXPECT_THAT(taken(), ElementsAre(message("<b></b>")));
     EXPECT_FALSE(isUnfinished());
+}
+
+TEST(MessageSplitterWork, GrowsLinearlyWithTheNumberOfMessages) {
+    const auto split = [](std::size_t count) {
+        MessageSplitter splitter;
+        splitter.add(message("<a></a>").repeated(static_cast<int>(count)), {});
+        EXPECT_EQ(splitter.whole(), count);
+    };
+    EXPECT_LT(growthOf(split, 3000), MaxLinearGrowth);
+}
+
+TEST(MessageSplitterWork, GrowsLinearlyWithWhatBeginsNoMessage) {
+    const auto split = [](std::size_t count) {
+        MessageSplitter splitter;
+        splitter.add(("x" + message("<a></a>")).repeated(static_cast<int>(count)), {});
+        EXPECT_EQ(splitter.takeWarnings().size(), count);
+    };
+    EXPECT_LT(growthOf(split, 3000), MaxLinearGrowth);
 }
 
 } // namespace

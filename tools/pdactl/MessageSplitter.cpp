@@ -32,13 +32,20 @@ bool canBegin(const QString& text, int begin) {
     return text[begin + HeaderLength] == QLatin1Char('<');
 }
 
+int nextBegin(const QString& text, int position) {
+    while (position < text.size() && !canBegin(text, position)) {
+        ++position;
+    }
+    return position;
+}
+
 } // namespace
 
 void MessageSplitter::add(const QString& text, Clock::time_point now) {
     if (!text.isEmpty()) {
         m_rest += text;
         m_lastAdded = now;
-        cut();
+        cut(0);
     }
 }
 
@@ -47,8 +54,7 @@ void MessageSplitter::giveUpOld(Clock::time_point now) {
         m_warnings.push_back("gave up a message of which only " + std::to_string(m_rest.size()) +
                              " characters came");
         // Its length may have been wrong: others may stand behind its beginning.
-        skip(1);
-        cut();
+        cut(1);
     }
 }
 
@@ -65,27 +71,23 @@ std::vector<std::string> MessageSplitter::takeWarnings() {
     return std::exchange(m_warnings, {});
 }
 
-void MessageSplitter::cut() {
-    while (isUnfinished()) {
-        int begin = 0;
-        while (begin < m_rest.size() && !canBegin(m_rest, begin)) {
-            ++begin;
+/** Takes the messages that begin at `position` or later. What they leave is moved to the front only once. */
+void MessageSplitter::cut(int position) {
+    while (position < m_rest.size()) {
+        const int begin = nextBegin(m_rest, position);
+        if (begin > position) {
+            m_warnings.push_back("skipped " + std::to_string(begin - position) +
+                                 " characters that begin no message");
+            position = begin;
         }
-        if (begin > 0) {
-            m_warnings.push_back("skipped " + std::to_string(begin) + " characters that begin no message");
-            skip(begin);
+        const int length = m_rest.midRef(position, LengthDigits).toInt();
+        if (m_rest.size() - position < std::max(length, LengthDigits)) {
+            break;
         }
-        const int length = m_rest.leftRef(LengthDigits).toInt();
-        if (m_rest.size() < LengthDigits || length > m_rest.size()) {
-            return;
-        }
-        m_messages.push_back(m_rest.left(length));
-        skip(length);
+        m_messages.push_back(m_rest.mid(position, length));
+        position += length;
     }
-}
-
-void MessageSplitter::skip(int characters) {
-    m_rest.remove(0, characters);
+    m_rest.remove(0, position);
 }
 
 } // namespace pdactl

@@ -37,8 +37,7 @@ public:
     std::vector<std::string> takeWarnings();
 
 private:
-    void cut();
-    void skip(int characters);
+    void cut(int position);
 
     QString m_rest;
     Clock::time_point m_lastAdded{};
