@@ -1,7 +1,10 @@
 #pragma once
 
 #include "Failure.h"
+#include "LogLines.h"
 #include "log/Entry.h"
+#include "log/EntryReader.h"
+#include "log/ExchangeBuilder.h"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +21,18 @@ inline std::string bytesOf(const std::vector<Entry>& entries) {
         bytes += entry.head + entry.text + entry.lineEnd;
     }
     return bytes;
+}
+
+/** What a log tells. */
+inline std::vector<Exchange> exchanges(const LogText& log) {
+    return exchangesOf(readEntries(log.text()));
+}
+
+/** The only thing that it tells. */
+inline Exchange only(const LogText& log) {
+    const std::vector<Exchange> found = exchanges(log);
+    EXPECT_EQ(found.size(), 1U);
+    return found.empty() ? Exchange() : found.front();
 }
 
 /** What an action fails with, which has to go with this exit code; "none" when it does not fail. */

@@ -1,4 +1,5 @@
 #include "LogLines.h"
+#include "Outcomes.h"
 
 #include "log/EntryReader.h"
 #include "log/ExchangeBuilder.h"
@@ -11,16 +12,6 @@
 namespace pdactl::log::test {
 
 namespace {
-
-std::vector<Exchange> exchanges(const LogText& log) {
-    return exchangesOf(readEntries(log.text()));
-}
-
-Exchange only(const LogText& log) {
-    const std::vector<Exchange> found = exchanges(log);
-    EXPECT_EQ(found.size(), 1U);
-    return found.empty() ? Exchange() : found.front();
-}
 
 const std::string Pda = tag("Ex_PdaSn", "00000001");
 
@@ -146,6 +137,54 @@ TEST(Exchanges, RequestsWithoutAnyResponseWereRefused) {
     hasty.request(R"({"transCode":"600002")").getInfo();
     ASSERT_EQ(exchanges(hasty).size(), 2U);
     EXPECT_EQ(exchanges(hasty)[1].outcome, Outcome::Done);
+}
+
+TEST(Exchanges, WithoutAResponseOrAReasonAreUnfinished) {
+    for (const char* json : {R"({"transCode":"600002"})", R"({"a":[{"b":1},"]"],"transCode":"600002"} )"}) {
+        LogText log;
+        log.request(json).after(200).getInfo();
+        const std::vector<Exchange> found = exchanges(log);
+        ASSERT_EQ(found.size(), 2U);
+        EXPECT_EQ(found[0].outcome, Outcome::Unfinished) << json;
+        EXPECT_TRUE(found[0].notes.empty()) << json;
+    }
+    LogText torn;
+    torn.step(R"(inJson4:{"transCode":"6000)");
+    EXPECT_EQ(only(torn).outcome, Outcome::Unfinished);
+    EXPECT_TRUE(only(torn).notes.empty());
+}
+
+TEST(Exchanges, WithoutAResponseAreRefusedForWhatTheRequestLacks) {
+    for (const char* json : {"", "7", "{}", R"({"a":"transCode"})", R"({"transCode":"600002")",
+                             R"({"transCode":"600002"}})", R"({"transCode":"600002",})"}) {
+        LogText log;
+        log.request(json).after(200).getInfo();
+        const std::vector<Exchange> found = exchanges(log);
+        ASSERT_EQ(found.size(), 2U);
+        EXPECT_EQ(found[0].outcome, Outcome::RequestRefused) << json;
+        EXPECT_EQ(found[0].notes.size(), 1U) << json;
+    }
+}
+
+TEST(Exchanges, TakeUnknownWarningsAlong) {
+    const char* first = "sending while the flag of an earlier message is up";
+    const char* second = "reply shorter than its length field says (100 of 200)";
+    LogText request;
+    request.request(R"({"transCode":"600002"})").warning("before anything else").step("[GetInfo] begin");
+    request.warning(first).written(message("8001", "")).after(200);
+    request.read(message("8001", tag("Ex_RetCode", "000000"))).warning(second).type("8001");
+    request.response(response("600002", "000000"), 0).warning("after everything");
+    EXPECT_EQ(only(request).outcome, Outcome::Done);
+    EXPECT_EQ(only(request).notes, (std::vector<std::string>{"before anything else", first, second}));
+    EXPECT_FALSE(only(request).isInterleaved);
+
+    LogText call;
+    call.step("[GetLockList] begin").warning(first).written(message("7011", "")).after(200);
+    call.read(message("7011", tag("Ex_RetCode", "000000"))).warning(second).type("7011").after(1000);
+    call.warning("much later");
+    EXPECT_EQ(only(call).outcome, Outcome::Done);
+    EXPECT_EQ(only(call).notes, (std::vector<std::string>{first, second}));
+    EXPECT_EQ(only(call).duration(), 200);
 }
 
 TEST(Exchanges, CanFailInsideTheLibrary) {

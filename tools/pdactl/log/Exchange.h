@@ -47,6 +47,7 @@ struct Exchange {
     std::string code;               ///< of the request
     std::string type;               ///< of the messages
     std::optional<int> result;      ///< of the request
+    std::optional<Outcome> told;    ///< what the log says came of it, without a number
     std::string verdict;            ///< the terminal's result code
     std::string request;            ///< the host's JSON
     std::string sent;               ///< the first message to the terminal

@@ -14,6 +14,7 @@ namespace {
 
 constexpr Time LongestSilence = 30000; // ms; no step of the protocol waits as long
 constexpr Time LongestRefusal = 100;   // ms, in which a request is accepted or not
+constexpr std::size_t MaxOpen = 32;    // hosts that share a log
 
 bool startsWith(std::string_view text, std::string_view beginning) {
     return text.substr(0, beginning.size()) == beginning;
@@ -69,6 +70,10 @@ std::vector<Exchange> ExchangeBuilder::takeFinished() {
 
 ExchangeBuilder::Open& ExchangeBuilder::open(const Entry& entry, Origin origin, const Method* method) {
     closeStale(entry);
+    if (m_open.size() == MaxOpen) {
+        close(m_open.begin());
+    }
+    m_hasJustEnded = false;
     Open fresh;
     fresh.exchange.begin = entry.time;
     fresh.exchange.number = ++m_opened;
@@ -84,19 +89,23 @@ ExchangeBuilder::Open& ExchangeBuilder::open(const Entry& entry, Origin origin, 
 }
 
 void ExchangeBuilder::close(Iterator position) {
-    constexpr std::array<Progress, 6> progress{Progress::Begun,  Progress::Begun,   Progress::Answered,
-                                               Progress::Silent, Progress::NotSent, Progress::Finished};
     Exchange& exchange = position->exchange;
-    const bool isUnanswered = exchange.origin == Origin::Request && !exchange.request.empty() &&
-                              !position->isTouched; // no JSON, or without a code
-    const bool isResultKnown = exchange.result || exchange.origin != Origin::Request;
-    judge(exchange, isResultKnown ? progress.at(static_cast<std::size_t>(position->stage)) : Progress::Begun,
-          position->isRefused || isUnanswered);
-    if (isUnanswered) {
+    const bool isUnanswered = position->isWholeRequest && !position->hasBegun && !exchange.result;
+    const bool isNone = isUnanswered && (exchange.code.empty() || !isObject(exchange.request));
+    judge(exchange, position->progress(), position->isRefused || isNone);
+    if (isNone) {
         exchange.notes.emplace_back("the library gave no response: no JSON object with a member transCode");
     }
     m_finished.push_back(std::move(exchange));
     m_open.erase(position);
+}
+
+Progress ExchangeBuilder::Open::progress() const {
+    constexpr std::array<Progress, 6> progress{Progress::Begun,  Progress::Begun,   Progress::Answered,
+                                               Progress::Silent, Progress::NotSent, Progress::Finished};
+    const bool isResultKnown = exchange.result || exchange.origin != Origin::Request;
+    return isResultKnown ? progressOfTransfer(exchange, progress.at(static_cast<std::size_t>(stage)))
+                         : Progress::Begun;
 }
 
 /** Closes what will not go on when something new begins. */
@@ -104,7 +113,7 @@ void ExchangeBuilder::closeStale(const Entry& entry) {
     for (auto position = m_open.begin(); position != m_open.end();) {
         const Exchange& exchange = position->exchange;
         const bool isOver = exchange.origin == Origin::Request
-                                ? !position->isTouched && entry.time - exchange.end > LongestRefusal
+                                ? !position->hasBegun && entry.time - exchange.end > LongestRefusal
                                 : position->stage != Stage::Begun && position->stage != Stage::Sent;
         const auto next = std::next(position);
         if (isOver || entry.time - exchange.end > LongestSilence) {
@@ -137,7 +146,7 @@ ExchangeBuilder::Open* ExchangeBuilder::choose(Test test) {
 }
 
 void ExchangeBuilder::touch(Open& chosen, const Entry& entry) {
-    chosen.isTouched = true;
+    chosen.hasBegun = true;
     chosen.exchange.end = std::max(chosen.exchange.end, entry.time);
 }
 
@@ -146,12 +155,13 @@ void ExchangeBuilder::addRequest(const Entry& entry, std::string_view json) {
     Open& fresh = open(entry, Origin::Request, methodOfCode(code));
     fresh.exchange.code = code;
     fresh.exchange.request = json;
+    fresh.isWholeRequest = json.data() + json.size() < entry.text.data() + entry.text.size();
 }
 
 void ExchangeBuilder::addResponse(const Entry& entry, std::string_view json) {
     const std::string code = rootMember(json, "transCode").value_or("");
     Open* chosen = choose([&](const Open& open) {
-        const bool hasMethodBegun = open.isTouched && !open.isRefused;
+        const bool hasMethodBegun = open.hasBegun && !open.isRefused;
         return open.exchange.origin == Origin::Request &&
                (code.empty() ? !hasMethodBegun : open.exchange.code == code && !open.isRefused);
     });
@@ -169,7 +179,7 @@ void ExchangeBuilder::addResponse(const Entry& entry, std::string_view json) {
 void ExchangeBuilder::addBegin(const Entry& entry, std::string_view name) {
     const Method* method = methodOfName(name);
     Open* chosen = method == nullptr || method->code.empty() ? nullptr : choose([&](const Open& open) {
-        return open.exchange.origin == Origin::Request && !open.isTouched && !open.exchange.lacksBeginning &&
+        return open.exchange.origin == Origin::Request && !open.hasBegun && !open.exchange.lacksBeginning &&
                (open.exchange.method == method || open.exchange.code.empty());
     });
     if (chosen == nullptr) {
@@ -280,7 +290,7 @@ void ExchangeBuilder::addRead(const Entry& entry, std::string_view message) {
         return;
     }
     ++exchange.messagesReceived;
-    const bool isReply = exchange.type == type;
+    const bool isReply = exchange.type == type && isUsableReply(message);
     chosen->stage = isReply ? Stage::Replied : Stage::Silent;
     if (isReply) {
         exchange.received = message;
@@ -312,9 +322,12 @@ void ExchangeBuilder::addOther(const Entry& entry) {
         addBegin(entry, name);
         return;
     }
+    if (entry.level == Level::Warning && addLateWarning(entry)) {
+        return;
+    }
     const bool isRefusal = startsWith(entry.text, "info msg:");
     Open* chosen = choose([&](const Open& open) {
-        return !isRefusal || (open.exchange.origin == Origin::Request && !open.isTouched);
+        return !isRefusal || (open.exchange.origin == Origin::Request && !open.hasBegun);
     });
     if (chosen == nullptr || startsWith(entry.text, "Vid/Pid: ")) {
         return;
@@ -322,14 +335,33 @@ void ExchangeBuilder::addOther(const Entry& entry) {
     if (isNoteworthy(entry)) {
         chosen->exchange.notes.push_back(entry.text);
     }
-    touch(*chosen, entry);
+    chosen->exchange.end = std::max(chosen->exchange.end, entry.time);
     chosen->isRefused = chosen->isRefused || isRefusal;
+    chosen->hasBegun = chosen->hasBegun || isRefusal;
+    addEnding(entry, *chosen);
+}
+
+/** What the library says right after the line with which a direct call has ended. */
+bool ExchangeBuilder::addLateWarning(const Entry& entry) {
+    if (!m_hasJustEnded || m_finished.empty() || entry.time - m_finished.back().end > LongestRefusal) {
+        return false;
+    }
+    m_finished.back().notes.push_back(entry.text);
+    return true;
+}
+
+/** Lines that tell what comes of an exchange. */
+void ExchangeBuilder::addEnding(const Entry& entry, Open& chosen) {
     if (startsWith(entry.text, "hid device is not open")) {
-        chosen->stage = Stage::NotSent;
-        endDirectCall(*chosen);
+        chosen.stage = Stage::NotSent;
+        endDirectCall(chosen);
     } else if (entry.text == "user login info") {
-        chosen->stage = Stage::Over;
-        endDirectCall(*chosen);
+        chosen.stage = Stage::Over;
+        endDirectCall(chosen);
+    } else if (startsWith(entry.text, "pda return crc error")) {
+        chosen.stage = Stage::Silent; // the reply counts for nothing
+    } else if (const std::optional<Outcome> told = toldOutcome(entry.text); told) {
+        chosen.exchange.told = *told;
     }
 }
 
@@ -342,6 +374,7 @@ void ExchangeBuilder::endDirectCall(Open& chosen) {
         const auto position =
             std::find_if(m_open.begin(), m_open.end(), [&](const Open& open) { return &open == &chosen; });
         close(position);
+        m_hasJustEnded = true;
     }
 }
 

@@ -3,6 +3,7 @@
 #include "log/Entry.h"
 #include "log/Exchange.h"
 #include "log/Traffic.h"
+#include "log/Verdict.h"
 
 #include <list>
 #include <string>
@@ -34,8 +35,11 @@ private:
     struct Open {
         Exchange exchange;
         Stage stage = Stage::Begun;
-        bool isTouched = false; ///< something has followed its first line
-        bool isRefused = false; ///< by the library
+        bool isWholeRequest = false; ///< with what the library writes after one
+        bool hasBegun = false;       ///< its first line has been followed by another of its own
+        bool isRefused = false;      ///< by the library
+
+        Progress progress() const;
     };
     using Iterator = std::list<Open>::iterator;
 
@@ -54,6 +58,8 @@ private:
     void addRead(const Entry& entry, std::string_view message);
     void addWrongMessage(const Entry& entry);
     void addOther(const Entry& entry);
+    bool addLateWarning(const Entry& entry);
+    void addEnding(const Entry& entry, Open& chosen);
     void endDirectCall(Open& chosen);
 
     std::list<Open> m_open;   ///< the one that was touched last is the last
@@ -61,6 +67,7 @@ private:
     std::vector<Exchange> m_finished;
     std::string m_announced; ///< a message that the terminal started, until somebody handles it
     Time m_announcedAt = 0;
+    bool m_hasJustEnded = false; ///< a direct call, and nothing has begun since
 };
 
 /** All exchanges of these entries, in order. */

@@ -159,6 +159,11 @@ public:
         return word.empty() ? std::nullopt : std::optional(std::string(word));
     }
 
+    bool isAtEnd() {
+        skipBlanks();
+        return m_text.empty();
+    }
+
 private:
     void skipBlanks() { m_text.remove_prefix(std::min(m_text.find_first_not_of(" \t\r\n"), m_text.size())); }
 
@@ -233,6 +238,22 @@ std::string printable(std::string_view text) {
         text.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return result;
+}
+
+bool isObject(std::string_view json) {
+    Cursor cursor(json);
+    if (!cursor.take('{')) {
+        return false;
+    }
+    bool hasMore = !cursor.take('}');
+    const bool isEmpty = !hasMore;
+    while (hasMore) {
+        if (!cursor.takeString() || !cursor.take(':') || !cursor.skipValue()) {
+            return false;
+        }
+        hasMore = cursor.take(',');
+    }
+    return (isEmpty || cursor.take('}')) && cursor.isAtEnd();
 }
 
 std::optional<std::string> rootMember(std::string_view json, std::string_view name) {

@@ -26,6 +26,9 @@ std::string quoted(std::string_view text);
 /** Valid UTF-8 without control characters, on one line, for people. */
 std::string printable(std::string_view text);
 
+/** Whether the text is one whole object, as far as brackets, names and separators tell. */
+bool isObject(std::string_view json);
+
 /** The string or number that the root object has under this name; the first, as far as the text can be read.
  */
 std::optional<std::string> rootMember(std::string_view json, std::string_view name);

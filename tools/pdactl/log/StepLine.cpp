@@ -27,6 +27,23 @@ std::optional<int> resultOf(std::string_view text) {
     return isNumber ? std::optional(result) : std::nullopt;
 }
 
+std::optional<Outcome> toldOutcome(std::string_view text) {
+    struct Told {
+        std::string_view beginning;
+        Outcome outcome;
+    };
+    constexpr std::array<Told, 4> lines{{
+        {"file is too short:", Outcome::TooShort},
+        {"data send error. already send:", Outcome::TransferRefused},
+        {"file transfer given up: more data", Outcome::InternalFailure},
+        {"file transfer given up:", Outcome::NoReply},
+    }};
+    const auto line = std::find_if(lines.begin(), lines.end(), [&](const Told& told) {
+        return text.substr(0, told.beginning.size()) == told.beginning;
+    });
+    return line != lines.end() ? std::optional(line->outcome) : std::nullopt;
+}
+
 bool isNoteworthy(const Entry& entry) {
     constexpr std::array<std::string_view, 8> beginnings{
         "info msg:",       "sendLen error",        "hid device is not open", "port open fail",
