@@ -59,6 +59,14 @@ Texts jsonTexts(const std::string& name) {
         {"twice", R"({"%":"$","%":"$"})"},
         {"as a number's neighbour", R"({"%":1,"%":"$"})"},
         {"as a list", R"({"%":["$",["$"]],"c":1})"},
+        {"as several values", R"({"%":"$","$"})"},
+        {"as several lists", R"({"%":["a"],["$"],"c":1})"},
+        {"as a list in single quotes", R"({"%":['a',']','$'],"c":1})"},
+        {"behind its name in a list", R"({"l":["a","%","$"],"c":1})"},
+        {"in a list behind one of names", R"({"l":["%"],"m":["$"]})"},
+        {"beside its name", R"({"l":[{"name":"%","value":"$"}]})"},
+        {"in a list in a string", R"({"a":"[\"%\",\"$\"]"})"},
+        {"with an index", R"({"%[0]":"$"})"},
         {"as an object", R"({"%":{"x":"$","y":"}$"},"c":1})"},
         {"in an object", R"({"o":{"l":[{"%":"$"}]}})"},
         {"in a string", R"({"a":"{\"%\":\"$\"}"})"},
@@ -197,6 +205,10 @@ const std::vector<std::string>& plantedNames() {
         "pBMacChkVal",
         "pCMacChkVal",
         "pFilePath",
+        "Key",
+        "password",
+        "userPin",
+        "APIToken2",
     };
     return names;
 }

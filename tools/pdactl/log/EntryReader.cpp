@@ -1,5 +1,6 @@
 #include "log/EntryReader.h"
 
+#include "log/DeclaredEnds.h"
 #include "log/JsonText.h"
 #include "log/Traffic.h"
 
@@ -67,9 +68,10 @@ std::vector<Entry> EntryReader::finish() {
 
 std::vector<Entry> EntryReader::take(bool isEnd) {
     std::vector<Entry> entries;
+    DeclaredEnds declaredEnds(m_pending);
     std::size_t begin = 0;
     while (begin < m_pending.size()) {
-        const std::size_t end = endOf(begin, isEnd);
+        const std::size_t end = endOf(begin, declaredEnds, isEnd);
         if (end == std::string_view::npos) {
             break;
         }
@@ -82,11 +84,11 @@ std::vector<Entry> EntryReader::take(bool isEnd) {
 }
 
 /** Where the entry that begins here ends, its line end included; npos when more bytes have to tell. */
-std::size_t EntryReader::endOf(std::size_t begin, bool isEnd) {
+std::size_t EntryReader::endOf(std::size_t begin, DeclaredEnds& declaredEnds, bool isEnd) {
     const std::string_view bytes = m_pending;
     const std::size_t text = begin + entryHeadLength(bytes.substr(begin));
     bool needsMore = false;
-    std::size_t end = declaredEnd(bytes, text, needsMore);
+    std::size_t end = declaredEnds.of(text, needsMore);
     if (end != std::string_view::npos) {
         rememberImitations(bytes.substr(text, end - text));
         const std::size_t lineEnd = bytes.find('\n', end);

@@ -8,6 +8,8 @@
 
 namespace pdactl::log {
 
+class DeclaredEnds;
+
 /**
  * Takes the bytes of a log apart, as they come.
  *
@@ -28,7 +30,7 @@ public:
 
 private:
     std::vector<Entry> take(bool isEnd);
-    std::size_t endOf(std::size_t begin, bool isEnd);
+    std::size_t endOf(std::size_t begin, DeclaredEnds& declaredEnds, bool isEnd);
     std::size_t nextHead(std::size_t begin) const;
     bool isImitation(std::string_view line) const;
     void rememberImitations(std::string_view text);

@@ -248,7 +248,7 @@ private:
         if (growth.hasGap) {
             add(m_reader.finish());
             m_builder.closeAll();
-            m_isFirst = true;
+            m_redactor = Redactor();
             warn("the log was cut, or rotated too often between two looks: something is missing here");
         }
         add(m_reader.feed(growth.bytes));
@@ -256,9 +256,8 @@ private:
 
     void add(std::vector<Entry> entries) {
         if (!m_options.unredacted) {
-            redact(entries, m_isFirst);
+            m_redactor.redact(entries);
         }
-        m_isFirst = m_isFirst && entries.empty();
         for (const Entry& entry : entries) {
             m_builder.add(entry);
         }
@@ -287,9 +286,9 @@ private:
     bool m_asJson;
     FollowedLog m_log;
     EntryReader m_reader;
+    Redactor m_redactor;
     ExchangeBuilder m_builder;
     std::optional<Time> m_end;
-    bool m_isFirst = true;
     bool m_hasPrinted = false;
 };
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "log/Entry.h"
+#include "log/MessagePieces.h"
+#include "log/Traffic.h"
 
 #include <string>
 #include <string_view>
@@ -8,14 +10,26 @@
 
 namespace pdactl::log {
 
-/** The text of one entry with its secrets masked and everything else as it was. */
-std::string redacted(std::string_view text);
-
 /**
- * Masks the secrets of these entries, which follow each other in a log; `isBeginning` tells that nothing came
- * before them. A value that one entry breaks off is masked in the following ones too, as far as its end can
- * be found there.
+ * Masks the secrets of a log's entries. They may come in several parts: a value that one entry breaks off is
+ * masked in the following ones too, even if that is all that they hold.
  */
-void redact(std::vector<Entry>& entries, bool isBeginning = true);
+class Redactor {
+public:
+    void redact(std::vector<Entry>& entries);
+
+private:
+    std::size_t redactOne(std::vector<Entry>& entries, std::size_t index);
+    MessagePieces& piecesOf(LineKind kind, std::string_view payload, MessagePieces& own);
+    std::vector<Range> hiddenInHeadless(std::string_view text);
+
+    MessagePieces m_received;
+    MessagePieces m_beforeLastRead;
+    std::string m_lastRead;
+    std::string m_type; ///< of the last message read; empty when its header was not there
+};
+
+/** Masks the secrets of a log's entries, all that there are. */
+void redact(std::vector<Entry>& entries);
 
 } // namespace pdactl::log

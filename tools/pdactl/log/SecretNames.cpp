@@ -1,114 +1,47 @@
 #include "log/SecretNames.h"
 
 #include <algorithm>
-#include <string>
-#include <unordered_map>
+#include <array>
 
 namespace pdactl::log {
 
 namespace {
 
-std::string lower(std::string_view text) {
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return result;
+constexpr std::size_t MaxLength = 64; // of a name; a longer one is judged by its end
+
+/** Anywhere in a name. */
+constexpr std::array<std::string_view, 22> SecretParts{
+    "key",        "chkval",  "checkval",   "cdk",      "unlockk", // keys and their check values
+    "rnd",        "random",  "nonce",      "otccode",             // numbers used once
+    "pwd",        "passw",   "passphrase", "passcode",            // users
+    "pincode",    "figdata", "finger",     "secret",   "token",
+    "credential", "hexval",  "filepath",   "biometr", // contents of files are named after their path
+};
+
+/** Only at a name's end: they begin or fill many harmless words. */
+constexpr std::array<std::string_view, 4> SecretEnds{"pin", "pass", "otp", "otc"};
+
+bool endsWith(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
 } // namespace
 
-const std::vector<std::string_view>& secretNames() {
-    static const std::vector<std::string_view> names{
-        // keys between host and terminal, and their check values
-        "Ex_Key",
-        "Ex_CheckVal",
-        "Ex_EncKey",
-        "Ex_MacKey",
-        "Ex_EncChkVal",
-        "Ex_MacChkVal", //
-        "pKey",
-        "CheckVal",
-        "pCheckVal",
-        "pEncKey",
-        "pMacKey",
-        "pEncChkVal",
-        "pMacChkVal",
-        // users
-        "Ex_Pwd",
-        "Ex_APwd",
-        "Ex_BPwd",
-        "Ex_CPwd", //
-        "pPwd",
-        "pUserPwd",
-        "pAPwd",
-        "pBPwd",
-        "pCPwd",
-        "Ex_FigData",
-        "Ex_AFigData",
-        "Ex_BFigData",
-        "Ex_CFigData", //
-        "pFigData",
-        "pAFigData",
-        "pBFigData",
-        "pCFigData",
-        "Ex_Rnd",
-        "Ex_ARnd",
-        "Ex_BRnd",
-        "Ex_CRnd", //
-        "pRnd",
-        "pARnd",
-        "pBRnd",
-        "pCRnd",
-        "Ex_AMacChkVal",
-        "Ex_BMacChkVal",
-        "Ex_CMacChkVal", //
-        "pAMacChkVal",
-        "pBMacChkVal",
-        "pCMacChkVal",
-        // files
-        "Ex_HexVal",
-        "pFilePath",
-        // locks
-        "Ex_OTCCode",
-        "Ex_LockRnd",
-        "Ex_PublicKey",
-        "Ex_FactorCDK",
-        "Ex_InitCDKKFV",
-        "Ex_InitCDKKEV",
-        "Ex_InitCDKKCV", //
-        "Ex_NewCDKKFV",
-        "Ex_NewCDKKEV",
-        "Ex_NewCDKKCV", //
-        "Ex_CurrentCDKKFV",
-        "Ex_CurrentCDKKEV",
-        "Ex_CurrentCDKKCV", //
-        "Ex_NormalUnLockKFV",
-        "Ex_NormalUnLockKEV",
-        "Ex_NormalUnLockKCV", //
-        "Ex_UrgentUnLockKFV",
-        "Ex_UrgentUnLockKEV",
-        "Ex_UrgentUnLockKCV",
-    };
-    return names;
-}
-
-std::string_view secretName(std::string_view name) {
-    static const std::unordered_map<std::string, std::string_view> byLowerCase = [] {
-        std::unordered_map<std::string, std::string_view> result;
-        for (const std::string_view secret : secretNames()) {
-            result.emplace(lower(secret), secret);
-        }
-        return result;
-    }();
-    static const std::size_t longest =
-        std::max_element(secretNames().begin(), secretNames().end(), [](auto left, auto right) {
-            return left.size() < right.size();
-        })->size();
-    if (name.size() > longest) {
+std::string secretName(std::string_view name) {
+    if (name.find_first_not_of("0123456789") == std::string_view::npos) {
         return {};
     }
-    const auto found = byLowerCase.find(lower(name));
-    return found != byLowerCase.end() ? found->second : std::string_view();
+    std::string lower(name.substr(name.size() - std::min(name.size(), MaxLength)));
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    const std::string_view stem =
+        std::string_view(lower).substr(0, lower.find_last_not_of("0123456789_") + 1);
+    const bool isSecret =
+        std::any_of(SecretParts.begin(), SecretParts.end(),
+                    [&](std::string_view part) { return lower.find(part) != std::string::npos; }) ||
+        std::any_of(SecretEnds.begin(), SecretEnds.end(),
+                    [&](std::string_view end) { return endsWith(stem, end); });
+    return isSecret ? lower : std::string();
 }
 
 } // namespace pdactl::log

@@ -1,14 +1,14 @@
 #pragma once
 
+#include <string>
 #include <string_view>
-#include <vector>
 
 namespace pdactl::log {
 
-/** Tags and JSON members whose values nobody may see who is not meant to. */
-const std::vector<std::string_view>& secretNames();
-
-/** In upper or lower case; the table's spelling, empty when the name is none of them. */
-std::string_view secretName(std::string_view name);
+/**
+ * The name in lower case when it is one of a tag or JSON member whose value nobody may see who is not meant
+ * to; empty otherwise. Names that a host gives to its own values are judged like those of the protocol.
+ */
+std::string secretName(std::string_view name);
 
 } // namespace pdactl::log

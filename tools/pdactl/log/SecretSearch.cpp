@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <list>
+#include <map>
 #include <utility>
 
 namespace pdactl::log {
@@ -24,6 +25,10 @@ char at(std::string_view text, std::size_t position) {
 
 std::size_t skip(std::string_view text, std::size_t position, std::string_view characters) {
     return std::min(text.find_first_not_of(characters, position), text.size());
+}
+
+bool isQuote(char c) {
+    return c == '"' || c == '\'';
 }
 
 /** Whether "</" stands in front of the name; its "/" may be escaped. Returns where it begins, npos for no. */
@@ -70,7 +75,9 @@ class Search {
 public:
     explicit Search(std::string_view text) : m_text(text) {}
     Search(DecodedText&& resolved, Search& parent)
-        : m_decoded(std::move(resolved)), m_text(m_decoded.text), m_parent(&parent) {}
+        : m_decoded(std::move(resolved)), m_text(m_decoded.text), m_parent(&parent) {
+        parent.m_masked = 0; // it is asked once more, from its beginning on
+    }
     Search(const Search&) = delete;
     Search& operator=(const Search&) = delete;
 
@@ -85,7 +92,7 @@ public:
     void run() {
         Words words(m_text);
         while (words.next()) {
-            const std::string_view name = secretName(words.word());
+            const std::string name = secretName(words.word());
             if (name.empty()) {
                 continue;
             }
@@ -95,48 +102,40 @@ public:
             } else if (words.begin() > 0 && m_text[words.begin() - 1] == '<') {
                 open(name, words.end());
             } else {
-                member(words.end());
+                member(words.begin(), words.end());
             }
         }
-        for (const Opening& opening : m_openings) {
-            add(opening.value, m_text.size());
-            m_found.openTag = opening.name;
+        for (const auto& [name, value] : m_openings) {
+            add(value, m_text.size());
         }
+        const auto outermost =
+            std::min_element(m_openings.begin(), m_openings.end(),
+                             [](const auto& left, const auto& right) { return left.second < right.second; });
+        m_found.openTag = outermost != m_openings.end() ? outermost->first : std::string();
     }
 
 private:
-    struct Opening {
-        std::string_view name;
-        std::size_t value;
-    };
-
     void add(std::size_t begin, std::size_t end) {
         if (begin < end) {
             m_found.values.push_back({begin, end});
         }
     }
 
-    void open(std::string_view name, std::size_t nameEnd) {
-        const std::size_t bracket = m_text.find('>', nameEnd);
-        const bool isTag = bracket != std::string_view::npos &&
-                           (bracket == nameEnd || Blanks.find(m_text[nameEnd]) != std::string_view::npos);
-        m_openings.push_back({name, isTag ? bracket + 1 : nameEnd});
+    void open(const std::string& name, std::size_t nameEnd) {
+        const std::size_t bracket = skip(m_text, nameEnd, Blanks);
+        m_openings.emplace(name, at(m_text, bracket) == '>' ? bracket + 1 : nameEnd);
     }
 
-    /** Ends every value that the tag has begun. Without one, what stands before it may be the rest of one. */
-    void close(std::string_view name, std::size_t position) {
-        const auto isIt = [&](const Opening& opening) { return opening.name == name; };
-        for (const Opening& opening : m_openings) {
-            if (isIt(opening)) {
-                add(opening.value, position);
-            }
-        }
-        const auto ended = std::remove_if(m_openings.begin(), m_openings.end(), isIt);
-        if (ended == m_openings.end()) {
+    /** Ends the value that the tag has begun. Without one, what stands before it may be the rest of one. */
+    void close(const std::string& name, std::size_t position) {
+        const auto opening = m_openings.find(name);
+        if (opening != m_openings.end()) {
+            add(opening->second, position);
+            m_openings.erase(opening);
+        } else {
             const std::size_t bracket = m_text.substr(m_closed, position - m_closed).rfind('>');
             add(bracket == std::string_view::npos ? m_closed : m_closed + bracket + 1, position);
         }
-        m_openings.erase(ended, m_openings.end());
         m_closed = position;
     }
 
@@ -149,28 +148,72 @@ private:
         return m_decoded.origins[position + 1] == before + 1 && m_parent->m_text[before] == m_text[position];
     }
 
-    void member(std::size_t nameEnd) {
-        const char quote = at(m_text, nameEnd);
-        const bool isQuoted = quote == '"' || quote == '\'';
-        if (m_parent != nullptr && isQuoted && isRaw(nameEnd)) {
-            m_parent->member(m_decoded.origins[nameEnd]); // its value has escapes of its own
+    /** A name is what stands between quotes, or a word without any. Names inside a masked value are skipped.
+     */
+    void member(std::size_t nameBegin, std::size_t nameEnd) {
+        if (nameEnd < m_masked) {
             return;
         }
-        const std::size_t separator = nameEnd + (isQuoted ? 1 : 0);
+        const std::size_t quote = quoteAfter(nameEnd);
+        const bool isQuoted = quote < m_text.size();
+        if (m_parent != nullptr && isQuoted && isRaw(quote)) {
+            // Its value has escapes of its own.
+            m_parent->member(m_decoded.origins[nameBegin], m_decoded.origins[quote]);
+            return;
+        }
+        const std::size_t separator = isQuoted ? quote + 1 : nameEnd;
         const std::size_t value = skip(m_text, separator, " \t\r\n:=");
         const bool hasSign =
             m_text.substr(separator, value - separator).find_first_of(":=") != std::string_view::npos;
         const char first = at(m_text, value);
-        if (value == m_text.size()) {
-            return;
+        if (hasSign || (isQuote(first) && quote == nameEnd)) {
+            values(value);
+        } else if (quote == nameEnd && nameBegin > 0 && isQuote(m_text[nameBegin - 1]) &&
+                   std::string_view(",]}").find(first) != std::string_view::npos) {
+            restOfContainer(value);
         }
-        if (first == '"' || first == '\'') {
-            if (hasSign || isQuoted) {
-                string(value + 1, first);
-            }
-        } else if (hasSign) {
-            first == '{' || first == '[' ? composite(value) : bare(value);
+    }
+
+    /** The quote that ends a name which may go on a little after a word; the text's size without one. */
+    std::size_t quoteAfter(std::size_t nameEnd) const {
+        constexpr std::size_t most = 32;
+        const std::string_view name = m_text.substr(nameEnd, most);
+        const std::size_t end = name.find_first_of("\"'\\,:=<>{}\n");
+        return end != std::string_view::npos && isQuote(name[end]) ? nameEnd + end : m_text.size();
+    }
+
+    /** A member's value, and more of them where a list has lost its brackets. */
+    void values(std::size_t position) {
+        for (bool isValue = position < m_text.size(); isValue;) {
+            m_masked = endOfValue(position);
+            const char first = m_text[position];
+            const bool isClosed = isQuote(first) && m_masked > position + 1 && m_text[m_masked - 1] == first;
+            add(position + (isQuote(first) ? 1 : 0), m_masked - (isClosed ? 1 : 0));
+            const std::size_t comma = skip(m_text, m_masked, Blanks);
+            position = skip(m_text, comma, ", \t\r\n");
+            isValue = at(m_text, comma) == ',' && isNamelessValue(position);
         }
+    }
+
+    bool isNamelessValue(std::size_t position) const {
+        const char first = at(m_text, position);
+        if (!isQuote(first)) {
+            return std::string_view("[{-0123456789").find(first) != std::string_view::npos;
+        }
+        const std::size_t end = closingQuote(position + 1, first, false);
+        return at(m_text, skip(m_text, end + 1, Blanks)) != ':';
+    }
+
+    /** After the value that begins here; the end of the text when it has none. */
+    std::size_t endOfValue(std::size_t begin) const {
+        const char first = at(m_text, begin);
+        if (isQuote(first)) {
+            return std::min(closingQuote(begin + 1, first, true) + 1, m_text.size());
+        }
+        if (first == '{' || first == '[') {
+            return std::min(closingBracket(begin) + 1, m_text.size());
+        }
+        return endOfWord(begin);
     }
 
     bool endsValue(std::size_t position) const {
@@ -178,40 +221,35 @@ private:
         return next == m_text.size() || m_text[next] == ',' || m_text[next] == '}' || m_text[next] == ']';
     }
 
-    /** A quote ends the value only where a value can end: in a damaged text it may be part of it. */
-    void string(std::size_t begin, char quote) {
+    /** Where a value is damaged, only a quote at which a value can end is taken for its end. */
+    std::size_t closingQuote(std::size_t begin, char quote, bool endsHere) const {
         for (std::size_t i = begin; i < m_text.size(); ++i) {
             if (m_text[i] == '\\' && !(m_parent != nullptr && isRaw(i + 1) && at(m_text, i + 1) == quote)) {
                 ++i;
-            } else if (m_text[i] == quote && endsValue(i + 1)) {
-                add(begin, i);
-                return;
+            } else if (m_text[i] == quote && (!endsHere || endsValue(i + 1))) {
+                return i;
             }
         }
-        openMember(begin);
+        return m_text.size();
     }
 
-    void composite(std::size_t begin) {
-        std::size_t depth = 0;
-        bool isInString = false;
+    /** The bracket that closes what is open at `begin`, strings left out; the text's size without one. */
+    std::size_t closingBracket(std::size_t begin, std::size_t depth = 0) const {
         for (std::size_t i = begin; i < m_text.size(); ++i) {
             const char c = m_text[i];
-            if (isInString && c == '\\') {
-                ++i;
-            } else if (c == '"') {
-                isInString = !isInString;
-            } else if (!isInString && (c == '{' || c == '[')) {
+            if (isQuote(c)) {
+                i = closingQuote(i + 1, c, false);
+            } else if (c == '{' || c == '[') {
                 ++depth;
-            } else if (!isInString && (c == '}' || c == ']') && --depth == 0) {
-                add(begin, i + 1);
-                return;
+            } else if ((c == '}' || c == ']') && --depth == 0) {
+                return i;
             }
         }
-        openMember(begin);
+        return m_text.size();
     }
 
     /** A number or a word; anything else is no JSON, and nobody knows where it ends. */
-    void bare(std::size_t begin) {
+    std::size_t endOfWord(std::size_t begin) const {
         std::size_t end = begin;
         while (end < m_text.size() && (isWordCharacter(m_text[end]) || m_text[end] == '-' ||
                                        m_text[end] == '+' || m_text[end] == '.')) {
@@ -220,24 +258,25 @@ private:
         if (m_text.substr(begin, Mask.size()) == Mask) {
             end = begin + Mask.size();
         }
-        if (end > begin && endsValue(end)) {
-            add(begin, end);
-        } else {
-            openMember(begin);
-        }
+        return end > begin && endsValue(end) ? end : m_text.size();
     }
 
-    void openMember(std::size_t begin) {
-        add(begin, m_text.size());
-        m_found.hasOpenMember = true;
+    /** A name that is itself a value, in a list for example: what follows may be what it names. */
+    void restOfContainer(std::size_t position) {
+        const std::size_t begin = skip(m_text, position, ",]} \t\r\n");
+        if (std::string_view("\"'[{-0123456789").find(at(m_text, begin)) != std::string_view::npos) {
+            m_masked = closingBracket(begin, 1);
+            add(begin, m_masked);
+        }
     }
 
     DecodedText m_decoded;
     std::string_view m_text;
     Search* m_parent = nullptr;
     Secrets m_found;
-    std::vector<Opening> m_openings;
-    std::size_t m_closed = 0; ///< where the last closing tag begins
+    std::map<std::string, std::size_t> m_openings; ///< where the values of open tags begin
+    std::size_t m_closed = 0;                      ///< where the last closing tag begins
+    std::size_t m_masked = 0;                      ///< where the last member's value ends
 };
 
 } // namespace
@@ -258,28 +297,8 @@ Secrets findSecrets(std::string_view text) {
         if (!search.found().openTag.empty()) {
             secrets.openTag = search.found().openTag;
         }
-        secrets.hasOpenMember = secrets.hasOpenMember || search.found().hasOpenMember;
     }
     return secrets;
-}
-
-std::size_t closingBeforeOpening(std::string_view text, std::string_view tag, bool& isOpened) {
-    isOpened = false;
-    Words words(text);
-    while (words.next()) {
-        if (secretName(words.word()) != tag) {
-            continue;
-        }
-        const std::size_t closing = closingTagAt(text, words.begin());
-        if (closing != std::string_view::npos) {
-            return closing;
-        }
-        if (words.begin() > 0 && text[words.begin() - 1] == '<') {
-            isOpened = true;
-            return std::string_view::npos;
-        }
-    }
-    return std::string_view::npos;
 }
 
 } // namespace pdactl::log

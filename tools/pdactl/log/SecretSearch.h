@@ -19,10 +19,7 @@ struct Range {
 /** The secrets of one entry's text. */
 struct Secrets {
     std::vector<Range> values; ///< empty ones left out; they may overlap
-    /** The tag whose value runs to the end of the text; the last such. */
-    std::string openTag;
-    /** Whether a JSON value does. */
-    bool hasOpenMember = false;
+    std::string openTag;       ///< the outermost tag whose value runs to the end of the text, in lower case
 };
 
 /**
@@ -30,8 +27,5 @@ struct Secrets {
  * an end reaches to the end of the text.
  */
 Secrets findSecrets(std::string_view text);
-
-/** Where this tag is closed before it is opened; npos when it is opened first, or not named at all. */
-std::size_t closingBeforeOpening(std::string_view text, std::string_view tag, bool& isOpened);
 
 } // namespace pdactl::log

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,18 +26,24 @@ struct TrafficLine {
     std::size_t payload = 0; ///< where the text from outside begins
 };
 
+/** Whether the header of a message begins here, and its tags or nothing behind it. */
+bool beginsMessage(std::string_view text);
+
+/** The length that a message says it has, header included, when the digits of a length and a type begin here.
+ */
+std::optional<std::size_t> declaredLength(std::string_view text);
+
+/** How many bytes a message's header has. */
+constexpr std::size_t MessageHeader = 50;
+
+/** What the library writes behind a message of another type than expected. */
+constexpr std::string_view WrongTail = " ---Wrong Command --Delete";
+
 /** Looks at no more than the beginning of a text. */
 TrafficLine trafficLine(std::string_view text);
 
 /** The payload less what the library wrote behind it. */
 std::string_view payloadOf(std::string_view text, TrafficLine line);
-
-/**
- * Where an entry's text ends according to the lengths that it declares itself, in `bytes` from `begin` on:
- * at a line end behind which the next entry begins, or at the end of the bytes. npos when it declares none
- * or a wrong one; `needsMore` is set when only more bytes can tell.
- */
-std::size_t declaredEnd(std::string_view bytes, std::size_t begin, bool& needsMore);
 
 /** Whether an entry begins here: a stamp and a level word. */
 bool isEntryHead(std::string_view text);
