@@ -91,7 +91,23 @@ TEST(LogCommand, PrintsOneJsonDocument) {
     const ProgramResult empty = pdactlLog({"--json", log.directory() + "/empty.log"});
     EXPECT_EQ(empty.exitCode, 0);
     EXPECT_TRUE(parsed(empty.output)["exchanges"].toArray().isEmpty());
-    EXPECT_TRUE(contains(empty.errors, "empty.log' has no entry of the library's log"));
+    EXPECT_TRUE(contains(empty.errors, "empty.log' is empty"));
+}
+
+TEST(LogCommand, RefusesAFileThatIsNotALogWithoutWritingAnything) {
+    const std::string path = scratchDirectory() + "/no.log";
+    const std::string output = scratchDirectory() + "/no.output";
+    writeFile(path, "password=S3CR3T\n2026-01-02 03:04:05.678 INFO     : no stamp of the library's\n");
+    for (const std::vector<std::string>& options :
+         {std::vector<std::string>{}, {"--json"}, {"--html", output}, {"--redact", output}}) {
+        std::vector<std::string> arguments{path};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const ProgramResult result = pdactlLog(arguments);
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_FALSE(contains(result.output, "exchanges") || contains(result.output, "TIME"));
+        EXPECT_TRUE(contains(result.errors, "no.log' is not a log of the library")) << result.errors;
+        EXPECT_FALSE(std::filesystem::exists(output));
+    }
 }
 
 TEST(LogCommand, Filters) {

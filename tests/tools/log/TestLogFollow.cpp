@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -16,6 +15,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -61,7 +61,7 @@ public:
         return waitUntil([&] { return count(output(), text) >= times; }, std::chrono::seconds(60));
     }
 
-    /** The exit code after a signal. */
+    /** The exit code after a signal; 0 for none, when it ends by itself. */
     int end(int signal) {
         int status = 0;
         if (m_process <= 0 || ::kill(m_process, signal) != 0 ||
@@ -127,17 +127,34 @@ TEST(LogFollow, EndsWithWhatIsUnfinished) {
     EXPECT_TRUE(contains(following.output(), "unfinished"));
 }
 
-TEST(LogFollow, PrintsOneJsonDocument) {
-    const RotatedLog log("document");
+TEST(LogFollow, PrintsOneJsonDocumentPerLineAsTheyCome) {
+    const RotatedLog log("documents");
     log.append(LogText().getInfo().text());
     Following following(log, {"--json", "--code", "600002"});
-    EXPECT_TRUE(following.shows("600002"));
-    log.append(LogText().after(2000).getInfo().text());
-    EXPECT_TRUE(following.shows("\"call\":\"GetInfo\"", 2));
+    for (std::size_t lines = 1; lines <= 3; ++lines) {
+        EXPECT_TRUE(following.shows("\n", lines)) << following.output();
+        std::istringstream output(following.output());
+        std::string line;
+        std::size_t documents = 0;
+        while (std::getline(output, line)) {
+            const QJsonObject document = QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
+            EXPECT_EQ(document["call"].toString(), "GetInfo") << line;
+            ++documents;
+        }
+        EXPECT_EQ(documents, lines);
+        log.append(LogText().after(2000 * static_cast<int>(lines)).getInfo().text());
+    }
     EXPECT_EQ(following.end(SIGINT), 0);
-    const QJsonObject document =
-        QJsonDocument::fromJson(QByteArray::fromStdString(following.output())).object();
-    EXPECT_EQ(document["exchanges"].toArray().size(), 2) << following.output();
+    EXPECT_EQ(count(following.output(), "\n"), 4U);
+}
+
+TEST(LogFollow, RefusesAFileThatIsNotALog) {
+    const RotatedLog log("no-log");
+    log.append("#!/bin/sh\necho 2026-01-02 03:04:05678 INFO     : no\n");
+    Following following(log);
+    EXPECT_EQ(following.end(0), 1);
+    EXPECT_TRUE(contains(following.errors(), "is not a log of the library")) << following.errors();
+    EXPECT_EQ(following.output(), "");
 }
 
 TEST(LogFollow, MasksSecrets) {

@@ -57,33 +57,42 @@ void warn(const std::string& what) {
     std::cerr << "pdactl: " << what << "." << std::endl;
 }
 
-/** A log's entries, in stretches without a gap. */
+/** A log's entries, in stretches without a gap. Throws Failure when there is something, but no entry. */
 std::vector<std::vector<Entry>> entriesOf(const LogSet& log, bool unredacted) {
     std::vector<std::vector<Entry>> stretches;
+    bool isEmpty = true;
+    bool isLog = false;
     for (const std::string& part : readLog(log).parts) {
         stretches.push_back(readEntries(part));
+        isEmpty = isEmpty && part.empty();
+        isLog = isLog || std::any_of(stretches.back().begin(), stretches.back().end(),
+                                     [](const Entry& entry) { return !entry.head.empty(); });
         if (!unredacted) {
             redact(stretches.back());
         }
     }
+    if (isEmpty) {
+        warn("'" + log.base + "' is empty");
+    } else if (!isLog) {
+        throw Failure(LocalFailure,
+                      "'" + log.base +
+                          "' is not a log of the library: it has no line that begins with a time and a "
+                          "level. The library writes its log as log/PDA.log beside itself.");
+    }
     return stretches;
 }
 
-/** The log's exchanges, and how many entries it has. */
-std::size_t addExchanges(const LogSet& log, const Options& options, std::vector<Exchange>& exchanges) {
+void addExchanges(const LogSet& log, const Options& options, std::vector<Exchange>& exchanges) {
     ExchangeBuilder builder;
-    std::size_t entries = 0;
     for (const std::vector<Entry>& stretch : entriesOf(log, options.unredacted)) {
         for (const Entry& entry : stretch) {
             builder.add(entry);
-            entries += entry.head.empty() ? 0 : 1;
         }
         builder.closeAll();
     }
     std::vector<Exchange> found = builder.takeFinished();
     exchanges.insert(exchanges.end(), std::make_move_iterator(found.begin()),
                      std::make_move_iterator(found.end()));
-    return entries;
 }
 
 Report reportOf(const std::vector<LogSet>& logs, const Options& options) {
@@ -92,11 +101,7 @@ Report reportOf(const std::vector<LogSet>& logs, const Options& options) {
     for (const LogSet& log : logs) {
         report.files.push_back(log.base);
         report.gaps.insert(report.gaps.end(), log.gaps.begin(), log.gaps.end());
-        const std::size_t entries = addExchanges(log, options, report.exchanges);
-        if (entries == 0) {
-            warn("'" + log.base + "' has no entry of the library's log");
-        }
-        report.entries += entries;
+        addExchanges(log, options, report.exchanges);
     }
     putInOrder(report.exchanges);
     const Filter filter = filterOf(options);
@@ -219,10 +224,7 @@ public:
     int run() {
         constexpr long pause = 100; // ms; a line that has not grown for as long is complete
         const EndSignals endSignals;
-        Report head;
-        head.files = m_options.files;
-        head.isRedacted = !m_options.unredacted;
-        std::cout << (m_asJson ? jsonHead(head) : tableHead()) << std::flush;
+        std::cout << (m_asJson ? "" : tableHead()) << std::flush;
         bool isEnd = false;
         while (!isEnd) {
             const Growth growth = m_log.grow();
@@ -239,7 +241,6 @@ public:
         add(m_reader.finish());
         m_builder.closeAll();
         print();
-        std::cout << (m_asJson ? jsonFoot() : "") << std::flush;
         return Success;
     }
 
@@ -268,15 +269,10 @@ private:
         for (Exchange& exchange : m_builder.takeFinished()) {
             exchange.gap = m_end ? std::optional(std::max<Time>(exchange.begin - *m_end, 0)) : std::nullopt;
             m_end = m_end ? std::max(*m_end, exchange.end) : exchange.end;
-            if (!m_filter.matches(exchange)) {
-                continue;
+            if (m_filter.matches(exchange)) {
+                std::cout << (m_asJson ? jsonOf(exchange) + "\n"
+                                       : tableRow(exchange, m_options.withMessages));
             }
-            if (m_asJson) {
-                std::cout << (m_hasPrinted ? ",\n" : "\n") << jsonOf(exchange);
-            } else {
-                std::cout << tableRow(exchange, m_options.withMessages);
-            }
-            m_hasPrinted = true;
         }
         std::cout.flush();
     }
@@ -289,7 +285,6 @@ private:
     Redactor m_redactor;
     ExchangeBuilder m_builder;
     std::optional<Time> m_end;
-    bool m_hasPrinted = false;
 };
 
 int follow(const Options& options, bool asJson) {
@@ -298,6 +293,7 @@ int follow(const Options& options, bool asJson) {
         throw Failure(BadUsage,
                       "--follow takes one log that is being written, not several and no rotated copy.");
     }
+    (void)entriesOf(logs.front(), true); // a file that is not a log will not become one
     return Follower(options, logs.front().base, asJson).run();
 }
 

@@ -12,7 +12,6 @@ namespace pdactl::log {
 struct Report {
     std::vector<std::string> files;
     std::vector<std::string> gaps;
-    std::size_t entries = 0;
     std::vector<Exchange> exchanges;
     bool isRedacted = true;
 };
