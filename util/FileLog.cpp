@@ -160,11 +160,12 @@ bool CFileLog::AddLogEx(long level, const char* format, ...) {
 
 bool CFileLog::openUnlocked(const char* path) {
     closeUnlocked();
-    if (path == nullptr || std::strlen(path) >= sizeof m_fileName) {
+    const std::size_t length = path != nullptr ? std::strlen(path) : sizeof m_fileName;
+    if (length >= sizeof m_fileName) {
         return false;
     }
     Name wanted{}; // a rotation passes m_fileName itself, which tryOpen overwrites
-    std::strcpy(wanted.data(), path);
+    std::memcpy(wanted.data(), path, length);
     bool isOpen = tryOpen(wanted.data());
     for (int number = 1; number <= kFallbackNames && !isOpen; ++number) {
         isOpen = tryOpen(fallbackName(wanted.data(), number).data());
