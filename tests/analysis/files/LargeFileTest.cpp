@@ -119,7 +119,7 @@ protected:
     static void receivePacket(std::size_t number, std::size_t size, char character = '0',
                               std::size_t total = 1000) {
         const QString text = QString::fromStdString(
-            "9999998016" + tag("Ex_RetCode", "000000") + // the type counts
+            "0000108016" + tag("Ex_RetCode", "000000") + // the type counts
             tag("Ex_TotalPkt", std::to_string(total)) + tag("Ex_CurPkt", std::to_string(number)) +
             tag("Ex_HexCheck", "0000") + tag("Ex_HexVal", std::string(size, character)));
         const MutexGuard guard(g_lock_buffer);
