@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 /// How many bytes a compact JSON document has for a text, without the quotes around it.

@@ -30,6 +30,7 @@ add_library(pdalink_objects OBJECT
     interface/Interface.cpp
     interface/ProcessState.cpp
     util/Descriptor.cpp
+    util/ErrorText.cpp
     util/DebugOutput.cpp
     util/FileLog.cpp
     util/ForkSection.cpp

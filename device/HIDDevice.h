@@ -23,9 +23,10 @@ extern PDALINK_EXPORT pthread_t g_run_thread;
 /// Path of the device node found last; empty when none was found.
 extern PDALINK_EXPORT QString g_strSerialPort;
 
-static_assert(sizeof(std::atomic<int>) == sizeof(int) && ATOMIC_INT_LOCK_FREE == 2 &&
-                  sizeof(std::atomic<bool>) == sizeof(bool) && ATOMIC_BOOL_LOCK_FREE == 2,
-              "hosts may declare the three flags as the plain types");
+static_assert(sizeof(std::atomic<int>) == sizeof(int) && ATOMIC_INT_LOCK_FREE == 2,
+              "hosts may declare g_fd as an int");
+static_assert(sizeof(std::atomic<bool>) == sizeof(bool) && ATOMIC_BOOL_LOCK_FREE == 2,
+              "hosts may declare the two flags as bools");
 
 /// The channel to the terminal. The class has no data: every object acts on the process's one channel.
 ///

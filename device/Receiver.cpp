@@ -5,6 +5,7 @@
 #include "device/ReceiveBuffer.h"
 #include "util/DebugOutput.h"
 #include "util/Descriptor.h"
+#include "util/ErrorText.h"
 #include "util/FileLog.h"
 #include "util/Guard.h"
 #include "util/MutexGuard.h"
@@ -16,7 +17,6 @@
 #include <poll.h>
 #include <string>
 #include <sys/syscall.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace pdalink {
@@ -199,7 +199,7 @@ void startReceiver(const QByteArray& path) {
     if (error != 0) {
         g_channel.started->receiver().leave();
         g_channel.started.reset();
-        const std::string line = "receiver thread not created: " + std::system_category().message(error);
+        const std::string line = "receiver thread not created: " + errorText(error);
         g_PDA_Log.AddLog(Warning, line.c_str());
     }
 }

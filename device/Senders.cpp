@@ -3,13 +3,13 @@
 #include "device/ChannelState.h"
 #include "device/HIDDevice.h"
 #include "device/ReceiveBuffer.h"
+#include "util/ErrorText.h"
 #include "util/FileLog.h"
 #include "util/MutexGuard.h"
 
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <system_error>
 #include <unistd.h>
 
 namespace pdalink {
@@ -65,8 +65,7 @@ ssize_t send(const Sender& sender, const char* bytes, int length) {
     }
     if (written == -1) {
         g_hidRun = false;
-        const std::string cause =
-            " errno:" + std::to_string(error) + " info:" + std::system_category().message(error);
+        const std::string cause = " errno:" + std::to_string(error) + " info:" + errorText(error);
         logText(sender.writeFailed + (sender.namesCause ? cause : std::string()));
     }
     logText(sender.incomplete + text + "  sendLen:" + std::to_string(written) +

@@ -68,6 +68,9 @@ IniFile readIni(const std::string& path) {
     ini.isReadable = ::access(path.c_str(), R_OK) == 0;
     std::error_code unknown;
     ini.isDirectory = std::filesystem::is_directory(path, unknown);
+    if (!std::filesystem::is_regular_file(path, unknown)) {
+        return ini; // a FIFO would be waited for
+    }
     std::ifstream file(path);
     int number = 0;
     for (std::string line; std::getline(file, line);) {

@@ -28,7 +28,7 @@ bool showsSecret(const std::string& text) {
     return text.find_first_of("^~") != std::string::npos || text.find("fc") != std::string::npos;
 }
 
-std::string redacted(const std::string& log) {
+std::string redactedLogOf(const std::string& log) {
     std::vector<Entry> entries = readEntries(log);
     redact(entries);
     return bytesOf(entries);
@@ -147,7 +147,9 @@ void forEveryPairOfCuts(const std::string& text, const std::function<void(const 
 void expectNoSecretWhereverCut(const std::string& whole, const Logged& logged) {
     forEveryPairOfCuts(whole, [&](const Pieces& pieces) {
         const std::string log = logged.log(pieces);
-        ASSERT_FALSE(showsSecret(redacted(log))) << logged.how << ":\n" << log << "\n" << redacted(log);
+        ASSERT_FALSE(showsSecret(redactedLogOf(log))) << logged.how << ":\n"
+                                                      << log << "\n"
+                                                      << redactedLogOf(log);
     });
 }
 
@@ -170,7 +172,8 @@ TEST(SecretsInPieces, AreInNoEntryEvenIfTheyLookLikeElements) {
 
 TEST(SecretsInPieces, AreInNoOutputWhereverAMessageIsCut) {
     std::string log;
-    forEveryPairOfCuts(messages()[1], [&](const Pieces& pieces) { log += redacted(toHandlers(pieces)); });
+    forEveryPairOfCuts(messages()[1],
+                       [&](const Pieces& pieces) { log += redactedLogOf(toHandlers(pieces)); });
     EXPECT_FALSE(showsSecret(everyOutput(log)));
 }
 
@@ -180,7 +183,8 @@ TEST(SecretsInPieces, AreInNoOutputWhereverARequestIsBrokenOff) {
     forEveryPairOfCuts(json, [&](const Pieces& pieces) {
         LogText log;
         log.step("inJson4:" + pieces[0]).info(pieces[1]).info(pieces[2] + " inLen:99").getInfo();
-        ASSERT_FALSE(showsSecret(redacted(log.text()))) << log.text() << "\n" << redacted(log.text());
+        ASSERT_FALSE(showsSecret(redactedLogOf(log.text()))) << log.text() << "\n"
+                                                             << redactedLogOf(log.text());
     });
 }
 
@@ -205,7 +209,7 @@ TEST(SecretsInPieces, LeaveHarmlessElementsOfThePiecesReadable) {
     LogText expected;
     expected.read(whole.substr(0, name - 1) + "***").read("Ex_Pwd>***");
     expected.read("***</Ex_Pwd>" + tag("Ex_RetCode", "000000"));
-    EXPECT_EQ(redacted(log.text()), expected.text());
+    EXPECT_EQ(redactedLogOf(log.text()), expected.text());
 }
 
 /** What is read while a log grows comes in parts. */

@@ -3,8 +3,13 @@
 #include "log/Time.h"
 
 #include <string>
+#include <string_view>
 
 namespace pdactl::log {
+
+inline bool startsWith(std::string_view text, std::string_view beginning) {
+    return text.substr(0, beginning.size()) == beginning;
+}
 
 enum class Level { Message, Error, Warning, Info };
 

@@ -16,10 +16,6 @@ constexpr Time LongestSilence = 30000; // ms; no step of the protocol waits as l
 constexpr Time LongestRefusal = 100;   // ms, in which a request is accepted or not
 constexpr std::size_t MaxOpen = 32;    // hosts that share a log
 
-bool startsWith(std::string_view text, std::string_view beginning) {
-    return text.substr(0, beginning.size()) == beginning;
-}
-
 } // namespace
 
 void ExchangeBuilder::add(const Entry& entry) {

@@ -11,7 +11,6 @@ namespace pdactl::log {
 
 namespace {
 
-constexpr std::size_t npos = std::string_view::npos;
 constexpr std::size_t MaxTag = 80; // characters; what is longer is not a tag
 constexpr std::string_view Container = "LockList";
 
@@ -39,7 +38,7 @@ Tag tagAt(std::string_view text, std::size_t begin) {
         ++nameEnd;
     }
     const std::size_t end = markup.find_first_not_of(" \t\r\n", nameEnd);
-    if (end == npos) {
+    if (end == std::string_view::npos) {
         return {markup.size() < MaxTag ? TagState::Cut : TagState::None, isClosing, {}, begin, text.size()};
     }
     const bool isWhole = nameEnd > name && markup[end] == '>';
@@ -110,7 +109,7 @@ private:
             return tag.end;
         }
         const std::size_t valueEnd = m_text.find('<', tag.end);
-        if (!tag.isClosing && valueEnd != npos) {
+        if (!tag.isClosing && valueEnd != std::string_view::npos) {
             const Tag end = tagAt(m_text, valueEnd);
             if (end.state == TagState::Whole && end.isClosing && end.name == tag.name) {
                 return end.end;
@@ -145,7 +144,8 @@ std::vector<Range> MessagePieces::add(std::string_view piece) {
 }
 
 bool hasClosingTag(std::string_view text) {
-    for (std::size_t found = text.find("</"); found != npos; found = text.find("</", found + 2)) {
+    for (std::size_t found = text.find("</"); found != std::string_view::npos;
+         found = text.find("</", found + 2)) {
         if (tagAt(text, found).state == TagState::Whole) {
             return true;
         }

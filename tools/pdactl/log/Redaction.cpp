@@ -13,10 +13,6 @@ namespace {
 constexpr std::size_t LongestBreak = 64; // entries in which the end of a broken value is looked for
 constexpr std::string_view ShortFile = "file is too short:";
 
-bool startsWith(std::string_view text, std::string_view beginning) {
-    return text.substr(0, beginning.size()) == beginning;
-}
-
 /** Replaces the ranges by the mask, those that touch by one. */
 std::string masked(std::string_view text, std::vector<Range> ranges) {
     std::sort(ranges.begin(), ranges.end(),

@@ -31,10 +31,6 @@ constexpr std::array<Label, 8> Labels{{
     {"Read XML:", LineKind::WrongMessage},
 }};
 
-bool startsWith(std::string_view text, std::string_view beginning) {
-    return text.substr(0, beginning.size()) == beginning;
-}
-
 bool isTail(std::string_view text, std::string_view allowed) {
     return !text.empty() && text.find_first_not_of(allowed) == npos;
 }
