@@ -33,7 +33,12 @@ sources | grep '\.cpp$' | xargs scripts/tidiness.py build/debug
 # The waits of the protocol are idle, so far more tests than cores run side by side.
 for preset in "${presets[@]}"; do
     step "$preset: test"
-    ctest --preset "$preset" --output-junit results.xml
+    ctest --preset "$preset" --output-junit results.xml || {
+        # A reply has 100 ms to arrive, on a machine that others may keep busy: what failed beside other tests must
+        # pass by itself.
+        step "$preset: failed above, once more, one at a time"
+        ctest --preset "$preset" --rerun-failed --parallel 1
+    }
 done
 
 failed=0

@@ -85,6 +85,12 @@ std::string quoted(const std::string& word) {
     return text + "'";
 }
 
+pdasim::SimulatedTerminal::Options PdactlTest::options() {
+    pdasim::SimulatedTerminal::Options options;
+    options.reportSize = 4096;
+    return options;
+}
+
 QJsonObject PdactlTest::json(const Words& arguments, int exitCode) {
     Words all{"--json"};
     all.insert(all.end(), arguments.begin(), arguments.end());

@@ -51,7 +51,10 @@ protected:
     QJsonObject json(const Words& arguments, int exitCode = 0);
 
 private:
-    TestTerminal m_terminal;
+    /** Large reports: the parts of a long reply have 100 ms to arrive, on a busy machine too. */
+    static pdasim::SimulatedTerminal::Options options();
+
+    TestTerminal m_terminal{options()};
 };
 
 /** pdactl while it runs. */
