@@ -28,7 +28,7 @@ done
 
 step "tidiness"
 cmake --preset debug --log-level=WARNING
-sources | grep '\.cpp$' | xargs scripts/tidiness.py build/debug
+sources | grep '\.cpp$' | xargs -n 1 -P "$(nproc)" clang-tidy --quiet -p build/debug
 
 # The waits of the protocol are idle, so far more tests than cores run side by side.
 for preset in "${presets[@]}"; do

@@ -1,7 +1,7 @@
 #include "util/ErrorText.h"
 
+#include <clocale>
 #include <cstring>
-#include <locale.h>
 
 std::string pdalink::errorText(int error) {
     locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);

@@ -119,12 +119,12 @@ std::optional<std::string> textOf(const char* path) {
 } // namespace
 
 bool pdalink::readSettings(const char* path, Settings& settings) {
-    std::optional<std::string> text = textOf(path);
+    const std::optional<std::string> text = textOf(path);
     if (!text) {
         return false;
     }
     CGetConfigVal reader;
-    std::istringstream lines(std::move(*text));
+    std::istringstream lines(*text);
     std::string line;
     while (std::getline(lines, line)) {
         if (!readField(reader, line, "VID", settings.ids.Vid)) {

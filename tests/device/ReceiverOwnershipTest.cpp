@@ -75,7 +75,9 @@ TEST_F(ReceiverOwnership, SurvivesAHostThatDetachesTheThreadBeforeItEnds) {
     ASSERT_EQ(::pthread_detach(g_run_thread), 0);
     stopChannel();
     std::vector<std::thread> others; // which would be given the stack of a thread that is gone
-    for (int i = 0; i < 4; ++i) {
+    constexpr int count = 4;
+    others.reserve(count);
+    for (int i = 0; i < count; ++i) {
         others.emplace_back([] { std::this_thread::sleep_for(Milliseconds(300)); });
     }
     const Milliseconds time = timeOf([] { g_HIDDevice.openHidDevice(); });
