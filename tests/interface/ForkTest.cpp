@@ -28,7 +28,7 @@ protected:
 private:
     Outcome runHost(const std::string& how, std::map<std::string, std::string> environment) {
         // A child of several threads cannot start one of its own under the thread sanitizer otherwise.
-        environment["TSAN_OPTIONS"] = "die_after_fork=0";
+        environment["TSAN_OPTIONS"] = "die_after_fork=0 atexit_sleep_ms=0";
         // What the parent's other threads hold is lost in a child.
         environment["LSAN_OPTIONS"] = "detect_leaks=0";
         return runIn("/", {FORKING_HOST, m_library.file(kLibrary), how}, environment);
