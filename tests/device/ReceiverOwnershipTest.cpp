@@ -11,7 +11,6 @@
 namespace {
 
 using pdalink::test::waitUntil;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 class ReceiverOwnership : public ChannelTest {
