@@ -1,5 +1,6 @@
 #include "log/Traffic.h"
 
+#include "log/Entry.h"
 #include "log/Time.h"
 
 #include <algorithm>
