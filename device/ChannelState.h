@@ -30,8 +30,8 @@ struct ChannelState {
     std::atomic<int> node{-1};
     /// The one receiver that opens or reads the node, on whichever thread; null when there is none.
     Receiver* reader = nullptr;
-    /// The thread that the library has started, until it is gone. Belongs to the thread that
-    /// opens the channel.
+    /// The thread that the library has started, until it is gone. Belongs to the thread that opens the
+    /// channel.
     std::unique_ptr<ReceiverThread> started;
     /// The one before, which a host may be joining.
     std::unique_ptr<ReceiverThread> ended;

@@ -17,8 +17,8 @@ extern PDALINK_EXPORT std::atomic<bool> g_isBufferCome;
 /// g_lock_buffer.
 extern PDALINK_EXPORT QString g_buffer;
 extern PDALINK_EXPORT cmutexlock g_lock_buffer;
-/// The receiver thread started last. The library joins it itself; a host that joins or detaches it does no
-/// harm.
+/// The receiver thread started last. The library ends it and frees it itself; a host that joins or detaches
+/// it does no harm.
 extern PDALINK_EXPORT pthread_t g_run_thread;
 /// Path of the device node found last; empty when none was found.
 extern PDALINK_EXPORT QString g_strSerialPort;
