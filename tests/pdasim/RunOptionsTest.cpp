@@ -91,8 +91,8 @@ TEST(RunOptions, ATraceIsForItsUserAlone) {
     writeFile(older, std::string(100000, 'x'));
     std::filesystem::permissions(older, std::filesystem::perms(0644));
     for (const std::string& path : {fresh, older}) {
-        const ProgramResult result = runProgram(
-            {"sh", "-c", "umask 0; " + Program + " run --trace " + path + " -- " + HostProgram + " good"});
+        const ProgramResult result = runProgram({"sh", "-c", "umask 0; exec \"$@\"", "sh", Program, "run",
+                                                 "--trace", path, "--", HostProgram, "good"});
         EXPECT_EQ(result.exitCode, 0) << result.errors;
         EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600)) << path;
         const std::string trace = readFile(path);

@@ -132,9 +132,10 @@ TEST(Serve, WritesItsSettingsThroughNoLinkThatSomebodyElseHasPlaced) {
 }
 
 TEST(Serve, EndsWhenItCannotSayThatItIsReady) {
-    for (const std::string output : {"/dev/full", "&-"}) {
-        const ProgramResult result = runProgram({"sh", "-c", "timeout 20 " + Program + " serve >" + output});
-        EXPECT_EQ(result.exitCode, 74) << output;
+    for (const char* shell :
+         {"exec timeout 20 \"$0\" serve >/dev/full", "exec timeout 20 \"$0\" serve >&-"}) {
+        const ProgramResult result = runProgram({"sh", "-c", shell, Program});
+        EXPECT_EQ(result.exitCode, 74) << shell;
         EXPECT_TRUE(contains(result.errors, "pdasim: standard output cannot be written")) << result.errors;
     }
 }
