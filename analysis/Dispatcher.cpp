@@ -8,18 +8,19 @@
 
 #include <rapidjson/document.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <optional>
 #include <string>
+#include <vector>
+
+namespace pdalink {
 
 namespace {
 
 constexpr int kRefused = -1;
-
-// ---- request
-// -------------------------------------------------------------------------------------------------
 
 /// Memory for the parser that throws when there is none, where RapidJSON's own would go on with a null
 /// pointer.
@@ -52,35 +53,35 @@ using Document =
 using Value = Document::ValueType;
 
 /// The member's value if it is there and of the right type.
-const Value* findMember(const Document& request, const Member& member) {
-    const auto found = request.FindMember(member.key);
+const Value* findMember(const Document& request, const char* key, bool isNumber) {
+    const auto found = request.FindMember(key);
     if (found == request.MemberEnd()) {
         return nullptr;
     }
-    const bool rightType = member.kind == Kind::Text ? found->value.IsString() : found->value.IsInt();
+    const bool rightType = isNumber ? found->value.IsInt() : found->value.IsString();
     return rightType ? &found->value : nullptr;
 }
 
 /// The row's inputs, or nothing when one is missing.
-std::optional<Inputs> readInputs(const Row& row, const Document& request) {
-    Inputs inputs;
-    for (const Member& member : row.inputs) {
-        const Value* value = findMember(request, member);
+std::optional<std::vector<Input>> readInputs(const Transaction& row, const Document& request) {
+    std::vector<Input> inputs;
+    for (const RequestField& field : row.inputs) {
+        const Value* value = findMember(request, field.key, field.isNumber());
         if (value == nullptr) {
             return {};
         }
-        if (member.kind == Kind::Text) {
-            inputs.append(Input(value->GetString()));
-        } else {
-            const int number = value->GetInt();
-            inputs.append(Input(&number));
-        }
+        inputs.push_back(value->IsString() ? Input(value->GetString()) : Input(value->GetInt()));
     }
     return inputs;
 }
 
-// ---- response
-// ------------------------------------------------------------------------------------------------
+/// The row of a code, null for an unknown one.
+const Transaction* findRow(const std::string& code) {
+    const auto* const row =
+        std::find_if(std::begin(kTransactions), std::end(kTransactions),
+                     [&](const Transaction& each) { return each.code != nullptr && code == each.code; });
+    return row != std::end(kTransactions) ? row : nullptr;
+}
 
 /// What a request comes to: the response, the result, and why it was refused, if it was.
 struct Answer {
@@ -93,15 +94,15 @@ Answer refused(const std::string& why) {
     return {"{}", kRefused, why};
 }
 
-Answer carryOut(const Row& row, const Inputs& inputs) {
+Answer carryOut(const Transaction& row, const std::vector<Input>& inputs) {
     Response response(row);
-    const int result = row.run(inputs, response.outputs());
+    const int result = run({row, inputs.data(), response.outputs().data()});
     const std::string tooLong = response.limit();
     if (tooLong.empty()) {
         return {response.json(), result, {}};
     }
-    g_PDA_Log.AddLog(pdalink::Warning, tooLong.c_str());
-    return {response.json(), row.failure, {}};
+    g_PDA_Log.AddLog(Warning, tooLong.c_str());
+    return {response.json(), row.results.failure, {}};
 }
 
 /// Nothing when the text is no JSON object with a member "transCode": such a request gets no response at all.
@@ -110,26 +111,23 @@ std::optional<Answer> answer(const char* request) {
         return refused("can not find transCode");
     }
     Document document;
-    document.Parse<rapidjson::kParseIterativeFlag>(
-        request); // iteratively: nesting must not exhaust the stack
+    // Iteratively: nesting must not exhaust the stack.
+    document.Parse<rapidjson::kParseIterativeFlag>(request);
     if (document.HasParseError() || !document.IsObject() || !document.HasMember("transCode")) {
         return {};
     }
-    const Value* code = findMember(document, {"transCode", Kind::Text});
+    const Value* code = findMember(document, "transCode", false);
     if (code == nullptr) {
         return refused("transCode: param name error");
     }
     const std::string codeText = code->GetString();
-    const Row* row = findRow(codeText);
+    const Transaction* row = findRow(codeText);
     if (row == nullptr) {
         return refused("transCode:" + codeText + " do not have function");
     }
-    const std::optional<Inputs> inputs = readInputs(*row, document);
+    const std::optional<std::vector<Input>> inputs = readInputs(*row, document);
     return inputs ? carryOut(*row, *inputs) : refused("transCode:" + codeText + " param name error");
 }
-
-// ---- the call
-// ------------------------------------------------------------------------------------------------
 
 int dispatchUnguarded(const char* inJson, int inLen, char* outJson, int* outLen) {
     logMessage(std::string("inJson4:") + (inJson != nullptr ? inJson : "") +
@@ -163,3 +161,5 @@ int dispatch(const char* inJson, int inLen, char* outJson, int* outLen) {
     return guarded([&] { return dispatchUnguarded(inJson, inLen, outJson, outLen); },
                    [] { return kInternalFailure; });
 }
+
+} // namespace pdalink

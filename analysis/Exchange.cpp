@@ -1,6 +1,8 @@
 #include "analysis/Exchange.h"
 
+#include "analysis/Lists.h"
 #include "analysis/MessageEnvelope.h"
+#include "analysis/TransactionTable.h"
 #include "device/Channel.h"
 #include "device/HIDDevice.h"
 #include "util/FileLog.h"
@@ -9,17 +11,17 @@
 
 #include <QTextCodec>
 
+#include <cstring>
 #include <stdexcept>
+
+namespace pdalink {
 
 namespace {
 
 constexpr unsigned int kOpeningTime = 1000; // ms, for the receiver to open the node
 
-QByteArray encoded(const QByteArray& value, Encoding encoding) {
-    if (encoding == Encoding::AsItIs) {
-        return value;
-    }
-    const pdalink::ForkSection section;
+QByteArray toGbk(const QByteArray& value) {
+    const ForkSection section;
     const QTextCodec* const gbk = QTextCodec::codecForName("GBK");
     if (gbk == nullptr) {
         throw std::runtime_error("Qt has no text codec for GBK");
@@ -27,39 +29,71 @@ QByteArray encoded(const QByteArray& value, Encoding encoding) {
     return gbk->fromUnicode(QString::fromLatin1(value));
 }
 
-QString buildRequest(const Transaction& transaction, const Inputs& inputs) {
-    MessageEnvelope envelope(transaction.type);
-    for (std::size_t i = 0; i < transaction.bodyTags.size(); ++i) {
-        const BodyTag& tag = transaction.bodyTags[i];
-        const QByteArray value = encoded(inputs[static_cast<int>(i)].bytes(), tag.encoding);
-        // Bytes travel as characters of the same number, so that the length field counts them.
-        envelope.add(tag.name, transaction.content == Content::Bytes ? QString::fromLatin1(value)
-                                                                     : QString::fromUtf8(value));
+QByteArray written(const Input& input, Form form) {
+    QByteArray value = input.bytes();
+    switch (form) {
+    case Form::Gbk:
+        return toGbk(value);
+    case Form::ItemCount:
+        return QByteArray::number(static_cast<int>(splitItems(value).size()));
+    case Form::Text:
+    case Form::Number:
+        break;
     }
-    return envelope.message();
+    return value;
 }
 
-void logRequest(const char* label, const QByteArray& message) {
-    const std::string line = label + (" SendData pre: " + message.toStdString());
-    g_PDA_Log.AddLog(pdalink::Info, line.c_str()); // AddLogEx has a bound
+/// The message's bytes.
+QByteArray buildRequest(const Call& call, const QString& moreTags) {
+    const bool isText = call.row.content == Content::Text;
+    MessageEnvelope envelope(call.row.type);
+    for (std::size_t i = 0; i < call.row.inputs.size(); ++i) {
+        const RequestField& field = call.row.inputs[i];
+        if (field.tag != nullptr) {
+            const QByteArray value = written(call.inputs[i], field.form);
+            // Bytes travel as characters of the same number, so that the length field counts them.
+            envelope.add(field.tag, isText ? QString::fromUtf8(value) : QString::fromLatin1(value));
+        }
+    }
+    envelope.append(moreTags);
+    const QString message = envelope.message();
+    return isText ? message.toUtf8() : message.toLatin1();
 }
 
 /// Builds the message, raises the task flag and opens the channel if need be. Returns the bytes to be sent.
-QByteArray prepare(const Transaction& transaction, const Inputs& inputs) {
-    const QString request = buildRequest(transaction, inputs);
-    QByteArray bytes = transaction.content == Content::Bytes ? request.toLatin1() : request.toUtf8();
+QByteArray prepare(const Call& call, const QString& moreTags) {
+    QByteArray bytes = buildRequest(call, moreTags);
     m_PerformTasksYN = 1;
     openChannel();
-    if (transaction.sendLabel != nullptr) {
-        logRequest(transaction.sendLabel, bytes);
+    if (call.row.sendLabel != nullptr) {
+        const std::string line = call.row.sendLabel + (" SendData pre: " + bytes.toStdString());
+        g_PDA_Log.AddLog(Info, line.c_str()); // AddLogEx has a bound
     }
     return bytes;
 }
 
-bool send(const Transaction& transaction, const QByteArray& bytes) {
-    return transaction.content == Content::Bytes
-               ? pdalink::channel::sendBytes(bytes.constData(), bytes.size())
-               : pdalink::channel::sendText(bytes);
+bool send(const Transaction& row, const QByteArray& bytes) {
+    return row.content == Content::Bytes ? channel::sendBytes(bytes.constData(), bytes.size())
+                                         : channel::sendText(bytes);
+}
+
+void copyValue(const QString& value, Copy copy, const Reply& reply, const Output& output) {
+    switch (copy) {
+    case Copy::Bytes:
+        return output.copy(value.toUtf8());
+    case Copy::Characters:
+        return output.copyCharacters(value);
+    case Copy::TerminatedOnSuccess:
+        return reply.isSuccess() ? output.copyTerminated(value.toUtf8()) : void();
+    case Copy::Terminated:
+        return output.copyTerminated(value.toUtf8());
+    case Copy::LabelCount:
+        return output.setNumber(countLabels(value).labels);
+    case Copy::LabelStride:
+        return output.setNumber(countLabels(value).stride);
+    case Copy::ListedLocks:
+        return; // see appendLockLists
+    }
 }
 
 } // namespace
@@ -71,69 +105,109 @@ QString Reply::field(const char* tag) const {
     return value;
 }
 
+int run(const Call& call) {
+    return guardedTask(call.row.results, [&] {
+        if (call.row.begin != nullptr) {
+            logMessage(call.row.begin);
+        }
+        return call.row.steps(call);
+    });
+}
+
+int exchange(const Call& call) {
+    return exchange(call, {});
+}
+
+int exchange(const Call& call, const QString& moreTags) {
+    const Transaction& row = call.row;
+    if (!sendRequest(call, moreTags)) {
+        return kNotSent;
+    }
+    const std::optional<Reply> reply = receiveReply(row);
+    if (!reply) {
+        writeNoData(call);
+        return row.results.noReply;
+    }
+    copyFields(call, *reply);
+    if (row.keep != nullptr) {
+        row.keep(call, *reply);
+    }
+    return row.results.replied;
+}
+
 // Lines may be of any length, so they are composed without AddLogEx's bound.
 void logMessage(const std::string& line) {
-    g_PDA_Log.AddLog(pdalink::Message, line.c_str());
+    g_PDA_Log.AddLog(Message, line.c_str());
 }
 
 void openChannel() {
     if (!g_hidRun) {
-        pdalink::channel::open();
+        channel::open();
         CUtil::Delay_MSec(kOpeningTime);
     }
 }
 
-bool sendRequest(const Transaction& transaction, const Inputs& inputs) {
-    const QByteArray message = prepare(transaction, inputs);
+bool sendRequest(const Call& call, const QString& moreTags) {
+    const QByteArray message = prepare(call, moreTags);
     if (g_isBufferCome) {
-        g_PDA_Log.AddLog(pdalink::Warning,
-                         "an earlier message was not taken: the wait for the reply is cut short");
+        g_PDA_Log.AddLog(Warning, "an earlier message was not taken: the wait for the reply is cut short");
     }
-    return send(transaction, message);
+    return send(call.row, message);
 }
 
-int sendOnly(const Transaction& message, const Inputs& inputs) {
-    if (!send(message, prepare(message, inputs))) {
-        return kNotSent;
-    }
-    m_PerformTasksYN = 0;
-    return kReplied;
+int sendUnanswered(const Call& call, const QString& moreTags) {
+    return send(call.row, prepare(call, moreTags)) ? kReplied : kNotSent;
 }
 
-std::optional<Reply> acceptReply(const Transaction& transaction, const QString& received) {
+int sendOnly(const Call& call) {
+    return sendUnanswered(call);
+}
+
+std::optional<Reply> acceptReply(const Transaction& row, const QString& received) {
     if (received.isEmpty()) {
         return {};
     }
     const QString type = MessageEnvelope::typeOf(received);
-    logMessage(transaction.typeLabel + type.toStdString() + " len:" + std::to_string(type.size()));
-    if (type != QLatin1String(transaction.type)) {
+    logMessage(row.lines.type + type.toStdString() + " len:" + std::to_string(type.size()));
+    if (type != QLatin1String(row.type)) {
         logMessage("Read XML:" + received.toStdString() + " ---Wrong Command --Delete");
         return {};
     }
     return Reply(received);
 }
 
-std::optional<Reply> receiveReply(const Transaction& transaction) {
+std::optional<Reply> receiveReply(const Transaction& row) {
     QString received;
-    for (int wait = 0; wait < static_cast<int>(transaction.waits) && received.isEmpty(); ++wait) {
-        received = pdalink::channel::receive();
+    for (int wait = 0; wait < static_cast<int>(row.waits) && received.isEmpty(); ++wait) {
+        received = channel::receive();
     }
-    return acceptReply(transaction, received);
+    return acceptReply(row, received);
 }
 
-void copyFields(const Transaction& transaction, const Reply& reply, const Outputs& outputs) {
-    for (std::size_t i = 0; i < transaction.replyTags.size(); ++i) {
-        outputs.texts[static_cast<int>(i)].copy(reply.field(transaction.replyTags[i]).toUtf8());
+void copyFields(const Call& call, const Reply& reply) {
+    const Transaction& row = call.row;
+    if (row.lines.received != nullptr) {
+        logMessage(row.lines.received + reply.field("Ex_RetCode").toStdString());
+    }
+    QString value;
+    const char* extracted = "";
+    for (std::size_t i = 0; i < row.outputs.size(); ++i) {
+        const ReplyField& field = row.outputs[i];
+        if (std::strcmp(field.tag, extracted) != 0) { // one value can have several outputs
+            value = reply.field(field.tag);
+            extracted = field.tag;
+        }
+        copyValue(value, field.copy, reply, call.outputs[i]);
     }
 }
 
-void writeNoData(const Transaction& transaction, const Outputs& outputs) {
-    if (transaction.noData == NoData::IntoLastText) {
-        outputs.texts.back().copy(CS_ERROR_DEV_NODATA);
+void writeNoData(const Call& call) {
+    if (call.row.lines.timedOut != nullptr) {
+        logMessage(call.row.lines.timedOut);
+    }
+    if (call.row.noReply == NoReply::WritesNoData) {
+        call.lastOutput().copy(CS_ERROR_DEV_NODATA);
     }
 }
 
-int exchange(const Transaction& transaction, const Inputs& inputs, const Outputs& outputs) {
-    return exchange(transaction, inputs, outputs,
-                    [&](const Reply& reply) { copyFields(transaction, reply, outputs); });
-}
+} // namespace pdalink

@@ -7,6 +7,8 @@
 #include <numeric>
 #include <stdexcept>
 
+namespace pdalink {
+
 namespace {
 
 constexpr std::size_t kPacketCharacters = 3000;
@@ -35,7 +37,7 @@ FileText::FileText(const char* text) : m_text(text) {
         const std::size_t width = charactersBegunBy(text[m_bytes]);
         // A character is never torn, nor is what stands at the very beginning lost, whatever it is.
         if (m_bytes == 0 || inPacket + width > kPacketCharacters) {
-            if (m_starts.size() == kMostPackets) {
+            if (m_starts.size() == kMaxPackets) {
                 throw std::length_error("file packets");
             }
             m_starts.push_back(m_bytes);
@@ -63,10 +65,12 @@ void PacketTable::store(int number, const QByteArray& text) {
     m_size += packet.size();
 }
 
-void PacketTable::copyTo(const TextOut& output) const {
+void PacketTable::copyTo(const Output& output) const {
     std::size_t offset = 0;
     for (const auto& [number, text] : m_packets) {
         output.copyAt(offset, text);
         offset += text.size();
     }
 }
+
+} // namespace pdalink

@@ -9,8 +9,10 @@
 #include <string>
 #include <vector>
 
-constexpr int kMostPackets = 200000;
-constexpr std::size_t kMostCharacters = 600'000'000;
+namespace pdalink {
+
+constexpr int kMaxPackets = 200000;
+constexpr std::size_t kMaxCharacters = 600'000'000;
 
 /// One packet of a file: hexadecimal digits, in the text that they are part of.
 struct FilePacket {
@@ -50,9 +52,11 @@ public:
     std::size_t size() const { return m_size; }
 
     /// Copies the packets, joined in the order of their numbers.
-    void copyTo(const TextOut& output) const;
+    void copyTo(const Output& output) const;
 
 private:
     std::map<int, std::string> m_packets;
     std::size_t m_size = 0;
 };
+
+} // namespace pdalink

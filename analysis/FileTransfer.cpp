@@ -1,7 +1,8 @@
 #include "analysis/Exchange.h"
 #include "analysis/FilePackets.h"
 #include "analysis/Lists.h"
-#include "analysis/Transactions.h"
+#include "analysis/MessageEnvelope.h"
+#include "analysis/TransactionTable.h"
 #include "device/Channel.h"
 #include "util/FileLog.h"
 
@@ -9,29 +10,18 @@
 
 // Both directions take their packets one by one, each in an exchange of its own.
 
+namespace pdalink {
+
 namespace {
 
 constexpr int kTooShort = 5;
 constexpr int kRefused = 6;
 
-constexpr int kShortest = 10;         // characters of a file
-constexpr int kMostRefusals = 2;      // in a row
-constexpr int kWaitBudget = 3;        // waits in vain, of a whole transfer to the host
-constexpr int kMostAttempts = 2;      // for one packet, before a missing reply counts
-constexpr int kMostIdleReplies = 100; // in a row that bring nothing new
-
-const Transaction kSendPacket{
-    "8015",
-    nullptr,
-    "600015",
-    {"Ex_PdaSn", "Ex_CmdEx", "Ex_InfoEx", "Ex_TotalPkt", "Ex_CurPkt", "Ex_HexVal", "Ex_HexCheck"},
-    {"Ex_RetCode"},
-};
-
-const Transaction kFetchPacket{
-    "8016", nullptr, "600016", {"Ex_PdaSn", "Ex_CmdEx", "Ex_InfEx", "Ex_CurPkt"}, // not Ex_InfoEx
-    {},                                                                           // taken one by one
-};
+constexpr std::size_t kMinCharacters = 10;
+constexpr int kMaxRefusals = 3;      // in a row
+constexpr int kMaxTimeouts = 3;      // of a whole transfer to the host
+constexpr int kMaxAttempts = 3;      // for one packet
+constexpr int kMaxIdleReplies = 100; // in a row that bring nothing new
 
 void logWarning(const char* text) {
     g_PDA_Log.AddLog(pdalink::Warning, text);
@@ -44,54 +34,19 @@ QString checkTextOf(const QString& hexText) {
     return QString::fromLatin1(packet.checkText());
 }
 
-bool isSuccess(const Reply& reply) {
-    return reply.field("Ex_RetCode") == QLatin1String(kSuccess);
-}
-
-int sendFile(const Inputs& inputs, const Outputs& outputs) {
-    const FileText text(inputs[3].text());
-    if (text.characters() < kShortest) {
-        logMessage(std::string("file is too short:") + inputs[3].text());
-        m_PerformTasksYN = 0;
-        return kTooShort;
-    }
-    const int total = text.packets();
-    int current = 0;
-    int refusals = 0;
-    // As many passes as packets, those spent on repeats included.
-    for (int pass = 0; pass < total; ++pass) {
-        const FilePacket packet = text.packet(current);
-        const QByteArray check = packet.checkText();
-        const Inputs body{inputs[0],        inputs[1], inputs[2],
-                          &total,           &current,  Input(packet.text, packet.bytes),
-                          check.constData()};
-        const int result = exchange(kSendPacket, body, outputs, [&](const Reply& reply) {
-            if (isSuccess(reply)) {
-                refusals = 0;
-                ++current;
-            } else {
-                ++refusals;
-                current = std::max(current - 1, 0); // the packet before is sent again too
-            }
-            if (refusals <= kMostRefusals) {
-                copyFields(kSendPacket, reply, outputs);
-            }
-        });
-        if (result != kReplied) {
-            return result;
-        }
-        if (refusals > kMostRefusals) {
-            logMessage("data send error. already send:" + std::to_string(refusals) + " times");
-            return kRefused;
-        }
-    }
-    return kReplied;
+/// The tags of one packet of a file that is sent.
+QString packetTags(const FileText& text, int index) {
+    const FilePacket packet = text.packet(index);
+    return taggedText("Ex_TotalPkt", QString::number(text.packets())) +
+           taggedText("Ex_CurPkt", QString::number(index)) +
+           taggedText("Ex_HexVal", QString::fromUtf8(packet.text, static_cast<int>(packet.bytes))) +
+           taggedText("Ex_HexCheck", QString::fromLatin1(packet.checkText()));
 }
 
 /// One transfer to the host.
 class Fetch {
 public:
-    Fetch(const Inputs& inputs, const Outputs& outputs) : m_inputs(inputs), m_outputs(outputs) {}
+    explicit Fetch(const Call& call) : m_call(call) {}
 
     int run() {
         std::optional<int> result;
@@ -104,17 +59,16 @@ public:
 private:
     /// Asks for one packet. Nothing while the transfer goes on, its result at its end.
     std::optional<int> step() {
-        const Inputs body{m_inputs[0], m_inputs[1], m_inputs[2], &m_current};
-        if (!sendRequest(kFetchPacket, body)) {
+        if (!sendRequest(m_call, taggedText("Ex_CurPkt", QString::number(m_current)))) {
             return kNotSent;
         }
         ++m_attempts;
-        const std::optional<Reply> reply = acceptReply(kFetchPacket, takeBuffer());
-        if (reply && !isSuccess(*reply)) {
+        const std::optional<Reply> reply = acceptReply(m_call.row, takeBuffer());
+        if (reply && !reply->isSuccess()) {
             return answered(*reply);
         }
         if (!reply || !hasUsableNumber(*reply)) {
-            return m_attempts <= kMostAttempts ? std::nullopt : std::optional(finished(kNoReply));
+            return m_attempts < kMaxAttempts ? std::nullopt : std::optional(kNoReply);
         }
         return take(*reply);
     }
@@ -135,7 +89,7 @@ private:
 
     static bool hasUsableNumber(const Reply& reply) {
         const int current = number(reply, "Ex_CurPkt");
-        return current >= 0 && current < kMostPackets;
+        return current >= 0 && current < kMaxPackets;
     }
 
     std::optional<int> take(const Reply& reply) {
@@ -148,13 +102,13 @@ private:
         }
         const bool isNew = !m_packets.has(m_current);
         m_packets.store(m_current, hexText.toUtf8());
-        if (m_packets.size() > kMostCharacters) {
+        if (m_packets.size() > kMaxCharacters) {
             logWarning("file transfer given up: more data than a file can have");
-            return finished(kInternalFailure);
+            return kInternalFailure;
         }
         ++m_current;
         if (m_current == number(reply, "Ex_TotalPkt")) {
-            m_packets.copyTo(m_outputs.texts[0]);
+            m_packets.copyTo(m_call.outputs[0]);
             return answered(reply);
         }
         m_attempts = 0;
@@ -166,47 +120,69 @@ private:
         return idleReply();
     }
 
-    /// Counts a reply that brought nothing new: a terminal may send those for ever.
+    /// Counts a reply that brought nothing new: a terminal may send those forever.
     std::optional<int> idleReply() {
         ++m_idleReplies;
-        if (m_idleReplies < kMostIdleReplies) {
+        if (m_idleReplies < kMaxIdleReplies) {
             return {};
         }
         logWarning("file transfer given up: the terminal brings no new packet");
-        return finished(kNoReply);
+        return kNoReply;
     }
 
     int answered(const Reply& reply) const {
-        m_outputs.texts[1].copy(reply.field("Ex_RetCode").toUtf8());
-        return finished(kReplied);
+        m_call.lastOutput().copy(reply.field("Ex_RetCode").toUtf8());
+        return kReplied;
     }
 
-    static int finished(int result) {
-        m_PerformTasksYN = 0;
-        return result;
-    }
-
-    const Inputs& m_inputs;
-    const Outputs& m_outputs;
+    const Call& m_call;
     int m_current = 0;
     int m_attempts = 0;
-    int m_waitBudget = kWaitBudget;
+    int m_waitBudget = kMaxTimeouts;
     int m_idleReplies = 0;
     PacketTable m_packets;
 };
 
 } // namespace
 
-int transactions::readFileDataToPda(const Inputs& inputs, const Outputs& outputs) {
-    return guardedTask([&] {
-        logMessage("[ReadFileDataToPDA] begin");
-        return sendFile(inputs, outputs);
-    });
+int sendFile(const Call& call) {
+    const char* const file = call.inputs[3].text();
+    const FileText text(file);
+    if (text.characters() < kMinCharacters) {
+        logMessage(std::string("file is too short:") + file);
+        return kTooShort;
+    }
+    int current = 0;
+    int refusals = 0;
+    // As many passes as packets, those spent on repeats included.
+    for (int pass = 0; pass < text.packets(); ++pass) {
+        if (!sendRequest(call, packetTags(text, current))) {
+            return kNotSent;
+        }
+        const std::optional<Reply> reply = receiveReply(call.row);
+        if (!reply) {
+            writeNoData(call);
+            return kNoReply;
+        }
+        if (reply->isSuccess()) {
+            refusals = 0;
+            ++current;
+        } else {
+            ++refusals;
+            current = std::max(current - 1, 0); // the packet before is sent again too
+        }
+        if (refusals >= kMaxRefusals) {
+            logMessage("data send error. already send:" + std::to_string(refusals) + " times");
+            return kRefused;
+        }
+        copyFields(call, *reply);
+        m_PerformTasksYN = 0;
+    }
+    return kReplied;
 }
 
-int transactions::receiveDataSaveToFile(const Inputs& inputs, const Outputs& outputs) {
-    return guardedTask([&] {
-        logMessage("[ReceiveDataSaveToFile] begin");
-        return Fetch(inputs, outputs).run();
-    });
+int fetchFile(const Call& call) {
+    return Fetch(call).run();
 }
+
+} // namespace pdalink

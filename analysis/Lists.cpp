@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <limits>
 
+namespace pdalink {
+
 LabelCount countLabels(const QString& list) {
     constexpr QChar fullWidthSemicolon(0xFF1B);
     int separators = 0;
@@ -30,3 +32,5 @@ int leadingInteger(const QByteArray& text) {
     constexpr long highest = std::numeric_limits<int>::max();
     return static_cast<int>(std::clamp(std::strtol(text.constData(), nullptr, 10), lowest, highest));
 }
+
+} // namespace pdalink

@@ -5,6 +5,8 @@
 
 #include <vector>
 
+namespace pdalink {
+
 /// What the separators of a list of labels tell about it.
 struct LabelCount {
     int labels; ///< separators + 1, also when the list ends in a separator; 0 for an empty list
@@ -20,3 +22,5 @@ std::vector<QString> splitItems(const QByteArray& list);
 /// The decimal number that the text begins with, behind blanks and a sign, clamped to int; 0 when there is
 /// none.
 int leadingInteger(const QByteArray& text);
+
+} // namespace pdalink

@@ -4,9 +4,10 @@
 #include "util/MessageLength.h"
 #include "util/Util.h"
 
+namespace pdalink {
+
 namespace {
 
-using pdalink::kLengthDigits;
 constexpr int kTypeDigits = 4;
 
 // Behind length and type every message carries the factory code, 24 zeros, 8 blanks and "05".
@@ -49,9 +50,11 @@ QString MessageEnvelope::message() const {
 }
 
 qint64 MessageEnvelope::longestBody() {
-    return qint64{pdalink::kMaxMessageLength} - kLengthDigits - head("0000", nextSequenceNumber()).size();
+    return qint64{kMaxMessageLength} - kLengthDigits - head("0000", nextSequenceNumber()).size();
 }
 
 QString MessageEnvelope::typeOf(const QString& message) {
     return message.mid(kLengthDigits, kTypeDigits);
 }
+
+} // namespace pdalink

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+namespace pdalink {
+
 /// "<tag>value</tag>".
 QString taggedText(const char* tag, const QString& value);
 
@@ -15,6 +17,9 @@ public:
     /// Appends "<tag>value</tag>".
     void add(const char* tag, const QString& value);
 
+    /// Appends any number of such texts.
+    void append(const QString& taggedTexts) { m_text += taggedTexts; }
+
     /// The whole message, with its length in characters in front.
     QString message() const;
 
@@ -27,3 +32,5 @@ public:
 private:
     QString m_text; // from the type on
 };
+
+} // namespace pdalink

@@ -1,12 +1,13 @@
 #include "analysis/PDAXMLAnalysis.h"
 
 #include "analysis/Dispatcher.h"
-#include "analysis/Transactions.h"
+#include "analysis/MemberCall.h"
 #include "util/DebugOutput.h"
 #include "util/Guard.h"
 #include "util/LockConfig.h"
 
-// The face that hosts see: every member hands on to the floor behind it.
+using namespace pdalink;
+
 // NOLINTBEGIN(readability-convert-member-functions-to-static): hosts call members of an object
 
 CPDAXMLAnalysis::CPDAXMLAnalysis() {
@@ -14,7 +15,7 @@ CPDAXMLAnalysis::CPDAXMLAnalysis() {
 }
 
 CPDAXMLAnalysis::~CPDAXMLAnalysis() {
-    pdalink::debugOutput("~CPDAXMLAnalysis");
+    debugOutput("~CPDAXMLAnalysis");
 }
 
 int CPDAXMLAnalysis::PDA_CommonCall(const char* inJson, int inLen, char* outJson, int* outLen) {
@@ -22,50 +23,44 @@ int CPDAXMLAnalysis::PDA_CommonCall(const char* inJson, int inLen, char* outJson
 }
 
 int CPDAXMLAnalysis::Init(char* pdaNumber, char* factory, char* sn, char* vender, char* retCode) {
-    return transactions::init({pdaNumber, factory}, {{sn, vender, retCode}, {}});
+    return call<rowOf("Init")>(in(pdaNumber, factory), out(sn, vender, retCode));
 }
 
 int CPDAXMLAnalysis::GetInfo(char* sn, char* bleVersion, char* pdaVersion, char* retCode) {
-    return transactions::getInfo({}, {{sn, bleVersion, pdaVersion, retCode}, {}});
+    return call<rowOf("GetInfo")>(in(), out(sn, bleVersion, pdaVersion, retCode));
 }
 
 int CPDAXMLAnalysis::WriteBagNumber(char* label, char* orgName, char* bagType, char* tid, char* retCode) {
-    return transactions::writeBagNumber({label, orgName, bagType}, {{tid, retCode}, {}});
+    return call<rowOf("WriteBagNumber")>(in(label, orgName, bagType), out(tid, retCode));
 }
 
 int CPDAXMLAnalysis::StartScan(char* pdaNumber, char* command, char* retCode) {
-    return transactions::startScan({pdaNumber, command}, {{retCode}, {}});
+    return call<rowOf("StartScan")>(in(pdaNumber, command), out(retCode));
 }
 
 int CPDAXMLAnalysis::GetScanLabelList(char* pdaNumber, char* labels, int* labelCount, int* labelStride,
                                       char* scanState) {
-    return transactions::getScanLabelList({pdaNumber}, {{labels, scanState}, {labelCount, labelStride}});
+    return call<rowOf("GetScanLabelList")>(in(pdaNumber), out(labels, labelCount, labelStride, scanState));
 }
 
 int CPDAXMLAnalysis::DownInvenData(char* pdaNumber, char* taskId, int* total, char* labels, char* retCode) {
-    return transactions::downInvenData({pdaNumber, taskId, total, labels}, {{retCode}, {}});
+    return call<rowOf("DownInvenData")>(in(pdaNumber, taskId, total, labels), out(retCode));
 }
 
 int CPDAXMLAnalysis::GetInventoryRet(char* pdaNumber, char* taskId, int* labelCount, char* labels,
                                      char* errLabels, char* offline, char* login, char* name, char* figData,
                                      char* rnd, char* pwd, char* macChkVal, char* state) {
-    return transactions::getInventoryRet(
-        {pdaNumber}, {{taskId, labels, errLabels, offline, login, name, figData, rnd, pwd, macChkVal, state},
-                      {labelCount}});
+    return call<rowOf("GetInventoryRet")>(in(pdaNumber),
+                                          out(taskId, labelCount, labels, errLabels, offline, login, name,
+                                              figData, rnd, pwd, macChkVal, state));
 }
 
 int CPDAXMLAnalysis::SyncHandoverDotData(char* pdaNumber, char* taskId, int* taskType, char* road,
                                          char* exchangeTime, char* orgNumber, char* orgName, int* total,
                                          char* labels, char* userA, char* userB, char* retCode) {
-    return transactions::syncHandoverDotData(
-        {pdaNumber, taskId, taskType, road, exchangeTime, orgNumber, orgName, total, labels, userA, userB},
-        {{retCode}, {}});
-}
-
-int CPDAXMLAnalysis::SyncHandoverDotData(char*, char*, char*, char*, char*, char*, char*, char*, char*, char*,
-                                         char*, char*, char*, char*, char*, char*, char*, char*, char*, char*,
-                                         char*, char*, char*, char*, char*) {
-    return transactions::syncHandoverDotDataOfUsers();
+    return call<rowOf("SyncHandoverDotData")>(
+        in(pdaNumber, taskId, taskType, road, exchangeTime, orgNumber, orgName, total, labels, userA, userB),
+        out(retCode));
 }
 
 int CPDAXMLAnalysis::GetHandoverDotRet(char* pdaNumber, char* taskId, char* road, char* time, char* labels,
@@ -74,18 +69,17 @@ int CPDAXMLAnalysis::GetHandoverDotRet(char* pdaNumber, char* taskId, char* road
                                        char* bFigData, char* bRnd, char* bPwd, char* bMacChkVal, char* cLogin,
                                        char* cName, char* cFigData, char* cRnd, char* cPwd, char* cMacChkVal,
                                        char* state) {
-    return transactions::getHandoverDotRet(
-        {pdaNumber, taskId},
-        {{road,     time, labels, errLabels,  aLogin, aName, aFigData, aRnd, aPwd, aMacChkVal, bLogin, bName,
-          bFigData, bRnd, bPwd,   bMacChkVal, cLogin, cName, cFigData, cRnd, cPwd, cMacChkVal, state},
-         {}});
+    return call<rowOf("GetHandoverDotRet")>(
+        in(pdaNumber, taskId),
+        out(road, time, labels, errLabels, aLogin, aName, aFigData, aRnd, aPwd, aMacChkVal, bLogin, bName,
+            bFigData, bRnd, bPwd, bMacChkVal, cLogin, cName, cFigData, cRnd, cPwd, cMacChkVal, state));
 }
 
 int CPDAXMLAnalysis::SyncHandoverPowerData(char* pdaNumber, char* taskId, char* orgNumber, char* time,
                                            char* orgName, char* batchNumber, int* total, char* labels,
                                            char* unused, char* retCode) {
-    return transactions::syncHandoverPowerData(
-        {pdaNumber, taskId, orgNumber, time, orgName, batchNumber, total, labels, unused}, {{retCode}, {}});
+    return call<rowOf("SyncHandoverPowerData")>(
+        in(pdaNumber, orgNumber, time, orgName, batchNumber, taskId, total, labels, unused), out(retCode));
 }
 
 int CPDAXMLAnalysis::GetHandoverPowerRet(char* pdaNumber, char* taskId, char* batchNumber, char* time,
@@ -94,138 +88,103 @@ int CPDAXMLAnalysis::GetHandoverPowerRet(char* pdaNumber, char* taskId, char* ba
                                          char* bLogin, char* bName, char* bFigData, char* bRnd, char* bPwd,
                                          char* bMacChkVal, char* cLogin, char* cName, char* cFigData,
                                          char* cRnd, char* cPwd, char* cMacChkVal, char* state) {
-    return transactions::getHandoverPowerRet(
-        {pdaNumber, taskId},
-        {{batchNumber, time,       labels,   errLabels, aLogin,   aName,      aFigData, aRnd,
-          aPwd,        aMacChkVal, bLogin,   bName,     bFigData, bRnd,       bPwd,     bMacChkVal,
-          cLogin,      cName,      cFigData, cRnd,      cPwd,     cMacChkVal, state},
-         {}});
+    return call<rowOf("GetHandoverPowerRet")>(
+        in(pdaNumber, taskId),
+        out(batchNumber, time, labels, errLabels, aLogin, aName, aFigData, aRnd, aPwd, aMacChkVal, bLogin,
+            bName, bFigData, bRnd, bPwd, bMacChkVal, cLogin, cName, cFigData, cRnd, cPwd, cMacChkVal, state));
 }
 
 int CPDAXMLAnalysis::KeyInit(char* pdaNumber, char* key, char* checkVal, char* retCode) {
-    return transactions::keyInit({pdaNumber, key, checkVal}, {{retCode}, {}});
+    return call<rowOf("KeyInit")>(in(pdaNumber, key, checkVal), out(retCode));
 }
 
 int CPDAXMLAnalysis::GetKeyVerificationValue(char* pdaNumber, char* checkVal, char* retCode) {
-    return transactions::getKeyVerificationValue({pdaNumber}, {{checkVal, retCode}, {}});
+    return call<rowOf("GetKeyVerificationValue")>(in(pdaNumber), out(checkVal, retCode));
 }
 
 int CPDAXMLAnalysis::UpdateWorkKey(char* pdaNumber, char* encKey, char* macKey, char* encChkVal,
                                    char* macChkVal, char* retCode) {
-    return transactions::updateWorkKey({pdaNumber, encKey, macKey, encChkVal, macChkVal}, {{retCode}, {}});
+    return call<rowOf("UpdateWorkKey")>(in(pdaNumber, encKey, macKey, encChkVal, macChkVal), out(retCode));
 }
 
 int CPDAXMLAnalysis::ReadFileDataToPDA(char* pdaNumber, int* cmdEx, char* infoEx, char* data, char* retCode) {
-    return transactions::readFileDataToPda({pdaNumber, cmdEx, infoEx, data}, {{retCode}, {}});
+    return call<rowOf("ReadFileDataToPDA")>(in(pdaNumber, cmdEx, infoEx, data), out(retCode));
 }
 
 int CPDAXMLAnalysis::ReceiveDataSaveToFile(char* pdaNumber, int* cmdEx, char* infEx, char* data,
                                            char* retCode) {
-    return transactions::receiveDataSaveToFile({pdaNumber, cmdEx, infEx}, {{data, retCode}, {}});
+    return call<rowOf("ReceiveDataSaveToFile")>(in(pdaNumber, cmdEx, infEx), out(data, retCode));
 }
 
 int CPDAXMLAnalysis::PDA_GetRegisterUserData(char* pdaNumber, char* tellerNo, char* retCode) {
-    return transactions::getRegisterUserData({pdaNumber}, {{tellerNo, retCode}, {}});
+    return call<rowOf("PDA_GetRegisterUserData")>(in(pdaNumber), out(tellerNo, retCode));
 }
 
 int CPDAXMLAnalysis::PDA_SendUserAuthenticationResult(char* pdaNumber, const char* authRet, char* retCode) {
-    return transactions::sendUserAuthenticationResult({pdaNumber, authRet}, {{retCode}, {}});
+    return call<rowOf("PDA_SendUserAuthenticationResult")>(in(pdaNumber, authRet, authRet), out(retCode));
 }
 
 int CPDAXMLAnalysis::PDA_EscortUserInfoSync(char* pdaNumber, const char* tellerNo, char* retCode) {
-    return transactions::escortUserInfoSync({pdaNumber, tellerNo}, {{retCode}, {}});
+    return call<rowOf("PDA_EscortUserInfoSync")>(in(pdaNumber, tellerNo, tellerNo), out(retCode));
 }
 
 int CPDAXMLAnalysis::SetBleMac(char* bleMac, char* retCode) {
-    return transactions::setBleMac({bleMac}, {{retCode}, {}});
+    return call<rowOf("SetBleMac")>(in(bleMac), out(retCode));
 }
 
 int CPDAXMLAnalysis::GetLockList(char* srcSeqNo, char* retCode, char* lockCount, char* lockIds, char* labels,
                                  char* states, char* rssis) {
-    return transactions::getLockList({{srcSeqNo, retCode, lockCount, lockIds, labels, states, rssis}, {}});
+    return call<rowOf("GetLockList")>(in(),
+                                      out(srcSeqNo, retCode, lockCount, lockIds, labels, states, rssis));
 }
 
 int CPDAXMLAnalysis::GetLockInfo(char* lockId, char* srcSeqNo, char* retCode, char* lockIdOut,
                                  char* firmwareVersion, char* chipVersion, char* parameters,
                                  char* bootVersion, char* applicationCrc, char* status, char* rnd) {
-    return transactions::getLockInfo({lockId}, {{srcSeqNo, retCode, lockIdOut, firmwareVersion, chipVersion,
-                                                 parameters, bootVersion, applicationCrc, status, rnd},
-                                                {}});
+    return call<rowOf("GetLockInfo")>(in(lockId),
+                                      out(srcSeqNo, retCode, lockIdOut, firmwareVersion, chipVersion,
+                                          parameters, bootVersion, applicationCrc, status, rnd));
 }
 
 int CPDAXMLAnalysis::GetPublicKey(char* lockId, char* srcSeqNo, char* retCode, char* lockIdOut,
                                   char* publicKey, char* factor) {
-    return transactions::getPublicKey({lockId}, {{srcSeqNo, retCode, lockIdOut, publicKey, factor}, {}});
+    return call<rowOf("GetPublicKey")>(in(lockId), out(srcSeqNo, retCode, lockIdOut, publicKey, factor));
 }
 
 int CPDAXMLAnalysis::InitCDKKEV_CDKKCV(char* lockId, char* fv, char* ev, char* cv, char* srcSeqNo,
                                        char* retCode, char* lockIdOut) {
-    return transactions::initCdkk({lockId, fv, ev, cv}, {{srcSeqNo, retCode, lockIdOut}, {}});
+    return call<rowOf("InitCDKKEV_CDKKCV")>(in(lockId, fv, ev, cv), out(srcSeqNo, retCode, lockIdOut));
 }
 
 int CPDAXMLAnalysis::GetCDKKEV_CDKKCV(char* lockId, char* srcSeqNo, char* retCode, char* lockIdOut, char* fv,
                                       char* cv) {
-    return transactions::getCdkk({lockId}, {{srcSeqNo, retCode, lockIdOut, fv, cv}, {}});
+    return call<rowOf("GetCDKKEV_CDKKCV")>(in(lockId), out(srcSeqNo, retCode, lockIdOut, fv, cv));
 }
 
 int CPDAXMLAnalysis::updateCDKKEV(char* lockId, char* newFv, char* newEv, char* newCv, char* normalKfv,
                                   char* normalKev, char* normalKcv, char* urgentKfv, char* urgentKev,
                                   char* urgentKcv, char* parameters, char* label, char* srcSeqNo,
                                   char* retCode, char* lockIdOut, char* rnd) {
-    return transactions::updateCdkk({lockId, newFv, newEv, newCv, normalKfv, normalKev, normalKcv, urgentKfv,
-                                     urgentKev, urgentKcv, parameters, label},
-                                    {{srcSeqNo, retCode, lockIdOut, rnd}, {}});
+    return call<rowOf("updateCDKKEV")>(in(lockId, newFv, newEv, newCv, normalKfv, normalKev, normalKcv,
+                                          urgentKfv, urgentKev, urgentKcv, parameters, label),
+                                       out(srcSeqNo, retCode, lockIdOut, rnd));
 }
 
 int CPDAXMLAnalysis::ReqOpenLock(char* lockCount, char* lockIds, char* actions, char* oneTimeCodes,
                                  char* usersA, char* usersB, char* srcSeqNo, char* retCode) {
-    return transactions::reqOpenLock({lockCount, lockIds, actions, oneTimeCodes, usersA, usersB},
-                                     {{srcSeqNo, retCode}, {}});
+    return call<rowOf("ReqOpenLock")>(in(lockCount, lockIds, actions, oneTimeCodes, usersA, usersB),
+                                      out(srcSeqNo, retCode));
 }
 
 int CPDAXMLAnalysis::ReadLockRes(char* srcSeqNo, char* retCode, char* lockCount, char* lockIds, char* actions,
                                  char* results, char* usersA, char* usersB, char* rnds, char* openTimes,
                                  char* batteries) {
-    return transactions::readLockRes({{srcSeqNo, retCode, lockCount, lockIds, actions, results, usersA,
-                                       usersB, rnds, openTimes, batteries},
-                                      {}});
-}
-
-int CPDAXMLAnalysis::ReceiveScanResult(char* text) {
-    return transactions::receiveScanResult(text);
-}
-
-int CPDAXMLAnalysis::ReceiveRandomNumber(char* text) {
-    return transactions::receiveRandomNumber(text);
-}
-
-int CPDAXMLAnalysis::ReceiveLoginData(char* text) {
-    return transactions::receiveLoginData(text);
-}
-
-int CPDAXMLAnalysis::ReceiveInventoryData(char* text) {
-    return transactions::receiveInventoryData(text);
-}
-
-int CPDAXMLAnalysis::ReceiveHandoverDotData(char* text) {
-    return transactions::receiveHandoverDotData(text);
-}
-
-int CPDAXMLAnalysis::ReceiveHandoverPowerData(char* text) {
-    return transactions::receiveHandoverPowerData(text);
-}
-
-int CPDAXMLAnalysis::GetRandomNumber(char* pdaNumber, char* userName) {
-    return transactions::getRandomNumber({{pdaNumber, userName}, {}});
-}
-
-int CPDAXMLAnalysis::GetLoginData(char* pdaNumber, char* login, char* name, char* figData, char* rnd,
-                                  char* pwd, char* macChkVal) {
-    return transactions::getLoginData({{pdaNumber, login, name, figData, rnd, pwd, macChkVal}, {}});
+    return call<rowOf("ReadLockRes")>(in(), out(srcSeqNo, retCode, lockCount, lockIds, actions, results,
+                                                usersA, usersB, rnds, openTimes, batteries));
 }
 
 int CPDAXMLAnalysis::SyncLoginResult(char* pdaNumber, char* retCode) {
-    return transactions::syncLoginResult({pdaNumber, retCode});
+    return call<rowOf("SyncLoginResult")>(in(pdaNumber, retCode), out());
 }
 
 void CPDAXMLAnalysis::ConvertUTF8ToANSI(char* text, QString& out) {

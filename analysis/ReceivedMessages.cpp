@@ -1,13 +1,18 @@
 #include "analysis/Exchange.h"
-#include "analysis/Transactions.h"
+#include "analysis/MessageEnvelope.h"
+#include "analysis/PDAXMLAnalysis.h"
+#include "analysis/TransactionTable.h"
 #include "device/ReceiveBuffer.h"
 #include "util/Util.h"
 
 #include <algorithm>
+#include <vector>
 
 // Messages that the terminal starts. The handlers do not look at a message's type: the host has chosen.
 
 namespace {
+
+using namespace pdalink;
 
 // The acknowledgements' echo fields, and the lines that show a message, never carry the received values.
 constexpr char kPlaceholder[] = "-";
@@ -24,82 +29,79 @@ enum class Clearing { BeforeStoring, AfterStoring };
 
 /// A message from the terminal and what answers it.
 struct Handler {
-    const char* begin;             ///< log line at the beginning; null for none
-    const char* readLine;          ///< log line about the message; null for none
-    std::vector<const char*> tags; ///< in the order of the slots that they fill
+    const char* begin;          ///< log line at the beginning; null for none
+    const char* readLine;       ///< log line about the message; null for none
+    List<const char*, 23> tags; ///< in the order of the slots that they fill
     Clearing clearing;
     const char* acknowledgementType; ///< null for none
-    std::vector<ConstantTag> acknowledgement;
+    List<ConstantTag, 4> acknowledgement;
     bool* isFinished = nullptr; ///< lowered when the message came; null for none
 };
 
-const Handler kScanResult{
-    "[ReceiveScanResult] begin",
-    nullptr,
+/// The tags of a handover's record: one of its own in second place, the rest alike.
+constexpr List<const char*, 23> handoverTags(const char* second) {
+    List<const char*, 23> tags{"Ex_PdaSn", second, "Ex_Time", "Ex_LabelNum", "Ex_ErrLabel"};
+    for (const ReplyField& field : kParties) {
+        tags.append(field.tag);
+    }
+    return tags;
+}
+
+// clang-format off
+constexpr Handler kScanResult{
+    "[ReceiveScanResult] begin", nullptr,
     {"Ex_PdaSn", "Ex_Label"},
     Clearing::BeforeStoring,
-    "9001",
-    {{"Ex_SrcSeqNo", kPlaceholder},
-     {"Ex_PdaSn", kPlaceholder},
-     {"Ex_RetCode", kSuccess},
-     {"Ex_ScanState", "1"}},
+    "9001", {{"Ex_SrcSeqNo",  kPlaceholder},
+             {"Ex_PdaSn",     kPlaceholder},
+             {"Ex_RetCode",   kSuccess},
+             {"Ex_ScanState", "1"}},
 };
 
-const Handler kRandomNumber{
-    "[ReceiveRandomNumber] begin",
-    "Read XML:",
+constexpr Handler kRandomNumber{
+    "[ReceiveRandomNumber] begin", "Read XML:",
     {"Ex_PdaSn", "Ex_UserNm"},
     Clearing::BeforeStoring,
-    "9001",
-    {{"Ex_SrcSeqNo", kPlaceholder}, {"Ex_RetCode", kSuccess}, {"Ex_PdaSn", kPlaceholder}},
+    "9001", {{"Ex_SrcSeqNo", kPlaceholder},
+             {"Ex_RetCode",  kSuccess},
+             {"Ex_PdaSn",    kPlaceholder}},
 };
 
-const Handler kLoginData{
-    "[ReceiveLoginData] begin",
-    "Read XML:",
+constexpr Handler kLoginData{
+    "[ReceiveLoginData] begin", "Read XML:",
     {"Ex_PdaSn", "Ex_Login", "Ex_Name", "Ex_FigData", "Ex_Rnd", "Ex_Pwd", "Ex_MacChkVal"},
     Clearing::BeforeStoring,
-    nullptr,
-    {},
+    nullptr, {},
 };
 
-const Handler kInventoryData{
-    nullptr,
-    nullptr,
+constexpr Handler kInventoryData{
+    nullptr, nullptr,
     {"Ex_PdaSn", "Ex_Total", "Ex_Label", "Ex_ErrLabel", "Ex_Login", "Ex_Name", "Ex_FigData", "Ex_Rnd",
      "Ex_Pwd", "Ex_MacChkVal"},
     Clearing::AfterStoring,
-    "9004",
-    {{"Ex_SrcSeqNo", kPlaceholder}, {"Ex_RetCode", kSuccess}},
+    "9004", {{"Ex_SrcSeqNo", kPlaceholder},
+             {"Ex_RetCode",  kSuccess}},
 };
 
-/// The tags of a handover's record: one of its own in second place, the rest alike.
-std::vector<const char*> recordTags(const char* second) {
-    return {"Ex_PdaSn",  second,     "Ex_Time",     "Ex_LabelNum", "Ex_ErrLabel",                  //
-            "Ex_ALogin", "Ex_AName", "Ex_AFigData", "Ex_ARnd",     "Ex_APwd",     "Ex_AMacChkVal", //
-            "Ex_BLogin", "Ex_BName", "Ex_BFigData", "Ex_BRnd",     "Ex_BPwd",     "Ex_BMacChkVal", //
-            "Ex_CLogin", "Ex_CName", "Ex_CFigData", "Ex_CRnd",     "Ex_CPwd",     "Ex_CMacChkVal"};
-}
-
-const Handler kHandoverDotData{
-    "[ReceiveHandoverDotData] begin",
-    nullptr,
-    recordTags("Ex_Road"),
+constexpr Handler kHandoverDotData{
+    "[ReceiveHandoverDotData] begin", nullptr,
+    handoverTags("Ex_Road"),
     Clearing::AfterStoring,
-    "9005",
-    {{"Ex_SrcSeqNo", kPlaceholder}, {"Ex_RetCode", kSuccess}},
+    "9005", {{"Ex_SrcSeqNo", kPlaceholder},
+             {"Ex_RetCode",  kSuccess}},
     &pda_HandoverDotState,
 };
 
-const Handler kHandoverPowerData{
-    "[ReceiveHandoverPowerData] begin",
-    nullptr,
-    recordTags("Ex_BatchNb"),
+constexpr Handler kHandoverPowerData{
+    "[ReceiveHandoverPowerData] begin", nullptr,
+    handoverTags("Ex_BatchNb"),
     Clearing::AfterStoring,
-    "9006",
-    {{"Ex_SrcSeqNo", kPlaceholder}, {"Ex_PdaSn", kPlaceholder}, {"Ex_RetCode", kSuccess}},
+    "9006", {{"Ex_SrcSeqNo", kPlaceholder},
+             {"Ex_PdaSn",    kPlaceholder},
+             {"Ex_RetCode",  kSuccess}},
     &pda_HandoverPowerState,
 };
+// clang-format on
 
 /// The values of the handler's tags. The message counts as far as its length in characters reaches into its
 /// bytes. Throws for a text that is longer than a message can be.
@@ -115,26 +117,24 @@ std::vector<QString> valuesOf(const Handler& handler, const char* text) {
 
 int acknowledge(const Handler& handler) {
     if (handler.acknowledgementType == nullptr) {
-        m_PerformTasksYN = 0;
         return kReplied;
     }
-    Transaction message{handler.acknowledgementType, nullptr, nullptr, {}, {}};
-    Inputs inputs;
+    QString tags;
     for (const ConstantTag& tag : handler.acknowledgement) {
-        message.bodyTags.emplace_back(tag.name);
-        inputs.append(Input(tag.value));
+        tags += taggedText(tag.name, QLatin1String(tag.value));
     }
-    return sendOnly(message, inputs);
+    Transaction row{};
+    row.type = handler.acknowledgementType;
+    return sendUnanswered({row, nullptr, nullptr}, tags);
 }
 
 /// Takes a message's values into the slots, unless those are null, and acknowledges it.
 int receive(const Handler& handler, const char* text, QString* slots) {
-    return guardedTask([&] {
+    return guardedTask(kUsualResults, [&] {
         if (handler.begin != nullptr) {
             logMessage(handler.begin);
         }
         if (text == nullptr) {
-            m_PerformTasksYN = 0;
             return kInternalFailure;
         }
         if (handler.readLine != nullptr) {
@@ -142,13 +142,13 @@ int receive(const Handler& handler, const char* text, QString* slots) {
         }
         const std::vector<QString> values = valuesOf(handler, text);
         if (handler.clearing == Clearing::BeforeStoring) {
-            pdalink::emptyBuffer();
+            emptyBuffer();
         }
         if (slots != nullptr) {
             std::copy(values.begin(), values.end(), slots);
         }
         if (handler.clearing == Clearing::AfterStoring) {
-            pdalink::emptyBuffer();
+            emptyBuffer();
         }
         if (handler.isFinished != nullptr) {
             *handler.isFinished = false;
@@ -169,26 +169,30 @@ QString* freeScanPair() {
 
 } // namespace
 
-int transactions::receiveScanResult(const char* text) {
+// NOLINTBEGIN(readability-convert-member-functions-to-static): hosts call members of an object
+
+int CPDAXMLAnalysis::ReceiveScanResult(char* text) {
     return receive(kScanResult, text, freeScanPair());
 }
 
-int transactions::receiveRandomNumber(const char* text) {
+int CPDAXMLAnalysis::ReceiveRandomNumber(char* text) {
     return receive(kRandomNumber, text, pda_RandomNumber);
 }
 
-int transactions::receiveLoginData(const char* text) {
+int CPDAXMLAnalysis::ReceiveLoginData(char* text) {
     return receive(kLoginData, text, pda_LoginData);
 }
 
-int transactions::receiveInventoryData(const char* text) {
+int CPDAXMLAnalysis::ReceiveInventoryData(char* text) {
     return receive(kInventoryData, text, pda_GetInventoryRet);
 }
 
-int transactions::receiveHandoverDotData(const char* text) {
+int CPDAXMLAnalysis::ReceiveHandoverDotData(char* text) {
     return receive(kHandoverDotData, text, pda_HandoverDotData);
 }
 
-int transactions::receiveHandoverPowerData(const char* text) {
+int CPDAXMLAnalysis::ReceiveHandoverPowerData(char* text) {
     return receive(kHandoverPowerData, text, pda_HandoverPowerData);
 }
+
+// NOLINTEND(readability-convert-member-functions-to-static)

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string>
 
+namespace pdalink {
+
 namespace {
 
 // What a host's buffer holds, with the NUL. One that was made for 23 values shorter than 5000 bytes,
@@ -14,7 +16,7 @@ namespace {
 constexpr std::size_t kLimit = 131072;
 constexpr std::size_t kLimitWithLongValue = 115000;
 constexpr std::size_t kLongValue = 5000;
-static_assert(ResultText::kMost >= kLimitWithLongValue + 3); // Qt drops the three bytes of a byte order mark
+static_assert(ResultText::kMax >= kLimitWithLongValue + 3); // Qt drops the three bytes of a byte order mark
 
 constexpr std::size_t kEmptyText = 2;   // the quotes
 constexpr std::size_t kEmptyNumber = 1; // "0"
@@ -47,21 +49,18 @@ std::size_t writtenSize(const QString& text) {
     return size;
 }
 
-Response::Response(const Row& row) : m_code(row.code) {
+Response::Response(const Transaction& row) : m_code(row.code) {
     m_values.reserve(row.outputs.size());
-    for (const Member& member : row.outputs) {
-        m_values.push_back({member, {}, 0});
+    for (const ReplyField& field : row.outputs) {
+        m_values.push_back({field.key, field.isNumber(), {}, 0});
     }
 }
 
-Outputs Response::outputs() {
-    Outputs outputs;
+std::vector<Output> Response::outputs() {
+    std::vector<Output> outputs;
+    outputs.reserve(m_values.size());
     for (Value& value : m_values) {
-        if (value.member.kind == Kind::Text) {
-            outputs.texts.append(TextOut(value.text));
-        } else {
-            outputs.numbers.append(&value.number);
-        }
+        outputs.push_back(value.isNumber ? Output(&value.number) : Output(value.text));
     }
     return outputs;
 }
@@ -71,21 +70,20 @@ std::string Response::limit() {
     if (first == m_values.end()) {
         return {};
     }
-    const std::size_t size = first->member.kind == Kind::Text ? first->text.size() : sizeOf(*first);
+    const std::size_t size = first->isNumber ? sizeOf(*first) : first->text.size();
     std::for_each(first, m_values.end(), [](Value& value) {
         value.text = {};
         value.number = 0;
     });
-    return std::string("response too long, left empty from ") + first->member.key + " on (" +
-           std::to_string(size) + " bytes)";
+    return std::string("response too long, left empty from ") + first->key + " on (" + std::to_string(size) +
+           " bytes)";
 }
 
 QByteArray Response::json() const {
     QJsonObject response{{QStringLiteral("transCode"), QLatin1String(m_code)}};
     for (const Value& value : m_values) {
-        response.insert(QLatin1String(value.member.key), value.member.kind == Kind::Text
-                                                             ? QJsonValue(value.text.toQString())
-                                                             : QJsonValue(value.number));
+        response.insert(QLatin1String(value.key),
+                        value.isNumber ? QJsonValue(value.number) : QJsonValue(value.text.toQString()));
     }
     return QJsonDocument(response).toJson(QJsonDocument::Compact);
 }
@@ -94,15 +92,15 @@ QByteArray Response::json() const {
 std::size_t Response::emptySize() const {
     std::size_t size = std::strlen(R"({"transCode":""})") + std::strlen(m_code);
     for (const Value& value : m_values) {
-        size += std::strlen(R"(,"":)") + std::strlen(value.member.key);
-        size += value.member.kind == Kind::Text ? kEmptyText : kEmptyNumber;
+        size += std::strlen(R"(,"":)") + std::strlen(value.key);
+        size += value.isNumber ? kEmptyNumber : kEmptyText;
     }
     return size;
 }
 
 /// How many bytes a value has more than an empty one.
 std::size_t Response::sizeOf(const Value& value) {
-    if (value.member.kind == Kind::Integer) {
+    if (value.isNumber) {
         return std::to_string(value.number).size() - kEmptyNumber;
     }
     return value.text.isWhole() ? writtenSize(value.text.toQString()) : value.text.size();
@@ -117,3 +115,5 @@ std::vector<Response::Value>::iterator Response::firstBeyondTheLimit() {
         return size > limit;
     });
 }
+
+} // namespace pdalink

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "analysis/TransactionTable.h"
-#include "analysis/Values.h"
+#include "analysis/Transaction.h"
 
 #include <QByteArray>
 #include <QString>
@@ -9,6 +8,8 @@
 #include <cstddef>
 #include <string>
 #include <vector>
+
+namespace pdalink {
 
 /// How many bytes a compact JSON document has for a text, without the quotes around it.
 std::size_t writtenSize(const QString& text);
@@ -19,10 +20,10 @@ std::size_t writtenSize(const QString& text);
 /// behind it. That is decided by the values' sizes: a response that is too large is never built.
 class Response {
 public:
-    explicit Response(const Row& row);
+    explicit Response(const Transaction& row);
 
     /// Where the transaction puts its results; valid as long as this.
-    Outputs outputs();
+    std::vector<Output> outputs();
 
     /// Empties what does not fit. Returns what is to be said about that; empty when everything fits.
     std::string limit();
@@ -31,7 +32,8 @@ public:
 
 private:
     struct Value {
-        Member member;
+        const char* key;
+        bool isNumber;
         ResultText text;
         int number = 0;
     };
@@ -43,3 +45,5 @@ private:
     const char* m_code;
     std::vector<Value> m_values;
 };
+
+} // namespace pdalink

@@ -2,10 +2,11 @@
 
 #include <QByteArray>
 #include <QString>
-#include <QVarLengthArray>
 
 #include <string>
 #include <string_view>
+
+namespace pdalink {
 
 /// One input of a transaction, as the host passed it: a text, which is not copied and must outlive the call,
 /// or a number.
@@ -16,12 +17,9 @@ public:
     Input(const char* text) noexcept
         : m_text(text != nullptr ? text : "") {} // NOLINT(google-explicit-constructor)
     /// A number, which is sent by its decimal digits; null counts as 0.
-    Input(const int* number) noexcept
-        : m_number(number != nullptr ? *number : 0) // NOLINT(google-explicit-constructor)
-    {}
-
-    /// The first `length` bytes of a text.
-    Input(const char* text, std::size_t length) noexcept : m_text(text), m_length(length) {}
+    Input(const int* number) noexcept // NOLINT(google-explicit-constructor)
+        : Input(number != nullptr ? *number : 0) {}
+    explicit Input(int number) noexcept : m_number(number) {}
 
     /// The bytes to be sent. Throws std::length_error for a text that is longer than a message can be.
     QByteArray bytes() const;
@@ -30,17 +28,14 @@ public:
     const char* text() const noexcept { return m_text != nullptr ? m_text : ""; }
 
 private:
-    static constexpr std::size_t kToItsEnd = static_cast<std::size_t>(-1);
-
     const char* m_text = nullptr; // null: the number counts
-    std::size_t m_length = kToItsEnd;
     int m_number = 0;
 };
 
 /// A text for a response, in UTF-8. Of one that is too long for any response only the beginning is kept.
 class ResultText {
 public:
-    static constexpr std::size_t kMost = 131072;
+    static constexpr std::size_t kMax = 131072;
 
     /// Of the whole text.
     std::size_t size() const noexcept { return m_size; }
@@ -55,14 +50,16 @@ private:
     std::size_t m_size = 0;
 };
 
-/// Where one text output of a transaction goes: into the buffer of a host that called the member directly,
-/// whose size only the host knows, or into a text of the dispatcher's, which grows as needed.
-class TextOut {
+/// Where one output of a transaction goes: into the buffer of a host that called the member directly, whose
+/// size only the host knows, into a text of the dispatcher's, which grows as needed, or into a number.
+class Output {
 public:
-    TextOut() noexcept = default;
+    Output() noexcept = default;
     /// Null skips the output.
-    TextOut(char* buffer) noexcept : m_buffer(buffer) {} // NOLINT(google-explicit-constructor)
-    explicit TextOut(ResultText& text) noexcept : m_text(&text) {}
+    Output(char* buffer) noexcept : m_buffer(buffer) {} // NOLINT(google-explicit-constructor)
+    /// Null skips the output.
+    Output(int* number) noexcept : m_number(number) {} // NOLINT(google-explicit-constructor)
+    explicit Output(ResultText& text) noexcept : m_text(&text) {}
 
     /// Copies the bytes over what is there, from `offset` on, without a terminating NUL.
     void copyAt(std::size_t offset, std::string_view bytes) const;
@@ -79,26 +76,19 @@ public:
     /// Puts the bytes behind the text that is there, with a terminating NUL in a host's buffer.
     void append(const QByteArray& bytes) const;
 
+    void setNumber(int value) const {
+        if (m_number != nullptr) {
+            *m_number = value;
+        }
+    }
+
 private:
     static std::size_t toSize(const QByteArray& bytes) { return static_cast<std::size_t>(bytes.size()); }
     void terminate(std::size_t length) const;
 
     char* m_buffer = nullptr;
     ResultText* m_text = nullptr;
+    int* m_number = nullptr;
 };
 
-// Both lists live on the stack, so that gathering a member's parameters cannot fail.
-using Inputs = QVarLengthArray<Input, 12>;
-
-/// The outputs of a transaction: its texts and its numbers, each in the order of its parameters.
-struct Outputs {
-    QVarLengthArray<TextOut, 23> texts;
-    QVarLengthArray<int*, 2> numbers;
-
-    /// Null skips the output.
-    void setNumber(int index, int value) const {
-        if (numbers[index] != nullptr) {
-            *numbers[index] = value;
-        }
-    }
-};
+} // namespace pdalink

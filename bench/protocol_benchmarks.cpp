@@ -12,6 +12,8 @@
 
 namespace {
 
+using namespace pdalink;
+
 constexpr std::size_t PacketLength = 3000;
 
 bool g_failed = false;

@@ -1,14 +1,10 @@
 # The library, and a static library of the same objects for the unit tests of its internals. A test program links
 # one of the two, never both: the state is process-wide.
 add_library(pdalink_objects OBJECT
-    analysis/BagLabels.cpp
     analysis/Dispatcher.cpp
     analysis/Exchange.cpp
     analysis/FilePackets.cpp
     analysis/FileTransfer.cpp
-    analysis/Handover.cpp
-    analysis/Inventory.cpp
-    analysis/Keys.cpp
     analysis/Lists.cpp
     analysis/LockCommands.cpp
     analysis/LoginExchange.cpp
@@ -16,9 +12,7 @@ add_library(pdalink_objects OBJECT
     analysis/PDAXMLAnalysis.cpp
     analysis/ReceivedMessages.cpp
     analysis/Response.cpp
-    analysis/Tellers.cpp
-    analysis/TerminalInfo.cpp
-    analysis/TransactionTable.cpp
+    analysis/ResultStores.cpp
     analysis/Values.cpp
     device/Channel.cpp
     device/HIDDevice.cpp

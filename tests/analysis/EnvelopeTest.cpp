@@ -15,6 +15,8 @@
 
 namespace {
 
+using namespace pdalink;
+
 using testing::AllOf;
 using testing::Ge;
 using testing::Le;

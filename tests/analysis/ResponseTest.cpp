@@ -1,4 +1,5 @@
 #include "analysis/Response.h"
+#include "analysis/TransactionTable.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,8 @@
 #include <vector>
 
 namespace {
+
+using namespace pdalink;
 
 /// How many bytes Qt writes for a text, without the quotes.
 std::size_t sizeByQt(const QString& text) {
@@ -50,8 +53,8 @@ TEST(WrittenSize, IsThatOfPairsInAnyOrder) {
     }
 }
 
-void put(const Outputs& outputs, int index, const std::string& text) {
-    outputs.texts[index].copyAt(0, text);
+void put(const std::vector<Output>& outputs, std::size_t index, const std::string& text) {
+    outputs[index].copyAt(0, text);
 }
 
 constexpr std::size_t kLimit = 131072;
@@ -60,7 +63,7 @@ constexpr std::size_t kLimitWithLongValue = 115000;
 /// A response of three texts, of which the middle one is given.
 class LimitedResponse {
 public:
-    explicit LimitedResponse(const std::string& text) : m_response(*findRow("600001")) {
+    explicit LimitedResponse(const std::string& text) : m_response(kTransactions[rowOf("Init")]) {
         put(m_response.outputs(), 0, "sn");
         put(m_response.outputs(), 1, text);
         put(m_response.outputs(), 2, "000000");
@@ -143,9 +146,9 @@ protected:
 
     /// The size with the NUL, and what was said about the limit.
     std::size_t size() {
-        Response response(*findRow("600009"));
-        for (int i = 0; i < 23; ++i) {
-            put(response.outputs(), i, m_values[static_cast<std::size_t>(i)]);
+        Response response(kTransactions[rowOf("GetHandoverDotRet")]);
+        for (std::size_t i = 0; i < 23; ++i) {
+            put(response.outputs(), i, m_values[i]);
         }
         m_warning = response.limit();
         return static_cast<std::size_t>(response.json().size()) + 1;
@@ -200,32 +203,32 @@ TEST_F(LargeResponse, KeepsValuesInFrontOfTheFirstThatIsTooMuch) {
 }
 
 TEST(ResponseNumbers, CountAndAreZeroBehindTheLimit) {
-    Response response(*findRow("600005"));
-    const Outputs outputs = response.outputs();
+    Response response(kTransactions[rowOf("GetScanLabelList")]);
+    const std::vector<Output> outputs = response.outputs();
     put(outputs, 0, std::string(kLimitWithLongValue, 'a'));
-    outputs.setNumber(0, -2000000000);
-    outputs.setNumber(1, 7);
+    outputs[1].setNumber(-2000000000);
+    outputs[2].setNumber(7);
     EXPECT_NE(response.limit(), "");
     EXPECT_EQ(response.json().toStdString(),
               R"({"pLabelLen":0,"pLabelList":"","pLabelSize":0,"pScanState":"","transCode":"600005"})");
 }
 
 TEST(ResponseNumbers, MayBeWhatDoesNotFit) {
-    Response response(*findRow("600005"));
+    Response response(kTransactions[rowOf("GetScanLabelList")]);
     const std::size_t empty = static_cast<std::size_t>(response.json().size()) + 1;
-    const Outputs outputs = response.outputs();
+    const std::vector<Output> outputs = response.outputs();
     put(outputs, 0, std::string(kLimitWithLongValue - empty - 1, 'a'));
-    outputs.setNumber(0, 10);
+    outputs[1].setNumber(10);
     EXPECT_EQ(response.limit(), "");
-    outputs.setNumber(0, 100);
+    outputs[1].setNumber(100);
     EXPECT_NE(response.limit().find("pLabelSize"), std::string::npos);
     EXPECT_EQ(static_cast<std::size_t>(response.json().size()) + 1, kLimitWithLongValue - 1);
 }
 
 TEST(ResultTexts, KeepTheBeginningOfWhatIsTooLong) {
     ResultText text;
-    const TextOut output(text);
-    const std::string half(ResultText::kMost / 2 + 1, 'a');
+    const Output output(text);
+    const std::string half(ResultText::kMax / 2 + 1, 'a');
     output.copyAt(0, half);
     EXPECT_TRUE(text.isWhole());
     output.copyAt(half.size(), half);
@@ -233,8 +236,8 @@ TEST(ResultTexts, KeepTheBeginningOfWhatIsTooLong) {
     EXPECT_EQ(text.size(), 2 * half.size());
     output.copyAt(500000000, "b");
     EXPECT_EQ(text.size(), 500000001U);
-    EXPECT_EQ(text.toQString().size(), static_cast<int>(ResultText::kMost));
-    EXPECT_EQ(text.toQString().count(QLatin1Char('a')), static_cast<int>(ResultText::kMost));
+    EXPECT_EQ(text.toQString().size(), static_cast<int>(ResultText::kMax));
+    EXPECT_EQ(text.toQString().count(QLatin1Char('a')), static_cast<int>(ResultText::kMax));
 }
 
 } // namespace
