@@ -15,7 +15,7 @@ namespace pdalink {
 namespace {
 
 constexpr int kTooShort = 5;
-constexpr int kRefused = 6;
+constexpr int kRefusedTooOften = 6;
 
 constexpr std::size_t kMinCharacters = 10;
 constexpr int kMaxRefusals = 3;      // in a row
@@ -173,7 +173,7 @@ int sendFile(const Call& call) {
         }
         if (refusals >= kMaxRefusals) {
             logMessage("data send error. already send:" + std::to_string(refusals) + " times");
-            return kRefused;
+            return kRefusedTooOften;
         }
         copyFields(call, *reply);
         m_PerformTasksYN = 0;

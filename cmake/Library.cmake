@@ -35,7 +35,8 @@ add_library(pdalink_objects OBJECT
     util/cgetconfigval.cpp
     util/mutexlock.cpp
 )
-set_target_properties(pdalink_objects PROPERTIES UNITY_BUILD OFF)
+# Compiled file by file also in a unity build, so that what is tested is what is delivered; joined for a check alone.
+set_target_properties(pdalink_objects PROPERTIES UNITY_BUILD "${PDALINK_UNITY_LIBRARY}")
 target_include_directories(pdalink_objects PUBLIC ${PROJECT_SOURCE_DIR})
 target_link_libraries(pdalink_objects PUBLIC Qt5::Core PRIVATE PkgConfig::udev Threads::Threads)
 target_include_directories(pdalink_objects SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})

@@ -1,39 +1,66 @@
 #!/usr/bin/env bash
-# Sets up what the tests need, checks format and tidiness, compiles with both compilers, and runs every test in
-# three builds: release, address and undefined-behaviour sanitizers, thread sanitizer.
+# What every change must pass: format, tidiness, the release build with all its tests, the tests of the library under the
+# address and undefined-behaviour sanitizers, those of its threads under the thread sanitizer.
+#
+# With --deep everything everywhere: all tests under both sanitizers, the tests' own sources tidied, and the library and
+# the examples compiled by clang++ too.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
 
-step() { printf '\n== %s\n' "$*"; }
+case "${1-}" in
+    '') deep=false ;;
+    --deep) deep=true ;;
+    *)
+        echo "usage: scripts/test.sh [--deep]" >&2
+        exit 64
+        ;;
+esac
+
+step() { printf '\n== %d:%02d %s\n' $((SECONDS / 60)) $((SECONDS % 60)) "$*"; }
 
 install_packages "${build_packages[@]}" "${test_packages[@]}"
 
-sources() { git ls-files --cached --others --exclude-standard -- '*.cpp' '*.c' '*.h'; }
+presets=(release asan tsan)
+# What is built and tested of each; everything where nothing is said.
+declare -A targets=() tests=()
+tidied=(simulator tools)
+if $deep; then
+    tidied+=(tests bench examples)
+else
+    targets[asan]="tests/util/all tests/device/all tests/analysis/all tests/interface/all"
+    tests[asan]="--label-regex library|threads"
+    targets[tsan]="tests/util/all tests/device/all pdalink_exchange_test pdalink_unloading_test pdalink_fork_test"
+    tests[tsan]="--label-regex threads"
+fi
 
 step "format"
-sources | xargs clang-format --dry-run --Werror
+git ls-files --cached --others --exclude-standard -- '*.cpp' '*.c' '*.h' | xargs clang-format --dry-run --Werror
 
-step "clang++: the library and the examples"
-cmake --preset clang --log-level=WARNING
-cmake --build --preset clang -- --quiet
+if $deep; then
+    step "clang++: the library and the examples"
+    cmake --preset clang --log-level=WARNING
+    cmake --build --preset clang -- --quiet
+fi
 
-presets=(release asan tsan)
 # Several files at a time, which takes half as long.
+unity=(-D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=16)
 for preset in "${presets[@]}"; do
     step "$preset: build"
-    cmake --preset "$preset" --log-level=WARNING -D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=16
-    cmake --build --preset "$preset" -- --quiet
+    cmake --preset "$preset" --log-level=WARNING "${unity[@]}"
+    # shellcheck disable=SC2086 # words
+    cmake --build --preset "$preset" --target ${targets[$preset]:-all} -- --quiet
 done
 
 step "tidiness"
-cmake --preset debug --log-level=WARNING
-sources | grep '\.cpp$' | xargs -n 1 -P "$(nproc)" clang-tidy --quiet -p build/debug
+scripts/tidy.sh "${tidied[@]}"
 
 # The waits of the protocol are idle, so far more tests than cores run side by side.
+failed=0
 for preset in "${presets[@]}"; do
     step "$preset: test"
-    ctest --preset "$preset" --output-junit results.xml || {
+    # shellcheck disable=SC2086 # words
+    ctest --preset "$preset" ${tests[$preset]-} --output-junit results.xml || {
         # A reply has 100 ms to arrive, on a machine that others may keep busy: what failed beside other tests must
         # pass by itself.
         step "$preset: failed above, once more, one at a time"
@@ -41,9 +68,9 @@ for preset in "${presets[@]}"; do
     }
 done
 
-failed=0
 for preset in "${presets[@]}"; do
     step "$preset: skipped tests"
     scripts/skips.py "$preset" "build/$preset/results.xml" scripts/permitted_skips.txt || failed=1
 done
+step "end"
 exit "$failed"
