@@ -35,7 +35,7 @@ FileText::FileText(const char* text) : m_text(text) {
     std::size_t inPacket = 0;
     for (; text[m_bytes] != '\0'; ++m_bytes) {
         const std::size_t width = charactersBegunBy(text[m_bytes]);
-        // A character is never torn, nor is what stands at the very beginning lost, whatever it is.
+        // A character is never cut in two, nor are continuation bytes at the very beginning lost.
         if (m_bytes == 0 || inPacket + width > kPacketCharacters) {
             if (m_starts.size() == kMaxPackets) {
                 throw std::length_error("file packets");

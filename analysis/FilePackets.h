@@ -21,7 +21,7 @@ struct FilePacket {
     std::size_t characters;
 
     /// The CRC over a byte for each pair of characters, as four digits. Bytes that are not there, because
-    /// something else than digits stands in the text, count as 0.
+    /// the text has other characters than digits, count as 0.
     QByteArray checkText() const;
 };
 

@@ -19,7 +19,7 @@ LabelCount countLabels(const QString& list);
 /// The items of a host's list: every non-empty one that is followed by ";".
 std::vector<QString> splitItems(const QByteArray& list);
 
-/// The decimal number that the text begins with, behind blanks and a sign, clamped to int; 0 when there is
+/// The decimal number that the text begins with, after blanks and a sign, clamped to int; 0 when there is
 /// none.
 int leadingInteger(const QByteArray& text);
 

@@ -22,7 +22,7 @@ int nextSequenceNumber() {
     return static_cast<int>(static_cast<unsigned int>(m_SeqNo) + 1U);
 }
 
-/// What stands between the length field and the body tags.
+/// The message between its length field and the body tags.
 QString head(const char* type, int sequenceNumber) {
     return QLatin1String(type) + QLatin1String(kConstantHeader) +
            taggedText("Ex_TrTime", CUtil::getCurrentTimes()) +

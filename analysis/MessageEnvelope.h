@@ -8,7 +8,7 @@ namespace pdalink {
 QString taggedText(const char* tag, const QString& value);
 
 /// Builds one message: a header of 50 characters, the time stamp, the sequence number, then the body tags in
-/// the order in which they are added. Values stand in it as they are, without escaping.
+/// the order in which they are added. Values are written as they are, without escaping.
 class MessageEnvelope {
 public:
     /// Begins a message of the four-digit `type`. Takes the next sequence number.

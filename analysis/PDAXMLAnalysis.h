@@ -13,7 +13,7 @@
 /// are processed.
 ///
 /// Results, unless a member says otherwise:
-///  -  0: the terminal replied; its own verdict is in `retCode`, "000000" for success
+///  -  0: the terminal replied; its result code is in `retCode`, "000000" for success
 ///  -  2: no reply, or one of another type, came in about 4.9 s; `retCode` is "000060"
 ///  - -1: the message could not be written; outputs untouched
 ///  -  1: an internal failure, such as no memory
@@ -37,13 +37,13 @@ public:
     /// result code.
     int GetInfo(char* sn, char* bleVersion, char* pdaVersion, char* retCode);
 
-    // ---- bag labels and scanning
+    // Bag labels and scanning.
 
     /// Writes a bag's label. Outputs: the label's own number, result code. Waits for the reply twice.
     int WriteBagNumber(char* label, char* orgName, char* bagType, char* tid, char* retCode);
 
     /// Starts or stops a scan run, as the terminal understands `command`. A reply empties pda_ScanLabel and
-    /// sets pda_ScanState: true when the terminal agreed.
+    /// sets pda_ScanState: true when the terminal accepted it.
     int StartScan(char* pdaNumber, char* command, char* retCode);
 
     /// Fetches the labels scanned so far. Outputs: the list, of whose UTF-8 form as many bytes are copied as
@@ -52,7 +52,7 @@ public:
     /// pda_ScanState. Writes nothing without a reply.
     int GetScanLabelList(char* pdaNumber, char* labels, int* labelCount, int* labelStride, char* scanState);
 
-    // ---- inventory
+    // Inventory.
 
     /// Hands over an inventory task: `total` labels, each followed by ";".
     int DownInvenData(char* pdaNumber, char* taskId, int* total, char* labels, char* retCode);
@@ -63,7 +63,7 @@ public:
                         char* offline, char* login, char* name, char* figData, char* rnd, char* pwd,
                         char* macChkVal, char* state);
 
-    // ---- handover
+    // Handover.
 
     /// Hands over the task of a dot handover. Route and organisation name are sent in GBK: their bytes count
     /// as Latin-1 characters.
@@ -97,7 +97,7 @@ public:
                             char* bRnd, char* bPwd, char* bMacChkVal, char* cLogin, char* cName,
                             char* cFigData, char* cRnd, char* cPwd, char* cMacChkVal, char* state);
 
-    // ---- keys
+    // Keys.
 
     /// Loads a key with its check value.
     int KeyInit(char* pdaNumber, char* key, char* checkVal, char* retCode);
@@ -109,9 +109,9 @@ public:
     int UpdateWorkKey(char* pdaNumber, char* encKey, char* macKey, char* encChkVal, char* macChkVal,
                       char* retCode);
 
-    // ---- files: hexadecimal text, 200000 packets of 3000 digits at most
+    // Files: hexadecimal text, 200000 packets of 3000 digits at most.
 
-    /// Sends a file to the terminal. `retCode` receives the terminal's verdict on the last packet. The
+    /// Sends a file to the terminal. `retCode` receives the terminal's result code for the last packet. The
     /// transfer takes as many passes as the file has packets, repeats of refused packets included: with
     /// refusals in between it can end with 0 although packets are missing. Also returns 5 for a text of 9
     /// characters or fewer, and 6 after three refusals in a row.
@@ -122,7 +122,7 @@ public:
     /// outputs untouched, when it stops replying or brings nothing new.
     int ReceiveDataSaveToFile(char* pdaNumber, int* cmdEx, char* infEx, char* data, char* retCode);
 
-    // ---- tellers
+    // Tellers.
     //
     // Results: 1 for a reply; -1 when the message could not be sent, and, with `retCode` "000060", when no
     // reply came. The outputs of a reply end with a NUL. The task flag stays up.
@@ -136,7 +136,7 @@ public:
     /// Sends the tellers to whom an escort may hand over: items, each followed by ";".
     int PDA_EscortUserInfoSync(char* pdaNumber, const char* tellerNo, char* retCode);
 
-    // ---- locks
+    // Locks.
     //
     // What the terminal relays to them. Without a reply (2) nothing is written. `srcSeqNo` receives the
     // number of the message that the terminal replies to. Lists hold one value for each lock, each followed
@@ -181,7 +181,7 @@ public:
     int ReadLockRes(char* srcSeqNo, char* retCode, char* lockCount, char* lockIds, char* actions,
                     char* results, char* usersA, char* usersB, char* rnds, char* openTimes, char* batteries);
 
-    // ---- messages that the terminal starts
+    // Messages that the terminal starts.
     //
     // The host takes them from the channel and hands each, whole, to the handler of its kind, which empties
     // the receive buffer, keeps the fields in its store (ResultStores.h) and acknowledges: 0, or -1 when the
@@ -200,7 +200,7 @@ public:
     /// "9006", a power handover: to pda_HandoverPowerData; lowers pda_HandoverPowerState.
     int ReceiveHandoverPowerData(char* text);
 
-    // ---- login
+    // Login.
     //
     // Of a text's UTF-8 form as many bytes are copied as it has characters; an empty one writes nothing.
 

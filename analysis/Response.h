@@ -17,7 +17,7 @@ std::size_t writtenSize(const QString& text);
 /// The response to a request: a JSON member for each output of the transaction.
 ///
 /// It never outgrows a host's buffer. A value with which it would is left empty, and so are all outputs
-/// behind it. That is decided by the values' sizes: a response that is too large is never built.
+/// after it. That is decided by the values' sizes: a response that is too large is never built.
 class Response {
 public:
     explicit Response(const Transaction& row);

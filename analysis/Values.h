@@ -73,7 +73,7 @@ public:
     /// Copies the bytes, with a terminating NUL in a host's buffer.
     void copyTerminated(const QByteArray& bytes) const;
 
-    /// Puts the bytes behind the text that is there, with a terminating NUL in a host's buffer.
+    /// Appends the bytes to the text that is there, with a terminating NUL in a host's buffer.
     void append(const QByteArray& bytes) const;
 
     void setNumber(int value) const {

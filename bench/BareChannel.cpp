@@ -20,10 +20,10 @@ namespace pdalink::bench {
 namespace {
 
 // The same waits as the library's, each in one piece.
-constexpr int ReplyWait = 4900; // ms
-constexpr timespec SettlingTime{0, 100'000'000};
+constexpr int kReplyWait = 4900; // ms
+constexpr timespec kSettlingTime{0, 100'000'000};
 
-/** Writes, polls once, sleeps once and reads, all in the calling thread. */
+/// Writes, polls once, sleeps once and reads, all in the calling thread.
 class BareChannel : public Channel {
 public:
     explicit BareChannel(const std::string& path)
@@ -67,8 +67,8 @@ private:
     std::string take() const {
         std::string taken;
         pollfd node{m_descriptor, POLLIN, 0};
-        if (::poll(&node, 1, ReplyWait) > 0) {
-            (void)::nanosleep(&SettlingTime, nullptr);
+        if (::poll(&node, 1, kReplyWait) > 0) {
+            (void)::nanosleep(&kSettlingTime, nullptr);
             std::array<char, 4096> bytes{};
             ssize_t size = 0;
             while ((size = ::read(m_descriptor, bytes.data(), bytes.size())) > 0) {

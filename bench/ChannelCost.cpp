@@ -21,16 +21,16 @@ namespace {
 using Milliseconds = std::chrono::duration<double, std::milli>;
 using OpenChannel = std::unique_ptr<Channel> (*)(const std::string& path);
 
-constexpr double IdleGoal = 0.5; // ms CPU a second
-constexpr double ExchangeGoal = 0.3;
-constexpr double ExchangeTimesBare = 6;
-constexpr double ExchangeTime = 110;
-constexpr double PacketBeyondBare = 0.3;
-constexpr double SilentWaitGoal = 10;
-/** For what opening a channel leaves behind. */
-constexpr std::chrono::milliseconds Settling(50);
+constexpr double kIdleGoal = 0.5; // ms CPU a second
+constexpr double kExchangeGoal = 0.3;
+constexpr double kExchangeTimesBare = 6;
+constexpr double kExchangeTime = 110;
+constexpr double kPacketBeyondBare = 0.3;
+constexpr double kSilentWaitGoal = 10;
+/// For what opening a channel leaves behind.
+constexpr std::chrono::milliseconds kSettling(50);
 
-/** Runs something and gives what the calling thread and the channel's receiver have used for it. */
+/// Runs something and gives what the calling thread and the channel's receiver have used for it.
 template <typename Action>
 Cost measure(const Channel& channel, const Action& action) {
     const ThreadMeter receiver(channel.receiverThread());
@@ -44,9 +44,9 @@ Cost measure(const Channel& channel, const Action& action) {
             static_cast<double>(called.wakeUps + received.wakeUps), time.count()};
 }
 
-/** What the receiver uses while the program has nothing to do with the channel. */
+/// What the receiver uses while the program has nothing to do with the channel.
 Cost watch(const Channel& channel, double seconds) {
-    std::this_thread::sleep_for(Settling);
+    std::this_thread::sleep_for(kSettling);
     const ThreadMeter receiver(channel.receiverThread());
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
     const ThreadUsage received = receiver.used();
@@ -93,7 +93,7 @@ std::string inSeconds(double number) {
 }
 
 struct Measurement {
-    /** Without figures at first. */
+    /// Without figures at first.
     Comparison comparison;
     Cost (*run)(const Plan&, Node&, Channel&);
 };
@@ -101,13 +101,18 @@ struct Measurement {
 std::vector<Measurement> allMeasurements(const Plan& plan) {
     const std::string length = inSeconds(plan.seconds);
     return {
-        {{"idle", "open channel, idle for " + length, Goal{IdleGoal * plan.seconds, {}, {}}, {}, {}, {}},
+        {{"idle", "open channel, idle for " + length, Goal{kIdleGoal * plan.seconds, {}, {}}, {}, {}, {}},
          measureIdle},
-        {{"exchange", "one answered 600002", Goal{ExchangeGoal, ExchangeTimesBare, {}}, ExchangeTime, {}, {}},
+        {{"exchange",
+          "one answered 600002",
+          Goal{kExchangeGoal, kExchangeTimesBare, {}},
+          kExchangeTime,
+          {},
+          {}},
          measureExchange},
-        {{"file", "one packet of a file sent", Goal{{}, {}, PacketBeyondBare}, ExchangeTime, {}, {}},
+        {{"file", "one packet of a file sent", Goal{{}, {}, kPacketBeyondBare}, kExchangeTime, {}, {}},
          measureFile},
-        {{"silent-wait", "one silent wait of 4.9 s", Goal{SilentWaitGoal, {}, {}}, {}, {}, {}},
+        {{"silent-wait", "one silent wait of 4.9 s", Goal{kSilentWaitGoal, {}, {}}, {}, {}, {}},
          measureSilentWait},
         {{"hang-up", "terminal gone for " + length, {}, {}, {}, {}}, measureHangUp},
     };

@@ -16,9 +16,9 @@ namespace pdalink::bench {
 
 namespace {
 
-constexpr double ExtraTimeGoal = 2; // ms
+constexpr double kExtraTimeGoal = 2; // ms
 
-/** One line of the table: a figure that every cost has. */
+/// One line of the table: a figure that every cost has.
 struct Figure {
     std::string key;
     std::string label;
@@ -106,8 +106,8 @@ std::string goalLine(const Comparison& comparison) {
     }
     if (comparison.protocolTime) {
         const double extra = summarise(valuesOf(figuresOf(comparison).back(), comparison.library)).median;
-        parts.push_back(formatted("at most %g ms beyond %g ms: %s", ExtraTimeGoal, *comparison.protocolTime,
-                                  verdict(extra <= ExtraTimeGoal)));
+        parts.push_back(formatted("at most %g ms beyond %g ms: %s", kExtraTimeGoal, *comparison.protocolTime,
+                                  verdict(extra <= kExtraTimeGoal)));
     }
     std::string line = "  goal: ";
     for (const std::string& part : parts) {
@@ -116,7 +116,7 @@ std::string goalLine(const Comparison& comparison) {
     return line + "\n";
 }
 
-/** What one wake-up costs on this machine, from the receiver, which does nothing else while it is idle. */
+/// What one wake-up costs on this machine, from the receiver, which does nothing else while it is idle.
 std::string wakeUpLine(const std::vector<Comparison>& comparisons) {
     for (const Comparison& comparison : comparisons) {
         if (comparison.name == "idle") {

@@ -18,13 +18,13 @@ namespace pdalink::bench {
 
 namespace {
 
-constexpr std::string_view Agreed = R"("pRetCode":"000000")";
-constexpr std::size_t ResponseRoom = std::size_t{128} * 1024;
+constexpr std::string_view kAccepted = R"("pRetCode":"000000")";
+constexpr std::size_t kResponseRoom = std::size_t{128} * 1024;
 
-/** The receiver runs in a thread of this program's own, so that its clock can be read. */
+/// The receiver runs in a thread of this program's own, so that its clock can be read.
 class LibraryChannel : public Channel {
 public:
-    explicit LibraryChannel(const std::string& path) : m_response(ResponseRoom) {
+    explicit LibraryChannel(const std::string& path) : m_response(kResponseRoom) {
         LoadLockConfig(); // opens the log
         g_strSerialPort = QString::fromStdString(path);
         m_receiver = std::thread([this] {
@@ -50,7 +50,7 @@ public:
     void exchange() override { call(R"({"transCode":"600002"})"); }
 
     void sendFile(int packets) override {
-        const std::string text(PacketLength * static_cast<std::size_t>(packets), '0');
+        const std::string text(kPacketLength * static_cast<std::size_t>(packets), '0');
         call(R"({"transCode":"600015","pdaNumber":"1","pCmdEx":1,"pInfoEx":"","pFilePath":")" + text + "\"}");
     }
 
@@ -65,7 +65,7 @@ private:
         int length = 0;
         PDA_CommonCall(request.data(), static_cast<int>(request.size()), m_response.data(), &length);
         const std::string_view response(m_response.data(), static_cast<std::size_t>(length));
-        if (response.find(Agreed) == std::string_view::npos) {
+        if (response.find(kAccepted) == std::string_view::npos) {
             throw std::runtime_error("the library's exchange was not answered: " + std::string(response));
         }
     }

@@ -22,7 +22,7 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-/** As unbuffered as standard error. */
+/// As unbuffered as standard error.
 std::FILE* openVoid() {
     std::FILE* nowhere = std::fopen("/dev/null", "we");
     if (nowhere == nullptr) {

@@ -31,7 +31,7 @@ void closeIfOpen(int& descriptor) {
     }
 }
 
-/** The two ends of a pseudo-terminal that passes all bytes on as they are. */
+/// The two ends of a pseudo-terminal that passes all bytes on as they are.
 class PseudoTerminal : public Node {
 public:
     PseudoTerminal()

@@ -6,7 +6,7 @@ namespace pdalink::bench {
 
 namespace {
 
-/** The simulated terminal: one report a read, 64 bytes each, and a check of every message. */
+/// The simulated terminal: one report a read, 64 bytes each, and a check of every message.
 class SimulatedNode : public Node {
 public:
     std::string path() const override { return m_terminal.nodePath(); }

@@ -60,7 +60,7 @@ std::vector<std::string> knownNames(const std::string& list) {
     return names;
 }
 
-/** Throws for what it does not understand. */
+/// Throws for what it does not understand.
 Options readOptions(int argc, char** argv) {
     const option names[] = {{"rounds", required_argument, nullptr, 'r'},
                             {"seconds", required_argument, nullptr, 's'},

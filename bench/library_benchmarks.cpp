@@ -16,13 +16,13 @@
 
 namespace {
 
-constexpr std::size_t ResponseRoom = std::size_t{128} * 1024;
-constexpr std::size_t LineLength = 100;
-constexpr std::size_t TextBefore = 20000;
+constexpr std::size_t kResponseRoom = std::size_t{128} * 1024;
+constexpr std::size_t kLineLength = 100;
+constexpr std::size_t kTextBefore = 20000;
 
 bool g_failed = false;
 
-/** The library under test did not do its work: its times are worth nothing, and the program fails. */
+/// The library under test did not do its work: its times are worth nothing, and the program fails.
 void failUnless(bool condition, benchmark::State& state, const char* what) {
     if (!condition) {
         state.SkipWithError(what);
@@ -30,12 +30,12 @@ void failUnless(bool condition, benchmark::State& state, const char* what) {
     }
 }
 
-// ---- requests that are refused: configuration, log and dispatcher, no terminal
+// Requests that are refused: configuration, log and dispatcher, no terminal.
 
-/** Makes the call again and again; the last response. */
+/// Makes the call again and again; the last response.
 std::string call(const std::string& request, benchmark::State& state) {
     const pdalink::bench::QuietOutput quiet;
-    std::vector<char> response(ResponseRoom);
+    std::vector<char> response(kResponseRoom);
     int length = 0;
     for ([[maybe_unused]] auto iteration : state) {
         PDA_CommonCall(request.c_str(), static_cast<int>(request.size()), response.data(), &length);
@@ -57,7 +57,7 @@ void RefusedMissingMember(benchmark::State& state) {
 }
 BENCHMARK(RefusedMissingMember)->Unit(benchmark::kMicrosecond);
 
-/** A transaction that is carried out and answered without a message: a file too short to be sent. */
+/// A transaction that is carried out and answered without a message: a file too short to be sent.
 void AnsweredWithoutMessage(benchmark::State& state) {
     const std::string expected = R"({"pRetCode":"","transCode":"600015"})";
     const std::string request =
@@ -66,14 +66,14 @@ void AnsweredWithoutMessage(benchmark::State& state) {
 }
 BENCHMARK(AnsweredWithoutMessage)->Unit(benchmark::kMicrosecond);
 
-// ---- log
+// Log.
 
-/** Writes lines of one length, so many that the file is rotated again and again. */
+/// Writes lines of one length, so many that the file is rotated again and again.
 template <typename Write>
 void writeLines(benchmark::State& state, const Write& write) {
     const pdalink::bench::QuietOutput quiet;
     LoadLockConfig(); // opens the log
-    const std::string line(LineLength, 'x');
+    const std::string line(kLineLength, 'x');
     bool written = true;
     for ([[maybe_unused]] auto iteration : state) {
         written = write(line.c_str()) && written;
@@ -91,7 +91,7 @@ void LogLineFormatted(benchmark::State& state) {
 }
 BENCHMARK(LogLineFormatted)->Unit(benchmark::kMicrosecond);
 
-// ---- text helpers
+// Text helpers.
 
 void extract(benchmark::State& state, std::string text) {
     std::string tag = "Ex_RetCode";
@@ -105,13 +105,13 @@ void extract(benchmark::State& state, std::string text) {
 }
 
 void ExtractBehindLongField(benchmark::State& state) {
-    extract(state, "<Ex_Label>" + std::string(TextBefore, '7') + "</Ex_Label>");
+    extract(state, "<Ex_Label>" + std::string(kTextBefore, '7') + "</Ex_Label>");
 }
 BENCHMARK(ExtractBehindLongField)->Unit(benchmark::kMicrosecond);
 
 void ExtractBehindManyFields(benchmark::State& state) {
     std::string text;
-    for (int field = 0; text.size() < TextBefore; ++field) {
+    for (int field = 0; text.size() < kTextBefore; ++field) {
         const std::string name = "Ex_Field" + std::to_string(field);
         text.append("<").append(name).append(">0123456789</").append(name).append(">");
     }
@@ -145,12 +145,12 @@ void TimeStamp(benchmark::State& state) {
 }
 BENCHMARK(TimeStamp)->Unit(benchmark::kMicrosecond);
 
-// ---- files
+// Files.
 
-constexpr std::size_t PacketBytes = 1500;
+constexpr std::size_t kPacketBytes = 1500;
 
 void Crc(benchmark::State& state) {
-    std::vector<unsigned char> data(PacketBytes, 0x5A);
+    std::vector<unsigned char> data(kPacketBytes, 0x5A);
     for ([[maybe_unused]] auto iteration : state) {
         benchmark::DoNotOptimize(CUtil::CRC16(data.size(), data.data()));
     }
@@ -159,7 +159,7 @@ void Crc(benchmark::State& state) {
 BENCHMARK(Crc)->Unit(benchmark::kMicrosecond);
 
 void BytesToHex(benchmark::State& state) {
-    std::vector<unsigned char> data(PacketBytes, 0x5A);
+    std::vector<unsigned char> data(kPacketBytes, 0x5A);
     std::vector<char> text(2 * data.size() + 1);
     for ([[maybe_unused]] auto iteration : state) {
         CUtil::hex_to_str(text.data(), data.data(), static_cast<int>(data.size()));
@@ -170,8 +170,8 @@ void BytesToHex(benchmark::State& state) {
 BENCHMARK(BytesToHex)->Unit(benchmark::kMicrosecond);
 
 void HexToBytes(benchmark::State& state) {
-    const std::string text(2 * PacketBytes, 'a');
-    std::vector<unsigned char> data(PacketBytes);
+    const std::string text(2 * kPacketBytes, 'a');
+    std::vector<unsigned char> data(kPacketBytes);
     for ([[maybe_unused]] auto iteration : state) {
         CUtil::str_to_hex(text.c_str(), data.data(), static_cast<int>(text.size()));
         benchmark::ClobberMemory();
@@ -181,7 +181,7 @@ void HexToBytes(benchmark::State& state) {
 }
 BENCHMARK(HexToBytes)->Unit(benchmark::kMicrosecond);
 
-// ---- waits: the CPU column is what counts
+// Waits: the CPU column is what counts.
 
 void wait(benchmark::State& state) {
     const auto time = static_cast<unsigned int>(state.range(0));
@@ -203,9 +203,9 @@ void DelayWithApplication(benchmark::State& state) {
 }
 
 // Few iterations: the library of benchmarks decides by CPU time, of which a wait uses next to none.
-constexpr int Waits = 10;
-BENCHMARK(Delay)->Arg(10)->Arg(100)->Iterations(Waits)->Unit(benchmark::kMicrosecond);
-BENCHMARK(DelayWithApplication)->Arg(10)->Arg(100)->Iterations(Waits)->Unit(benchmark::kMicrosecond);
+constexpr int kWaits = 10;
+BENCHMARK(Delay)->Arg(10)->Arg(100)->Iterations(kWaits)->Unit(benchmark::kMicrosecond);
+BENCHMARK(DelayWithApplication)->Arg(10)->Arg(100)->Iterations(kWaits)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 

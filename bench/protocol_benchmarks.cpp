@@ -14,7 +14,7 @@ namespace {
 
 using namespace pdalink;
 
-constexpr std::size_t PacketLength = 3000;
+constexpr std::size_t kPacketLength = 3000;
 
 bool g_failed = false;
 
@@ -30,7 +30,7 @@ double bytesInUse() {
     return static_cast<double>(memory.uordblks + memory.hblkhd);
 }
 
-/** A message with as many body tags as the handover of a dot has, and 2000 labels. */
+/// A message with as many body tags as the handover of a dot has, and 2000 labels.
 void BuildMessage(benchmark::State& state) {
     const QString labels = QStringLiteral("E20000172211009418905449;").repeated(2000);
     int length = 0;
@@ -47,7 +47,7 @@ void BuildMessage(benchmark::State& state) {
 }
 BENCHMARK(BuildMessage)->Unit(benchmark::kMicrosecond);
 
-/** Cuts a file into packets, without copying it. The counter is the memory that the plan takes. */
+/// Cuts a file into packets, without copying it. The counter is the memory that the plan takes.
 void PlanFile(benchmark::State& state) {
     const std::string text(static_cast<std::size_t>(state.range(0)), '7');
     double planBytes = 0;
@@ -58,7 +58,7 @@ void PlanFile(benchmark::State& state) {
         planBytes = bytesInUse() - before;
         packets = static_cast<std::size_t>(file.packets());
     }
-    failUnless(packets == text.size() / PacketLength, state, "the file was not cut");
+    failUnless(packets == text.size() / kPacketLength, state, "the file was not cut");
     state.counters["plan_bytes"] = planBytes;
     state.SetComplexityN(state.range(0));
 }
@@ -69,9 +69,9 @@ BENCHMARK(PlanFile)
     ->Complexity(benchmark::oN)
     ->Unit(benchmark::kMillisecond);
 
-/** The check of one packet: decoding and CRC. */
+/// The check of one packet: decoding and CRC.
 void CheckPacket(benchmark::State& state) {
-    const std::string text(PacketLength, 'a');
+    const std::string text(kPacketLength, 'a');
     QByteArray check;
     for ([[maybe_unused]] auto iteration : state) {
         check = FilePacket{text.c_str(), text.size(), text.size()}.checkText();
@@ -80,12 +80,12 @@ void CheckPacket(benchmark::State& state) {
 }
 BENCHMARK(CheckPacket)->Unit(benchmark::kMicrosecond);
 
-/** Keeps the packets of a fetched file and joins them. The counter is the memory they take, to a byte of
- * data. */
+/// Keeps the packets of a fetched file and joins them. The counter is the memory they take, to a byte of
+/// data.
 void JoinFile(benchmark::State& state) {
-    const QByteArray packet(static_cast<int>(PacketLength), '7');
+    const QByteArray packet(static_cast<int>(kPacketLength), '7');
     const auto packets = static_cast<int>(state.range(0));
-    std::string output(PacketLength * static_cast<std::size_t>(packets), '\0');
+    std::string output(kPacketLength * static_cast<std::size_t>(packets), '\0');
     double tableBytes = 0;
     for ([[maybe_unused]] auto iteration : state) {
         const double before = bytesInUse();
@@ -94,7 +94,7 @@ void JoinFile(benchmark::State& state) {
             table.store(number, packet);
         }
         tableBytes = bytesInUse() - before;
-        table.copyTo(TextOut(output.data()));
+        table.copyTo(Output(output.data()));
     }
     failUnless(output.back() == '7', state, "the file was not joined");
     state.counters["table_bytes_per_byte"] = tableBytes / static_cast<double>(output.size());

@@ -56,7 +56,7 @@ void request(const std::string& what, const std::string& json, const std::string
     expect(found == expected, "the response; it should be " + expected);
 }
 
-std::string agreed(const std::string& code) {
+std::string accepted(const std::string& code) {
     return R"({"pRetCode":"000000","transCode":")" + code + "\"}";
 }
 
@@ -87,7 +87,7 @@ void takeMessage(example::Inbox& inbox, const std::string& type, int (CPDAXMLAna
 
 void scan(CPDAXMLAnalysis& library, example::Inbox& inbox) {
     request("start a scan run", R"({"transCode":"600004","pdaNumber":"00000001","pCmdType":"1"})",
-            agreed("600004"));
+            accepted("600004"));
     for (int i = 0; i < 3; ++i) {
         takeMessage(inbox, "9001", &CPDAXMLAnalysis::ReceiveScanResult, library);
         show("the terminal reports a label", pda_ScanLabel[2 * i + 1].toStdString());
@@ -96,14 +96,14 @@ void scan(CPDAXMLAnalysis& library, example::Inbox& inbox) {
             R"({"pLabelLen":9,"pLabelList":"BAG-0001;BAG-0002;BAG-0003;","pLabelSize":4,"pScanState":"1",)"
             R"("transCode":"600005"})");
     request("stop the scan run", R"({"transCode":"600004","pdaNumber":"00000001","pCmdType":"0"})",
-            agreed("600004"));
+            accepted("600004"));
 }
 
 void inventory(CPDAXMLAnalysis& library, example::Inbox& inbox) {
     request("send an inventory task",
             R"({"transCode":"600006","pdaNumber":"00000001","pTaskID":"INV-1","pTotal":2,)"
             R"("pLabelList":"BAG-0001;BAG-0002;"})",
-            agreed("600006"));
+            accepted("600006"));
     takeMessage(inbox, "9004", &CPDAXMLAnalysis::ReceiveInventoryData, library);
     show("its user has finished it",
          pda_GetInventoryRet[2].toStdString() + " found by " + pda_GetInventoryRet[5].toStdString());
@@ -121,13 +121,13 @@ void handover(CPDAXMLAnalysis& library, example::Inbox& inbox) {
         R"({"transCode":"600008","pdaNumber":"00000001","pTaskID":"DOT-1","pTaskType":1,"pRoad":"Route 7",)"
         R"("pExcgTime":"20260304080000","pOrgNum":"0042","pOrgNm":"Main branch","pTotal":1,"pLabel":"BAG-0003;",)"
         R"("pAName":"user-a","pBName":"user-b"})",
-        agreed("600008"));
+        accepted("600008"));
     takeMessage(inbox, "9002", &CPDAXMLAnalysis::ReceiveLoginData, library);
     Output number, login, name, fingerprint, random, password, check;
     library.GetLoginData(number, login, name, fingerprint, random, password, check);
     show("a user logs in at the terminal", login.text() + " (" + name.text() + ")");
     expect(login.text() == "user-a" && password.text() == "PWD-A", "the login");
-    expect(library.SyncLoginResult(input(Number), input("000000")) == 0, "the verdict was sent");
+    expect(library.SyncLoginResult(input(Number), input("000000")) == 0, "the result was sent");
     show("the host lets the user in", "000000");
     takeMessage(inbox, "9005", &CPDAXMLAnalysis::ReceiveHandoverDotData, library);
     show("the handover is confirmed",
@@ -147,33 +147,33 @@ void files() {
     request("send a file of 4000 digits, two packets",
             R"({"transCode":"600015","pdaNumber":"00000001","pCmdEx":1,"pInfoEx":"firmware","pFilePath":")" +
                 fileDigits() + "\"}",
-            agreed("600015"));
+            accepted("600015"));
     CPDAXMLAnalysis library;
-    Output data, verdict;
+    Output data, retCode;
     int command = 7;
-    expect(library.ReceiveDataSaveToFile(input(Number), &command, input("report"), data, verdict) == 0,
+    expect(library.ReceiveDataSaveToFile(input(Number), &command, input("report"), data, retCode) == 0,
            "the transfer");
     show("fetch a file", std::to_string(data.text().size()) + " digits, " + data.text());
-    expect(data.text().size() == 4200 && verdict.text() == "000000", "the file");
+    expect(data.text().size() == 4200 && retCode.text() == "000000", "the file");
 }
 
 void locks(CPDAXMLAnalysis& library) {
     {
-        Output source, verdict, count, ids, labels, states, rssis;
-        expect(library.GetLockList(source, verdict, count, ids, labels, states, rssis) == 0, "a reply");
+        Output source, retCode, count, ids, labels, states, rssis;
+        expect(library.GetLockList(source, retCode, count, ids, labels, states, rssis) == 0, "a reply");
         show("list the locks around the terminal", count.text() + ": " + ids.text() + "  " + labels.text());
-        expect(ids.text() == "LOCK-1;LOCK-2;" && verdict.text() == "000000", "two locks");
+        expect(ids.text() == "LOCK-1;LOCK-2;" && retCode.text() == "000000", "two locks");
     }
     {
-        Output source, verdict;
+        Output source, retCode;
         expect(library.ReqOpenLock(input("1"), input("LOCK-1;"), input("00;"), input("123456;"),
-                                   input("user-a;"), input("user-b;"), source, verdict) == 0 &&
-                   verdict.text() == "000000",
+                                   input("user-a;"), input("user-b;"), source, retCode) == 0 &&
+                   retCode.text() == "000000",
                "the request");
-        show("open the first one, with a one-time code", verdict.text());
+        show("open the first one, with a one-time code", retCode.text());
     }
-    Output source, verdict, count, ids, actions, results, usersA, usersB, randoms, times, batteries;
-    expect(library.ReadLockRes(source, verdict, count, ids, actions, results, usersA, usersB, randoms, times,
+    Output source, retCode, count, ids, actions, results, usersA, usersB, randoms, times, batteries;
+    expect(library.ReadLockRes(source, retCode, count, ids, actions, results, usersA, usersB, randoms, times,
                                batteries) == 0,
            "a reply");
     show("what came of it", ids.text() + " " + results.text() + " battery " + batteries.text());
@@ -188,7 +188,7 @@ void workingDay() {
             R"({"pRetCode":"000000","pSN":"860123456789012","pVender":"SIMULATED","transCode":"600001"})");
     request("load a key",
             R"({"transCode":"600012","pdaNumber":"00000001","pKey":"00112233","CheckVal":"A1B2C3"})",
-            agreed("600012"));
+            accepted("600012"));
     request("compare its check value", R"({"transCode":"600013","pdaNumber":"00000001"})",
             R"({"pCheckVal":"A1B2C3","pRetCode":"000000","transCode":"600013"})");
     std::cout << "2. Bags" << std::endl;

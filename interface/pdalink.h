@@ -18,8 +18,8 @@ extern "C" {
  *
  * outLen   Receives the length of the response in bytes, without its NUL. May be null.
  *
- * Returns 0, always: the outcome is in the response ("pRetCode" is "000000" when the terminal agreed and
- * "000060" when it gave no usable reply) and in the log.
+ * Returns 0, always: the outcome is in the response ("pRetCode" is "000000" when the terminal accepted the
+ * request and "000060" when it gave no usable reply) and in the log.
  *
  * Blocks while the terminal is asked, up to about 11 s for each message that is sent; Qt's pending events are
  * processed meanwhile. To be called from one thread at a time.

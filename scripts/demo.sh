@@ -60,7 +60,7 @@ show_exchange() {
 
 work_a_day() {
     step "a working day: the host examples/working_day.cpp, with a simulated user at the terminal"
-    # Between the host's own lines stand some that the library prints.
+    # The library prints some lines between the host's own.
     LD_LIBRARY_PATH=$build/lib $build/bin/pdasim run --user --ini $build/lib/PDAConfigure.ini -- \
         $build/bin/working_day 2>$out/day.txt | grep -E '^(   |[0-9]\. )' || {
         cat $out/day.txt >&2

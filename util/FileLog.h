@@ -20,7 +20,7 @@ enum LogLevel : long {
 /// A text log that is flushed line by line and rotated when it passes 500 KiB.
 ///
 /// Every line is the local time with milliseconds, the level's word, the text and a line feed. The rotated
-/// copies are the file's name with ".1" (newest) to ".5" behind it. All members may be called from any
+/// copies are the file's name with ".1" (newest) to ".5" appended. All members may be called from any
 /// thread: a line is never split by another line or by a rotation.
 class PDALINK_EXPORT CFileLog {
 public:

@@ -62,7 +62,7 @@ bool CUtil::GetXMLValue(QString& value, char* text, int length, char* tag) {
     if (found.opening == npos || found.closing == npos || found.closing >= static_cast<std::size_t>(length)) {
         return false;
     }
-    const std::size_t start = found.opening + name.size() + 2; // behind "<name>"
+    const std::size_t start = found.opening + name.size() + 2; // after "<name>"
     if (found.closing < start) {
         return false;
     }

@@ -14,7 +14,7 @@ public:
 
     /// Takes the text between the first "<tag>" and the first "</tag>" of the NUL-terminated UTF-8 `text`.
     /// `tag` is the bare name. Returns true, with `value` possibly empty, when both are there, the closing
-    /// one behind the opening one and starting before byte `length`; otherwise false with `value` empty.
+    /// one after the opening one and starting before byte `length`; otherwise false with `value` empty.
     /// Entities, attributes and nesting are not interpreted. Null texts count as not found.
     static bool GetXMLValue(QString& value, char* text, int length, char* tag);
 
@@ -23,7 +23,7 @@ public:
     /// Appends `src` to `dst`.
     static void MergeStr(std::string& dst, std::string& src);
 
-    /// Appends to `parts` every non-empty piece of `text` that is followed by `separator`. What stands behind
+    /// Appends to `parts` every non-empty piece of `text` that is followed by `separator`. What comes after
     /// the last separator is not a piece: a list ends with its separator. An empty separator separates
     /// nothing.
     static void plitStr(QString text, QString separator, std::vector<QString>& parts);

@@ -36,7 +36,7 @@ void guardLengths(const std::string& line) {
         stopForLength("a name", equals, kNameLimit);
     }
     if (line.size() - equals - 1 >= kRawValueLimit) {
-        stopForLength("the text behind an equals sign", line.size() - equals - 1, kRawValueLimit);
+        stopForLength("the text after an equals sign", line.size() - equals - 1, kRawValueLimit);
     }
 }
 
