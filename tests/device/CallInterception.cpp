@@ -8,6 +8,7 @@
 // The flags without the declaration of open: this file defines it.
 #include <linux/fcntl.h>
 #include <mutex>
+#include <poll.h>
 #include <pthread.h>
 #include <unistd.h>
 #include <utility>
@@ -135,6 +136,14 @@ UNWATCHED_DEFINITION int close(int descriptor) {
         step(&Interception::closeFile);
     }
     return real(descriptor);
+}
+
+UNWATCHED_DEFINITION int poll(pollfd* files, nfds_t count, int timeout) {
+    static auto* const real = realFunction<int(pollfd*, nfds_t, int)>("poll");
+    if (files == nullptr) {
+        step(&Interception::rest);
+    }
+    return real(files, count, timeout);
 }
 
 UNWATCHED_DEFINITION int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,

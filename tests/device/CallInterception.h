@@ -24,6 +24,8 @@ struct Interception {
     int descriptor = -1;
     std::function<void()> writeFile;
     std::function<void()> closeFile;
+    /// Before poll(2) of nothing, which is how the code under test sleeps while it waits for a thread's end.
+    std::function<void()> rest;
     /// The error with which pthread_create fails; 0 lets it through.
     std::function<int()> createThread;
 };

@@ -19,6 +19,7 @@ static_assert(std::is_same_v<decltype(g_isBufferCome), std::atomic<bool>>);
 using ChannelOpening = ChannelTest;
 
 TEST_F(ChannelOpening, StartsOneReceiverOnTheNode) {
+    const QtOutputCapture output;
     EXPECT_TRUE(g_HIDDevice.openHidDevice());
     ASSERT_TRUE(waitUntil([] { return g_hidRun.load(); }));
     EXPECT_EQ(g_strSerialPort.toStdString(), terminal().nodePath());
@@ -27,13 +28,17 @@ TEST_F(ChannelOpening, StartsOneReceiverOnTheNode) {
     EXPECT_EQ(terminal().openDescriptors(), 1);
     EXPECT_FALSE(g_isBufferCome);
     EXPECT_EQ(buffer(), "");
+    EXPECT_THAT(newLogTexts(4), ElementsAre(" VID/PID: 1209 0001\n", "Simulated terminals",
+                                            "openHidDevice port: /dev/hidraw0", "port open success"));
+    EXPECT_THAT(output.lines(), ElementsAre("port open success"));
 }
 
-TEST_F(ChannelOpening, OpensTheNodeForReadingAndWritingWithoutBlocking) {
+TEST_F(ChannelOpening, OpensTheNodeWithoutBlockingAndNotForChildPrograms) {
     openChannel();
     const int flags = ::fcntl(g_fd, F_GETFL);
     EXPECT_EQ(flags & O_ACCMODE, O_RDWR);
     EXPECT_NE(flags & O_NONBLOCK, 0);
+    EXPECT_NE(::fcntl(g_fd, F_GETFD) & FD_CLOEXEC, 0);
 }
 
 TEST_F(ChannelOpening, NamesTheReceiversThread) {
@@ -44,19 +49,6 @@ TEST_F(ChannelOpening, NamesTheReceiversThread) {
     ASSERT_EQ(::clock_gettime(clock, &used), 0);
     // The kernel's name of the clock carries the thread's number.
     EXPECT_EQ(~(clock >> 3), receiverThread());
-}
-
-TEST_F(ChannelOpening, LogsTheNodeThenTheSuccess) {
-    newLogTexts();
-    openChannel();
-    EXPECT_THAT(newLogTexts(4), ElementsAre(" VID/PID: 1209 0001\n", "Simulated terminals",
-                                            "openHidDevice port: /dev/hidraw0", "port open success"));
-}
-
-TEST_F(ChannelOpening, TellsTheSuccessToTheQtDebugOutput) {
-    const QtOutputCapture output;
-    openChannel();
-    EXPECT_THAT(output.lines(), ElementsAre("port open success"));
 }
 
 TEST_F(ChannelOpening, ThatFailsIsToldAndEndsTheReceiver) {
@@ -73,20 +65,14 @@ TEST_F(ChannelOpening, ThatFailsIsToldAndEndsTheReceiver) {
     EXPECT_LT(g_fd, 0);
 }
 
-TEST_F(ChannelOpening, ThatFailsLowersTheRunningFlag) {
-    terminal().refuseOpening(true);
-    g_hidRun = true; // as a host may have left it
-    g_HIDDevice.openHidDevice();
-    EXPECT_TRUE(waitUntil([] { return !g_hidRun; }));
-}
-
-TEST_F(ChannelOpening, ThatFailsLeavesANegativeDescriptor) {
+TEST_F(ChannelOpening, ThatFailsLowersTheRunningFlagAndLeavesANegativeDescriptor) {
     terminal().refuseOpening(true);
     const int hostsOwn = ::open("/dev/null", O_RDWR | O_CLOEXEC);
     g_fd = hostsOwn;
+    g_hidRun = true; // as a host may have left it
     g_HIDDevice.openHidDevice();
-    EXPECT_TRUE(waitUntil([] { return g_fd < 0; }, std::chrono::seconds(2)));
-    EXPECT_NE(::fcntl(hostsOwn, F_GETFD), -1) << "the host's file is none of the receiver's";
+    EXPECT_TRUE(waitUntil([] { return !g_hidRun && g_fd < 0; }));
+    EXPECT_NE(::fcntl(hostsOwn, F_GETFD), -1) << "the receiver does not close the host's file";
     g_fd = -1;
     ::close(hostsOwn);
 }

@@ -99,20 +99,15 @@ TEST_F(DiscoveryVanishing, IsSkippedWhenOnlyUdevKnowsThatItIsGone) {
     EXPECT_THAT(printed(), Not(HasSubstr("Unable")));
 }
 
-TEST_F(DiscoveryVanishing, IsNotFound) {
+TEST_F(DiscoveryVanishing, IsNotFoundAndDoesNotUndoAnEarlierMatch) {
     unplugBeforeItIsOpened();
     EXPECT_EQ(find(), "");
     ASSERT_TRUE(isGone());
-}
-
-TEST_F(DiscoveryVanishing, AfterItWasOpenedIsNotFoundEither) {
+    plugInAgain();
     unplugBeforeItsParentIsLookedUp();
     EXPECT_EQ(find(), "");
     ASSERT_TRUE(isGone());
-}
-
-TEST_F(DiscoveryVanishing, DoesNotUndoAnEarlierMatch) {
-    unplugBeforeItsParentIsLookedUp();
+    plugInAgain();
     EXPECT_EQ(find("1209", "0003"), "/dev/hidraw0");
     ASSERT_TRUE(isGone());
 }

@@ -1,6 +1,8 @@
 #include "ChannelFixture.h"
 #include "MemoryLimit.h"
 
+#include <functional>
+
 namespace {
 
 using pdalink::test::waitUntil;
@@ -42,16 +44,17 @@ protected:
     int warnings() { return static_cast<int>(newLogTexts(3).size()); }
 };
 
-TEST_F(ReceiveBufferLimit, TakesUpToTheLimitWithoutAWarning) {
-    fill();
-    EXPECT_EQ(warnings(), 0);
-}
-
-TEST_F(ReceiveBufferLimit, CountsCharactersNotBytes) {
+TEST_F(ReceiveBufferLimit, CountsCharactersAndWarnsOnceWhileItDrops) {
     fill(kLimit, "\xC3\xA9");
     EXPECT_EQ(warnings(), 0);
-    overflow();
+    for (int i = 0; i < 5; ++i) {
+        overflow();
+    }
     EXPECT_EQ(warnings(), 1);
+    EXPECT_EQ(bufferedCharacters(), kLimit);
+    EXPECT_EQ(g_HIDDevice.getBuffer().size(), kLimit);
+    sendAndWait("good");
+    EXPECT_EQ(g_HIDDevice.getBuffer(), "good");
 }
 
 TEST_F(ReceiveBufferLimit, KeepsTheBeginningAndDropsWhatComesBeyond) {
@@ -65,51 +68,21 @@ TEST_F(ReceiveBufferLimit, KeepsTheBeginningAndDropsWhatComesBeyond) {
     EXPECT_EQ(all.right(101), "x" + QString(100, 'y'));
 }
 
-TEST_F(ReceiveBufferLimit, WarnsOnceWhileItDrops) {
-    fill();
-    for (int i = 0; i < 5; ++i) {
+TEST_F(ReceiveBufferLimit, WarnsAgainAfterItWasEmptied) {
+    const std::function<void()> emptying[] = {
+        [] { g_HIDDevice.getBuffer(); },
+        [] { g_HIDDevice.clearBuffer(); },
+        [] { EXPECT_TRUE(g_HIDDevice.SendData(QString("hello"))); },
+    };
+    for (const auto& empty : emptying) {
+        fill();
+        EXPECT_EQ(warnings(), 0);
         overflow();
+        EXPECT_EQ(warnings(), 1);
+        empty();
+        newLogTexts();
+        EXPECT_EQ(bufferedCharacters(), 0);
     }
-    EXPECT_EQ(warnings(), 1);
-    EXPECT_EQ(bufferedCharacters(), kLimit);
-}
-
-TEST_F(ReceiveBufferLimit, WorksAgainAfterItWasTaken) {
-    fill();
-    overflow();
-    EXPECT_EQ(g_HIDDevice.getBuffer().size(), kLimit);
-    sendAndWait("good");
-    EXPECT_EQ(g_HIDDevice.getBuffer(), "good");
-}
-
-TEST_F(ReceiveBufferLimit, WarnsAgainAfterItWasTaken) {
-    fill();
-    overflow();
-    EXPECT_EQ(warnings(), 1);
-    g_HIDDevice.getBuffer();
-    newLogTexts();
-    fill();
-    overflow();
-    EXPECT_EQ(warnings(), 1);
-}
-
-TEST_F(ReceiveBufferLimit, WarnsAgainAfterItWasCleared) {
-    fill();
-    overflow();
-    EXPECT_EQ(warnings(), 1);
-    g_HIDDevice.clearBuffer();
-    fill();
-    EXPECT_EQ(warnings(), 0);
-    overflow();
-    EXPECT_EQ(warnings(), 1);
-}
-
-TEST_F(ReceiveBufferLimit, WarnsAgainAfterASendHasEmptiedIt) {
-    fill();
-    overflow();
-    EXPECT_EQ(warnings(), 1);
-    EXPECT_TRUE(g_HIDDevice.SendData(QString("hello")));
-    EXPECT_EQ(bufferedCharacters(), 0);
     fill();
     overflow();
     EXPECT_EQ(warnings(), 1);

@@ -1,9 +1,12 @@
+#include "BlockedThread.h"
 #include "ChannelFixture.h"
 
-#include <thread>
+#include <functional>
 
 namespace {
 
+using pdalink::test::becomesBlocked;
+using pdalink::test::BlockedCall;
 using pdalink::test::waitUntil;
 
 constexpr QChar kReplacement = QChar(0xFFFD);
@@ -20,63 +23,34 @@ protected:
         send(report);
         ASSERT_TRUE(waitUntil([] { return g_isBufferCome.load(); }));
     }
+    void expectBuffered(const std::vector<std::string>& reports, const QString& expected) {
+        g_HIDDevice.clearBuffer();
+        for (const std::string& report : reports) {
+            send(report);
+        }
+        EXPECT_TRUE(becomesBuffered(expected)) << buffer().left(100).toStdString();
+        EXPECT_TRUE(g_isBufferCome);
+    }
 };
 
-TEST_F(ReceiveBuffer, GathersReportsInTheirOrder) {
-    for (const char* report : {"<a>", "1", "</a>", "<b>2</b>"}) {
-        send(report);
+TEST_F(ReceiveBuffer, GathersReportsUpToTheirFirstNulInTheirOrder) {
+    expectBuffered({"<a>", "1", "</a>", "<b>2</b>"}, "<a>1</a><b>2</b>");
+    expectBuffered({std::string("first\0lost", 10), std::string("second\0\0lost too", 16)}, "firstsecond");
+    for (const std::size_t size : {64, 4096}) { // without padding, and as much as one read takes
+        const std::string full = std::string(size - 1, 'a') + "b";
+        expectBuffered({full, "c"}, QString::fromStdString(full + "c"));
     }
-    EXPECT_TRUE(becomesBuffered("<a>1</a><b>2</b>"));
-    EXPECT_TRUE(g_isBufferCome);
-}
-
-TEST_F(ReceiveBuffer, IgnoresWhatStandsBehindTheFirstNulOfAReport) {
-    send(std::string("first\0lost", 10));
-    send(std::string("second\0\0lost too", 16));
-    EXPECT_TRUE(becomesBuffered("firstsecond"));
-}
-
-TEST_F(ReceiveBuffer, TakesAReportWithoutPadding) {
-    const std::string full = std::string(63, 'a') + "b";
-    send(full);
-    send("c");
-    EXPECT_TRUE(becomesBuffered(QString::fromStdString(full + "c")));
-}
-
-TEST_F(ReceiveBuffer, TakesAReportThatFillsAWholeReadWithoutNul) {
-    const std::string full = std::string(4095, 'a') + "b";
-    send(full);
-    send("c");
-    EXPECT_TRUE(becomesBuffered(QString::fromStdString(full + "c")));
-}
-
-TEST_F(ReceiveBuffer, ReadsNoMoreThan4096BytesOfAReport) {
-    send(std::string(4096, 'a') + "beyond");
-    send("c");
-    EXPECT_TRUE(becomesBuffered(QString(4096, 'a') + "c"));
-}
-
-TEST_F(ReceiveBuffer, DoesNotMixAShortReportWithAnEarlierLongOne) {
-    sendAndWait(std::string(4096, 'a'));
-    g_HIDDevice.clearBuffer();
-    send("b");
-    EXPECT_TRUE(becomesBuffered("b"));
-}
-
-TEST_F(ReceiveBuffer, RaisesTheFlagForAReportOfNulsOnly) {
-    sendAndWait(std::string(64, '\0'));
-    EXPECT_EQ(buffer(), "");
+    expectBuffered({std::string(4096, 'a') + "beyond", "c"}, QString(4096, 'a') + "c");
+    expectBuffered({"b"}, "b"); // nothing is left of the longer ones
 }
 
 TEST_F(ReceiveBuffer, RaisesTheFlagWithEachReport) {
+    sendAndWait(std::string(64, '\0'));
+    EXPECT_EQ(buffer(), "");
     sendAndWait("one");
     EXPECT_EQ(buffer(), "one");
     sendAndWait("two");
     EXPECT_EQ(buffer(), "onetwo");
-}
-
-TEST_F(ReceiveBuffer, IsEmptiedByClearing) {
-    sendAndWait("left over");
     g_HIDDevice.clearBuffer();
     EXPECT_EQ(buffer(), "");
     EXPECT_TRUE(g_isBufferCome) << "clearing leaves the flag alone";
@@ -86,9 +60,10 @@ TEST_F(ReceiveBuffer, IsEmptiedByClearing) {
 }
 
 TEST_F(ReceiveBuffer, IsFilledUnderItsLock) {
+    const pid_t receiver = receiverThread();
     g_lock_buffer.Lock();
     send("hello");
-    std::this_thread::sleep_for(Milliseconds(100));
+    EXPECT_TRUE(becomesBlocked(receiver));
     EXPECT_EQ(g_buffer, "");
     EXPECT_FALSE(g_isBufferCome);
     g_lock_buffer.Unlock();
@@ -97,25 +72,26 @@ TEST_F(ReceiveBuffer, IsFilledUnderItsLock) {
 
 TEST_F(ReceiveBuffer, IsClearedUnderItsLock) {
     sendAndWait("left over");
-    std::atomic<bool> done = false;
     g_lock_buffer.Lock();
-    std::thread clearer([&done] {
-        g_HIDDevice.clearBuffer();
-        done = true;
-    });
-    std::this_thread::sleep_for(Milliseconds(100));
-    EXPECT_FALSE(done);
+    BlockedCall clearing([] { g_HIDDevice.clearBuffer(); });
+    EXPECT_TRUE(clearing.isBlocked());
     EXPECT_EQ(g_buffer, "left over");
     g_lock_buffer.Unlock();
-    clearer.join();
+    clearing.join();
     EXPECT_EQ(buffer(), "");
 }
 
-TEST_F(ReceiveBuffer, ReplacesBytesThatAreNoUtf8) {
+TEST_F(ReceiveBuffer, ReplacesBytesThatAreNotUtf8AtOnce) {
     send("a\xFF"
          "b\x80"
          "c\xC3(");
     EXPECT_TRUE(becomesBuffered(QString("a") + kReplacement + "b" + kReplacement + "c" + kReplacement + "("));
+    // Nothing that begins so is held back for its rest.
+    for (const char byte : {'\x80', '\xBF', '\xC0', '\xC1', '\xF5', '\xF6', '\xF7', '\xF8', '\xFF'}) {
+        g_HIDDevice.clearBuffer();
+        send({'a', byte});
+        EXPECT_TRUE(becomesBuffered(QString("a") + kReplacement)) << static_cast<int>(byte);
+    }
 }
 
 /// A text that is cut in two by the end of a report.
@@ -125,152 +101,105 @@ struct Sequence {
 };
 
 const Sequence kSequences[] = {
-    {"TwoBytes", "é"},
-    {"ThreeBytes", "终"},
-    {"FourBytes", "\xF0\x9F\x93\xA0"},
-    {"FirstOfTwoBytes", "\xC2\x80"},
-    {"LastOfThreeBytes", "\xEF\xBF\xBD"},
-    {"LastOfFourBytes", "\xF4\x8F\xBF\xBF"},
-    {"TwoCharacters", "终é"},
-    {"ByteThatNothingBeginsWith", "\xFF"
-                                  "b"},
-    {"ContinuationAlone", "\x80\x80"},
-    {"OverlongSlash", "\xC0\xAF"},
-    {"OverlongInThreeBytes", "\xE0\x80\xAF"},
-    {"Surrogate", "\xED\xA0\x80"},
-    {"BeyondUnicode", "\xF4\x90\x80\x80"},
-    {"FarBeyondUnicode", "\xF5\x80\x80\x80"},
-    {"CutByALetter", "\xE7\xBB"
-                     "b"},
-    {"CutByAnotherSequence", "\xF0\x9F\xE7\xBB\x88"},
+    {"two bytes", "é"},
+    {"three bytes", "终"},
+    {"four bytes", "\xF0\x9F\x93\xA0"},
+    {"first of two bytes", "\xC2\x80"},
+    {"last of three bytes", "\xEF\xBF\xBD"},
+    {"last of four bytes", "\xF4\x8F\xBF\xBF"},
+    {"two characters", "终é"},
+    {"byte that nothing begins with", "\xFF"
+                                      "b"},
+    {"continuation alone", "\x80\x80"},
+    {"overlong slash", "\xC0\xAF"},
+    {"overlong in three bytes", "\xE0\x80\xAF"},
+    {"surrogate", "\xED\xA0\x80"},
+    {"beyond Unicode", "\xF4\x90\x80\x80"},
+    {"far beyond Unicode", "\xF5\x80\x80\x80"},
+    {"cut by a letter", "\xE7\xBB"
+                        "b"},
+    {"cut by another sequence", "\xF0\x9F\xE7\xBB\x88"},
 };
 
-std::ostream& operator<<(std::ostream& stream, const Sequence& sequence) {
-    return stream << sequence.name;
-}
+using ReceiveBufferCut = ReceiveBuffer;
 
-class ReceiveBufferCut : public ReceiveBuffer, public testing::WithParamInterface<Sequence> {
-protected:
-    static std::vector<std::size_t> cuts() {
-        std::vector<std::size_t> places;
-        for (std::size_t place = 1; place < GetParam().bytes.size(); ++place) {
-            places.push_back(place);
+TEST_F(ReceiveBufferCut, IsPutTogether) {
+    for (const Sequence& sequence : kSequences) {
+        SCOPED_TRACE(sequence.name);
+        const std::string& bytes = sequence.bytes;
+        const QString whole = QString::fromStdString("a" + bytes + "z");
+        std::vector<std::string> singleBytes;
+        for (const char byte : "a" + bytes + "z") {
+            singleBytes.push_back({byte});
         }
-        return places;
-    }
-};
-
-TEST_P(ReceiveBufferCut, IsPutTogetherAcrossPaddedReports) {
-    const std::string& bytes = GetParam().bytes;
-    const QString whole = QString::fromUtf8(("a" + bytes + "z").c_str());
-    for (const std::size_t cut : cuts()) {
-        g_HIDDevice.clearBuffer();
-        std::string first = "a" + bytes.substr(0, cut);
-        first.resize(64, '\0');
-        send(first);
-        send(bytes.substr(cut) + "z");
-        EXPECT_TRUE(becomesBuffered(whole)) << "cut at " << cut << ": " << buffer().toStdString();
+        expectBuffered(singleBytes, whole);
+        for (std::size_t cut = 1; cut < bytes.size(); ++cut) {
+            SCOPED_TRACE(cut);
+            std::string padded = "a" + bytes.substr(0, cut);
+            padded.resize(64, '\0');
+            expectBuffered({padded, bytes.substr(cut) + "z"}, whole);
+            const std::string full = std::string(64 - cut, 'a') + bytes.substr(0, cut);
+            expectBuffered({full, bytes.substr(cut) + "z"},
+                           QString::fromStdString(full + bytes.substr(cut) + "z"));
+        }
     }
 }
-
-TEST_P(ReceiveBufferCut, IsPutTogetherAcrossFullReports) {
-    const std::string& bytes = GetParam().bytes;
-    for (const std::size_t cut : cuts()) {
-        g_HIDDevice.clearBuffer();
-        const std::string text = std::string(64 - cut, 'a') + bytes + "z";
-        terminal().sendText(text); // in reports of 64 bytes
-        EXPECT_TRUE(becomesBuffered(QString::fromStdString(text))) << "cut at " << cut;
-    }
-}
-
-TEST_P(ReceiveBufferCut, IsPutTogetherFromSingleBytes) {
-    for (const char byte : "a" + GetParam().bytes + "z") {
-        send({byte});
-    }
-    EXPECT_TRUE(becomesBuffered(QString::fromStdString("a" + GetParam().bytes + "z")));
-}
-
-INSTANTIATE_TEST_SUITE_P(Sequence, ReceiveBufferCut, testing::ValuesIn(kSequences),
-                         [](const auto& info) { return info.param.name; });
 
 /// A sequence of which only the first bytes have come.
-class ReceiveBufferUnfinished : public ReceiveBuffer, public testing::WithParamInterface<std::string> {
+class ReceiveBufferUnfinished : public ReceiveBuffer {
 protected:
-    static std::size_t missing() {
-        const auto first = static_cast<unsigned char>(GetParam().front());
-        const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-        return length - GetParam().size();
-    }
     /// Bytes that would have finished it.
-    static std::string rest() { return std::string().append(missing(), '\x93'); }
+    static std::string restOf(const std::string& begun) {
+        const auto first = static_cast<unsigned char>(begun.front());
+        const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+        return std::string(length - begun.size(), '\x93');
+    }
     static bool isReplacements(const QString& text) {
         return !text.isEmpty() && text == QString(text.size(), kReplacement);
     }
+
+    inline static const std::vector<std::string> kBegun{"\xC3", "\xE7",     "\xE7\xBB",
+                                                        "\xF0", "\xF0\x9F", "\xF0\x9F\x93"};
 };
 
-TEST_P(ReceiveBufferUnfinished, IsHeldBack) {
-    sendAndWait("a" + GetParam());
-    EXPECT_EQ(buffer(), "a");
+TEST_F(ReceiveBufferUnfinished, IsHeldBackUntilItIsTakenAsReplacements) {
+    for (const std::string& begun : kBegun) {
+        SCOPED_TRACE(testing::PrintToString(begun));
+        sendAndWait("a" + begun);
+        EXPECT_EQ(buffer(), "a");
+        const QString taken = g_HIDDevice.getBuffer();
+        EXPECT_EQ(taken.left(1), "a");
+        EXPECT_TRUE(isReplacements(taken.mid(1))) << taken.toStdString();
+        EXPECT_EQ(buffer(), "");
+        sendAndWait(restOf(begun) + "z"); // finishes nothing any more
+        const QString later = buffer();
+        EXPECT_EQ(later.right(1), "z");
+        EXPECT_TRUE(isReplacements(later.chopped(1))) << later.toStdString();
+        g_HIDDevice.clearBuffer();
+        sendAndWait(begun);
+        EXPECT_EQ(buffer(), "");
+        EXPECT_TRUE(isReplacements(g_HIDDevice.getBuffer()));
+    }
 }
 
-TEST_P(ReceiveBufferUnfinished, RaisesTheFlagEvenAlone) {
-    sendAndWait(GetParam());
-    EXPECT_EQ(buffer(), "");
-}
-
-TEST_P(ReceiveBufferUnfinished, ComesOutAsReplacementsWhenTaken) {
-    sendAndWait("a" + GetParam());
-    const QString taken = g_HIDDevice.getBuffer();
-    EXPECT_EQ(taken.left(1), "a");
-    EXPECT_TRUE(isReplacements(taken.mid(1))) << taken.toStdString();
-    EXPECT_EQ(buffer(), "");
-}
-
-TEST_P(ReceiveBufferUnfinished, ComesOutAsReplacementsAlsoAlone) {
-    sendAndWait(GetParam());
-    EXPECT_TRUE(isReplacements(g_HIDDevice.getBuffer()));
-}
-
-TEST_P(ReceiveBufferUnfinished, IsNotFinishedByWhatComesAfterItWasTaken) {
-    sendAndWait("a" + GetParam());
-    g_HIDDevice.getBuffer();
-    sendAndWait(rest() + "z");
-    const QString later = buffer();
-    EXPECT_EQ(later.right(1), "z");
-    EXPECT_TRUE(isReplacements(later.chopped(1))) << later.toStdString();
-}
-
-TEST_P(ReceiveBufferUnfinished, IsForgottenByClearing) {
-    sendAndWait("a" + GetParam());
-    g_HIDDevice.clearBuffer();
-    send("z");
-    EXPECT_TRUE(becomesBuffered("z"));
-}
-
-TEST_P(ReceiveBufferUnfinished, IsForgottenBySendingAText) {
-    sendAndWait("a" + GetParam());
-    g_HIDDevice.SendData(QString("hello"));
-    send("z");
-    EXPECT_TRUE(becomesBuffered("z"));
-}
-
-TEST_P(ReceiveBufferUnfinished, IsForgottenBySendingBytes) {
-    sendAndWait("a" + GetParam());
+TEST_F(ReceiveBufferUnfinished, IsForgottenByClearingAndBySending) {
     char hello[] = "hello";
-    g_HIDDevice.SendData(hello, 5);
-    send("z");
-    EXPECT_TRUE(becomesBuffered("z"));
+    const std::function<void()> forgetting[] = {
+        [] { g_HIDDevice.clearBuffer(); },
+        [] { g_HIDDevice.SendData(QString("hello")); },
+        [&] { g_HIDDevice.SendData(hello, 5); },
+        [&] { g_HIDDevice.SendData_test(reinterpret_cast<unsigned char*>(hello), 5); },
+    };
+    for (const std::string& begun : kBegun) {
+        for (const auto& forget : forgetting) {
+            SCOPED_TRACE(testing::PrintToString(begun));
+            sendAndWait("a" + begun);
+            forget();
+            send("z");
+            EXPECT_TRUE(becomesBuffered("z"));
+            g_HIDDevice.clearBuffer();
+        }
+    }
 }
-
-TEST_P(ReceiveBufferUnfinished, IsForgottenBySendingBytesForATest) {
-    sendAndWait("a" + GetParam());
-    unsigned char hello[] = "hello";
-    g_HIDDevice.SendData_test(hello, 5);
-    send("z");
-    EXPECT_TRUE(becomesBuffered("z"));
-}
-
-INSTANTIATE_TEST_SUITE_P(Bytes, ReceiveBufferUnfinished,
-                         testing::Values("\xC3", "\xE7", "\xE7\xBB", "\xF0", "\xF0\x9F", "\xF0\x9F\x93"));
 
 } // namespace

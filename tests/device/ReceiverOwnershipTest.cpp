@@ -1,7 +1,9 @@
+#include "BlockedThread.h"
 #include "CallInterception.h"
 #include "ChannelFixture.h"
 #include "SeparateProcess.h"
 
+#include <memory>
 #include <optional>
 #include <thread>
 #include <unistd.h>
@@ -10,6 +12,7 @@
 
 namespace {
 
+using pdalink::test::BlockedCall;
 using pdalink::test::waitUntil;
 using testing::IsEmpty;
 
@@ -25,15 +28,6 @@ protected:
     }
 };
 
-TEST_F(ReceiverOwnership, IgnoresTheArgumentOfAHostsCall) {
-    g_strSerialPort = QString::fromStdString(terminal().nodePath());
-    std::thread host([this] { EXPECT_EQ(run_proc(this), nullptr); });
-    EXPECT_TRUE(waitUntil([] { return g_hidRun.load(); }));
-    EXPECT_EQ(terminal().openDescriptors(), 1);
-    g_hidRun = false;
-    host.join();
-}
-
 TEST_F(ReceiverOwnership, AHostsCallReturnsAtOnceWhileAnotherReceiverReads) {
     openChannel();
     const int descriptor = g_fd;
@@ -47,11 +41,11 @@ TEST_F(ReceiverOwnership, AHostsCallReturnsAtOnceWhileAnotherReceiverReads) {
     EXPECT_TRUE(becomesBuffered("still heard"));
 }
 
-TEST_F(ReceiverOwnership, OfTwoHostsCallsOneReturnsAtOnce) {
+TEST_F(ReceiverOwnership, OfTwoHostsCallsOneReturnsAtOnceWhateverTheArgument) {
     g_strSerialPort = QString::fromStdString(terminal().nodePath());
-    std::thread host([] { run_proc(nullptr); });
+    std::thread host([this] { EXPECT_EQ(run_proc(this), nullptr); });
     EXPECT_TRUE(waitUntil([] { return g_hidRun.load(); }));
-    run_proc(nullptr);
+    EXPECT_EQ(run_proc(nullptr), nullptr);
     EXPECT_EQ(terminal().openDescriptors(), 1);
     g_hidRun = false;
     host.join();
@@ -97,10 +91,10 @@ TEST_F(ReceiverOwnership, SurvivesAHostThatJoinsTheEndedThread) {
 TEST_F(ReceiverOwnership, SurvivesAHostThatIsJoiningTheThread) {
     openChannel();
     int result = -1;
-    std::thread host([thread = g_run_thread, &result] { result = ::pthread_join(thread, nullptr); });
-    std::this_thread::sleep_for(Milliseconds(50)); // most likely it is waiting by then; either way is fine
-    openChannel();                                 // stops that thread
-    host.join();
+    BlockedCall joining([thread = g_run_thread, &result] { result = ::pthread_join(thread, nullptr); });
+    EXPECT_TRUE(joining.isBlocked());
+    openChannel(); // stops that thread
+    joining.join();
     EXPECT_EQ(result, 0);
     expectWorkingChannel();
 }
@@ -113,6 +107,41 @@ TEST_F(ReceiverOwnership, ChannelsEndWaitsForADetachedThreadToo) {
     EXPECT_EQ(extraThreads(), 0) << "its code may be unloaded now";
     EXPECT_EQ(terminal().openDescriptors(), 0);
     EXPECT_EQ(g_fd, -1);
+}
+
+/// A host's own thread that can be cancelled in the middle of a call.
+class CancelledCall : public ReceiverOwnership {
+protected:
+    static void expectCancelled(void* (*call)(void*), const std::function<bool()>& hasBegun) {
+        pthread_t thread{};
+        ASSERT_EQ(::pthread_create(&thread, nullptr, call, nullptr), 0);
+        EXPECT_TRUE(waitUntil(hasBegun));
+        ASSERT_EQ(::pthread_cancel(thread), 0);
+        void* result = nullptr;
+        ASSERT_EQ(::pthread_join(thread, &result), 0);
+        EXPECT_EQ(result, PTHREAD_CANCELED);
+    }
+};
+
+TEST_F(CancelledCall, OfTheReceiverClosesTheNode) {
+    g_strSerialPort = QString::fromStdString(terminal().nodePath());
+    expectCancelled(run_proc, [] { return g_hidRun.load(); });
+    EXPECT_EQ(g_fd, -1);
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+    expectWorkingChannel();
+}
+
+TEST_F(CancelledCall, OfTheWaitForAReplyLeavesTheChannelUsable) {
+    openChannel();
+    static std::atomic<bool> hasBegun{false};
+    expectCancelled(
+        [](void*) -> void* {
+            hasBegun = true;
+            g_HIDDevice.getBuffer();
+            return nullptr;
+        },
+        [] { return hasBegun.load(); });
+    expectWorkingChannel();
 }
 
 TEST_F(ReceiverOwnership, ACancelledThreadClosesTheNode) {
@@ -144,6 +173,47 @@ TEST_F(ReceiverOwnership, TheNodeIsNeverTheStandardInput) {
 
 TEST_F(ReceiverOwnership, TheNodeIsNeverAStandardDescriptor) {
     EXPECT_GT(descriptorWithout({0, 1, 2}, [this] { openChannel(); }), 2);
+}
+
+/// A host's own thread reads the node, and closes it only when the library has begun to wait for that.
+class ReceiverOnAHostsThread : public ReceiverOwnership {
+protected:
+    void SetUp() override {
+        g_strSerialPort = QString::fromStdString(terminal().nodePath());
+        m_host = std::thread([] { run_proc(nullptr); });
+        ASSERT_TRUE(waitUntil([] { return g_hidRun.load(); }));
+        pdalink::test::Interception interception;
+        interception.rest = [waits = m_waits, test = std::this_thread::get_id()] {
+            *waits = *waits || std::this_thread::get_id() == test;
+        };
+        interception.descriptor = g_fd;
+        interception.closeFile = [waits = m_waits] {
+            EXPECT_TRUE(waitUntil([&waits] { return waits->load(); }, std::chrono::seconds(3)));
+        };
+        pdalink::test::intercept(interception);
+    }
+    void TearDown() override {
+        m_host.join();
+        pdalink::test::interceptNothing();
+    }
+
+private:
+    std::shared_ptr<std::atomic<bool>> m_waits = std::make_shared<std::atomic<bool>>(false);
+    std::thread m_host;
+};
+
+TEST_F(ReceiverOnAHostsThread, IsWaitedForWhenTheChannelIsClosed) {
+    { const CHIDDevice object; }
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+    EXPECT_EQ(g_fd, -1);
+}
+
+TEST_F(ReceiverOnAHostsThread, IsWaitedForWhenTheChannelIsOpenedAnew) {
+    g_HIDDevice.openHidDevice();
+    EXPECT_TRUE(waitUntil([] { return g_hidRun.load(); }));
+    EXPECT_EQ(terminal().openDescriptors(), 1);
+    terminal().sendText("once");
+    EXPECT_TRUE(becomesBuffered("once"));
 }
 
 /// The node takes its time to open.

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <memory>
 #include <termios.h>
 #include <thread>
 #include <unistd.h>
@@ -83,8 +84,13 @@ TEST_F(ReceiverTest, GoesOnSilentlyAfterAHangUp) {
     openChannel();
     newLogTexts();
     const QtOutputCapture output;
+    const auto rests = std::make_shared<std::atomic<int>>(0);
+    pdalink::test::Interception interception;
+    interception.rest = [rests] { ++*rests; };
+    pdalink::test::intercept(interception);
     terminal().unplug();
-    std::this_thread::sleep_for(Milliseconds(200));
+    EXPECT_TRUE(waitUntil([&rests] { return *rests >= 3; })); // it looks at the node in between
+    pdalink::test::interceptNothing();
     EXPECT_TRUE(g_hidRun);
     EXPECT_GE(g_fd, 0);
     EXPECT_TRUE(extraThreadsBecome(1));
@@ -163,22 +169,6 @@ TEST_F(ReceiverTest, OnAHostsThreadReturnsWhenTheNodeCannotBeOpened) {
     EXPECT_THAT(output.lines(), ElementsAre("port open fail"));
     EXPECT_FALSE(g_hidRun);
     EXPECT_LT(g_fd, 0);
-}
-
-TEST_F(ReceiverTest, OnAHostsThreadGivesWayToTheNextReceiver) {
-    g_strSerialPort = QString::fromStdString(terminal().nodePath());
-    std::thread host([] { run_proc(nullptr); });
-    EXPECT_TRUE(waitUntil([] { return g_hidRun.load(); }));
-    g_HIDDevice.openHidDevice();
-    EXPECT_TRUE(
-        waitUntil([this] { return g_hidRun && terminal().openDescriptors() == 1 && extraThreads() == 1; },
-                  std::chrono::seconds(3)))
-        << terminal().openDescriptors() << " receivers read the node";
-    terminal().sendText("once");
-    EXPECT_TRUE(waitUntil([] { return bufferedCharacters() > 0; }));
-    EXPECT_EQ(buffer(), "once");
-    g_hidRun = false;
-    host.join();
 }
 
 /// A receiver on a plain pseudo-terminal, where each system call costs no more than on a real node.
@@ -292,35 +282,24 @@ private:
     pdalink::test::Interception m_interception;
 };
 
-TEST_F(ReceiverThatCannotBeCreated, IsLoggedAsAWarning) {
-    failFromNowOn();
-    EXPECT_TRUE(g_HIDDevice.openHidDevice());
-    EXPECT_THAT(newLogTexts(3), SizeIs(1));
-    EXPECT_FALSE(g_hidRun);
-    EXPECT_EQ(g_fd, -1);
-    EXPECT_TRUE(extraThreadsBecome(0));
-    EXPECT_EQ(terminal().openDescriptors(), 0);
-}
-
-TEST_F(ReceiverThatCannotBeCreated, LeavesTheChannelClosedThatWasOpen) {
-    openChannel();
-    failFromNowOn();
-    EXPECT_TRUE(g_HIDDevice.openHidDevice());
-    EXPECT_THAT(newLogTexts(3), SizeIs(1));
-    EXPECT_FALSE(g_hidRun);
-    EXPECT_EQ(g_fd, -1);
-    EXPECT_TRUE(extraThreadsBecome(0));
-    EXPECT_EQ(terminal().openDescriptors(), 0);
-}
-
-TEST_F(ReceiverThatCannotBeCreated, CanBeCreatedLater) {
-    failFromNowOn();
-    g_HIDDevice.openHidDevice();
-    pdalink::test::interceptNothing();
+TEST_F(ReceiverThatCannotBeCreated, IsLoggedAsAWarningAndCanBeCreatedLater) {
+    for (const bool isOpenBefore : {false, true}) {
+        if (isOpenBefore) {
+            openChannel();
+        }
+        newLogTexts();
+        failFromNowOn();
+        EXPECT_TRUE(g_HIDDevice.openHidDevice());
+        EXPECT_THAT(newLogTexts(3), SizeIs(1));
+        EXPECT_FALSE(g_hidRun);
+        EXPECT_EQ(g_fd, -1);
+        EXPECT_TRUE(extraThreadsBecome(0));
+        EXPECT_EQ(terminal().openDescriptors(), 0);
+        pdalink::test::interceptNothing();
+    }
     openChannel();
     EXPECT_TRUE(extraThreadsBecome(1));
     EXPECT_TRUE(g_HIDDevice.SendData(QString("hello")));
-    EXPECT_THAT(newLogTexts(3), SizeIs(1));
 }
 
 } // namespace

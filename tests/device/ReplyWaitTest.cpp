@@ -1,12 +1,15 @@
+#include "BlockedThread.h"
 #include "ChannelFixture.h"
 #include "util/MutexGuard.h"
 
 #include <QCoreApplication>
 #include <QTimer>
+#include <functional>
 #include <thread>
 
 namespace {
 
+using pdalink::test::BlockedCall;
 using pdalink::test::waitUntil;
 using testing::ElementsAre;
 
@@ -24,17 +27,12 @@ protected:
 TEST_F(ReplyWait, TakesWhatIsThereAndLowersTheFlag) {
     sendAndWait("<a>1</a>");
     newLogTexts();
-    EXPECT_EQ(g_HIDDevice.getBuffer(), "<a>1</a>");
+    const Milliseconds time = timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), "<a>1</a>"); });
+    EXPECT_GE(time, kPromptWait) << "the rest of a message is given time";
+    EXPECT_LT(time, kSilentWait);
     EXPECT_EQ(buffer(), "");
     EXPECT_FALSE(g_isBufferCome);
     EXPECT_THAT(newLogTexts(4), ElementsAre("HID Read XML: <a>1</a>"));
-}
-
-TEST_F(ReplyWait, GivesTheRestOfAMessageTime) {
-    sendAndWait("reply");
-    const Milliseconds time = timeOf([] { g_HIDDevice.getBuffer(); });
-    EXPECT_GE(time, kPromptWait);
-    EXPECT_LT(time, kSilentWait);
 }
 
 TEST_F(ReplyWait, GivesUpAfterASilence) {
@@ -48,38 +46,31 @@ TEST_F(ReplyWait, GivesUpAfterASilence) {
     EXPECT_THAT(newLogTexts(), ElementsAre("HID Read XML: "));
 }
 
-TEST_F(ReplyWait, WithoutAnyChannelGivesUpToo) {
+TEST_F(ReplyWait, WithoutAnyChannelTakesWhatNobodyAnnounced) {
     stopChannel();
-    EXPECT_GE(timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), ""); }), kSilentWait);
-}
-
-TEST_F(ReplyWait, TakesWhatNobodyAnnounced) {
     setBuffer("without a flag");
     EXPECT_GE(timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), "without a flag"); }), kSilentWait);
     EXPECT_EQ(buffer(), "");
 }
 
 TEST_F(ReplyWait, IsShortenedByAnOldFlag) {
-    sendAndWait("nobody takes this");
-    g_HIDDevice.SendData(QString("next message")); // empties the buffer, leaves the flag alone
-    QString taken = "something";
-    const Milliseconds time = timeOf([&taken] { taken = g_HIDDevice.getBuffer(); });
-    EXPECT_EQ(taken, "");
-    EXPECT_GE(time, kPromptWait);
-    EXPECT_LT(time, kSilentWait);
-    EXPECT_FALSE(g_isBufferCome);
-}
-
-TEST_F(ReplyWait, IsShortenedByAnOldFlagAlsoAfterClearing) {
-    sendAndWait("nobody takes this");
-    g_HIDDevice.clearBuffer();
-    EXPECT_LT(timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), ""); }), kSilentWait);
-}
-
-TEST_F(ReplyWait, IsEndedByAReportWithoutText) {
+    const std::function<void()> emptying[] = {
+        [] { g_HIDDevice.SendData(QString("next message")); }, // empties the buffer, leaves the flag alone
+        [] { g_HIDDevice.clearBuffer(); },
+    };
+    for (const auto& empty : emptying) {
+        sendAndWait("nobody takes this");
+        empty();
+        QString taken = "something";
+        const Milliseconds time = timeOf([&taken] { taken = g_HIDDevice.getBuffer(); });
+        EXPECT_EQ(taken, "");
+        EXPECT_GE(time, kPromptWait);
+        EXPECT_LT(time, kSilentWait);
+        EXPECT_FALSE(g_isBufferCome);
+    }
     terminal().sendReport(std::string(64, '\0'));
     ASSERT_TRUE(waitUntil([] { return g_isBufferCome.load(); }));
-    EXPECT_LT(timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), ""); }), kSilentWait);
+    EXPECT_LT(timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), ""); }), kSilentWait) << "a report without text";
     EXPECT_FALSE(g_isBufferCome);
 }
 
@@ -120,32 +111,17 @@ TEST_F(ReplyWait, LogsTextOfAnyLengthAndContent) {
     EXPECT_THAT(newLogTexts(), ElementsAre("HID Read XML: " + longText));
 }
 
-TEST_F(ReplyWait, TakesTheBufferUnderItsLock) {
+TEST_F(ReplyWait, TakesTheBufferUnderItsLockTogetherWithItsFlag) {
     sendAndWait("reply");
-    std::atomic<bool> done = false;
     g_lock_buffer.Lock();
-    std::thread waiter([&done] {
-        g_HIDDevice.getBuffer();
-        done = true;
-    });
-    std::this_thread::sleep_for(2 * kPromptWait);
-    EXPECT_FALSE(done);
+    QString taken;
+    BlockedCall waiting([&taken] { taken = g_HIDDevice.getBuffer(); });
+    EXPECT_TRUE(waiting.isBlocked());
     EXPECT_TRUE(g_isBufferCome) << "the flag is lowered under the same hold";
     EXPECT_EQ(g_buffer, "reply");
-    g_lock_buffer.Unlock();
-    waiter.join();
-    EXPECT_FALSE(g_isBufferCome);
-}
-
-TEST_F(ReplyWait, TakesWhatComesAtTheVeryEndTogetherWithItsFlag) {
-    QString taken;
-    g_lock_buffer.Lock();
-    std::thread waiter([&taken] { taken = g_HIDDevice.getBuffer(); });
-    std::this_thread::sleep_for(kSilentWait + Milliseconds(1000));
     g_buffer = "last moment";
-    g_isBufferCome = true;
     g_lock_buffer.Unlock();
-    waiter.join();
+    waiting.join();
     EXPECT_EQ(taken, "last moment");
     EXPECT_FALSE(g_isBufferCome);
 }

@@ -1,3 +1,4 @@
+#include "BlockedThread.h"
 #include "CallInterception.h"
 #include "SenderKinds.h"
 
@@ -7,6 +8,7 @@
 
 namespace {
 
+using pdalink::test::becomesBlocked;
 using pdalink::test::intercept;
 using pdalink::test::Interception;
 using pdalink::test::interceptNothing;
@@ -42,6 +44,7 @@ TEST_P(SenderAndClosing, ExcludeEachOther) {
     };
     interception.closeFile = [seen] { seen->closes = true; };
     intercept(interception);
+    const pid_t receiver = receiverThread();
     std::thread sender;
     bool sent = false;
     {
@@ -49,7 +52,7 @@ TEST_P(SenderAndClosing, ExcludeEachOther) {
         sender = std::thread([&sent] { sent = GetParam().send("hello"); });
         ASSERT_TRUE(waitUntil([&seen] { return seen->writes.load(); }));
         g_hidRun = false; // the receiver wants to close the node
-        std::this_thread::sleep_for(Milliseconds(200));
+        EXPECT_TRUE(becomesBlocked(receiver));
         EXPECT_FALSE(seen->closes);
     }
     sender.join();
@@ -57,7 +60,7 @@ TEST_P(SenderAndClosing, ExcludeEachOther) {
     EXPECT_TRUE(waitUntil([&seen] { return seen->closes.load(); }));
 }
 
-TEST_P(SenderAndClosing, NeverMeetOnADescriptorAlreadyClosed) {
+TEST_P(SenderAndClosing, DoNotMeetOnAClosedDescriptor) {
     std::atomic<int> atClosing = -2;
     Interception interception;
     interception.descriptor = node();
@@ -69,9 +72,8 @@ TEST_P(SenderAndClosing, NeverMeetOnADescriptorAlreadyClosed) {
     interceptNothing();
 }
 
-TEST_P(SenderAndClosing, OfAnObjectWithdrawTheNumberFirstToo) {
+TEST(ClosingByAnObject, WithdrawsTheNumberFirst) {
     std::atomic<int> atClosing = -2;
-    stopChannel();
     {
         const CHIDDevice object;
         const int hostsOwn = ::dup(STDERR_FILENO);

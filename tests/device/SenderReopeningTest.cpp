@@ -40,10 +40,13 @@ TEST_P(SenderOnAClosedChannel, OpensItButDoesNotWait) {
     EXPECT_THAT(terminal().received(), IsEmpty());
 }
 
-TEST_P(SenderOnAClosedChannel, SucceedsTheNextTime) {
+TEST_P(SenderOnAClosedChannel, SucceedsOnceASlowNodeHasComeUp) {
     {
         const std::lock_guard held(gate());
-        EXPECT_FALSE(kind().send("lost"));
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_FALSE(kind().send("lost"));
+        }
+        EXPECT_TRUE(extraThreadsBecome(1));
     }
     ASSERT_TRUE(waitUntil([] { return g_hidRun.load(); }));
     newLogTexts();
@@ -52,19 +55,6 @@ TEST_P(SenderOnAClosedChannel, SucceedsTheNextTime) {
     EXPECT_THAT(newLogTexts(), ElementsAre(kind().writtenLine("hello")));
     EXPECT_EQ(terminal().openDescriptors(), 1);
     EXPECT_TRUE(extraThreadsBecome(1));
-}
-
-TEST_P(SenderOnAClosedChannel, DoesNotKeepASlowNodeFromComingUp) {
-    {
-        const std::lock_guard held(gate());
-        for (int i = 0; i < 3; ++i) {
-            EXPECT_FALSE(kind().send("lost"));
-        }
-        EXPECT_TRUE(extraThreadsBecome(1));
-    }
-    EXPECT_TRUE(waitUntil([] { return g_hidRun.load(); }));
-    EXPECT_TRUE(kind().send("hello"));
-    EXPECT_THAT(terminal().received(), ElementsAre("hello"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Kind, SenderOnAClosedChannel, testing::Values(kSenders[1], kSenders[2]),

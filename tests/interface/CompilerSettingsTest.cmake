@@ -8,13 +8,7 @@ if(PROCESSOR STREQUAL "x86_64")
     list(APPEND expected -fcf-protection)
 endif()
 
-function(run what)
-    execute_process(COMMAND ${ARGN} WORKING_DIRECTORY ${SOURCE}
-        RESULT_VARIABLE code OUTPUT_VARIABLE output ERROR_VARIABLE output)
-    if(NOT code EQUAL 0)
-        message(FATAL_ERROR "${what} failed (${code}):\n${output}")
-    endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/../cmake/Run.cmake)
 
 foreach(compilers IN ITEMS "gcc g++" "clang clang++")
     string(REPLACE " " ";" compilers ${compilers})
@@ -23,7 +17,8 @@ foreach(compilers IN ITEMS "gcc g++" "clang clang++")
     set(build ${SCRATCH}/${c})
     file(REMOVE_RECURSE ${build})
     run("configuring with ${cxx}" ${CMAKE_COMMAND} --preset asan -B ${build} -DBUILD_TESTING=OFF
-        -DPDALINK_SIMULATOR=OFF -DPDALINK_TOOLS=OFF -DCMAKE_C_COMPILER=${c} -DCMAKE_CXX_COMPILER=${cxx})
+        -DPDALINK_SIMULATOR=OFF -DPDALINK_TOOLS=OFF -DCMAKE_C_COMPILER=${c} -DCMAKE_CXX_COMPILER=${cxx}
+        WORKING_DIRECTORY ${SOURCE})
     run("compiling with ${cxx}" ${CMAKE_COMMAND} --build ${build} --target
         CMakeFiles/pdalink_objects.dir/util/HexCodec.cpp.o examples/CMakeFiles/first_call.dir/first_call.c.o)
     file(STRINGS ${build}/compile_commands.json commands REGEX "\"command\"")

@@ -38,41 +38,19 @@ std::vector<std::string> qtLinesOfLoading() {
     return capture.lines();
 }
 
-TEST(Configuration, GivesTheIds) {
+TEST(Configuration, GivesTheIdsFreedOfPrefixesAndLineEnds) {
     EXPECT_EQ(idsOf("VID=04d8\nPID=003f\n"), "04d8/003f");
-}
-
-TEST(Configuration, IsFreedOfPrefixesAndLineEnds) {
     EXPECT_EQ(idsOf("VID=0x04d8\nPID=0x003F\n"), "04d8/003F");
     EXPECT_EQ(idsOf("VID=0x04d8\r\nPID = 003f \r\n"), "04d8/003f ");
     EXPECT_EQ(idsOf("VID=04d8\r\nPID=003f\r\n"), "04d8/003f");
     EXPECT_EQ(idsOf("VID=0X04d8\nPID=003f\n"), "0X04d8/003f");
-}
-
-TEST(Configuration, IsReadAsLatin1) {
+    EXPECT_EQ(idsOf("# VID=1\nVID=2\nvid=3\nMY_VID=4\nPID=5\nVID=6\n"), "6/5");
+    EXPECT_EQ(idsOf("PID=3\n"), "/3") << "an id that is not stated any more";
+    EXPECT_EQ(idsOf(""), "/");
+    EXPECT_EQ(idsOf("[usb]\n"), "/");
     writeIni("VID=\xE9\xFF\nPID=1\n");
     EXPECT_TRUE(LoadLockConfig());
     EXPECT_EQ(g_Vid, QString::fromLatin1("\xE9\xFF"));
-}
-
-TEST(Configuration, FollowsTheRulesOfTheReader) {
-    EXPECT_EQ(idsOf("# VID=1\nVID=2\nvid=3\nMY_VID=4\nPID=5\nVID=6\n"), "6/5");
-}
-
-TEST(Configuration, TakesEffectAtTheNextLoading) {
-    EXPECT_EQ(idsOf("VID=1\nPID=2\n"), "1/2");
-    EXPECT_EQ(idsOf("VID=3\nPID=4\n"), "3/4");
-}
-
-TEST(Configuration, LosesAnIdThatTheFileDoesNotStateAnyMore) {
-    EXPECT_EQ(idsOf("VID=1\nPID=2\n"), "1/2");
-    EXPECT_EQ(idsOf("PID=3\n"), "/3");
-    EXPECT_EQ(idsOf(""), "/");
-}
-
-TEST(Configuration, SucceedsWithoutKeys) {
-    writeIni("[usb]\n");
-    EXPECT_TRUE(LoadLockConfig());
 }
 
 TEST(Configuration, PrintsTheLibrarysPath) {
@@ -114,27 +92,18 @@ TEST(Configuration, LogsAnyLatin1IdAsUtf8) {
     EXPECT_EQ(readLogTexts(), std::vector<std::string>{"Vid/Pid: é/%s%n  logpath:" + logPath()});
 }
 
-TEST(LogDirectory, IsCreatedForOwnerAndGroupOnly) {
-    const mode_t before = umask(0);
-    EXPECT_TRUE(LoadLockConfig());
-    umask(before);
-    EXPECT_EQ(modeOf(logDirectory()), 0750U);
-    EXPECT_EQ(modeOf(logPath()), 0640U);
-}
-
-TEST(LogDirectory, IsNarrowedByTheUmask) {
-    const mode_t before = umask(077);
-    EXPECT_TRUE(LoadLockConfig());
-    umask(before);
-    EXPECT_EQ(modeOf(logDirectory()), 0700U);
-    EXPECT_EQ(modeOf(logPath()), 0600U);
-}
-
-TEST(LogDirectory, KeepsItsModeWhenItIsThere) {
-    fs::create_directory(logDirectory());
+TEST(LogDirectory, IsCreatedForOwnerAndGroupOnlyNarrowedByTheUmask) {
+    for (const mode_t mask : {0U, 077U}) {
+        fs::remove_all(logDirectory());
+        const mode_t before = umask(mask);
+        EXPECT_TRUE(LoadLockConfig());
+        umask(before);
+        EXPECT_EQ(modeOf(logDirectory()), 0750U & ~mask);
+        EXPECT_EQ(modeOf(logPath()), 0640U & ~mask);
+    }
     ASSERT_EQ(chmod(logDirectory().c_str(), 0777), 0);
     EXPECT_TRUE(LoadLockConfig());
-    EXPECT_EQ(modeOf(logDirectory()), 0777U);
+    EXPECT_EQ(modeOf(logDirectory()), 0777U) << "one that is there keeps its mode";
 }
 
 TEST(LogDirectory, IsCreatedAgainWhenItHasGone) {
@@ -173,12 +142,7 @@ TEST(LogDirectory, HoldsAFallbackFileWhenTheLogCannotBeOpened) {
     EXPECT_NE(log[0].text.find("logpath:" + logPath()), std::string::npos);
 }
 
-TEST(MissingConfiguration, IsReported) {
-    removeIni();
-    EXPECT_FALSE(LoadLockConfig());
-}
-
-TEST(MissingConfiguration, IsLookedForAndThatIsAll) {
+TEST(MissingConfiguration, IsReportedAndMayComeBack) {
     removeIni();
     const StandardOutputCapture output;
     const std::vector<std::string> expected{"inipath: " + privateDirectory() + "/PDAConfigure.ini"};
@@ -186,6 +150,9 @@ TEST(MissingConfiguration, IsLookedForAndThatIsAll) {
     EXPECT_EQ(output.text(), privateDirectory() + "/libpdalink.so.1\n");
     EXPECT_FALSE(fs::exists(logDirectory()));
     EXPECT_FALSE(g_PDA_Log.AddLog(pdalink::Message, "lost"));
+    EXPECT_FALSE(LoadLockConfig());
+    EXPECT_EQ(idsOf("VID=1\nPID=2\n"), "1/2");
+    EXPECT_EQ(readLog().size(), 1U);
 }
 
 TEST(MissingConfiguration, LeavesIdsAndLogAsTheyWere) {
@@ -204,13 +171,6 @@ TEST(MissingConfiguration, DoesNotCreateTheLogDirectoryAgain) {
     fs::remove_all(logDirectory());
     EXPECT_FALSE(LoadLockConfig());
     EXPECT_FALSE(fs::exists(logDirectory()));
-}
-
-TEST(MissingConfiguration, MayComeBack) {
-    removeIni();
-    EXPECT_FALSE(LoadLockConfig());
-    EXPECT_EQ(idsOf("VID=1\nPID=2\n"), "1/2");
-    EXPECT_EQ(readLog().size(), 1U);
 }
 
 } // namespace

@@ -57,23 +57,14 @@ TEST(Entry, ReturnsZeroWhenTheTransactionSucceeds) {
     EXPECT_NE(call.text().find(R"("pRetCode":"000000")"), std::string::npos) << call.text();
 }
 
-TEST(Entry, OnlyLogsTheGivenLength) {
-    for (const int length : {0, 1, -5, INT_MAX, INT_MIN}) {
-        const Call call(kUnknownCode.c_str(), length);
-        EXPECT_EQ(call.text(), "{}");
+TEST(Entry, OnlyLogsTheGivenLengthAndReadsTheRequestUpToItsNul) {
+    const std::string request = kUnknownCode + std::string("\0garbage", 8);
+    for (const int length : {0, 1, -5, INT_MAX, INT_MIN, static_cast<int>(request.size())}) {
+        const Call call(request.c_str(), length);
+        EXPECT_EQ(call.length, 2) << "without the NUL";
+        EXPECT_EQ(call.response.compare(0, 4, std::string("{}\0#", 4)), 0);
         EXPECT_EQ(countLogLines("inJson4:" + kUnknownCode + " inLen:" + std::to_string(length)), 1);
     }
-}
-
-TEST(Entry, StoresTheLengthWithoutTheNul) {
-    const Call call(kUnknownCode.c_str());
-    EXPECT_EQ(call.length, 2);
-    EXPECT_EQ(call.response.compare(0, 4, std::string("{}\0#", 4)), 0);
-}
-
-TEST(Entry, ReadsTheRequestUpToItsNul) {
-    const std::string request = kUnknownCode + std::string("\0garbage", 8);
-    EXPECT_EQ(Call(request.data(), static_cast<int>(request.size())).text(), "{}");
 }
 
 TEST(Entry, LeavesTheRequestAlone) {
@@ -166,10 +157,12 @@ TEST(Entry, WritesTheAnalysersEndToTheQtOutputOnly) {
     EXPECT_EQ(readLogText().find("~CPDAXMLAnalysis"), std::string::npos);
 }
 
-/// Every combination of null pointers; bit by bit the request, the response and the length.
-class NullPointers : public testing::TestWithParam<int> {
-protected:
-    bool isNull(int which) const { return (GetParam() >> which & 1) != 0; }
+/// One combination of null pointers; bit by bit the request, the response and the length.
+class PointersToCall {
+public:
+    explicit PointersToCall(unsigned int which) : m_which(which) {}
+
+    bool isNull(unsigned int which) const { return (m_which >> which & 1U) != 0; }
     bool runs() const { return !isNull(0) && !isNull(1); }
 
     int call(const std::string& request, bool member) {
@@ -184,46 +177,42 @@ protected:
     int length() const { return m_length; }
 
 private:
+    unsigned int m_which;
     std::string m_response = std::string(130000, '#');
     int m_length = kUntouchedLength;
 };
 
-TEST_P(NullPointers, DoNotKeepTheEntryFromReturningZero) {
-    EXPECT_EQ(call(kUnknownCode, false), 0);
-    EXPECT_EQ(length(), runs() && !isNull(2) ? 2 : kUntouchedLength);
-    EXPECT_EQ(response().substr(0, 4), runs() ? std::string("{}\0#", 4) : "####");
-}
+constexpr unsigned int kCombinations = 8;
 
-TEST_P(NullPointers, MakeTheMemberRefuse) {
-    EXPECT_EQ(call(kUnknownCode, true), -1);
-}
-
-TEST_P(NullPointers, OfRequestOrResponseKeepTheTransactionFromRunning) {
-    const TestTerminal terminal;
-    EXPECT_EQ(call(kGetInfo, true), runs() ? 0 : -1);
-    EXPECT_EQ(terminal.received().size(), runs() ? 1U : 0U);
-    EXPECT_EQ(m_SeqNo, runs() ? 1 : 0);
-    EXPECT_EQ(response()[0], runs() ? '{' : '#');
-    EXPECT_EQ(length() == kUntouchedLength, !runs() || isNull(2));
-}
-
-TEST_P(NullPointers, LeaveTheRequestLogged) {
-    EXPECT_EQ(call(kUnknownCode, false), 0);
-    const std::vector<std::string> messages = readLogTexts(1);
-    ASSERT_EQ(messages.size(), runs() ? 3U : 1U);
-    EXPECT_EQ(messages[0], "inJson4:" + (isNull(0) ? "" : kUnknownCode) + " inLen:3");
-}
-
-std::string combinationName(const testing::TestParamInfo<int>& info) {
-    const std::string names[] = {"Request", "Response", "Length"};
-    std::string name;
-    for (int which = 0; which < 3; ++which) {
-        name += (info.param >> which & 1) != 0 ? names[which] : std::string();
+TEST(NullPointers, LetTheEntryReturnZeroAndTheRequestBeLogged) {
+    for (unsigned int which = 0; which < kCombinations; ++which) {
+        SCOPED_TRACE(which);
+        PointersToCall pointers(which);
+        const std::size_t before = readLogTexts(1).size();
+        EXPECT_EQ(pointers.call(kUnknownCode, false), 0);
+        EXPECT_EQ(pointers.length(), pointers.runs() && !pointers.isNull(2) ? 2 : kUntouchedLength);
+        EXPECT_EQ(pointers.response().substr(0, 4), pointers.runs() ? std::string("{}\0#", 4) : "####");
+        const std::vector<std::string> messages = readLogTexts(1);
+        ASSERT_EQ(messages.size(), before + (pointers.runs() ? 3U : 1U));
+        EXPECT_EQ(messages[before], "inJson4:" + (pointers.isNull(0) ? "" : kUnknownCode) + " inLen:3");
     }
-    return name.empty() ? "None" : name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, NullPointers, testing::Range(0, 8), combinationName);
+TEST(NullPointers, OfRequestOrResponseKeepTheTransactionFromRunning) {
+    const TestTerminal terminal;
+    int messages = 0;
+    for (unsigned int which = 0; which < kCombinations; ++which) {
+        SCOPED_TRACE(which);
+        EXPECT_EQ(PointersToCall(which).call(kUnknownCode, true), -1);
+        PointersToCall pointers(which);
+        messages += pointers.runs() ? 1 : 0;
+        EXPECT_EQ(pointers.call(kGetInfo, true), pointers.runs() ? 0 : -1);
+        EXPECT_EQ(terminal.received().size(), static_cast<std::size_t>(messages));
+        EXPECT_EQ(m_SeqNo, messages);
+        EXPECT_EQ(pointers.response()[0], pointers.runs() ? '{' : '#');
+        EXPECT_EQ(pointers.length() == kUntouchedLength, !pointers.runs() || pointers.isNull(2));
+    }
+}
 
 TEST(Analyser, HoldsNoDataAndLoadsTheConfiguration) {
     EXPECT_EQ(sizeof(CPDAXMLAnalysis), 1U);
@@ -267,11 +256,7 @@ TEST(Analyser, SkipsNullOutputs) {
     char bleVersion[16] = {};
     EXPECT_EQ(CPDAXMLAnalysis().GetInfo(nullptr, bleVersion, nullptr, nullptr), 0);
     EXPECT_STREQ(bleVersion, "B2");
-}
-
-TEST(Analyser, SkipsANullOutputForTheNoDataCode) {
-    TestTerminal terminal;
-    terminal.addFault("8001", pdasim::Fault().silence());
+    terminal.addFault("8001", pdasim::Fault().replyType("8002"));
     EXPECT_EQ(CPDAXMLAnalysis().GetInfo(nullptr, nullptr, nullptr, nullptr), 2);
 }
 
@@ -281,15 +266,12 @@ QString converted(std::string text) {
     return out;
 }
 
-TEST(Conversion, ReadsTheTextAsUtf8) {
+TEST(Conversion, ReadsTheTextAsUtf8AndNullAsEmpty) {
     EXPECT_EQ(converted("plain"), "plain");
     EXPECT_EQ(converted("张三 €"), QString::fromUtf8("张三 €"));
     EXPECT_EQ(converted(""), "");
     EXPECT_EQ(converted("%s%d%n"), "%s%d%n");
     EXPECT_EQ(converted("x\xFFy"), QString(QStringLiteral("x") + QChar(QChar::ReplacementCharacter) + "y"));
-}
-
-TEST(Conversion, TakesANullTextForAnEmptyOne) {
     QString out = QStringLiteral("left over");
     CPDAXMLAnalysis().ConvertUTF8ToANSI(nullptr, out);
     EXPECT_TRUE(out.isEmpty());

@@ -24,30 +24,38 @@ TEST(ReplySetting, IsOffAtFirst) {
     EXPECT_FALSE(pdalink::waitForWholeReply);
 }
 
-struct Line {
-    const char* text;
-    bool waits;
-};
-
-class ReplyLine : public testing::TestWithParam<Line> {};
-
-TEST_P(ReplyLine, SaysWhetherTheWholeReplyIsWaitedFor) {
-    EXPECT_EQ(waitsWith(kIds + GetParam().text), GetParam().waits) << GetParam().text;
-    EXPECT_EQ(waitsWith(GetParam().text + kIds), GetParam().waits) << "in front of the ids";
-    EXPECT_EQ((g_Vid + g_Pid).toStdString(), "12090001");
+TEST(ReplySetting, IsOnWithItsExactLineOnly) {
+    struct Line {
+        const char* text;
+        bool waits;
+    };
+    for (const Line& line : {Line{"", false},
+                             Line{"REPLY=whole\n", true},
+                             Line{"REPLY=whole\r\n", true},
+                             Line{"  REPLY  =   whole  \n", true},
+                             Line{" REPLY = whole \r\n", true},
+                             Line{"REPLY=\n", false},
+                             Line{"REPLY\n", false},
+                             Line{"REPLY=Whole\n", false},
+                             Line{"REPLY=whole reply\n", false},
+                             Line{"REPLY=whole=\n", false},
+                             Line{"REPLY=wholes\n", false},
+                             Line{"REPLY=\twhole\n", false},
+                             Line{"REPLY=1\n", false},
+                             Line{"reply=whole\n", false},
+                             Line{"# REPLY=whole\n", false},
+                             Line{"MY_REPLY=whole\n", false},
+                             Line{"REPLYS=whole\n", false},
+                             Line{"whole=REPLY\n", false},
+                             Line{"REPLY=\nREPLY=whole\n", true},
+                             Line{"REPLY=whole\nREPLY=\n", false},
+                             Line{"REPLY=whole\nREPLY\n", true}}) {
+        SCOPED_TRACE(line.text);
+        EXPECT_EQ(waitsWith(kIds + line.text), line.waits);
+        EXPECT_EQ(waitsWith(line.text + kIds), line.waits) << "in front of the ids";
+        EXPECT_EQ((g_Vid + g_Pid).toStdString(), "12090001");
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Of, ReplyLine,
-    testing::Values(Line{"", false}, Line{"REPLY=whole\n", true}, Line{"REPLY=whole\r\n", true},
-                    Line{"  REPLY  =   whole  \n", true}, Line{" REPLY = whole \r\n", true},
-                    Line{"REPLY=\n", false}, Line{"REPLY\n", false}, Line{"REPLY=Whole\n", false},
-                    Line{"REPLY=whole reply\n", false}, Line{"REPLY=whole=\n", false},
-                    Line{"REPLY=wholes\n", false}, Line{"REPLY=\twhole\n", false}, Line{"REPLY=1\n", false},
-                    Line{"reply=whole\n", false}, Line{"# REPLY=whole\n", false},
-                    Line{"MY_REPLY=whole\n", false}, Line{"REPLYS=whole\n", false},
-                    Line{"whole=REPLY\n", false}, Line{"REPLY=\nREPLY=whole\n", true},
-                    Line{"REPLY=whole\nREPLY=\n", false}, Line{"REPLY=whole\nREPLY\n", true}));
 
 TEST(ReplySetting, CountsInTheLastLineWithoutALineEnd) {
     EXPECT_TRUE(waitsWith(kIds + "REPLY=whole"));
@@ -59,20 +67,16 @@ TEST(ReplySetting, MayBeLongerThanAnId) {
     EXPECT_FALSE(waitsWith(kIds + "REPLY" + std::string(100000, 'x') + "=whole\n"));
 }
 
-TEST(ReplySetting, IsReadAnewAtEveryLoading) {
+TEST(ReplySetting, IsReadAnewAtEveryLoadingAndStaysWithoutAnIni) {
     EXPECT_TRUE(waitsWith(kIds + "REPLY=whole\n"));
     EXPECT_FALSE(waitsWith(kIds));
-    EXPECT_TRUE(waitsWith(kIds + "REPLY=whole\n"));
-}
-
-TEST(ReplySetting, StaysAsItWasWithoutAnIni) {
     EXPECT_TRUE(waitsWith(kIds + "REPLY=whole\n"));
     removeIni();
     EXPECT_FALSE(LoadLockConfig());
     EXPECT_TRUE(pdalink::waitForWholeReply);
 }
 
-TEST(ReplySetting, IsNoneOfTheConfigurationReadersMatters) {
+TEST(ReplySetting, DoesNotConcernTheConfigurationReader) {
     const std::string path = scratchDirectory() + "/other.ini";
     writeFile(path, "REPLY=whole\nVID=1\n");
     CParamConfig ids{};

@@ -42,73 +42,41 @@ private:
 };
 
 TEST_F(ConfigReader, ReadsBothIds) {
-    EXPECT_EQ(idsOf("VID=0x04d8\nPID=0x003f\n"), "0x04d8/0x003f");
-}
-
-TEST_F(ConfigReader, ReadsAFileWithoutFinalLineEnd) {
-    EXPECT_EQ(idsOf("VID=04d8\nPID=003f"), "04d8/003f");
-}
-
-TEST_F(ConfigReader, DoesNotCareForTheOrder) {
-    EXPECT_EQ(idsOf("PID=003f\nVID=04d8\n"), "04d8/003f");
-}
-
-TEST_F(ConfigReader, IgnoresOtherLines) {
-    EXPECT_EQ(idsOf("[usb]\n\n# comment\nspeed=9600\nVID=1\nPID=2\nlast\n"), "1/2");
-}
-
-TEST_F(ConfigReader, DropsBlanksAroundNameAndValue) {
-    EXPECT_EQ(idsOf("VID = 04d8\n  PID   =   003f   \n"), "04d8/003f");
-}
-
-TEST_F(ConfigReader, ReducesInnerBlanksToOne) {
-    EXPECT_EQ(idsOf("VID=04   d8\nPID= 0 0  3 \n"), "04 d8/0 0 3");
-}
-
-TEST_F(ConfigReader, KeepsTabs) {
-    EXPECT_EQ(idsOf("VID=\t04\t\td8 \t\nPID=1\n"), "\t04\t\td8 \t/1");
-    EXPECT_EQ(idsOf("VID\t=1\n\tPID=2\n"), "/") << "a tab belongs to the name";
-}
-
-TEST_F(ConfigReader, KeepsTheCarriageReturnInTheValue) {
-    EXPECT_EQ(idsOf("VID=04d8\r\nPID=003f\r\n"), "04d8\r/003f\r");
-    EXPECT_EQ(idsOf("VID=04d8 \r\n"), "04d8 \r/");
-}
-
-TEST_F(ConfigReader, TakesTheLastOfSeveralLines) {
-    EXPECT_EQ(idsOf("VID=1\nPID=2\nVID=3\nPID=4\n"), "3/4");
-    EXPECT_EQ(idsOf("VID=longer value\nVID=1\n"), "1/");
-}
-
-TEST_F(ConfigReader, TakesAnEmptyValueToo) {
-    EXPECT_EQ(idsOf("VID=1\nVID=\nPID=2\nPID=   \n"), "/");
-}
-
-TEST_F(ConfigReader, IgnoresCommentedLines) {
-    EXPECT_EQ(idsOf("# VID=1\n#VID=2\n; PID=3\n//PID=4\n"), "/");
-}
-
-TEST_F(ConfigReader, IgnoresOtherNamesThatContainTheKey) {
-    EXPECT_EQ(idsOf("MY_VID=1\nVIDEO=2\nVID1=3\nPIDX=4\nX PID=5\nPID X=6\nVID VID=7\n"), "/");
-}
-
-TEST_F(ConfigReader, IgnoresLowerCase) {
-    EXPECT_EQ(idsOf("vid=1\nVid=2\npid=3\nPiD=4\n"), "/");
-}
-
-TEST_F(ConfigReader, IgnoresLinesWithoutEqualsSign) {
-    EXPECT_EQ(idsOf("VID\nVID 1\nPID:2\n" + std::string(1000, 'x') + "VID\n"), "/");
-}
-
-TEST_F(ConfigReader, SplitsAtTheFirstEqualsSign) {
-    EXPECT_EQ(idsOf("VID=a=b\nPID==c\n"), "a=b/=c");
-    EXPECT_EQ(idsOf("=VID=1\nX=VID=1\nY=PID\n"), "/");
-}
-
-TEST_F(ConfigReader, LooksAtTheNameWhenALineHoldsBothKeys) {
-    EXPECT_EQ(idsOf("VID=PID\n"), "PID/");
-    EXPECT_EQ(idsOf("PID=VID\n"), "/VID");
-    EXPECT_EQ(idsOf("VID PID=1\nVIDPID=2\nPIDVID=3\n"), "/");
+    struct File {
+        const char* name;
+        std::string text;
+        std::string ids;
+    };
+    for (const File& file : {
+             File{"usual", "VID=0x04d8\nPID=0x003f\n", "0x04d8/0x003f"},
+             File{"without a line end", "VID=04d8\nPID=003f", "04d8/003f"},
+             File{"in another order", "PID=003f\nVID=04d8\n", "04d8/003f"},
+             File{"among other lines", "[usb]\n\n# comment\nspeed=9600\nVID=1\nPID=2\nlast\n", "1/2"},
+             File{"blanks around name and value", "VID = 04d8\n  PID   =   003f   \n", "04d8/003f"},
+             File{"inner blanks", "VID=04   d8\nPID= 0 0  3 \n", "04 d8/0 0 3"},
+             File{"tabs in values", "VID=\t04\t\td8 \t\nPID=1\n", "\t04\t\td8 \t/1"},
+             File{"tabs in names", "VID\t=1\n\tPID=2\n", "/"},
+             File{"carriage returns", "VID=04d8\r\nPID=003f \r\n", "04d8\r/003f \r"},
+             File{"the last of several", "VID=1\nPID=2\nVID=3\nPID=4\n", "3/4"},
+             File{"a shorter last one", "VID=longer value\nVID=1\n", "1/"},
+             File{"an empty last one", "VID=1\nVID=\nPID=2\nPID=   \n", "/"},
+             File{"comments", "# VID=1\n#VID=2\n; PID=3\n//PID=4\n", "/"},
+             File{"other names", "MY_VID=1\nVIDEO=2\nVID1=3\nPIDX=4\nX PID=5\nPID X=6\nVID VID=7\n", "/"},
+             File{"lower case", "vid=1\nVid=2\npid=3\nPiD=4\n", "/"},
+             File{"no equals sign", "VID\nVID 1\nPID:2\n" + std::string(1000, 'x') + "VID\n", "/"},
+             File{"several equals signs", "VID=a=b\nPID==c\n", "a=b/=c"},
+             File{"an equals sign in front", "=VID=1\nX=VID=1\nY=PID\n", "/"},
+             File{"a key as the value", "VID=PID\n", "PID/"},
+             File{"the other key as the value", "PID=VID\n", "/VID"},
+             File{"both keys in a name", "VID PID=1\nVIDPID=2\nPIDVID=3\n", "/"},
+             File{"a long line", "# " + std::string(100000, '=') + "\nVID=1\n", "1/"},
+             File{"long values", "VID=123456789012345\nPID=abcdefghijklmno\n",
+                  "123456789012345/abcdefghijklmno"},
+         }) {
+        EXPECT_EQ(idsOf(file.text), file.ids) << file.name;
+    }
+    EXPECT_EQ(config().Vid[15], '\0');
+    EXPECT_EQ(config().Pid[15], '\0');
 }
 
 TEST_F(ConfigReader, LeavesTheFieldOfAMissingKeyAlone) {
@@ -125,16 +93,6 @@ TEST_F(ConfigReader, EndsAValueThatReplacesALongerOne) {
     presetIds("123456789012345", "123456789012345");
     EXPECT_TRUE(readText("VID=1\nPID=\n"));
     EXPECT_EQ(ids(), "1/");
-}
-
-TEST_F(ConfigReader, AcceptsValuesOf15Characters) {
-    EXPECT_EQ(idsOf("VID=123456789012345\nPID=abcdefghijklmno\n"), "123456789012345/abcdefghijklmno");
-    EXPECT_EQ(config().Vid[15], '\0');
-    EXPECT_EQ(config().Pid[15], '\0');
-}
-
-TEST_F(ConfigReader, AcceptsLongLinesOfOtherNames) {
-    EXPECT_EQ(idsOf("# " + std::string(100000, '=') + "\nVID=1\n"), "1/");
 }
 
 TEST_F(ConfigReader, FailsWithoutTheFile) {
@@ -182,11 +140,8 @@ TEST_F(ConfigReader, NeverReadsThroughAStandardDescriptor) {
 }
 #endif
 
-TEST_F(ConfigReader, HandlesBothIdsInTheOrderOfTheRecord) {
-    EXPECT_EQ(sizeof(CParamConfig), 32U);
-    EXPECT_EQ(offsetof(CParamConfig, Pid), 0U);
-    EXPECT_EQ(offsetof(CParamConfig, Vid), 16U);
-}
+static_assert(sizeof(CParamConfig) == 32 && offsetof(CParamConfig, Pid) == 0 &&
+              offsetof(CParamConfig, Vid) == 16);
 
 /// What CompareAndGetVal writes into a buffer of "#".
 struct Comparison {
@@ -251,24 +206,15 @@ std::string squeezed(std::string text) {
     return text.c_str(); // NOLINT(readability-redundant-string-cstr): the text may have become shorter
 }
 
-TEST(Squeezing, DropsBlanksAtBothEnds) {
+TEST(Squeezing, DropsBlanksAtBothEndsAndReducesInnerRunsToOne) {
     EXPECT_EQ(squeezed("  a"), "a");
     EXPECT_EQ(squeezed("a  "), "a");
     EXPECT_EQ(squeezed("  a  "), "a");
-}
-
-TEST(Squeezing, ReducesInnerRunsToOneBlank) {
     EXPECT_EQ(squeezed("a b"), "a b");
     EXPECT_EQ(squeezed("a   b  c"), "a b c");
     EXPECT_EQ(squeezed("   a   b   "), "a b");
-}
-
-TEST(Squeezing, LeavesNothingOfBlanks) {
     EXPECT_EQ(squeezed(" "), "");
     EXPECT_EQ(squeezed("     "), "");
-}
-
-TEST(Squeezing, KeepsTabsAndLineEnds) {
     EXPECT_EQ(squeezed("\t a \r\n"), "\t a \r\n");
     EXPECT_EQ(squeezed(" \t  \t "), "\t \t");
 }

@@ -33,98 +33,71 @@ void expectMissing(const Extraction& extraction) {
     EXPECT_TRUE(extraction.value.isEmpty()) << extraction.value.toStdString();
 }
 
+struct Case {
+    const char* text;
+    const char* tag;
+    const char* value; ///< null when nothing is found
+};
+
+const Case kCases[] = {
+    {"000099<Ex_A>1</Ex_A><Ex_RetCode>000000</Ex_RetCode>", "Ex_RetCode", "000000"},
+    {"<a>1</a><a>2</a>", "a", "1"},
+    {"<a>1<a>2</a>3</a>", "a", "1<a>2"}, // the first opening tag with the first closing one
+    {"1</a>", "a", nullptr},
+    {"<a>1", "a", nullptr},
+    {"<a>1<a>", "a", nullptr},
+    {"", "a", nullptr},
+    {"</a><a>1</a>", "a", nullptr}, // a closing tag comes first
+    // Tags that begin alike, that end alike, and that differ in case.
+    {"<Ex_Rnd1>no</Ex_Rnd1><Ex_Rnd>yes</Ex_Rnd>", "Ex_Rnd", "yes"},
+    {"<Ex_Rnd1>no</Ex_Rnd1><Ex_Rnd>yes</Ex_Rnd>", "Ex_Rnd1", "no"},
+    {"<Ex_Rnd1>no</Ex_Rnd1><Ex_Rnd>yes</Ex_Rnd>", "Ex_R", nullptr},
+    {"<Ex_AName>no</Ex_AName><Name>yes</Name>", "Name", "yes"},
+    {"<Ex_AName>no</Ex_AName><Name>yes</Name>", "Ex_AName", "no"},
+    {"<Ex_AName>no</Ex_AName>", "Name", nullptr},
+    {"<ex_eimi>1</ex_eimi>", "Ex_EIMI", nullptr},
+    // Attributes and blanks are not known.
+    {"<a b=\"1\">x</a>", "a", nullptr},
+    {"<a >x</a >", "a", nullptr},
+    {"<a/>", "a", nullptr},
+    // Values are taken as they are.
+    {"<a>&lt;&amp;&#65;</a>", "a", "&lt;&amp;&#65;"},
+    {"<a> <b>1</b>\r\n\t</a>", "a", " <b>1</b>\r\n\t"},
+    {"<a></a>", "a", ""},
+    {"<a>张三 €</a>", "a", "张三 €"},
+    {"<a>%s%n%1</a>", "a", "%s%n%1"},
+    {"<%s%n>1</%s%n>", "%s%n", "1"},
+    // Tags that are made of markup.
+    {"<a>b>1</a>b>", "a>b", "1"},
+    {"<>1</>", "", "1"},
+    {"</a>1<//a>", "/a", "1"},
+    {"<<a>1</<a>", "<a", "1"},
+};
+
 TEST(FieldExtraction, TakesTheTextBetweenTheTags) {
-    expectFound(extract("000099<Ex_A>1</Ex_A><Ex_RetCode>000000</Ex_RetCode>", "Ex_RetCode"), "000000");
+    for (const Case& each : kCases) {
+        SCOPED_TRACE(std::string(each.text) + " tag " + each.tag);
+        if (each.value != nullptr) {
+            expectFound(extract(each.text, each.tag), QString::fromUtf8(each.value));
+        } else {
+            expectMissing(extract(each.text, each.tag));
+        }
+    }
 }
 
-TEST(FieldExtraction, TakesTheFirstOfTwoFields) {
-    expectFound(extract("<a>1</a><a>2</a>", "a"), "1");
-}
-
-TEST(FieldExtraction, PairsTheFirstOpeningWithTheFirstClosingTag) {
-    expectFound(extract("<a>1<a>2</a>3</a>", "a"), "1<a>2");
-}
-
-TEST(FieldExtraction, FailsWithoutOpeningTag) {
-    expectMissing(extract("1</a>", "a"));
-}
-
-TEST(FieldExtraction, FailsWithoutClosingTag) {
-    expectMissing(extract("<a>1", "a"));
-    expectMissing(extract("<a>1<a>", "a"));
-}
-
-TEST(FieldExtraction, FailsOnEmptyText) {
-    expectMissing(extract("", "a"));
-}
-
-TEST(FieldExtraction, FailsWhenAClosingTagComesFirstEvenIfAPairFollows) {
-    expectMissing(extract("</a><a>1</a>", "a"));
-}
-
-TEST(FieldExtraction, TellsTagsApartThatBeginAlike) {
-    const std::string text = "<Ex_Rnd1>no</Ex_Rnd1><Ex_Rnd>yes</Ex_Rnd>";
-    expectFound(extract(text, "Ex_Rnd"), "yes");
-    expectFound(extract(text, "Ex_Rnd1"), "no");
-    expectMissing(extract(text, "Ex_R"));
-}
-
-TEST(FieldExtraction, TellsTagsApartThatEndAlike) {
-    const std::string text = "<Ex_AName>no</Ex_AName><Name>yes</Name>";
-    expectFound(extract(text, "Name"), "yes");
-    expectFound(extract(text, "Ex_AName"), "no");
-    expectMissing(extract("<Ex_AName>no</Ex_AName>", "Name"));
-}
-
-TEST(FieldExtraction, DistinguishesLetterCase) {
-    expectMissing(extract("<ex_eimi>1</ex_eimi>", "Ex_EIMI"));
-}
-
-TEST(FieldExtraction, DoesNotKnowAttributesOrBlanksInTags) {
-    expectMissing(extract("<a b=\"1\">x</a>", "a"));
-    expectMissing(extract("<a >x</a >", "a"));
-    expectMissing(extract("<a/>", "a"));
-}
-
-TEST(FieldExtraction, LeavesEntitiesAsTheyAre) {
-    expectFound(extract("<a>&lt;&amp;&#65;</a>", "a"), "&lt;&amp;&#65;");
-}
-
-TEST(FieldExtraction, KeepsOtherFieldsAndBlanksInsideTheValue) {
-    expectFound(extract("<a> <b>1</b>\r\n\t</a>", "a"), " <b>1</b>\r\n\t");
-}
-
-TEST(FieldExtraction, FindsAnEmptyValue) {
-    expectFound(extract("<a></a>", "a"), "");
-}
-
-TEST(FieldExtraction, BoundsOnlyTheStartOfTheClosingTag) {
+TEST(FieldExtraction, BoundsTheStartOfTheClosingTagInBytes) {
     const std::string text = "<a>12</a>"; // the closing tag starts at byte 5
     expectFound(extract(text, "a", 6), "12");
-    expectMissing(extract(text, "a", 5));
-    expectMissing(extract(text, "a", 4));
     expectFound(extract(text, "a", INT_MAX), "12");
-}
-
-TEST(FieldExtraction, CountsTheBoundInBytes) {
-    const std::string text = "<a>\xE5\x8C\x85</a>"; // one character of three bytes
-    expectFound(extract(text, "a", 7), QString::fromUtf8("包"));
-    expectMissing(extract(text, "a", 6));
-}
-
-TEST(FieldExtraction, BoundsAnEmptyValueToo) {
+    for (const int length : {5, 4, 0, -1, INT_MIN}) {
+        expectMissing(extract(text, "a", length));
+    }
+    const std::string character = "<a>\xE5\x8C\x85</a>"; // one of three bytes
+    expectFound(extract(character, "a", 7), QString::fromUtf8("包"));
+    expectMissing(extract(character, "a", 6));
     expectFound(extract("<a></a>", "a", 4), "");
     expectMissing(extract("<a></a>", "a", 3));
-}
-
-TEST(FieldExtraction, FindsNothingWithinNoLength) {
-    expectMissing(extract("<a>1</a>", "a", 0));
-    expectMissing(extract("<a>1</a>", "a", -1));
-    expectMissing(extract("<a>1</a>", "a", INT_MIN));
-}
-
-TEST(FieldExtraction, ALaterClosingTagDoesNotReplaceOneBeyondTheBound) {
-    expectMissing(extract("<a>1</a></a>", "a", 4));
+    expectMissing(extract("<a>1</a></a>", "a", 4)); // a later closing tag does not replace it
 }
 
 TEST(FieldExtraction, ReadsTheTextOnlyUpToItsEnd) {
@@ -132,10 +105,6 @@ TEST(FieldExtraction, ReadsTheTextOnlyUpToItsEnd) {
     char tag[] = "a";
     QString value;
     EXPECT_FALSE(CUtil::GetXMLValue(value, text, static_cast<int>(sizeof text), tag));
-}
-
-TEST(FieldExtraction, ReadsTheValueAsUtf8) {
-    expectFound(extract("<a>张三 €</a>", "a"), QString::fromUtf8("张三 €"));
 }
 
 TEST(FieldExtraction, ReplacesInvalidUtf8AndKeepsTheRest) {
@@ -154,34 +123,11 @@ TEST(FieldExtraction, ReplacesASequenceThatTheClosingTagCuts) {
     }
 }
 
-TEST(FieldExtraction, DoesNotTakeTheValueForAFormat) {
-    expectFound(extract("<a>%s%n%1</a>", "a"), "%s%n%1");
-}
-
-TEST(FieldExtraction, DoesNotTakeTheTagForAFormat) {
-    expectFound(extract("<%s%n>1</%s%n>", "%s%n"), "1");
-}
-
-TEST(FieldExtraction, AcceptsTagsMadeOfMarkup) {
-    expectFound(extract("<a>b>1</a>b>", "a>b"), "1");
-    expectFound(extract("<>1</>", ""), "1");
-    expectFound(extract("</a>1<//a>", "/a"), "1");
-    expectFound(extract("<<a>1</<a>", "<a"), "1");
-}
-
-TEST(FieldExtraction, FindsAFieldBehindTwentyKilobytes) {
-    const std::string filler(20480, 'x');
-    expectFound(extract("<b>" + filler + "</b><a>1</a>", "a"), "1");
-}
-
-TEST(FieldExtraction, ReturnsAValueOfTwentyKilobytesWhole) {
-    const std::string value(20480, 'x');
-    expectFound(extract("<a>" + value + "</a>", "a"), QString::fromStdString(value));
-}
-
-TEST(FieldExtraction, AcceptsATagOfTwentyKilobytes) {
-    const std::string tag(20480, 't');
-    expectFound(extract("<" + tag + ">1</" + tag + ">", tag), "1");
+TEST(FieldExtraction, TakesTextsOfTwentyKilobytes) {
+    const std::string x(20480, 'x');
+    expectFound(extract("<b>" + x + "</b><a>1</a>", "a"), "1");
+    expectFound(extract("<a>" + x + "</a>", "a"), QString::fromStdString(x));
+    expectFound(extract("<" + x + ">1</" + x + ">", x), "1");
 }
 
 TEST(FieldExtraction, CountsNullTextsAsNotFound) {

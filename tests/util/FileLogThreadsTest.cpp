@@ -1,3 +1,4 @@
+#include "tests/support/BlockedThread.h"
 #include "tests/util/LogFixture.h"
 
 #include <array>
@@ -173,29 +174,23 @@ protected:
     }
     ~LogWhileALineIsWritten() override { ::close(m_reader); }
 
-    /// Runs the action while another thread is in the middle of a line, then reads that line. The result
-    /// says whether the action has ended before the line had.
-    bool endsInTheMiddle(const std::function<void()>& action) {
+    /// Runs the action while another thread is in the middle of a line, then reads that line. True when the
+    /// action waited for the line's end.
+    bool waitsForTheLine(const std::function<void()>& action) {
         std::atomic<bool> lineEnded{false};
-        std::atomic<bool> actionEnded{false};
         std::thread writer([this, &lineEnded] {
             add(std::string(1000000, 'x'));
             lineEnded = true;
         });
         while (!readSome()) { // until the line has begun
         }
-        std::thread other([&action, &actionEnded] {
-            action();
-            actionEnded = true;
-        });
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        const bool endedFirst = actionEnded;
+        pdalink::test::BlockedCall other(action);
+        const bool waits = other.isBlocked();
         while (!lineEnded) {
             readSome();
         }
         writer.join();
-        other.join();
-        return endedFirst;
+        return waits;
     }
 
 private:
@@ -211,17 +206,17 @@ private:
 };
 
 TEST_F(LogWhileALineIsWritten, IsNotClosed) {
-    EXPECT_FALSE(endsInTheMiddle([this] { log().Close(); }));
+    EXPECT_TRUE(waitsForTheLine([this] { log().Close(); }));
     EXPECT_FALSE(add("lost"));
 }
 
 TEST_F(LogWhileALineIsWritten, IsNotOpenedAnew) {
-    EXPECT_FALSE(endsInTheMiddle([this] { open(file("other.log")); }));
+    EXPECT_TRUE(waitsForTheLine([this] { open(file("other.log")); }));
     EXPECT_TRUE(exists(file("other.log")));
 }
 
 TEST_F(LogWhileALineIsWritten, DoesNotHaveItsCopiesShifted) {
-    EXPECT_FALSE(endsInTheMiddle([this] { log().Backup(1); }));
+    EXPECT_TRUE(waitsForTheLine([this] { log().Backup(1); }));
     EXPECT_TRUE(exists(file("PDA.log.1")));
     EXPECT_FALSE(exists(file()));
 }

@@ -1,35 +1,25 @@
 #include "util/mutexlock.h"
+#include "tests/support/BlockedThread.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <thread>
 
 namespace {
 
-TEST(MutexLock, IsTakenAndGivenBackWithResultZero) {
-    cmutexlock mutex;
-    EXPECT_EQ(mutex.Lock(), 0);
-    EXPECT_EQ(mutex.Unlock(), 0);
-    EXPECT_EQ(mutex.Lock(), 0);
-    EXPECT_EQ(mutex.Unlock(), 0);
-}
-
-TEST(MutexLock, HoldsOnlyThePthreadMutex) {
-    EXPECT_EQ(sizeof(cmutexlock), sizeof(pthread_mutex_t));
-}
+static_assert(sizeof(cmutexlock) == sizeof(pthread_mutex_t), "the lock is its mutex and nothing else");
 
 TEST(MutexLock, KeepsASecondThreadOut) {
     cmutexlock mutex;
     std::atomic<bool> entered{false};
-    ASSERT_EQ(mutex.Lock(), 0);
-    std::thread second([&] {
+    EXPECT_EQ(mutex.Lock(), 0);
+    pdalink::test::BlockedCall second([&] {
         EXPECT_EQ(mutex.Lock(), 0);
         entered = true;
         EXPECT_EQ(mutex.Unlock(), 0);
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_TRUE(second.isBlocked());
     EXPECT_FALSE(entered);
     EXPECT_EQ(mutex.Unlock(), 0);
     second.join();

@@ -1,16 +1,14 @@
 #pragma once
 
+#include "tests/support/SkippedSleeps.h"
+
 #include <string>
 
 /// While it lives, waits of this thread pass at once when something lies in the receive buffer: for replies
-/// that come in one report, whose rest need not be waited for. The monotonic clock goes on by what was
-/// skipped.
-class SwiftReplies {
+/// that come in one report, whose rest need not be waited for.
+class SwiftReplies : public SkippedSleeps {
 public:
     SwiftReplies();
-    ~SwiftReplies();
-    SwiftReplies(const SwiftReplies&) = delete;
-    SwiftReplies& operator=(const SwiftReplies&) = delete;
 };
 
 /// While it lives, looks at the task flag whenever this thread reads the time of day, as it does for every

@@ -9,11 +9,11 @@ using pdasim::Fault;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Fetches of three packets of which one cannot be asked for: the number of those before it.
-class FileFetchingInTrouble : public FileTest, public testing::WithParamInterface<int> {
+class FileFetchingFailure : public FileTest {
 protected:
-    Transfer fetchInto(const Fault& trouble) {
-        for (int i = 0; i < GetParam(); ++i) {
+    /// What trouble in place of the reply makes of a fetch of three packets, after the first ones.
+    Transfer fetchInto(const Fault& trouble, int good) {
+        for (int i = 0; i < good; ++i) {
             offer(3, i, "3132");
         }
         terminal().addFault("8016", trouble);
@@ -21,43 +21,31 @@ protected:
     }
 };
 
-TEST_P(FileFetchingInTrouble, EndsWithAWriteThatFails) {
-    const Milliseconds time = timeOf([this] {
-        EXPECT_EQ(fetchInto(Fault().refuseWrite(EIO)), (Transfer{-1, "", ""}));
-    });
-    EXPECT_LT(time, kSilentWait);
-    EXPECT_EQ(waitsInVain(), 0);
-    EXPECT_EQ(newBodies().size(), static_cast<std::size_t>(GetParam()) + 1);
-    EXPECT_EQ(m_PerformTasksYN, 1);
-    EXPECT_FALSE(g_hidRun);
-}
-
-TEST_P(FileFetchingInTrouble, EndsWithHalfAWrite) {
-    EXPECT_EQ(fetchInto(Fault().shortWrite(50)), (Transfer{-1, "", ""}));
-    EXPECT_EQ(newBodies().size(), static_cast<std::size_t>(GetParam()) + 1);
-    EXPECT_EQ(m_PerformTasksYN, 1);
-    EXPECT_TRUE(g_hidRun);
-}
-
-INSTANTIATE_TEST_SUITE_P(BehindPackets, FileFetchingInTrouble, testing::Values(0, 1, 2));
-
-using FileFetchingFailure = FileTest;
-
-TEST_F(FileFetchingFailure, OfARepeatedRequestIsOneToo) {
+TEST_F(FileFetchingFailure, OfAnyWriteEndsTheFetch) {
+    for (const int good : {0, 1, 2}) {
+        SCOPED_TRACE(good);
+        const std::size_t requests = static_cast<std::size_t>(good) + 1;
+        EXPECT_EQ(fetchInto(Fault().shortWrite(50), good), (Transfer{-1, "", ""}));
+        EXPECT_EQ(newBodies().size(), requests);
+        EXPECT_EQ(m_PerformTasksYN, 1);
+        EXPECT_TRUE(g_hidRun);
+        const Milliseconds time = timeOf([&] {
+            EXPECT_EQ(fetchInto(Fault().refuseWrite(EIO), good), (Transfer{-1, "", ""}));
+        });
+        EXPECT_LT(time, kSilentWait);
+        EXPECT_EQ(silentWaits(), 0);
+        EXPECT_EQ(newBodies().size(), requests);
+        EXPECT_EQ(m_PerformTasksYN, 1);
+        EXPECT_FALSE(g_hidRun);
+    }
     offer({"1", "0", "3132", "zzzz"});
-    terminal().addFault("8016", Fault().refuseWrite(EIO));
-    EXPECT_EQ(fetch(), (Transfer{-1, "", ""}));
+    EXPECT_EQ(fetchInto(Fault().refuseWrite(EIO), 0), (Transfer{-1, "", ""})) << "a repeated request";
     EXPECT_EQ(m_PerformTasksYN, 1);
-}
-
-TEST_F(FileFetchingFailure, IsOvercomeByTheNextFetch) {
-    offer(2, 0, "3132");
-    terminal().addFault("8016", Fault().refuseWrite(EIO));
-    EXPECT_EQ(fetch(), (Transfer{-1, "", ""}));
+    newBodies();
     offer(2, 0, "3334");
     offer(2, 1, "3536");
-    EXPECT_EQ(fetch(), (Transfer{0, "000000", "33343536"})); // opens anew
-    EXPECT_THAT(newPacketNumbers(), ElementsAre(0, 1, 0, 1));
+    EXPECT_EQ(fetch(), (Transfer{0, "000000", "33343536"})) << "the channel is opened anew";
+    EXPECT_THAT(newPacketNumbers(), ElementsAre(0, 1));
     EXPECT_EQ(m_PerformTasksYN, 0);
 }
 

@@ -59,7 +59,7 @@ protected:
     /// The packet numbers in them.
     std::vector<int> newPacketNumbers();
     /// How often the receive buffer has been taken with nothing in it.
-    static int waitsInVain();
+    static int silentWaits();
 
     /// How many lines the library has written about what it refused or dropped.
     static std::size_t warnings();

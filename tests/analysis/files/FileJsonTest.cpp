@@ -44,14 +44,12 @@ TEST_F(FileJson, SendsAFile) {
 }
 
 TEST_F(FileJson, FetchesAFile) {
+    EXPECT_EQ(fetchAsJson(), (JsonAnswer{0, fetched("", pdasim::code::UnknownFile)}));
+    newBodies();
     const std::string text = digits(6010);
     keep(text);
     EXPECT_EQ(fetchAsJson(), (JsonAnswer{0, fetched(text, "000000")}));
     EXPECT_THAT(newBodies(), testing::ElementsAre(fetchBody(0), fetchBody(1), fetchBody(2)));
-}
-
-TEST_F(FileJson, FetchesAFileThatTheTerminalDoesNotHave) {
-    EXPECT_EQ(fetchAsJson(), (JsonAnswer{0, fetched("", pdasim::code::UnknownFile)}));
 }
 
 TEST_F(FileJson, FetchesAFileOverADisturbedLine) {
@@ -69,17 +67,14 @@ TEST_F(FileJson, RefusesAFileThatIsTooShort) {
     EXPECT_THAT(newBodies(), IsEmpty());
 }
 
-TEST_F(FileJson, TellsOfARefusal) {
+TEST_F(FileJson, TellsOfRefusals) {
     terminal().addFault("8015", Fault().refuse("000017"));
     EXPECT_EQ(sendAsJson("0123456789"), (JsonAnswer{0, sent("000017")}));
-}
-
-TEST_F(FileJson, TellsOfThreeRefusals) {
     terminal().addFault("8015", Fault().refuse("000017").times(3));
     EXPECT_EQ(sendAsJson(digits(6010)), (JsonAnswer{6, sent("000017")}));
 }
 
-TEST_F(FileJson, TellsOfSilenceInOneDirectionOnly) {
+TEST_F(FileJson, TellsOfAMissingReplyInOneDirectionOnly) {
     terminal().addFault("8015", Fault().replyType("8001"));
     EXPECT_EQ(sendAsJson("0123456789"), (JsonAnswer{2, sent("000060")}));
     keep("3132");
@@ -101,27 +96,19 @@ TEST_F(FileJson, EscapesWhatItFetches) {
     EXPECT_EQ(fetchAsJson(), (JsonAnswer{0, fetched(R"(\"\\\n\u0001)", "000000")}));
 }
 
-TEST_F(FileJson, FetchesAFileThatJustFitsIntoTheHostsBuffer) {
+TEST_F(FileJson, FailsWithAFileThatDoesNotFitIntoTheHostsBuffer) {
     const SwiftReplies swift;
-    const std::size_t most = 115000 - 1 - fetched("", "000000").size();
+    std::size_t most = 115000 - 1 - fetched("", "000000").size();
     keep(digits(most));
     EXPECT_EQ(fetchAsJson(), (JsonAnswer{0, fetched(digits(most), "000000")}));
     EXPECT_EQ(warnings(), 0U);
-}
-
-TEST_F(FileJson, FailsWithAFileBehindWhichTheResultCodeDoesNotFit) {
-    const SwiftReplies swift;
-    const std::size_t most = 115000 - 1 - fetched("", "").size();
+    most += std::string("000000").size(); // the result code does not fit behind it
     keep(digits(most));
     EXPECT_EQ(fetchAsJson(), (JsonAnswer{1, fetched(digits(most), "")}));
     EXPECT_EQ(warnings(), 1U);
-}
-
-TEST_F(FileJson, FailsWithAFileThatDoesNotFitIntoTheHostsBuffer) {
-    const SwiftReplies swift;
-    keep(digits(115000 - fetched("", "").size()));
+    keep(digits(most + 1));
     EXPECT_EQ(fetchAsJson(), (JsonAnswer{1, fetched("", "")}));
-    EXPECT_EQ(warnings(), 1U);
+    EXPECT_EQ(warnings(), 2U);
 }
 
 } // namespace

@@ -1,10 +1,10 @@
 #include "FileFixture.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -35,45 +35,22 @@ TEST_F(FileSending, OfOnePacketIsOneMessage) {
     EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
-TEST_F(FileSending, OfTenCharactersIsDone) {
-    agree();
-    EXPECT_EQ(send("a123456789"), (Transfer{0, "000000", ""}));
-    EXPECT_THAT(newBodies(), ElementsAre(sendBody("a123456789", 1, 0)));
-}
-
-TEST_F(FileSending, OfNineCharactersIsRefused) {
-    m_PerformTasksYN = 1;
-    EXPECT_EQ(send("123456789"), (Transfer{5, "", ""}));
-    EXPECT_THAT(newLines(), ElementsAre("1 [ReadFileDataToPDA] begin", "1 file is too short:123456789"));
-    EXPECT_THAT(newBodies(), IsEmpty());
-    EXPECT_EQ(m_SeqNo, 0);
-    EXPECT_EQ(m_PerformTasksYN, 0);
-}
-
-TEST_F(FileSending, OfNothingIsRefused) {
-    EXPECT_EQ(send(""), (Transfer{5, "", ""}));
-    EXPECT_THAT(newLines(), ElementsAre("1 [ReadFileDataToPDA] begin", "1 file is too short:"));
-    EXPECT_THAT(newBodies(), IsEmpty());
-    EXPECT_EQ(m_PerformTasksYN, 0);
-}
-
-TEST_F(FileSending, OfNullIsRefusedAsNothing) {
+TEST_F(FileSending, OfNineCharactersOrFewerIsRefused) {
+    stopChannel();
+    newLines();
+    for (const std::string text : {"123456789", "", "终端终端终端终端终"}) {
+        m_PerformTasksYN = 1;
+        EXPECT_LT(timeOf([&] { EXPECT_EQ(send(text), (Transfer{5, "", ""})); }), kOpeningWait);
+        EXPECT_THAT(newLines(), ElementsAre("1 [ReadFileDataToPDA] begin", "1 file is too short:" + text));
+        EXPECT_EQ(m_PerformTasksYN, 0);
+    }
     m_PerformTasksYN = 1;
     EXPECT_EQ(analyser().ReadFileDataToPDA(nullptr, nullptr, nullptr, nullptr, nullptr), 5);
     EXPECT_THAT(newLines(), ElementsAre("1 [ReadFileDataToPDA] begin", "1 file is too short:"));
-    EXPECT_THAT(newBodies(), IsEmpty());
     EXPECT_EQ(m_PerformTasksYN, 0);
-}
-
-TEST_F(FileSending, OfNineCharactersOfManyBytesIsRefusedToo) {
-    EXPECT_EQ(send("终端终端终端终端终"), (Transfer{5, "", ""}));
-    EXPECT_THAT(newLines(), Contains("1 file is too short:终端终端终端终端终"));
-}
-
-TEST_F(FileSending, OfAShortTextDoesNotOpenTheChannel) {
-    stopChannel();
-    EXPECT_LT(timeOf([this] { EXPECT_EQ(send("123456789"), (Transfer{5, "", ""})); }), kOpeningWait);
-    EXPECT_EQ(terminal().openDescriptors(), 0);
+    EXPECT_THAT(newBodies(), IsEmpty());
+    EXPECT_EQ(m_SeqNo, 0);
+    EXPECT_EQ(terminal().openDescriptors(), 0) << "the channel is not opened";
 }
 
 TEST_F(FileSending, OpensTheChannelOnce) {
@@ -85,93 +62,67 @@ TEST_F(FileSending, OpensTheChannelOnce) {
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "4 openHidDevice port: /dev/hidraw0"), 1);
 }
 
-TEST_F(FileSending, Of3001CharactersMakesTwoPackets) {
-    const std::string text = digits(3001);
-    agree(2);
-    EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
-    EXPECT_THAT(newBodies(),
-                ElementsAre(sendBody(text.substr(0, 3000), 2, 0), sendBody(text.substr(3000), 2, 1)));
-}
-
-/// Texts of one length.
-class FileSendingOfLength : public FileTest, public testing::WithParamInterface<std::size_t> {};
-
-TEST_P(FileSendingOfLength, CutsItIntoPacketsOf3000AndTheRest) {
-    const std::string text = digits(GetParam());
-    const std::vector<std::string> packets = packetsOf(text);
-    const int total = static_cast<int>(packets.size());
-    agree(packets.size());
-    EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
-    std::vector<std::string> expected;
-    expected.reserve(packets.size());
-    for (const std::string& packet : packets) {
-        expected.push_back(sendBody(packet, total, static_cast<int>(expected.size())));
+TEST_F(FileSending, CutsTheTextIntoPacketsOf3000AndTheRest) {
+    for (const std::size_t length : {10, 11, 2999, 3000, 3001, 5999, 6000, 6001, 12000}) {
+        SCOPED_TRACE(length);
+        const std::string text = digits(length);
+        const std::vector<std::string> packets = packetsOf(text);
+        const int total = static_cast<int>(packets.size());
+        const int before = m_SeqNo;
+        agree(packets.size());
+        EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
+        std::vector<std::string> expected;
+        expected.reserve(packets.size());
+        for (const std::string& packet : packets) {
+            expected.push_back(sendBody(packet, total, static_cast<int>(expected.size())));
+        }
+        EXPECT_EQ(newBodies(), expected);
+        EXPECT_EQ(m_SeqNo, before + total);
+        EXPECT_EQ(m_PerformTasksYN, 0);
     }
-    EXPECT_EQ(newBodies(), expected);
-    EXPECT_EQ(m_SeqNo, total);
-    EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Characters, FileSendingOfLength,
-                         testing::Values(10, 11, 2999, 3000, 3001, 5999, 6000, 6001, 12000));
-
-TEST_F(FileSending, ProtectsAPacketByItsCrc) {
+TEST_F(FileSending, ProtectsAPacketByTheCrcOfItsBytes) {
     EXPECT_EQ(checkSentWith("313233343536373839"), "31c3"); // the bytes "123456789"
-}
-
-TEST_F(FileSending, LeavesTheLastDigitOfAnOddPacketOut) {
-    EXPECT_EQ(checkSentWith("3132333435363738390"), "31c3");
+    EXPECT_EQ(checkSentWith("3132333435363738390"), "31c3") << "the last digit of an odd packet is left out";
     EXPECT_EQ(checkSentWith("313233343536373839f"), "31c3");
-}
-
-TEST_F(FileSending, PrintsACheckOfFourDigits) {
     EXPECT_EQ(checkSentWith("0000000000"), "0000");
     EXPECT_EQ(checkSentWith("0000000001"), "1021");
-}
-
-TEST_F(FileSending, SendsDigitsOfEitherCaseAsTheyAre) {
-    agree();
-    EXPECT_EQ(send("abcdefABCDEF"), (Transfer{0, "000000", ""}));
-    EXPECT_THAT(newBodies(), ElementsAre(sendBody("abcdefABCDEF", 1, 0)));
-    EXPECT_EQ(checkSentWith("6a6B6c6D6e6F"), checkSentWith("6A6b6C6d6E6f"));
-}
-
-TEST_F(FileSending, CountsBytesThatAreNotInTheTextAsZero) {
+    EXPECT_EQ(checkSentWith("6a6B6c6D6e6F"), checkSentWith("6A6b6c6d6E6f"));
     EXPECT_EQ(checkSentWith("31323334zz3535"), checkSentWith("31323334000000"));
     EXPECT_EQ(checkSentWith("no digit at all"), "0000");
+    EXPECT_EQ(checkSentWith("3132333435终端终端"), check("3132333435zzzz")); // characters count: seven bytes
 }
 
 TEST_F(FileSending, SendsWhateverTheTextHolds) {
-    const std::string text = "<Ex_CurPkt>9</Ex_CurPkt> %s\r\n\"\\";
-    agree();
-    EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
-    EXPECT_THAT(newBodies(), ElementsAre(sendBody(text, 1, 0)));
-}
-
-TEST_F(FileSending, CutsBetweenCharactersOfManyBytes) {
-    std::string text;
-    for (int i = 0; i < 3001; ++i) {
-        text += i % 2 == 0 ? "é" : "终"; // two and three bytes
+    for (const std::string text : {"<Ex_CurPkt>9</Ex_CurPkt> %s\r\n\"\\", "abcdefABCDEF", "a123456789"}) {
+        agree();
+        EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
+        EXPECT_THAT(newBodies(), ElementsAre(sendBody(text, 1, 0)));
     }
-    agree(2);
-    EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
-    EXPECT_THAT(newBodies(), ElementsAre(sendBody(text.substr(0, 7500), 2, 0), sendBody("é", 2, 1)));
 }
 
-TEST_F(FileSending, CountsCharactersNotBytesForTheCheck) {
-    EXPECT_EQ(checkSentWith("3132333435终端终端"), check("3132333435zzzz")); // seven bytes
-}
-
-TEST_F(FileSending, CountsCharactersAsTheLengthFieldDoes) {
+TEST_F(FileSending, CutsBetweenCharactersAsTheLengthFieldCountsThem) {
+    const auto repeated = [](const std::string& piece, int count) {
+        std::string text;
+        for (int i = 0; i < count; ++i) {
+            text += piece;
+        }
+        return text;
+    };
     const std::string telephone = "\xF0\x9F\x93\xA0"; // two characters for Qt
-    std::string text;
-    for (int i = 0; i < 1501; ++i) {
-        text += telephone;
+    const std::string replacement = "\xEF\xBF\xBD";
+    struct Text {
+        std::string text, first, second;
+    };
+    for (const Text& each : {Text{repeated("é终", 1500) + "é", repeated("é终", 1500), "é"},
+                             Text{repeated(telephone, 1501), repeated(telephone, 1500), telephone},
+                             Text{std::string(3001, '\xE4'), repeated(replacement, 3000), replacement}}) {
+        agree(2);
+        EXPECT_EQ(send(each.text), (Transfer{0, "000000", ""}));
+        EXPECT_EQ(newBodies(),
+                  (std::vector<std::string>{sendBody(each.first, 2, 0), sendBody(each.second, 2, 1)}));
     }
-    agree(2);
-    EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
-    EXPECT_EQ(newBodies(),
-              (std::vector<std::string>{sendBody(text.substr(0, 6000), 2, 0), sendBody(telephone, 2, 1)}));
 }
 
 TEST_F(FileSending, TearsNoCharacterApart) {
@@ -184,17 +135,6 @@ TEST_F(FileSending, TearsNoCharacterApart) {
     EXPECT_EQ(newBodies(), (std::vector<std::string>{sendBody(text.substr(0, 5997), 2, 0),
                                                      sendBody(text.substr(5997), 2, 1)}));
     EXPECT_EQ(terminal().takeViolations().size(), 1U); // a packet of 2999 characters that is not the last
-}
-
-TEST_F(FileSending, CutsBytesThatAreNoUtf8OneByOne) {
-    agree(2);
-    EXPECT_EQ(send(std::string(3001, '\xE4')), (Transfer{0, "000000", ""}));
-    std::string packet;
-    for (int i = 0; i < 3000; ++i) {
-        packet += "\xEF\xBF\xBD";
-    }
-    EXPECT_EQ(newBodies(),
-              (std::vector<std::string>{sendBody(packet, 2, 0), sendBody("\xEF\xBF\xBD", 2, 1)}));
 }
 
 TEST_F(FileSending, NumbersItsMessages) {
@@ -232,26 +172,21 @@ TEST_F(FileSending, LowersTheTaskFlagBetweenPackets) {
     EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
-TEST_F(FileSending, TakesNullInputsForEmptyOnes) {
-    agree();
-    HostText text("0123456789");
-    EXPECT_EQ(analyser().ReadFileDataToPDA(nullptr, nullptr, nullptr, text, nullptr), 0);
-    EXPECT_EQ(newBody(), "<Ex_PdaSn></Ex_PdaSn><Ex_CmdEx>0</Ex_CmdEx><Ex_InfoEx></Ex_InfoEx>"
-                         "<Ex_TotalPkt>1</Ex_TotalPkt><Ex_CurPkt>0</Ex_CurPkt>"
-                         "<Ex_HexVal>0123456789</Ex_HexVal><Ex_HexCheck>6282</Ex_HexCheck>");
-}
-
 TEST_F(FileSending, SendsAnyCommandAndInformation) {
-    agree();
+    const std::string packet = "<Ex_TotalPkt>1</Ex_TotalPkt><Ex_CurPkt>0</Ex_CurPkt>"
+                               "<Ex_HexVal>0123456789</Ex_HexVal><Ex_HexCheck>6282</Ex_HexCheck>";
     HostText text("0123456789");
+    agree();
+    EXPECT_EQ(analyser().ReadFileDataToPDA(nullptr, nullptr, nullptr, text, nullptr), 0);
+    EXPECT_EQ(newBody(), "<Ex_PdaSn></Ex_PdaSn><Ex_CmdEx>0</Ex_CmdEx><Ex_InfoEx></Ex_InfoEx>" + packet);
+    agree();
     HostText information("<b>é</b> %d");
     HostText pdaNumber("终端");
-    int command = -2147483647 - 1;
+    int command = std::numeric_limits<int>::min();
     EXPECT_EQ(analyser().ReadFileDataToPDA(pdaNumber, &command, information, text, nullptr), 0);
     EXPECT_EQ(newBody(), "<Ex_PdaSn>终端</Ex_PdaSn><Ex_CmdEx>-2147483648</Ex_CmdEx>"
-                         "<Ex_InfoEx><b>é</b> %d</Ex_InfoEx>"
-                         "<Ex_TotalPkt>1</Ex_TotalPkt><Ex_CurPkt>0</Ex_CurPkt>"
-                         "<Ex_HexVal>0123456789</Ex_HexVal><Ex_HexCheck>6282</Ex_HexCheck>");
+                         "<Ex_InfoEx><b>é</b> %d</Ex_InfoEx>" +
+                             packet);
 }
 
 TEST_F(FileSending, LeavesTheHostsTextAsItIs) {

@@ -7,10 +7,7 @@
 namespace {
 
 using pdasim::Fault;
-using testing::Contains;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 /// What a handler's call answers, logs and leaves behind.
 class ReceivedCall : public ReceivedBy {
@@ -32,22 +29,13 @@ protected:
     }
 };
 
-TEST_P(ReceivedCall, EmptiesTheReceiveBuffer) {
+TEST_P(ReceivedCall, EmptiesTheReceiveBufferAndLowersTheTaskFlag) {
     bufferUsualMessage();
-    EXPECT_EQ(hand(handler(), usualMessage()), 0);
-    EXPECT_EQ(buffer(), "");
-}
-
-TEST_P(ReceivedCall, LeavesNothingThatIsTakenForTheNextReply) {
-    bufferUsualMessage();
-    EXPECT_EQ(hand(handler(), usualMessage()), 0);
-    EXPECT_EQ(getInfo(), usualInformation());
-}
-
-TEST_P(ReceivedCall, LowersTheTaskFlag) {
     m_PerformTasksYN = 1;
     EXPECT_EQ(hand(handler(), usualMessage()), 0);
+    EXPECT_EQ(buffer(), "");
     EXPECT_EQ(m_PerformTasksYN, 0);
+    EXPECT_EQ(getInfo(), usualInformation()) << "nothing is left that is taken for the next reply";
 }
 
 TEST_P(ReceivedCall, OfNullFailsAndTouchesNothing) {
@@ -68,69 +56,37 @@ TEST_P(ReceivedCall, OfNullFailsAndTouchesNothing) {
     EXPECT_THAT(terminal().received(), IsEmpty());
     const std::string begin = handler().begin != nullptr ? std::string("1 ") + handler().begin : "";
     EXPECT_EQ(newLines(), begin.empty() ? std::vector<std::string>{} : std::vector<std::string>{begin});
-}
-
-TEST_P(ReceivedCall, OfNullDoesNotOpenTheChannel) {
     stopChannel();
     EXPECT_LT(timeOf([this] { EXPECT_EQ((analyser().*handler().receive)(nullptr), 1); }), kOpeningWait);
-    EXPECT_EQ(terminal().openDescriptors(), 0);
+    EXPECT_EQ(terminal().openDescriptors(), 0) << "the channel is not opened";
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, ReceivedCall, testing::ValuesIn(allHandlers()), NameOfHandler());
 
 using ReceivedAcknowledgement = ReceivedCall;
 
-TEST_P(ReceivedAcknowledgement, IsOneMessage) {
-    EXPECT_EQ(hand(handler(), usualMessage()), 0);
-    EXPECT_EQ(newMaskedMessage(),
-              maskedMessage(handler().acknowledgementType, "0001", handler().acknowledgement));
-}
-
-TEST_P(ReceivedAcknowledgement, TakesTheNextNumber) {
-    m_SeqNo = 9998;
-    EXPECT_EQ(hand(handler(), usualMessage()), 0);
-    EXPECT_THAT(newMessage(), HasSubstr("<Ex_SeqNo>9999</Ex_SeqNo>"));
-    EXPECT_EQ(hand(handler(), usualMessage()), 0);
-    EXPECT_EQ(newMaskedMessage(),
-              maskedMessage(handler().acknowledgementType, "10000", handler().acknowledgement));
-    EXPECT_EQ(m_SeqNo, 10000);
-}
-
-TEST_P(ReceivedAcknowledgement, IsTheSameWhateverCame) {
+TEST_P(ReceivedAcknowledgement, IsOneMessageWhateverCameAndIsNotWaitedFor) {
+    m_SeqNo = 9997;
+    EXPECT_LT(timeOf([this] { EXPECT_EQ(hand(handler(), usualMessage()), 0); }), kSilentWait);
+    const std::string sent = newMessage();
+    EXPECT_EQ(masked(sent), maskedMessage(handler().acknowledgementType, "9998", handler().acknowledgement));
+    std::vector<std::string> expected = linesAtBegin();
+    expected.push_back("4 Write XML: " + sent + " sendLen:" + std::to_string(sent.size()));
+    EXPECT_EQ(newLines(), expected); // no "SendData pre" line, no wait, and nothing of the received message
     EXPECT_EQ(hand(handler(), "garbage"), 0);
-    EXPECT_EQ(newBody(), handler().acknowledgement);
+    EXPECT_EQ(newMaskedMessage(),
+              maskedMessage(handler().acknowledgementType, "9999", handler().acknowledgement));
     EXPECT_EQ(hand(handler(), messageOf(handler(), {{"Ex_SrcSeqNo", "1"},
                                                     {"Ex_PdaSn", "7"},
                                                     {"Ex_RetCode", "000017"},
                                                     {"Ex_ScanState", "0"}})),
               0);
-    EXPECT_EQ(newBody(), handler().acknowledgement);
+    EXPECT_EQ(newMaskedMessage(),
+              maskedMessage(handler().acknowledgementType, "10000", handler().acknowledgement));
+    EXPECT_EQ(m_SeqNo, 10000);
 }
 
-TEST_P(ReceivedAcknowledgement, IsLoggedOnceItIsWritten) {
-    EXPECT_EQ(hand(handler(), usualMessage()), 0);
-    const std::string message = newMessage();
-    std::vector<std::string> expected = linesAtBegin();
-    expected.push_back("4 Write XML: " + message + " sendLen:" + std::to_string(message.size()));
-    EXPECT_EQ(newLines(), expected); // no "SendData pre" line, and nothing of the received message
-}
-
-TEST_P(ReceivedAcknowledgement, IsNotWaitedFor) {
-    EXPECT_LT(timeOf([this] { EXPECT_EQ(hand(handler(), usualMessage()), 0); }), kSilentWait);
-    EXPECT_THAT(newLines(), Not(Contains(HasSubstr("HID Read XML"))));
-}
-
-TEST_P(ReceivedAcknowledgement, OpensTheChannel) {
-    stopChannel();
-    const Milliseconds time = timeOf([this] { EXPECT_EQ(hand(handler(), usualMessage()), 0); });
-    EXPECT_GE(time, kOpeningWait);
-    EXPECT_LT(time, kOpeningWait + kSilentWait);
-    EXPECT_TRUE(g_hidRun);
-    EXPECT_EQ(newBody(), handler().acknowledgement);
-    EXPECT_EQ(m_PerformTasksYN, 0);
-}
-
-TEST_P(ReceivedAcknowledgement, OpensTheChannelBehindStoreAndBuffer) {
+TEST_P(ReceivedAcknowledgement, OpensTheChannelAfterStoreAndBuffer) {
     stopChannel();
     setBuffer("left in the buffer");
     QString buffered = "never looked at";
@@ -141,30 +97,40 @@ TEST_P(ReceivedAcknowledgement, OpensTheChannelBehindStoreAndBuffer) {
         storedMeanwhile = stored(handler());
         flag = m_PerformTasksYN;
     });
-    hand(handler(), usualMessage());
+    const Milliseconds time = timeOf([this] { EXPECT_EQ(hand(handler(), usualMessage()), 0); });
+    EXPECT_GE(time, kOpeningWait);
+    EXPECT_LT(time, kOpeningWait + kSilentWait);
+    EXPECT_TRUE(g_hidRun);
+    EXPECT_EQ(newBody(), handler().acknowledgement);
     EXPECT_EQ(buffered, "");
     EXPECT_EQ(storedMeanwhile, usualStore());
     EXPECT_EQ(flag, 1);
+    EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
-TEST_P(ReceivedAcknowledgement, ThatCannotBeWrittenFailsBehindTheStore) {
+TEST_P(ReceivedAcknowledgement, ThatIsNotWrittenWholeFailsAfterTheStore) {
+    terminal().addFault(handler().acknowledgementType, Fault().shortWrite(50));
+    EXPECT_EQ(hand(handler(), usualMessage()), -1);
+    EXPECT_EQ(stored(handler()), usualStore());
+    EXPECT_EQ(m_PerformTasksYN, 1);
+    EXPECT_TRUE(g_hidRun);
     bufferUsualMessage();
+    fillStore(handler(), "");
+    if (handler().lowered != nullptr) {
+        *handler().lowered = true;
+    }
     terminal().addFault(handler().acknowledgementType, Fault().refuseWrite(EIO));
     EXPECT_EQ(hand(handler(), usualMessage()), -1);
     EXPECT_EQ(stored(handler()), usualStore());
     EXPECT_EQ(buffer(), "");
     EXPECT_TRUE(handler().lowered == nullptr || !*handler().lowered);
     EXPECT_EQ(m_PerformTasksYN, 1);
-    EXPECT_EQ(m_SeqNo, 1);
+    EXPECT_EQ(m_SeqNo, 2);
     EXPECT_FALSE(g_hidRun);
-}
-
-TEST_P(ReceivedAcknowledgement, ThatIsWrittenByHalfFailsToo) {
-    terminal().addFault(handler().acknowledgementType, Fault().shortWrite(50));
-    EXPECT_EQ(hand(handler(), usualMessage()), -1);
-    EXPECT_EQ(stored(handler()), usualStore());
-    EXPECT_EQ(m_PerformTasksYN, 1);
-    EXPECT_TRUE(g_hidRun);
+    EXPECT_EQ(hand(handler(), usualMessage()), 0) << "the channel is opened anew";
+    EXPECT_EQ(masked(terminal().received().back()),
+              maskedMessage(handler().acknowledgementType, "0003", handler().acknowledgement));
+    EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
 TEST_P(ReceivedAcknowledgement, WithoutATerminalFailsAfterTheSecondOfOpening) {
@@ -187,16 +153,6 @@ TEST_P(ReceivedAcknowledgement, WithoutATerminalFailsAfterTheSecondOfOpening) {
     EXPECT_EQ(newLines(), expected);
 }
 
-TEST_P(ReceivedAcknowledgement, IsWrittenAgainAfterAFailure) {
-    terminal().addFault(handler().acknowledgementType, Fault().refuseWrite(EIO));
-    EXPECT_EQ(hand(handler(), usualMessage()), -1);
-    newMessage();
-    EXPECT_EQ(hand(handler(), usualMessage()), 0); // opens anew
-    EXPECT_EQ(newMaskedMessage(),
-              maskedMessage(handler().acknowledgementType, "0002", handler().acknowledgement));
-    EXPECT_EQ(m_PerformTasksYN, 0);
-}
-
 INSTANTIATE_TEST_SUITE_P(Of, ReceivedAcknowledgement, testing::ValuesIn(acknowledgingHandlers()),
                          NameOfHandler());
 
@@ -207,34 +163,21 @@ protected:
     static std::string record() { return messageOf(login(), fieldsOf(login())); }
 };
 
-TEST_F(ReceivedLogin, SendsNothing) {
+TEST_F(ReceivedLogin, SendsNothingAndNeedsNoTerminal) {
     m_PerformTasksYN = 1;
     EXPECT_EQ(hand(login(), record()), 0);
     EXPECT_EQ(newLines(), (std::vector<std::string>{"1 [ReceiveLoginData] begin", "1 Read XML:-"}));
-    EXPECT_THAT(terminal().received(), IsEmpty());
-    EXPECT_EQ(m_SeqNo, 0);
-    EXPECT_EQ(m_PerformTasksYN, 0);
-}
-
-TEST_F(ReceivedLogin, LeavesTheEighthSlotEmpty) {
-    EXPECT_EQ(hand(login(), record()), 0);
     EXPECT_EQ(pda_LoginData[6], "value of Ex_MacChkVal");
-    EXPECT_EQ(pda_LoginData[7], "");
-}
-
-TEST_F(ReceivedLogin, DoesNotOpenTheChannel) {
-    stopChannel();
-    EXPECT_LT(timeOf([this] { EXPECT_EQ(hand(login(), record()), 0); }), kOpeningWait);
-    EXPECT_EQ(stored(login()), storeOf(login(), fieldsOf(login())));
-    EXPECT_EQ(terminal().openDescriptors(), 0);
-    EXPECT_FALSE(g_hidRun);
-}
-
-TEST_F(ReceivedLogin, NeedsNoTerminal) {
+    EXPECT_EQ(pda_LoginData[7], "") << "the eighth slot stays empty";
     stopChannel();
     terminal().unplug();
-    EXPECT_EQ(hand(login(), record()), 0);
+    fillStore(login(), "");
+    EXPECT_LT(timeOf([this] { EXPECT_EQ(hand(login(), record()), 0); }), kOpeningWait);
     EXPECT_EQ(stored(login()), storeOf(login(), fieldsOf(login())));
+    EXPECT_FALSE(g_hidRun);
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+    EXPECT_THAT(terminal().received(), IsEmpty());
+    EXPECT_EQ(m_SeqNo, 0);
     EXPECT_EQ(m_PerformTasksYN, 0);
 }
 

@@ -25,8 +25,11 @@ protected:
 
     /// Checks what comes of fields: they are stored, in the first pair of a scan's, and nothing else.
     void expectStored(const Fields& sent, const Fields& kept) {
+        expectTextStored(messageOf(handler(), sent), kept);
+    }
+    void expectTextStored(const std::string& text, const Fields& kept) {
         fillStore(handler(), "");
-        EXPECT_EQ(hand(handler(), messageOf(handler(), sent)), 0);
+        EXPECT_EQ(hand(handler(), text), 0);
         EXPECT_EQ(stored(handler()), storeOf(handler(), kept));
     }
 };

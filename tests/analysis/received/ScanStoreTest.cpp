@@ -34,35 +34,27 @@ protected:
     }
 };
 
-TEST_F(ScanStore, TakesTwoLabelsInARowInItsFirstTwoPairs) {
-    EXPECT_EQ(handLabel("7", "B01"), 0);
-    EXPECT_EQ(handLabel("7", "B02"), 0);
+TEST_F(ScanStore, TakesEachLabelInItsNextPair) {
+    for (const char* label : {"B01", "B02", "B02"}) {
+        EXPECT_EQ(handLabel("7", label), 0);
+    }
     EXPECT_EQ(pair(0), "7/B01");
     EXPECT_EQ(pair(1), "7/B02");
-    EXPECT_EQ(usedPairs(), 2U);
+    EXPECT_EQ(pair(2), "7/B02");
+    EXPECT_EQ(usedPairs(), 3U);
 }
 
-TEST_F(ScanStore, TakesTheSameLabelTwice) {
-    EXPECT_EQ(handLabel("7", "B01"), 0);
-    EXPECT_EQ(handLabel("7", "B01"), 0);
-    EXPECT_EQ(usedPairs(), 2U);
-}
-
-TEST_F(ScanStore, OverwritesAPairWithoutANumber) {
+TEST_F(ScanStore, OverwritesAPairWithoutANumberAndKeepsOneWithoutALabel) {
     EXPECT_EQ(hand(scan(), messageOf(scan(), {{"Ex_Label", "B01"}})), 0);
     EXPECT_EQ(pair(0), "/B01");
     EXPECT_EQ(handLabel("", "B02"), 0);
     EXPECT_EQ(pair(0), "/B02");
-    EXPECT_EQ(handLabel("7", "B03"), 0);
-    EXPECT_EQ(pair(0), "7/B03");
-    EXPECT_EQ(usedPairs(), 1U);
-}
-
-TEST_F(ScanStore, KeepsAPairWithoutALabel) {
     EXPECT_EQ(hand(scan(), messageOf(scan(), {{"Ex_PdaSn", "7"}})), 0);
-    EXPECT_EQ(handLabel("7", "B02"), 0);
     EXPECT_EQ(pair(0), "7/");
-    EXPECT_EQ(pair(1), "7/B02");
+    EXPECT_EQ(handLabel("7", "B03"), 0);
+    EXPECT_EQ(pair(0), "7/");
+    EXPECT_EQ(pair(1), "7/B03");
+    EXPECT_EQ(usedPairs(), 2U);
 }
 
 TEST_F(ScanStore, FillsTheFirstPairThatTheHostHasFreed) {
@@ -98,32 +90,24 @@ TEST_F(ScanStore, TakesAThousandLabelsAndDropsTheNext) {
     EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
-TEST_F(ScanStore, DropsALabelSilentlyAlsoWhenItCannotBeAcknowledged) {
+TEST_F(ScanStore, DropsALabelAlsoWhenItCannotBeAcknowledged) {
     fillStore(scan(), "full");
     terminal().addFault("9001", Fault().shortWrite(50));
     EXPECT_EQ(handLabel("7", "dropped"), -1);
     EXPECT_EQ(stored(scan()), std::vector<std::string>(2 * kPairs, "full"));
 }
 
-TEST_F(ScanStore, BeginsAnewAfterAScanCommandThatWasAccepted) {
-    EXPECT_EQ(handLabel("7", "B01"), 0);
-    EXPECT_EQ(handLabel("7", "B02"), 0);
-    EXPECT_EQ(startScan(), 0);
-    EXPECT_TRUE(pda_ScanState);
-    EXPECT_EQ(usedPairs(), 0U);
-    EXPECT_EQ(handLabel("7", "B03"), 0);
-    EXPECT_EQ(pair(0), "7/B03");
-    EXPECT_EQ(usedPairs(), 1U);
-}
-
-TEST_F(ScanStore, BeginsAnewAfterAScanCommandThatWasRefused) {
-    EXPECT_EQ(handLabel("7", "B01"), 0);
-    terminal().addFault("8004", Fault().refuse("000001"));
-    EXPECT_EQ(startScan(), 0);
-    EXPECT_FALSE(pda_ScanState);
-    EXPECT_EQ(handLabel("7", "B02"), 0);
-    EXPECT_EQ(pair(0), "7/B02");
-    EXPECT_EQ(usedPairs(), 1U);
+TEST_F(ScanStore, BeginsAnewAfterAScanCommandThatWasAnswered) {
+    for (const char* code : {"000000", "000001"}) {
+        fillStore(scan(), "full");
+        terminal().addFault("8004", Fault().refuse(code));
+        EXPECT_EQ(startScan(), 0);
+        EXPECT_EQ(pda_ScanState, std::string(code) == "000000");
+        EXPECT_EQ(usedPairs(), 0U);
+        EXPECT_EQ(handLabel("7", "B03"), 0);
+        EXPECT_EQ(pair(0), "7/B03");
+        EXPECT_EQ(usedPairs(), 1U);
+    }
 }
 
 TEST_F(ScanStore, GoesOnAfterAScanCommandWithoutAReply) {
@@ -133,14 +117,6 @@ TEST_F(ScanStore, GoesOnAfterAScanCommandWithoutAReply) {
     EXPECT_EQ(handLabel("7", "B02"), 0);
     EXPECT_EQ(pair(0), "7/B01");
     EXPECT_EQ(pair(1), "7/B02");
-}
-
-TEST_F(ScanStore, HasRoomAgainAfterAScanCommand) {
-    fillStore(scan(), "full");
-    EXPECT_EQ(startScan(), 0);
-    EXPECT_EQ(handLabel("7", "B01"), 0);
-    EXPECT_EQ(pair(0), "7/B01");
-    EXPECT_EQ(usedPairs(), 1U);
 }
 
 TEST_F(ScanStore, DoesNotTellWhetherTheTerminalScans) {

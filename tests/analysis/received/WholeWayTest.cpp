@@ -5,7 +5,6 @@
 
 namespace {
 
-using testing::IsEmpty;
 using testing::SizeIs;
 
 /// The terminal starts messages, in its usual reports of 64 bytes; the host takes each from the channel and
@@ -41,40 +40,31 @@ protected:
     }
 };
 
-TEST_P(ReceivedOnTheWholeWay, IsKeptAndAcknowledged) {
-    const QString taken = announced(announcement());
-    EXPECT_EQ(taken.mid(6, 4).toStdString(), handler().type);
-    EXPECT_EQ(handOn(handler(), taken), 0);
-    EXPECT_EQ(stored(handler()), usualStore());
-    const std::vector<pdasim::Acknowledgement> acknowledgements = terminal().acknowledgements();
-    if (handler().acknowledgementType == nullptr) {
-        EXPECT_THAT(acknowledgements, IsEmpty());
-    } else {
-        ASSERT_THAT(acknowledgements, SizeIs(1));
-        EXPECT_EQ(acknowledgements[0].type, handler().acknowledgementType);
-        EXPECT_EQ(acknowledgements[0].kind, announcement().kind);
-        EXPECT_EQ(acknowledgements[0].answers, "0001");
-    }
-    EXPECT_EQ(buffer(), "");
+TEST_P(ReceivedOnTheWholeWay, IsKeptAndAcknowledgedBetweenTransactions) {
     EXPECT_EQ(getInfo(), usualInformation());
-}
-
-TEST_P(ReceivedOnTheWholeWay, IsKeptBetweenTransactions) {
-    EXPECT_EQ(getInfo(), usualInformation());
-    for (int i = 0; i < 3; ++i) {
+    for (std::size_t count = 1; count <= 3; ++count) {
         fillStore(handler(), "");
-        EXPECT_EQ(handOn(handler(), announced(announcement())), 0);
+        const QString taken = announced(announcement());
+        EXPECT_EQ(taken.mid(6, 4).toStdString(), handler().type);
+        EXPECT_EQ(handOn(handler(), taken), 0);
         EXPECT_EQ(stored(handler()), usualStore());
+        const std::vector<pdasim::Acknowledgement> acknowledgements = terminal().acknowledgements();
+        ASSERT_THAT(acknowledgements, SizeIs(handler().acknowledgementType == nullptr ? 0 : count));
+        if (handler().acknowledgementType != nullptr) {
+            EXPECT_EQ(acknowledgements.back().type, handler().acknowledgementType);
+            EXPECT_EQ(acknowledgements.back().kind, announcement().kind);
+            EXPECT_EQ(acknowledgements.back().answers, "000" + std::to_string(count));
+        }
+        EXPECT_EQ(buffer(), "");
         EXPECT_EQ(getInfo(), usualInformation());
     }
-    EXPECT_THAT(terminal().acknowledgements(), SizeIs(handler().acknowledgementType == nullptr ? 0 : 3));
 }
 
-TEST_P(ReceivedOnTheWholeWay, IsNotTakenForTheReplyOfATransactionThatComesFirst) {
+TEST_P(ReceivedOnTheWholeWay, IsLostWhenATransactionComesFirst) {
     const std::string text = terminal().announce(announcement());
     ASSERT_TRUE(becomesBuffered(QString::fromStdString(text)));
-    EXPECT_EQ(getInfo(), usualInformation());
-    EXPECT_EQ(stored(handler()), std::vector<std::string>(handler().storeSize)); // it is lost
+    EXPECT_EQ(getInfo(), usualInformation()) << "it is not taken for the reply";
+    EXPECT_EQ(stored(handler()), std::vector<std::string>(handler().storeSize));
     EXPECT_EQ(handOn(handler(), QString::fromStdString(text)), 0);
     EXPECT_EQ(stored(handler()), usualStore());
 }

@@ -11,7 +11,7 @@ class LockList : public RowTest {
 protected:
     static std::size_t firstList() { return 3; }
     static std::size_t lists() { return row().outputs.size() - firstList(); }
-    static const char* listTag(std::size_t list) { return row().outputs[firstList() + list].tag; }
+    static std::string listTag(std::size_t list) { return row().outputs[firstList() + list].tag; }
 
     /// An entry with this value in each of its fields.
     static std::string entry(const std::string& value) {
@@ -22,6 +22,22 @@ protected:
         return fields;
     }
     static std::string inGroup(const std::string& fields) { return "<LockList>" + fields + "</LockList>"; }
+    /// A case's entries as the terminal sends them.
+    static std::string expanded(const std::string& entries) {
+        std::string text;
+        std::size_t opened = 0;
+        for (const char each : entries) {
+            if (each == '[' || each == '{') {
+                opened = text.size();
+            } else if (each == ']' || each == '}') {
+                const std::string fields = entry(text.substr(opened));
+                text.replace(opened, std::string::npos, each == ']' ? inGroup(fields) : fields);
+            } else {
+                text += each == '|' ? std::string("</LockList>") : std::string(1, each);
+            }
+        }
+        return text;
+    }
 
     /// Calls with a reply of these texts behind its three single fields, and expects the same text in all
     /// lists.
@@ -46,9 +62,46 @@ protected:
     }
 };
 
-TEST_P(LockList, HoldsTheEntriesInTheirOrder) {
-    // The terminal's own count is passed on and not compared.
-    expectLists(inGroup(entry("one")) + inGroup(entry("two")) + inGroup(entry("three")), "one;two;three;");
+struct ListCase {
+    const char* name;
+    std::string entries; ///< "{x}" for an entry of x, "[x]" for one in its group, "|" for a closing tag
+    std::string expected;
+};
+
+const std::string kOdd = "%s%n;终端\xF0\x9F\x93\xA0<b>&lt;";
+
+// The terminal's own count is passed on and not compared. The text is cut at its closing tags and ten
+// characters behind them, whatever these are; the reply's own first ten go for the first entry.
+const std::vector<ListCase> kLists{
+    {"entries in their order", "[one][two][three]", "one;two;three;"},
+    {"empty fields and an empty entry", "[one][]<LockList>|[four]", "one;;;four;"},
+    {"no entry", "", ""},
+    {"an entry that does not close", "<LockList>{unfinished}", ""},
+    {"text behind the last closing tag", "[one]{behind}", "one;"},
+    {"other characters in place of the opening tag", "{one}|0123456789{two}|终端终端终端终端终端{three}|",
+     "one;two;three;"},
+    {"closing tags without any character between", "[one]||[two]", "one;two;"},
+    {"few characters between closing tags", "[one]x|[two]", "one;;two;"},
+    {"a field twice", "<LockList>{one}{another}|", "one;"},
+    {"fields in front of the list", "{front}[one][two]", "front;two;"},
+    {"odd texts", "[é" + kOdd + "][" + kOdd + "]", "é" + kOdd + ";" + kOdd + ";"},
+    {"a long entry", "[" + std::string(30000, 'x') + "][two]", std::string(30000, 'x') + ";two;"},
+};
+
+TEST_P(LockList, HoldsAValueForEachEntry) {
+    for (const ListCase& each : kLists) {
+        SCOPED_TRACE(each.name);
+        expectLists(expanded(each.entries), each.expected);
+    }
+    SCOPED_TRACE("thousands");
+    std::string entries;
+    std::string expected;
+    for (int i = 0; i < 2000; ++i) {
+        const std::string value = "终" + std::to_string(i);
+        entries += inGroup(entry(value));
+        expected += value + ";";
+    }
+    expectLists(entries, expected);
 }
 
 TEST_P(LockList, HoldsAnEmptyValueForAFieldThatAnEntryLacks) {
@@ -61,90 +114,28 @@ TEST_P(LockList, HoldsAnEmptyValueForAFieldThatAnEntryLacks) {
         EXPECT_EQ(outcome, replied(fields)) << "without " << listTag(missing);
         EXPECT_EQ(outcome.outputs[firstList() + missing], fields.entries[0][missing].second + ";;" + kNul);
     }
-}
-
-TEST_P(LockList, HoldsAnEmptyValueForAnEmptyField) {
-    expectLists(inGroup(entry("one")) + inGroup(entry("")) + inGroup("") + inGroup(entry("four")),
-                "one;;;four;");
+    for (const char* before : {"", "012345678", "终端终端"}) { // it begins within the ten characters
+        answerAtLength(row().type,
+                       singles() + inGroup(entry("one")) + before + entry("lost") + "</LockList>");
+        const Outcome outcome = call();
+        EXPECT_EQ(outcome.outputs[firstList()], "one;;" + kNul) << before;
+        EXPECT_EQ(outcome.outputs.back(), "one;lost;" + kNul) << before;
+    }
 }
 
 TEST_P(LockList, IsPutBehindTheTextThatIsThere) {
     Arguments arguments(row());
-    const std::string entries = inGroup(entry("one")) + inGroup(entry("two"));
+    const std::string entries = expanded("[one][two]");
     expectLists(arguments, entries, "one;two;");
     for (std::size_t single = 0; single < firstList(); ++single) {
         std::fill_n(arguments.output(single), 10, Arguments::kFilling);
     }
     expectLists(arguments, entries, "one;two;one;two;");
-}
-
-TEST_P(LockList, WithoutEntriesPutsNothingThere) {
-    expectLists("", "");
-    expectLists("<LockList>" + entry("unfinished"), "");
-}
-
-TEST_P(LockList, WithoutEntriesLeavesWhatIsThere) {
-    Arguments arguments(row());
+    Arguments withText(row());
     for (std::size_t list = 0; list < lists(); ++list) {
-        std::copy_n("old;", 5, arguments.output(firstList() + list));
+        std::copy_n("old;", 5, withText.output(firstList() + list));
     }
-    expectLists(arguments, "", "old;");
-}
-
-TEST_P(LockList, EndsWithItsLastClosingTag) {
-    expectLists(inGroup(entry("one")) + entry("behind"), "one;");
-}
-
-TEST_P(LockList, IsCutAtItsClosingTagsAndTenCharactersBehindThem) {
-    // Whatever these characters are; the reply's own first ten go for the first entry.
-    expectLists(entry("one") + "</LockList>" + "0123456789" + entry("two") + "</LockList>" +
-                    "终端终端终端终端终端" + entry("three") + "</LockList>",
-                "one;two;three;");
-}
-
-TEST_P(LockList, LosesAFieldThatBeginsWithinTheTenCharacters) {
-    for (const char* before : {"", "012345678", "终端终端"}) {
-        answerAtLength(row().type,
-                       singles() + inGroup(entry("one")) + before + entry("lost") + "</LockList>");
-        const Outcome outcome = call();
-        EXPECT_EQ(outcome.outputs[firstList()], "one;;" + kNul);
-        EXPECT_EQ(outcome.outputs.back(), "one;lost;" + kNul);
-    }
-}
-
-TEST_P(LockList, SkipsAnEntryWithoutAnyCharacter) {
-    expectLists(inGroup(entry("one")) + "</LockList></LockList>" + inGroup(entry("two")), "one;two;");
-}
-
-TEST_P(LockList, HoldsAnEmptyEntryForFewCharacters) {
-    expectLists(inGroup(entry("one")) + "x</LockList>" + inGroup(entry("two")), "one;;two;");
-}
-
-TEST_P(LockList, TakesTheFirstOfSeveralFieldsOfAnEntry) {
-    expectLists(inGroup(entry("one") + entry("another")), "one;");
-    // What stands in front of the list belongs to the first entry.
-    expectLists(entry("front") + inGroup(entry("one")) + inGroup(entry("two")), "front;two;");
-}
-
-TEST_P(LockList, KeepsTextsAsTheyAre) {
-    const std::string odd = "%s%n;终端\xF0\x9F\x93\xA0<b>&lt;";
-    expectLists(inGroup(entry("é" + odd)) + inGroup(entry(odd)), "é" + odd + ";" + odd + ";");
-}
-
-TEST_P(LockList, OfThousandsIsTakenWhole) {
-    std::string entries;
-    std::string expected;
-    for (int i = 0; i < 2000; ++i) {
-        const std::string value = "终" + std::to_string(i);
-        entries += inGroup(entry(value));
-        expected += value + ";";
-    }
-    expectLists(entries, expected);
-}
-
-TEST_P(LockList, OfOneLongEntryIsTakenWhole) {
-    const std::string value(30000, 'x');
-    expectLists(inGroup(entry(value)) + inGroup(entry("two")), value + ";two;");
+    expectLists(withText, "", "old;");
 }
 
 TEST_P(LockList, KeepsTheTerminalsCountAsItIs) {
@@ -158,20 +149,9 @@ TEST_P(LockList, KeepsTheTerminalsCountAsItIs) {
     }
 }
 
-TEST_P(LockList, IsAskedForWithoutABody) {
-    answerRow(sampleReply(row()));
-    call();
-    EXPECT_EQ(newMaskedMessage(), maskedMessage(row().type, "0001", ""));
-}
-
 std::vector<Row> listRows() {
-    std::vector<Row> rows;
-    for (const Row& row : allRows()) {
-        if (!row.outputs.empty() && row.outputs.back().kind == Kind::List) {
-            rows.push_back(row);
-        }
-    }
-    return rows;
+    return rowsThat(
+        [](const Row& row) { return !row.outputs.empty() && row.outputs.back().kind == Kind::List; });
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, LockList, testing::ValuesIn(listRows()), NameOfMember());

@@ -35,66 +35,55 @@ protected:
     }
     static std::string number(const std::string& count) { return tag("Ex_LockNum", count); }
 
-    const OutputBuffer& source() const { return m_source; }
-    const OutputBuffer& retCode() const { return m_retCode; }
-
-private:
     OutputBuffer m_source;
     OutputBuffer m_retCode;
 };
 
-TEST_F(LockOpening, SendsAGroupForEachLock) {
-    EXPECT_EQ(bodyFor({"2", "L1;L2;", "00;01;", "111111;222222;", "a1;a2;", "b1;b2;"}),
-              number("2") + group("L1", "00", "111111", "a1", "b1") + group("L2", "01", "", "a2", "b2"));
-    EXPECT_EQ(source().written(), "0001");
-    EXPECT_EQ(retCode().written(), "000000");
-    EXPECT_EQ(m_PerformTasksYN, 0);
-}
+struct OpeningCase {
+    const char* name;
+    Operations operations;
+    std::vector<std::string> groups;
+};
 
-TEST_F(LockOpening, SendsACodeWithOneActionOnly) {
+TEST_F(LockOpening, SendsAGroupForEachLockAndACodeWithOneActionOnly) {
+    const std::string empty = group("", "", "", "", "");
+    const std::vector<OpeningCase> cases{
+        {"a code only with the action 00",
+         {"3", "L1;L2;L3;", "01;00;02;", "first;second;third;", "a1;a2;a3;", "b1;b2;b3;"},
+         {group("L1", "01", "", "a1", "b1"), group("L2", "00", "second", "a2", "b2"),
+          group("L3", "02", "", "a3", "b3")}},
+        {"a value without its semicolon is lost",
+         {"2", "L1;L2", "00;00", "c1;c2", "a1;a2", "b1;b2"},
+         {group("L1", "00", "c1", "a1", "b1"), empty}},
+        {"the values behind an empty one are shifted",
+         {"3", "A;;C;", "00;00;00;", ";c1;;c2;", ";;a;", "b;"},
+         {group("A", "00", "c1", "a", "b"), group("C", "00", "c2", "", ""), group("", "00", "", "", "")}},
+        {"all values are missing", {"2", "", "", "", "", ""}, {empty, empty}},
+        {"some values are missing",
+         {"2", "L1;L2;", "00;00;", "", "", ""},
+         {group("L1", "00", "", "", ""), group("L2", "00", "", "", "")}},
+        {"the count is smaller",
+         {"1", "L1;L2;L3;", "00;00;00;", "1;2;3;", "a;a;a;", "b;b;b;"},
+         {group("L1", "00", "1", "a", "b")}},
+        {"the full-width semicolon is text",
+         {"1", "L1；L2;", "00;", "终端;", "a；;", "b;"},
+         {group("L1；L2", "00", "终端", "a；", "b")}},
+        {"texts are kept as they are",
+         {"1", "%s<b>;", "00;", "%n&;", "</Ex_User>;", "\"\\;"},
+         {group("%s<b>", "00", "%n&", "</Ex_User>", "\"\\")}},
+    };
+    for (const OpeningCase& each : cases) {
+        SCOPED_TRACE(each.name);
+        std::string expected = number(each.operations.count);
+        for (const std::string& group : each.groups) {
+            expected += group;
+        }
+        EXPECT_EQ(bodyFor(each.operations), expected);
+    }
     for (const char* action : {"0", " 00", "00 ", "000", "OO", "01", "+0", "００"}) {
         EXPECT_EQ(bodyFor({"1", "L;", std::string(action) + ";", "secret;", "a;", "b;"}),
                   number("1") + group("L", action, "", "a", "b"));
     }
-}
-
-TEST_F(LockOpening, NeverSendsAPlaceholder) {
-    EXPECT_EQ(bodyFor({"3", "L1;L2;L3;", "01;00;02;", "first;second;third;", "a;a;a;", "b;b;b;"}),
-              number("3") + group("L1", "01", "", "a", "b") + group("L2", "00", "second", "a", "b") +
-                  group("L3", "02", "", "a", "b"));
-}
-
-TEST_F(LockOpening, LosesAValueWithoutItsSemicolon) {
-    EXPECT_EQ(bodyFor({"2", "L1;L2", "00;00", "c1;c2", "a1;a2", "b1;b2"}),
-              number("2") + group("L1", "00", "c1", "a1", "b1") + group("", "", "", "", ""));
-}
-
-TEST_F(LockOpening, ShiftsTheValuesBehindAnEmptyOne) {
-    EXPECT_EQ(bodyFor({"3", "A;;C;", "00;00;00;", ";c1;;c2;", ";;a;", "b;"}),
-              number("3") + group("A", "00", "c1", "a", "b") + group("C", "00", "c2", "", "") +
-                  group("", "00", "", "", ""));
-}
-
-TEST_F(LockOpening, SendsEmptyTextsForTheMissingValues) {
-    EXPECT_EQ(bodyFor({"2", "", "", "", "", ""}),
-              number("2") + group("", "", "", "", "") + group("", "", "", "", ""));
-    EXPECT_EQ(bodyFor({"2", "L1;L2;", "00;00;", "", "", ""}),
-              number("2") + group("L1", "00", "", "", "") + group("L2", "00", "", "", ""));
-}
-
-TEST_F(LockOpening, SendsNoMoreGroupsThanTheCountSays) {
-    EXPECT_EQ(bodyFor({"1", "L1;L2;L3;", "00;00;00;", "1;2;3;", "a;a;a;", "b;b;b;"}),
-              number("1") + group("L1", "00", "1", "a", "b"));
-}
-
-TEST_F(LockOpening, TakesTheFullWidthSemicolonForText) {
-    EXPECT_EQ(bodyFor({"1", "L1；L2;", "00;", "终端;", "a；;", "b;"}),
-              number("1") + group("L1；L2", "00", "终端", "a；", "b"));
-}
-
-TEST_F(LockOpening, KeepsTextsAsTheyAre) {
-    EXPECT_EQ(bodyFor({"1", "%s<b>;", "00;", "%n&;", "</Ex_User>;", "\"\\;"}),
-              number("1") + group("%s<b>", "00", "%n&", "</Ex_User>", "\"\\"));
 }
 
 TEST_F(LockOpening, SendsItsCountAsItIsAndReadsANumberInIt) {
@@ -144,8 +133,8 @@ protected:
         EXPECT_THAT(terminal().received(), IsEmpty());
         EXPECT_EQ(m_SeqNo, sequence);
         EXPECT_EQ(m_PerformTasksYN, 0);
-        EXPECT_EQ(source().written(), "");
-        EXPECT_EQ(retCode().written(), "");
+        EXPECT_EQ(m_source.written(), "");
+        EXPECT_EQ(m_retCode.written(), "");
     }
 
     /// A message that is built, and then longer than what a write takes.
@@ -161,12 +150,9 @@ protected:
     }
 };
 
-TEST_F(LockOpeningLimit, IsTheLengthField) {
+TEST_F(LockOpeningLimit, IsTheLengthFieldWithTheDigitsOfTheNumber) {
     expectTooLong({"1", identifierFor(kLongest + 1) + ";", "", "", "", ""});
     expectBuilt({"1", identifierFor(kLongest) + ";", "", "", "", ""}, "999999");
-}
-
-TEST_F(LockOpeningLimit, CountsTheDigitsOfTheNumber) {
     m_SeqNo = 9999;
     expectTooLong({"1", identifierFor(kLongest + 1, kEnvelope + 1) + ";", "", "", "", ""});
     expectBuilt({"1", identifierFor(kLongest, kEnvelope + 1) + ";", "", "", "", ""}, "999999");
@@ -180,26 +166,18 @@ TEST_F(LockOpeningLimit, CountsCharactersAndNotBytes) {
     expectBuilt({"1", identifier + ";", "", "", "", ""}, "900272");
 }
 
-TEST_F(LockOpeningLimit, IsReachedByACountOfEmptyGroups) {
+TEST_F(LockOpeningLimit, IsReachedByACountOfEmptyGroupsOrBeyondAnInt) {
+    for (const char* count : {"7462", "2147483648", "4294967297", "99999999999999999999"}) {
+        expectTooLong({count, "", "", "", "", ""});
+    }
     // 112 for the envelope, 29 for the count's tag, 134 for each group.
-    expectTooLong({"7462", "", "", "", "", ""});
     expectBuilt({"7461", "", "", "", "", ""}, "999915");
 }
 
-TEST_F(LockOpeningLimit, IsReachedByCountsBeyondAnInt) {
-    for (const char* count : {"2147483648", "4294967297", "99999999999999999999"}) {
-        expectTooLong({count, "L;", "00;", "c;", "a;", "b;"});
-    }
-}
-
-TEST_F(LockOpeningLimit, DoesNotOpenTheChannel) {
+TEST_F(LockOpeningLimit, OpensNoChannelAndLeavesTheNextCallItsNumber) {
     stopChannel();
     expectTooLong({"100000", "", "", "", "", ""});
     EXPECT_FALSE(g_hidRun);
-}
-
-TEST_F(LockOpeningLimit, LeavesTheNextCallItsNumber) {
-    expectTooLong({"100000", "", "", "", "", ""});
     EXPECT_EQ(bodyFor({"1", "L;", "00;", "c;", "a;", "b;"}), number("1") + group("L", "00", "c", "a", "b"));
     EXPECT_EQ(m_SeqNo, 1);
 }

@@ -7,7 +7,6 @@
 
 namespace {
 
-using pdasim::Fault;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -23,33 +22,18 @@ protected:
     }
 };
 
-TEST_F(UserNotice, StaysForASecondCall) {
-    pda_RandomNumber[0] = "00000007";
-    pda_RandomNumber[1] = "Ann";
-    EXPECT_THAT(fetch(), ElementsAre("00000007", "Ann"));
-    EXPECT_THAT(fetch(), ElementsAre("00000007", "Ann"));
-    EXPECT_EQ(pda_RandomNumber[1], "Ann");
-}
-
-TEST_F(UserNotice, ThatIsNotThereLeavesTheOutputsAlone) {
-    EXPECT_THAT(fetch(), ElementsAre("", ""));
+TEST_F(UserNotice, IsCopiedByItsCharactersAndStays) {
+    EXPECT_THAT(fetch(), ElementsAre("", "")) << "outputs are left alone when there is none";
     pda_RandomNumber[1] = "Ann";
     EXPECT_THAT(fetch(), ElementsAre("", "Ann"));
-}
-
-TEST_F(UserNotice, IsCopiedByItsCharacters) {
     pda_RandomNumber[0] = QString::fromUtf8("é7");
     pda_RandomNumber[1] = QString::fromUtf8("终端ab");
-    EXPECT_THAT(fetch(), ElementsAre("é", std::string("终端").substr(0, 4)));
-}
-
-TEST_F(UserNotice, SkipsNullOutputs) {
-    pda_RandomNumber[0] = "7";
-    pda_RandomNumber[1] = "Ann";
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_THAT(fetch(), ElementsAre("é", std::string("终端").substr(0, 4)));
+    }
     EXPECT_EQ(analyser().GetRandomNumber(nullptr, nullptr), 0);
-    OutputBuffer name;
-    EXPECT_EQ(analyser().GetRandomNumber(nullptr, name.data()), 0);
-    EXPECT_EQ(name.written(), "Ann");
+    analyser().ReceiveRandomNumber(HostText(reply("9003", tag("Ex_PdaSn", "8") + tag("Ex_UserNm", "Bob"))));
+    EXPECT_THAT(fetch(), ElementsAre("8", "Bob"));
 }
 
 TEST_F(UserNotice, WithoutMemoryGivesNoOtherResult) {
@@ -63,9 +47,11 @@ TEST_F(UserNotice, WithoutMemoryGivesNoOtherResult) {
     }
     EXPECT_EQ(result, 0);
     EXPECT_EQ(name.written(), "");
+    EXPECT_EQ(analyser().GetRandomNumber(nullptr, name.data()), 0);
+    EXPECT_EQ(name.written(), "Ann");
 }
 
-TEST_F(UserNotice, IsNoMatterOfTheTerminals) {
+TEST_F(UserNotice, DoesNotConcernTheTerminal) {
     stopChannel();
     newLines();
     m_PerformTasksYN = 1;
@@ -76,13 +62,6 @@ TEST_F(UserNotice, IsNoMatterOfTheTerminals) {
     EXPECT_THAT(terminal().received(), IsEmpty());
     EXPECT_EQ(m_SeqNo, 0);
     EXPECT_EQ(m_PerformTasksYN, 1);
-}
-
-TEST_F(UserNotice, IsReplacedByTheNextOne) {
-    pda_RandomNumber[0] = "7";
-    pda_RandomNumber[1] = "Ann";
-    analyser().ReceiveRandomNumber(HostText(reply("9003", tag("Ex_PdaSn", "8") + tag("Ex_UserNm", "Bob"))));
-    EXPECT_THAT(fetch(), ElementsAre("8", "Bob"));
 }
 
 /// The record of a login.
@@ -111,37 +90,39 @@ protected:
     }
 };
 
-TEST_F(LoginRecord, IsHandedOutOnce) {
+TEST_F(LoginRecord, IsHandedOutOnceByItsCharacters) {
     store();
-    EXPECT_THAT(fetch(), ElementsAre("7", "login", "name", "finger", "random", "password", "mac"));
+    m_PerformTasksYN = 1;
+    const Milliseconds time = timeOf([this] {
+        EXPECT_THAT(fetch(), ElementsAre("7", "login", "name", "finger", "random", "password", "mac"));
+    });
+    EXPECT_LT(time, kOpeningWait) << "the channel is open";
+    EXPECT_THAT(newLines(), ElementsAre("1 [GetLoginData] begin", "1 user login info"));
     EXPECT_TRUE(isStoreEmpty()) << "the slot that nobody reads included";
     EXPECT_THAT(fetch(), ElementsAre("", "", "", "", "", "", ""));
-}
-
-TEST_F(LoginRecord, IsCopiedByItsCharacters) {
+    EXPECT_EQ(m_SeqNo, 0);
+    EXPECT_EQ(m_PerformTasksYN, 1);
     for (QString& slot : pda_LoginData) {
         slot = QString::fromUtf8("a终b");
     }
-    const std::string cut = std::string("a终").substr(0, 3);
-    EXPECT_THAT(fetch(), ElementsAre(cut, cut, cut, cut, cut, cut, cut));
-    EXPECT_TRUE(isStoreEmpty());
-}
-
-TEST_F(LoginRecord, OfAnyLengthIsHandedOut) {
     pda_LoginData[3] = QString(100000, 'f');
-    EXPECT_TRUE(fetch()[3] == std::string(100000, 'f'));
+    const std::string cut = std::string("a终").substr(0, 3);
+    EXPECT_TRUE(fetch() ==
+                (std::vector<std::string>{cut, cut, cut, std::string(100000, 'f'), cut, cut, cut}));
+    EXPECT_EQ(analyser().ReceiveLoginData(HostText(
+                  reply("9002", tag("Ex_PdaSn", "8") + tag("Ex_Login", "2") + tag("Ex_Name", "Bob")))),
+              0);
+    EXPECT_THAT(fetch(), ElementsAre("8", "2", "Bob", "", "", "", ""));
 }
 
 TEST_F(LoginRecord, SkipsNullOutputs) {
-    store();
     OutputBuffer password;
-    EXPECT_EQ(analyser().GetLoginData(nullptr, nullptr, nullptr, nullptr, nullptr, password.data(), nullptr),
-              0);
-    EXPECT_EQ(password.written(), "password");
-    EXPECT_TRUE(isStoreEmpty());
-    store();
-    EXPECT_EQ(analyser().GetLoginData(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
-    EXPECT_TRUE(isStoreEmpty());
+    for (char* const output : {password.data(), static_cast<char*>(nullptr)}) {
+        store();
+        EXPECT_EQ(analyser().GetLoginData(nullptr, nullptr, nullptr, nullptr, nullptr, output, nullptr), 0);
+        EXPECT_EQ(password.written(), "password");
+        EXPECT_TRUE(isStoreEmpty());
+    }
 }
 
 TEST_F(LoginRecord, WithoutMemoryIsKeptForTheNextCall) {
@@ -176,16 +157,6 @@ TEST_F(LoginRecord, OpensAClosedChannelAndGivesItASecond) {
     EXPECT_THAT(terminal().received(), IsEmpty());
 }
 
-TEST_F(LoginRecord, IsHandedOutAtOnceOnAnOpenChannel) {
-    store();
-    m_PerformTasksYN = 1;
-    const Milliseconds time = timeOf([this] { fetch(); });
-    EXPECT_LT(time, kOpeningWait);
-    EXPECT_THAT(newLines(), ElementsAre("1 [GetLoginData] begin", "1 user login info"));
-    EXPECT_EQ(m_SeqNo, 0);
-    EXPECT_EQ(m_PerformTasksYN, 1);
-}
-
 TEST_F(LoginRecord, IsHandedOutWithoutATerminalToo) {
     stopChannel();
     terminal().unplug();
@@ -202,37 +173,14 @@ TEST_F(LoginRecord, ThatArrivesDuringTheOpeningIsHandedOut) {
     EXPECT_TRUE(isStoreEmpty());
 }
 
-TEST_F(LoginRecord, IsReplacedByANewerOne) {
-    store();
-    EXPECT_EQ(analyser().ReceiveLoginData(HostText(
-                  reply("9002", tag("Ex_PdaSn", "8") + tag("Ex_Login", "2") + tag("Ex_Name", "Bob")))),
-              0);
-    EXPECT_THAT(fetch(), ElementsAre("8", "2", "Bob", "", "", "", ""));
-}
+/// The host's result of it.
+using LoginResult = TransactionTest;
 
-/// The host's verdict on it.
-class LoginResult : public TransactionTest {};
-
-TEST_F(LoginResult, IsSentAndNotWaitedFor) {
+TEST_F(LoginResult, IsNotWaitedFor) {
     const Milliseconds time =
         timeOf([this] { EXPECT_EQ(analyser().SyncLoginResult(HostText("7"), HostText("000009")), 0); });
     EXPECT_LT(time, kSilentWait);
-    EXPECT_EQ(newMaskedMessage(),
-              maskedMessage("9002", "0001", "<Ex_PdaSn>7</Ex_PdaSn><Ex_RetCode>000009</Ex_RetCode>"));
     EXPECT_EQ(m_PerformTasksYN, 0);
-}
-
-TEST_F(LoginResult, HasNoBeginLine) {
-    EXPECT_EQ(analyser().SyncLoginResult(HostText("7"), HostText("000000")), 0);
-    const std::string sent = newMessage();
-    EXPECT_THAT(newLines(), ElementsAre("4 SyncLoginResult SendData pre: " + sent,
-                                        "4 Write XML: " + sent + " sendLen:" + std::to_string(sent.size())));
-}
-
-TEST_F(LoginResult, ThatTheDeviceRejectsLeavesTheTaskFlagUp) {
-    terminal().addFault("9002", Fault().refuseWrite(5));
-    EXPECT_EQ(analyser().SyncLoginResult(HostText("7"), HostText("000000")), -1);
-    EXPECT_EQ(m_PerformTasksYN, 1);
 }
 
 TEST_F(LoginResult, LeavesAnAnswerToTheNextSend) {
@@ -241,18 +189,6 @@ TEST_F(LoginResult, LeavesAnAnswerToTheNextSend) {
     terminal().sendText(uninvited);
     ASSERT_TRUE(becomesBuffered(QString::fromStdString(uninvited)));
     EXPECT_EQ(getInfo().result, 0);
-}
-
-TEST_F(LoginResult, OpensAClosedChannel) {
-    stopChannel();
-    m_PerformTasksYN = 0;
-    char flag = 99;
-    duringTheNextWait([&flag] { flag = m_PerformTasksYN; });
-    const Milliseconds time =
-        timeOf([this] { EXPECT_EQ(analyser().SyncLoginResult(HostText("7"), HostText("000000")), 0); });
-    EXPECT_GE(time, kOpeningWait);
-    EXPECT_EQ(flag, 1);
-    EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
 } // namespace

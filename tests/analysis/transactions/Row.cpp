@@ -6,10 +6,6 @@
 
 namespace {
 
-bool isNumber(Kind kind) {
-    return kind == Kind::LabelCount || kind == Kind::LabelStride;
-}
-
 std::string text(const Value& value) {
     const int* const number = std::get_if<int>(&value);
     return number != nullptr ? std::to_string(*number) : std::get<std::string>(value);
@@ -25,9 +21,6 @@ int numberOfItems(const std::string& list) {
 }
 
 std::string bodyText(const Value& value, Content content) {
-    if (content == Content::NumberOfItems) {
-        return std::to_string(numberOfItems(text(value)));
-    }
     if (content == Content::Gbk) {
         return QTextCodec::codecForName("GBK")
             ->fromUnicode(QString::fromLatin1(text(value).c_str()))
@@ -54,7 +47,7 @@ std::string listOf(const ReplyFields& reply, const std::string& tag) {
     return list;
 }
 
-std::string outputOf(const OutputParameter& output, const ReplyFields& reply) {
+std::string outputOf(const Output& output, const ReplyFields& reply) {
     std::string value = reply.value(output.tag);
     const QString characters = QString::fromStdString(value);
     const std::vector<std::size_t> found = separators(characters);
@@ -80,10 +73,6 @@ std::string outputOf(const OutputParameter& output, const ReplyFields& reply) {
 
 } // namespace
 
-void PrintTo(const Row& row, std::ostream* stream) {
-    *stream << row.member;
-}
-
 std::string tagged(const std::string& name, const std::string& value) {
     return std::string("<").append(name).append(">").append(value).append("</").append(name).append(">");
 }
@@ -91,37 +80,35 @@ std::string tagged(const std::string& name, const std::string& value) {
 Arguments::Arguments(const Row& row)
     : m_row(&row), m_texts(row.outputs.size()), m_numbers(row.outputs.size(), kUntouched) {
     constexpr std::size_t room = 64000; // bytes; tests fill whole arrays of outputs again and again
-    for (const InputParameter& input : row.inputs) {
+    for (const Input& input : row.inputs) {
         m_inputs.push_back(input.sample);
     }
     for (std::size_t i = 0; i < m_texts.size(); ++i) {
-        m_texts[i].assign(isNumber(row.outputs[i].kind) ? 0 : room, kFilling);
+        m_texts[i].assign(row.outputs[i].isNumber() ? 0 : room, kFilling);
         if (row.outputs[i].kind == Kind::List) {
             m_texts[i].front() = '\0'; // there is no text yet to append to
         }
     }
 }
 
-char* Arguments::text(std::size_t input) {
-    return m_hasInputs ? std::get<std::string>(m_inputs.at(input)).data() : nullptr;
+char* Arguments::text(std::size_t index) {
+    if (index < m_inputs.size()) {
+        return m_hasInputs ? std::get<std::string>(m_inputs[index]).data() : nullptr;
+    }
+    return m_hasOutputs ? m_texts.at(index - m_inputs.size()).data() : nullptr;
 }
 
-int* Arguments::number(std::size_t input) {
-    return m_hasInputs ? &std::get<int>(m_inputs.at(input)) : nullptr;
-}
-
-char* Arguments::output(std::size_t index) {
-    return m_hasOutputs ? m_texts.at(index).data() : nullptr;
-}
-
-int* Arguments::outputNumber(std::size_t index) {
-    return m_hasOutputs ? &m_numbers.at(index) : nullptr;
+int* Arguments::number(std::size_t index) {
+    if (index < m_inputs.size()) {
+        return m_hasInputs ? &std::get<int>(m_inputs[index]) : nullptr;
+    }
+    return m_hasOutputs ? &m_numbers.at(index - m_inputs.size()) : nullptr;
 }
 
 std::vector<std::string> Arguments::written() const {
     std::vector<std::string> values;
     for (std::size_t i = 0; i < m_texts.size(); ++i) {
-        if (isNumber(m_row->outputs[i].kind)) {
+        if (m_row->outputs[i].isNumber()) {
             values.push_back(m_numbers[i] == kUntouched ? "" : std::to_string(m_numbers[i]));
         } else {
             values.push_back(m_texts[i].substr(0, m_texts[i].find_last_not_of(kFilling) + 1));
@@ -132,7 +119,7 @@ std::vector<std::string> Arguments::written() const {
 
 std::vector<std::string> Arguments::untouched(const Row& row) {
     std::vector<std::string> values;
-    for (const OutputParameter& output : row.outputs) {
+    for (const Output& output : row.outputs) {
         values.push_back(output.kind == Kind::List ? std::string(1, '\0') : "");
     }
     return values;
@@ -157,7 +144,7 @@ void ReplyFields::replace(const std::string& tag, const std::string& value) {
 
 ReplyFields sampleReply(const Row& row) {
     ReplyFields reply;
-    for (const OutputParameter& output : row.outputs) {
+    for (const Output& output : row.outputs) {
         if (output.kind != Kind::List) {
             for (const std::string& sample : output.samples) {
                 reply.fields.emplace_back(output.tag, sample);
@@ -174,7 +161,7 @@ ReplyFields sampleReply(const Row& row) {
 
 std::vector<std::string> outputsOf(const Row& row, const ReplyFields& reply) {
     std::vector<std::string> values;
-    for (const OutputParameter& output : row.outputs) {
+    for (const Output& output : row.outputs) {
         values.push_back(outputOf(output, reply));
     }
     return values;
@@ -190,8 +177,15 @@ std::vector<std::string> outputsWithoutReply(const Row& row) {
 
 std::string bodyOf(const Row& row, const std::vector<Value>& inputs) {
     std::string body;
-    for (const BodyTag& tag : row.body) {
-        body += tagged(tag.name, bodyText(inputs.at(tag.input), tag.content));
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        const std::size_t index = row.order.empty() ? i : row.order.at(i);
+        const Input& input = row.inputs.at(index);
+        if (input.content == Content::Counted) {
+            body += tagged("Ex_Total", std::to_string(numberOfItems(text(inputs[index]))));
+        }
+        if (!input.tag.empty()) {
+            body += tagged(input.tag, bodyText(inputs[index], input.content));
+        }
     }
     return body;
 }

@@ -2,8 +2,10 @@
 
 #include "analysis/PDAXMLAnalysis.h"
 
+#include <functional>
 #include <ostream>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -15,16 +17,16 @@ class Arguments;
 /// What goes into a parameter.
 using Value = std::variant<std::string, int>;
 
-struct InputParameter {
-    const char* key; ///< member of the JSON request; null when there is none
-    Value sample;
+enum class Content {
+    AsItIs,
+    Gbk,
+    Counted ///< a list, behind a tag that holds the number of its items
 };
 
-enum class Content { AsItIs, Gbk, NumberOfItems };
-
-struct BodyTag {
-    const char* name;
-    std::size_t input; ///< the parameter whose value it holds
+struct Input {
+    std::string key; ///< member of the JSON request
+    std::string tag; ///< empty when it is not sent
+    Value sample;
     Content content = Content::AsItIs;
 };
 
@@ -38,57 +40,52 @@ enum class Kind {
     LabelStride
 };
 
-struct OutputParameter {
-    const char* key;
+struct Output {
+    std::string tag;
+    std::string key; ///< member of the JSON response
     Kind kind;
-    const char* tag;
     std::vector<std::string> samples; ///< one; of a list one for each entry; of a number none
+
+    bool isNumber() const { return kind == Kind::LabelCount || kind == Kind::LabelStride; }
 };
 
 /// What a family of members has in common.
 struct Family {
     int replied;    ///< result after a reply
     int notReplied; ///< result without a usable one
+    int noMemory;   ///< result when memory runs out
     char flagAtEnd; ///< task flag after either
 };
 
 struct Row {
-    const char* member;
-    const char* code; ///< transaction code of the JSON; null when there is none
-    const char* type;
-    const char* begin;     ///< first log line; null for none
-    const char* sendLabel; ///< in front of " SendData pre: "; null for no such line
+    std::string member;
+    std::string code; ///< transaction code of the JSON; empty when there is none
+    std::string type;
     const Family* family;
-    int waits;  ///< 0: no reply is awaited
-    int noData; ///< index of the output that gets "000060" without a reply; -1 for none
-    std::vector<InputParameter> inputs;
-    std::vector<BodyTag> body;
-    std::vector<OutputParameter> outputs;
-    int (*call)(CPDAXMLAnalysis& analyser, Arguments& arguments);
-    const char* groups = "";      ///< what the sample's body holds behind its tags
-    bool isBytes = false;         ///< sent as bytes: the length field counts them
-    const char* resultLine = "";  ///< logged with the result code, where one is
-    const char* timeOutLine = ""; ///< logged without a reply, where one is
+    std::function<int(CPDAXMLAnalysis& analyser, Arguments& arguments)> call;
+    std::vector<Input> inputs;
+    std::vector<Output> outputs;
+
+    int waits = 1;                      ///< 0: no reply is awaited
+    int noData = -1;                    ///< index of the output that gets "000060" without a reply
+    std::vector<std::size_t> order{};   ///< the inputs in the order of their tags, where it is another
+    std::string groups{};               ///< what the sample's body holds behind its tags
+    bool isBytes = false;               ///< sent as bytes: the length field counts them
+    std::string begin{};                ///< first log line
+    std::string sendLabel{};            ///< in front of " SendData pre: "; empty for no such line
+    std::string typeLabel{"Xml Type:"}; ///< in front of the reply's type in the log
+    std::string resultLine{};           ///< logged with the result code, where one is
+    std::string timeOutLine{};          ///< logged without a reply, where one is
 };
 
-extern const Family kTerminalFamily;
-extern const Family kTellerFamily;
-extern const Family kLockFamily;
-
-std::vector<Row> terminalRows();
-std::vector<Row> tellerRows();
-std::vector<Row> lockRows();
-std::vector<Row> loginRows();
-
 const std::vector<Row>& allRows();
-/// Those that wait for a reply.
-std::vector<Row> answeredRows();
-/// Those that the JSON reaches.
-std::vector<Row> jsonRows();
-/// Those that have any input.
-std::vector<Row> rowsWithInputs();
+const Row& rowOf(const std::string& member);
+/// Those that meet a condition.
+std::vector<Row> rowsThat(const std::function<bool(const Row&)>& condition);
 
-void PrintTo(const Row& row, std::ostream* stream);
+inline void PrintTo(const Row& row, std::ostream* stream) {
+    *stream << row.member;
+}
 
 /// The parameters of one call: inputs that may be changed, and outputs that are filled with a character.
 class Arguments {
@@ -102,10 +99,16 @@ public:
     void withoutInputs() { m_hasInputs = false; }
     void withoutOutputs() { m_hasOutputs = false; }
 
-    char* text(std::size_t input);
-    int* number(std::size_t input);
-    char* output(std::size_t index);
-    int* outputNumber(std::size_t index);
+    /// A member's parameter: first come all inputs, then all outputs.
+    template <typename Parameter>
+    Parameter parameter(std::size_t index) {
+        if constexpr (std::is_same_v<Parameter, int*>) {
+            return number(index);
+        } else {
+            return text(index);
+        }
+    }
+    char* output(std::size_t index) { return text(m_inputs.size() + index); }
 
     /// What each output holds over its filling: nothing when it was not touched. Numbers as decimal text.
     std::vector<std::string> written() const;
@@ -115,6 +118,9 @@ public:
 private:
     static constexpr int kUntouched = -77;
 
+    char* text(std::size_t index);
+    int* number(std::size_t index);
+
     const Row* m_row;
     std::vector<Value> m_inputs;
     std::vector<std::string> m_texts;
@@ -122,6 +128,20 @@ private:
     bool m_hasInputs = true;
     bool m_hasOutputs = true;
 };
+
+template <typename... Parameters, std::size_t... Indices>
+int callInOrder(int (CPDAXMLAnalysis::*member)(Parameters...), CPDAXMLAnalysis& analyser,
+                Arguments& arguments, std::index_sequence<Indices...> /*indices*/) {
+    return (analyser.*member)(arguments.parameter<Parameters>(Indices)...);
+}
+
+/// Calls a member with the arguments in their order.
+template <typename... Parameters>
+auto calling(int (CPDAXMLAnalysis::*member)(Parameters...)) {
+    return [member](CPDAXMLAnalysis& analyser, Arguments& arguments) {
+        return callInOrder(member, analyser, arguments, std::index_sequence_for<Parameters...>());
+    };
+}
 
 using Field = std::pair<std::string, std::string>;
 
@@ -143,7 +163,7 @@ std::vector<std::string> outputsOf(const Row& row, const ReplyFields& reply);
 /// What a call leaves in its outputs when it gets no usable reply.
 std::vector<std::string> outputsWithoutReply(const Row& row);
 
-/// The body of the request that these inputs make.
+/// The body of the request that these inputs make, without its groups.
 std::string bodyOf(const Row& row, const std::vector<Value>& inputs);
 
 /// "<name>value</name>".

@@ -3,6 +3,10 @@
 #include "Row.h"
 #include "TransactionFixture.h"
 
+#include <map>
+#include <string>
+#include <vector>
+
 /// What a call of a row's member came to.
 struct Outcome {
     int result;
@@ -18,7 +22,10 @@ inline void PrintTo(const Outcome& outcome, std::ostream* stream) {
             << testing::PrintToString(outcome.outputs);
 }
 
-/// One row of the table.
+/// A member with its value, as JSON.
+using Members = std::vector<std::pair<std::string, std::string>>;
+
+/// One row of the table, called directly and, where it has a code, through JSON.
 class RowTest : public TransactionTest, public testing::WithParamInterface<Row> {
 protected:
     static const Row& row() { return GetParam(); }
@@ -32,31 +39,10 @@ protected:
         return call(arguments);
     }
 
-    static std::string textOf(const ReplyFields& fields) {
-        std::string tags;
-        for (const Field& field : fields.fields) {
-            tags += tagged(field.first, field.second);
-        }
-        for (const std::vector<Field>& entry : fields.entries) {
-            tags += "<LockList>";
-            for (const Field& field : entry) {
-                tags += tagged(field.first, field.second);
-            }
-            tags += "</LockList>";
-        }
-        return tags;
-    }
-    void answerRow(const ReplyFields& fields) {
-        if (row().waits > 0) {
-            answer(row().type, textOf(fields));
-        }
-    }
+    static std::string textOf(const ReplyFields& fields);
+    void answerRow(const ReplyFields& fields);
     /// The next reply is of a type that no request of this row has.
-    std::string answerWrongly() {
-        std::string text = reply("8001", textOf(sampleReply(row())));
-        answerWith(row().type, text);
-        return text;
-    }
+    std::string answerWrongly();
 
     static Outcome replied(const ReplyFields& fields) {
         return {row().family->replied, outputsOf(row(), fields), row().family->flagAtEnd};
@@ -66,19 +52,22 @@ protected:
     }
     static Outcome notSent() { return {-1, Arguments::untouched(row()), 1}; }
 
+    /// The request's members for these inputs.
+    static Members members(const std::vector<Value>& inputs);
+    static std::string object(const Members& members);
+    /// Asks through JSON, if the row has a code, and expects the same as of a direct call.
+    void expectInJson(const Members& request, const Outcome& expected);
+    void expectInJson(const Outcome& expected) { expectInJson(members(Arguments(row()).inputs()), expected); }
+
     /// How a message that went out looks in the log.
-    static std::vector<std::string> linesOfSending(const std::string& message) {
-        std::vector<std::string> lines;
-        if (row().begin != nullptr) {
-            lines.push_back(std::string("1 ") + row().begin);
-        }
-        if (row().sendLabel != nullptr) {
-            lines.push_back(std::string("4 ") + row().sendLabel + " SendData pre: " + message);
-        }
-        lines.push_back((row().isBytes ? "4 Write XML1: " : "4 Write XML: ") + message +
-                        " sendLen:" + std::to_string(message.size()));
-        return lines;
-    }
+    static std::vector<std::string> linesOfSending(const std::string& message);
+    /// The same when no usable reply came: behind these lines, the row's own.
+    static std::vector<std::string> linesWithoutReply(const std::string& message,
+                                                      const std::vector<std::string>& lines);
+
+    /// Fills what the library keeps of replies; a call without one must leave it alone.
+    static void keep(bool state);
+    static bool isKept(bool state);
 };
 
 /// Names a case by its member.

@@ -2,36 +2,22 @@
 
 namespace {
 
-using pdasim::Fault;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 const std::string kNul(1, '\0');
 
 /// Tellers between host and terminal.
 class Tellers : public TransactionTest {
 protected:
-    struct Registered {
-        int result;
-        std::string tellerNo;
-        std::string retCode;
-
-        bool operator==(const Registered& other) const {
-            return result == other.result && tellerNo == other.tellerNo && retCode == other.retCode;
-        }
-        friend void PrintTo(const Registered& each, std::ostream* stream) {
-            *stream << each.result << " \"" << each.tellerNo << "\" \"" << each.retCode << '"';
-        }
-    };
-
-    Registered registered() {
-        OutputBuffer tellerNo;
-        OutputBuffer retCode;
-        const int result = analyser().PDA_GetRegisterUserData(HostText("7"), tellerNo.data(), retCode.data());
-        return {result, tellerNo.written(), retCode.written()};
+    /// Asks for the teller and expects the result 1 and these outputs.
+    void expectRegistered(const std::string& tags, const std::string& tellerNo, const std::string& retCode) {
+        answer("8017", tags);
+        OutputBuffer number;
+        OutputBuffer code;
+        EXPECT_EQ(analyser().PDA_GetRegisterUserData(HostText("7"), number.data(), code.data()), 1);
+        EXPECT_EQ(number.written(), tellerNo);
+        EXPECT_EQ(code.written(), retCode);
     }
     /// The total and the list that are sent for a list of the host's.
     std::string authenticationBody(const std::string& list) {
@@ -47,52 +33,21 @@ protected:
 };
 
 TEST_F(Tellers, ComeWithSuccessOnly) {
-    answer("8017", tag("Ex_RetCode", "000000") + tag("Ex_TellerNo", "9876"));
-    EXPECT_EQ(registered(), (Registered{1, "9876" + kNul, "000000" + kNul}));
+    const std::string teller = tag("Ex_TellerNo", "9876");
+    expectRegistered(tag("Ex_RetCode", "000000") + teller, "9876" + kNul, "000000" + kNul);
     for (const char* code : {"000001", "00000", "0000000", "0"}) {
-        answer("8017", tag("Ex_RetCode", code) + tag("Ex_TellerNo", "9876"));
-        EXPECT_EQ(registered(), (Registered{1, "", code + kNul}));
+        expectRegistered(tag("Ex_RetCode", code) + teller, "", code + kNul);
     }
-}
-
-TEST_F(Tellers, WithoutANumberGiveAnEmptyText) {
-    answer("8017", tag("Ex_RetCode", "000000"));
-    EXPECT_EQ(registered(), (Registered{1, kNul, "000000" + kNul}));
-}
-
-TEST_F(Tellers, WithoutACodeGiveAnEmptyTextForIt) {
-    answer("8017", tag("Ex_TellerNo", "9876"));
-    EXPECT_EQ(registered(), (Registered{1, "", kNul}));
-}
-
-TEST_F(Tellers, ThatTimeOutGiveACodeWithoutANul) {
-    answerWith("8017", reply("8018", tag("Ex_RetCode", "000000")));
-    EXPECT_EQ(registered(), (Registered{-1, "", "000060"}));
-}
-
-TEST_F(Tellers, ThatCannotBeSentGiveNoCode) {
-    terminal().addFault("8017", Fault().refuseWrite(5));
-    EXPECT_EQ(registered(), (Registered{-1, "", ""}));
-    EXPECT_EQ(m_PerformTasksYN, 1);
-}
-
-TEST_F(Tellers, AreWaitedForOnce) {
-    terminal().addFault("8019", Fault().silence());
-    OutputBuffer retCode;
-    const Milliseconds time = timeOf(
-        [&] { EXPECT_EQ(analyser().PDA_EscortUserInfoSync(HostText("7"), "1;", retCode.data()), -1); });
-    EXPECT_GE(time, kSilentWait);
-    EXPECT_LT(time, 2 * kSilentWait);
-    EXPECT_EQ(retCode.written(), "000060");
-    EXPECT_EQ(m_PerformTasksYN, 1);
+    expectRegistered(tag("Ex_RetCode", "000000"), kNul, "000000" + kNul);
+    expectRegistered(teller, "", kNul);
 }
 
 TEST_F(Tellers, SkipSingleNullOutputs) {
     OutputBuffer retCode;
+    OutputBuffer tellerNo;
     answer("8017", tag("Ex_RetCode", "000000") + tag("Ex_TellerNo", "9876"));
     EXPECT_EQ(analyser().PDA_GetRegisterUserData(HostText("7"), nullptr, retCode.data()), 1);
     EXPECT_EQ(retCode.written(), "000000" + kNul);
-    OutputBuffer tellerNo;
     answer("8017", tag("Ex_RetCode", "000000") + tag("Ex_TellerNo", "9876"));
     EXPECT_EQ(analyser().PDA_GetRegisterUserData(HostText("7"), tellerNo.data(), nullptr), 1);
     EXPECT_EQ(tellerNo.written(), "9876" + kNul);
@@ -111,14 +66,11 @@ TEST_F(Tellers, AreCountedByTheirSemicolons) {
         EXPECT_EQ(authenticationBody(list.text), total + tag("Ex_AuthRet", list.text));
         EXPECT_EQ(escortBody(list.text), total + tag("Ex_TellerNo", list.text));
     }
-}
-
-TEST_F(Tellers, AreCountedInThousands) {
-    std::string list;
+    std::string thousands;
     for (int i = 0; i < 5000; ++i) {
-        list += "1;";
+        thousands += "1;";
     }
-    EXPECT_THAT(escortBody(list), HasSubstr("<Ex_Total>5000</Ex_Total>"));
+    EXPECT_THAT(escortBody(thousands), HasSubstr("<Ex_Total>5000</Ex_Total>"));
 }
 
 TEST_F(Tellers, LeaveTheTaskFlagUpUntilAnotherTransaction) {
@@ -129,54 +81,6 @@ TEST_F(Tellers, LeaveTheTaskFlagUpUntilAnotherTransaction) {
     EXPECT_EQ(m_PerformTasksYN, 1);
     EXPECT_EQ(getInfo().result, 0);
     EXPECT_EQ(m_PerformTasksYN, 0);
-}
-
-TEST_F(Tellers, AreLoggedInThreeWays) {
-    const std::string code = tag("Ex_RetCode", "000017");
-    answer("8017", code);
-    analyser().PDA_GetRegisterUserData(HostText("7"), nullptr, nullptr);
-    EXPECT_EQ(newLines().back(), "1 [get PDA register usr info]: 000017");
-    answer("8018", code);
-    analyser().PDA_SendUserAuthenticationResult(HostText("7"), "", nullptr);
-    EXPECT_EQ(newLines().back(), "1 [PDA_SendUserAuthenticationResult] ret: 000017");
-    answer("8019", code);
-    analyser().PDA_EscortUserInfoSync(HostText("7"), "", nullptr);
-    EXPECT_EQ(newLines().back(), "1 [PDA_EscortUserInfoSync] ret: 000017");
-}
-
-TEST_F(Tellers, AreMissedInThreeWays) {
-    const auto answerWrongly = [this](const char* type) { answerWith(type, reply("8001", "")); };
-    answerWrongly("8017");
-    analyser().PDA_GetRegisterUserData(HostText("7"), nullptr, nullptr);
-    EXPECT_EQ(newLines().back(), "1 Read XML: time out ");
-    answerWrongly("8018");
-    analyser().PDA_SendUserAuthenticationResult(HostText("7"), "", nullptr);
-    EXPECT_EQ(newLines().back(), "1 Read XML time out:");
-    answerWrongly("8019");
-    analyser().PDA_EscortUserInfoSync(HostText("7"), "", nullptr);
-    EXPECT_EQ(newLines().back(), "1 Read XML time out: ");
-}
-
-TEST_F(Tellers, AreNotAnnouncedInTheLog) {
-    escortBody("1;");
-    authenticationBody("1;");
-    answer("8017", "");
-    registered();
-    EXPECT_THAT(newLines(), Not(Contains(HasSubstr("SendData pre"))));
-}
-
-TEST_F(Tellers, SucceedInJsonWithOne) {
-    answer("8017", tag("Ex_RetCode", "000000") + tag("Ex_TellerNo", "9876"));
-    EXPECT_EQ(ask(R"({"transCode":"600017","pdaNumber":"7"})"),
-              (JsonAnswer{1, R"({"pRetCode":"000000","pTellerNo":"9876","transCode":"600017"})"}));
-}
-
-TEST_F(Tellers, WithoutTheirListAreRefusedInJson) {
-    EXPECT_EQ(ask(R"({"transCode":"600019","pdaNumber":"7"})"), (JsonAnswer{-1, "{}"}));
-    EXPECT_THAT(newLines(),
-                ElementsAre(testing::StartsWith("1 inJson4:"), "1 info msg:transCode:600019 param name error",
-                            "1 outJson:{} outLen:2 ret:-1"));
-    EXPECT_THAT(terminal().received(), IsEmpty());
 }
 
 TEST_F(Tellers, OfMoreThanAHostsBufferFailInJson) {

@@ -3,17 +3,43 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
 namespace {
 
 constexpr std::size_t kHeader = 50;
 const std::string kTimeTag = "<Ex_TrTime>";
 constexpr std::size_t kTimeDigits = 14;
+constexpr const char* kSilentLine = "HID Read XML: ";
 
 } // namespace
 
 void PrintTo(const JsonAnswer& answer, std::ostream* stream) {
     *stream << "result " << answer.result << ", " << answer.text;
+}
+
+ShortSilence::ShortSilence(pdasim::SimulatedTerminal& terminal, std::size_t answered, int waits,
+                           std::function<void()> then)
+    : m_terminal(terminal),
+      m_answered(terminal.received().size() + answered),
+      m_waits(waits),
+      m_then(std::move(then)) {
+    const int waitsBefore = pdalink::test::countLogLines(kSilentLine);
+    QObject::connect(&m_timer, &QTimer::timeout, [this, waitsBefore] { act(waitsBefore); });
+    m_timer.start(10);
+}
+
+void ShortSilence::act(int waitsBefore) {
+    const int waits = pdalink::test::countLogLines(kSilentLine) - waitsBefore;
+    if (m_terminal.received().size() <= m_answered || waits < m_ended) {
+        return;
+    }
+    m_ended = waits + 1;
+    if (waits < m_waits) {
+        m_terminal.sendReport(std::string(64, '\0'));
+    } else if (m_then != nullptr) {
+        std::exchange(m_then, nullptr)();
+    }
 }
 
 void TransactionTest::SetUp() {
@@ -48,8 +74,7 @@ JsonAnswer TransactionTest::ask(const std::string& request) {
     return {result, response.substr(0, static_cast<std::size_t>(std::max(length, 0)))};
 }
 
-std::string TransactionTest::newMaskedMessage() {
-    std::string message = newMessage();
+std::string TransactionTest::masked(std::string message) {
     const std::size_t time = kHeader + kTimeTag.size();
     EXPECT_EQ(message.substr(std::min(kHeader, message.size()), kTimeTag.size()), kTimeTag);
     EXPECT_EQ(message.find_first_not_of("0123456789", time), time + kTimeDigits);

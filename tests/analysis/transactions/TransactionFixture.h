@@ -2,6 +2,8 @@
 
 #include "tests/analysis/ExchangeFixture.h"
 
+#include <QTimer>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -36,6 +38,25 @@ private:
     std::string m_text;
 };
 
+/// While it lives, waits for a terminal that stays silent end at once, each with one report that holds no
+/// text.
+class ShortSilence {
+public:
+    /// The first messages are answered. After so many waits something else happens, once.
+    explicit ShortSilence(pdasim::SimulatedTerminal& terminal, std::size_t answered = 0, int waits = 1000,
+                          std::function<void()> then = {});
+
+private:
+    void act(int waitsBefore);
+
+    pdasim::SimulatedTerminal& m_terminal;
+    std::size_t m_answered;
+    int m_waits;
+    std::function<void()> m_then;
+    int m_ended = 0;
+    QTimer m_timer;
+};
+
 /// A host with an event loop and a terminal on an open channel, whose usual replies fit into one report.
 class TransactionTest : public ExchangeAmongEvents {
 protected:
@@ -59,8 +80,9 @@ protected:
 
     JsonAnswer ask(const std::string& request);
 
-    /// The new message with its 14 digits of time replaced by "(time)".
-    std::string newMaskedMessage();
+    /// A message with its 14 digits of time replaced by "(time)".
+    static std::string masked(std::string message);
+    std::string newMaskedMessage() { return masked(newMessage()); }
     /// What the new message holds behind Ex_SeqNo.
     std::string newBody();
     /// A whole message that is to be sent, masked as newMaskedMessage() does. Without `length`, the length

@@ -1,13 +1,7 @@
 # Runs the consumers and checks what they print. To be included; ${libraries} is the directory of the library that
 # they have to use.
 
-function(run what)
-    execute_process(COMMAND ${ARGN} RESULT_VARIABLE code OUTPUT_VARIABLE output ERROR_VARIABLE errors)
-    if(NOT code EQUAL 0)
-        message(FATAL_ERROR "${what} failed (${code}):\n${output}${errors}")
-    endif()
-    set(output "${output}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/../../cmake/Run.cmake)
 
 function(expect_line line)
     string(FIND "\n${output}" "\n${line}\n" position)

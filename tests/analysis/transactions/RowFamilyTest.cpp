@@ -1,0 +1,138 @@
+#include "RowFixture.h"
+#include "tests/interface/FailingAllocation.h"
+
+namespace {
+
+using pdasim::Fault;
+using testing::Contains;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+
+// What all transactions have in common, tried with one of each family: sent as text and as bytes, waited for
+// once, twice and not at all.
+
+std::vector<Row> rowOfEachFamily() {
+    return {rowOf("GetInventoryRet"),         rowOf("WriteBagNumber"), rowOf("SyncHandoverDotData"),
+            rowOf("PDA_GetRegisterUserData"), rowOf("GetLockList"),    rowOf("ReqOpenLock"),
+            rowOf("SyncLoginResult")};
+}
+
+std::vector<Row> answeredRowOfEachFamily() {
+    std::vector<Row> rows = rowOfEachFamily();
+    rows.pop_back();
+    return rows;
+}
+
+class RowOfEachFamily : public RowTest {
+protected:
+    static std::string sampleBody() { return bodyOf(row(), Arguments(row()).inputs()) + row().groups; }
+
+    /// The row's first text that is sent as it is.
+    static std::string& firstText(Arguments& arguments) {
+        return std::get<std::string>(arguments.inputs().front());
+    }
+};
+
+TEST_P(RowOfEachFamily, CarriesTheNextNumber) {
+    m_SeqNo = 9998;
+    for (const char* number : {"9999", "10000"}) {
+        answerRow(sampleReply(row()));
+        call();
+        EXPECT_EQ(newMaskedMessage(), maskedMessage(row().type, number, sampleBody()));
+    }
+    EXPECT_EQ(m_SeqNo, 10000);
+}
+
+TEST_P(RowOfEachFamily, OpensTheChannelAndWaitsASecondForIt) {
+    stopChannel();
+    answerRow(sampleReply(row()));
+    const Milliseconds time = timeOf([this] { EXPECT_EQ(call(), replied(sampleReply(row()))); });
+    EXPECT_GE(time, kOpeningWait);
+    EXPECT_TRUE(g_hidRun);
+    stopChannel();
+    terminal().unplug();
+    char flag = 99;
+    duringTheNextWait([&flag] { flag = m_PerformTasksYN; });
+    EXPECT_EQ(call(), notSent());
+    EXPECT_EQ(flag, 1) << "while the channel opens";
+}
+
+TEST_P(RowOfEachFamily, SendsLongInputsWholeOrNotAtAll) {
+    if (row().inputs.empty()) {
+        return;
+    }
+    Arguments arguments(row());
+    firstText(arguments) += std::string(14000, 'x');
+    answerRow(sampleReply(row()));
+    EXPECT_EQ(call(arguments), replied(sampleReply(row())));
+    EXPECT_THAT(newMessage(), HasSubstr(bodyOf(row(), arguments.inputs())));
+    Arguments tooLong(row());
+    firstText(tooLong) += std::string(21000, 'x');
+    newLines();
+    EXPECT_EQ(call(tooLong), notSent());
+    EXPECT_EQ(terminal().received().size(), 1U);
+    EXPECT_EQ(m_SeqNo, 2);
+    const std::vector<std::string> lines = newLines();
+    EXPECT_THAT(lines, Contains(HasSubstr((row().isBytes ? "4 Write XML1 error:" : "4 Write XML error:"))));
+    EXPECT_THAT(lines.back(), HasSubstr(bodyOf(row(), tooLong.inputs())));
+}
+
+TEST_P(RowOfEachFamily, FailsInternallyWithoutMemory) {
+    int failures = 0;
+    bool happened = true;
+    for (int number = 1; happened; ++number) {
+        ASSERT_LT(number, 1000);
+        SCOPED_TRACE("with allocation " + std::to_string(number) + " failing");
+        terminal().clearFaults();
+        answerRow(sampleReply(row()));
+        Arguments arguments(row());
+        int result = -99;
+        m_PerformTasksYN = row().family->flagAtEnd;
+        {
+            const FailingAllocation failing(number);
+            result = row().call(analyser(), arguments);
+            happened = failing.happened();
+        }
+        // Some are survived: those of the log and of the receiver.
+        if (result != row().family->replied && result != row().family->notReplied) {
+            EXPECT_EQ(result, row().family->noMemory);
+        }
+        EXPECT_EQ(m_PerformTasksYN, row().family->flagAtEnd);
+        failures += result == row().family->noMemory ? 1 : 0;
+    }
+    EXPECT_GT(failures, 0);
+    terminal().takeViolations(); // a message that was not sent leaves a gap in the numbers
+}
+
+INSTANTIATE_TEST_SUITE_P(With, RowOfEachFamily, testing::ValuesIn(rowOfEachFamily()), NameOfMember());
+
+using AnsweredRowOfEachFamily = RowTest;
+
+TEST_P(AnsweredRowOfEachFamily, EndsAfterItsSilentWaitsWithTheTaskFlagUpMeanwhile) {
+    keep(true);
+    terminal().addFault(row().type, Fault().silence());
+    char flag = 99;
+    duringTheNextWait([&flag] { flag = m_PerformTasksYN; });
+    const Milliseconds time = timeOf([this] { EXPECT_EQ(call(), notReplied()); });
+    EXPECT_EQ(flag, 1);
+    EXPECT_GE(time, row().waits * kSilentWait);
+    EXPECT_LT(time, 2 * row().waits * kSilentWait);
+    EXPECT_TRUE(isKept(true));
+    const std::vector<std::string> waits(static_cast<std::size_t>(row().waits), "4 HID Read XML: ");
+    EXPECT_THAT(newLines(), ElementsAreArray(linesWithoutReply(newMessage(), waits)));
+}
+
+TEST_P(AnsweredRowOfEachFamily, TakesLongRepliesWhole) {
+    const ReplyFields fields = sampleReply(row());
+    answerAtLength(row().type, tagged("Other", std::string(21000, 'x')) + textOf(fields));
+    EXPECT_EQ(call(), replied(fields)) << "behind an unknown field";
+    ReplyFields longFields = fields; // the first field alone is longer; all others come behind it
+    longFields.fields.front().second = std::string(21000, 'y');
+    answerAtLength(row().type, textOf(longFields));
+    EXPECT_TRUE(call() == replied(longFields)); // too long to be printed
+}
+
+INSTANTIATE_TEST_SUITE_P(With, AnsweredRowOfEachFamily, testing::ValuesIn(answeredRowOfEachFamily()),
+                         NameOfMember());
+
+} // namespace
