@@ -129,8 +129,8 @@ TEST_F(ChannelSlowOpening, IsGivenUpForAnotherNode) {
 
 TEST_F(ChannelSlowOpening, ThatWasStoppedIsWaitedForAndClosesTheNodeAgain) {
     beginOpening();
-    constexpr int moreThanASecond = 1100; // of a millisecond each
-    std::thread helper = whenToldToStop([] {}, moreThanASecond);
+    constexpr int longTime = 2500; // of a millisecond each: longer than anything else is waited for
+    std::thread helper = whenToldToStop([] {}, longTime);
     { const CHIDDevice object; }
     EXPECT_FALSE(g_hidRun);
     EXPECT_EQ(g_fd, -1);

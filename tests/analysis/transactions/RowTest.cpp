@@ -148,7 +148,9 @@ protected:
         ReplyFields fields = sampleReply(row());
         const auto change = [&](std::vector<Field>& each) {
             for (auto& [name, value] : each) {
-                value = keepsCode && name == "Ex_RetCode" ? value : before + value + after;
+                if (!keepsCode || name != "Ex_RetCode") {
+                    value.insert(0, before).append(after);
+                }
             }
         };
         change(fields.fields);
