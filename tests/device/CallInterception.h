@@ -5,11 +5,9 @@
 
 namespace pdalink::test {
 
-/**
- * Lets a test step in before system calls of the code under test, or make them fail, in the calling thread.
- *
- * Every thread of the process runs into these, also the simulated devices' and libraries'.
- */
+/// Lets a test step in before system calls of the code under test, or make them fail, in the calling thread.
+///
+/// Every thread of the process runs into these, also the simulated devices' and libraries'.
 struct Interception {
     /// Makes udev_new fail.
     bool noUdev = false;
@@ -30,7 +28,7 @@ struct Interception {
     std::function<int()> createThread;
 };
 
-/** Replaces what is intercepted, from now on and in all threads. */
+/// Replaces what is intercepted, from now on and in all threads.
 void intercept(Interception interception);
 void interceptNothing();
 

@@ -46,7 +46,7 @@ protected:
 
     /// How many threads there are more than before the channel was opened.
     int extraThreads() const;
-    /// Waits until there are so many: one that has been joined stays visible for a moment.
+    /// Waits until there are `count`: one that has been joined stays visible for a moment.
     bool extraThreadsBecome(int count) const;
     /// The only thread more than before; 0 if there is none or more than one.
     int receiverThread() const;

@@ -46,7 +46,7 @@ protected:
         interception.openedPath = terminal().nodePath();
         interception.openFile = [gate = m_gate] { gate->pass(); };
         interception.rest = [rests = m_rests, test = std::this_thread::get_id()] {
-            *rests = *rests || std::this_thread::get_id() == test;
+            *rests += std::this_thread::get_id() == test ? 1 : 0;
         };
         pdalink::test::intercept(interception);
     }
@@ -62,10 +62,10 @@ protected:
     /// Runs something as soon as this thread waits for the end of the receiver, then lets its opening
     /// through.
     template <typename Action>
-    std::thread whenToldToStop(Action action) {
+    std::thread whenToldToStop(Action action, int rests = 1) {
         g_hidRun = true;
-        return std::thread([this, action] {
-            EXPECT_TRUE(waitUntil([this] { return m_rests->load(); }));
+        return std::thread([this, action, rests] {
+            EXPECT_TRUE(waitUntil([this, rests] { return *m_rests >= rests; }));
             EXPECT_FALSE(g_hidRun);
             action();
             gate().letThrough();
@@ -74,7 +74,7 @@ protected:
 
 private:
     std::shared_ptr<OpeningGate> m_gate = std::make_shared<OpeningGate>();
-    std::shared_ptr<std::atomic<bool>> m_rests = std::make_shared<std::atomic<bool>>(false);
+    std::shared_ptr<std::atomic<int>> m_rests = std::make_shared<std::atomic<int>>(0);
 };
 
 TEST_F(ChannelSlowOpening, IsClosedMeanwhileAndComesUpInTheEnd) {
@@ -127,9 +127,10 @@ TEST_F(ChannelSlowOpening, IsGivenUpForAnotherNode) {
     EXPECT_THAT(other.received(), ElementsAre("hello"));
 }
 
-TEST_F(ChannelSlowOpening, ThatWasStoppedClosesTheNodeAgain) {
+TEST_F(ChannelSlowOpening, ThatWasStoppedIsWaitedForAndClosesTheNodeAgain) {
     beginOpening();
-    std::thread helper = whenToldToStop([] {});
+    constexpr int longTime = 2500; // of a millisecond each: longer than anything else is waited for
+    std::thread helper = whenToldToStop([] {}, longTime);
     { const CHIDDevice object; }
     EXPECT_FALSE(g_hidRun);
     EXPECT_EQ(g_fd, -1);

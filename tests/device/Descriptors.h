@@ -18,7 +18,7 @@ inline int descriptors() {
     }));
 }
 
-/// Waits until no more than so many files are open: the simulated devices open some for a moment.
+/// Waits until no more than `count` files are open: the simulated devices open some for a moment.
 inline testing::AssertionResult descriptorsBecome(int count) {
     if (pdalink::test::waitUntil([count] { return descriptors() <= count; })) {
         return testing::AssertionSuccess();

@@ -119,7 +119,7 @@ TEST_F(SlowReports, AreGivenUpWhenNoMoreCome) {
     EXPECT_THAT(newLogTexts(3), ElementsAre("reply incomplete: 30 of 60 characters came in time"));
 }
 
-TEST_F(SlowReports, AreNotWaitedForBehindAWholeMessage) {
+TEST_F(SlowReports, AreNotWaitedForAfterAWholeMessage) {
     configure("REPLY=whole");
     std::atomic<bool> done{false};
     std::thread sender([this, &done] {

@@ -19,7 +19,7 @@ public:
         int visibility; ///< STV_DEFAULT, ...
     };
 
-    /// Reads the file; throws std::runtime_error when it is no ELF file of this machine's word size.
+    /// Reads the file; throws std::runtime_error when it is not an ELF file of this machine's word size.
     explicit ElfFile(const std::string& path);
 
     const std::vector<Symbol>& exportedSymbols() const { return m_exported; }

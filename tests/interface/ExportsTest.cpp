@@ -238,7 +238,7 @@ TEST_F(Exports, LackNoObjectAndHaveItsSize) {
 
 TEST_F(Exports, HaveNoFurtherObject) {
     for (const auto& [name, size] : difference(objects(), kObjects)) {
-        ADD_FAILURE() << name << " of " << size << " bytes is not agreed";
+        ADD_FAILURE() << name << " of " << size << " bytes is not expected";
     }
 }
 

@@ -21,8 +21,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view DirectoryPrefix = "pdalink-test-";
-constexpr int CannotStart = 127;
+constexpr std::string_view kDirectoryPrefix = "pdalink-test-";
+constexpr int kCannotStart = 127;
 
 volatile sig_atomic_t g_testProcess = 0;
 
@@ -32,16 +32,16 @@ void passSignalOn(int signalNumber) {
     }
 }
 
-/** Removes what earlier supervisors left behind that were killed before they could clean up. */
+/// Removes what earlier supervisors left behind that were killed before they could clean up.
 void removeOrphans(const fs::path& parent) {
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(parent, error)) {
         const std::string name = entry.path().filename();
-        if (name.compare(0, DirectoryPrefix.size(), DirectoryPrefix) != 0) {
+        if (name.compare(0, kDirectoryPrefix.size(), kDirectoryPrefix) != 0) {
             continue;
         }
         const auto owner =
-            static_cast<pid_t>(std::strtol(name.c_str() + DirectoryPrefix.size(), nullptr, 10));
+            static_cast<pid_t>(std::strtol(name.c_str() + kDirectoryPrefix.size(), nullptr, 10));
         if (owner > 0 && ::kill(owner, 0) != 0 && errno == ESRCH) {
             fs::remove_all(entry.path(), error);
         }
@@ -51,14 +51,14 @@ void removeOrphans(const fs::path& parent) {
 fs::path makeDirectory() {
     const fs::path parent = fs::temp_directory_path();
     removeOrphans(parent);
-    std::string name = parent / (std::string(DirectoryPrefix) + std::to_string(::getpid()) + "-XXXXXX");
+    std::string name = parent / (std::string(kDirectoryPrefix) + std::to_string(::getpid()) + "-XXXXXX");
     if (::mkdtemp(name.data()) == nullptr) {
         throw std::system_error(errno, std::generic_category(), "cannot create " + name);
     }
     return name;
 }
 
-/** A link costs nothing, but does not reach across file systems. */
+/// A link costs nothing, but does not reach across file systems.
 void linkOrCopy(const fs::path& from, const fs::path& to) {
     std::error_code error;
     fs::create_hard_link(fs::canonical(from), to, error);
@@ -80,7 +80,7 @@ void setSanitizerOptions(const HarnessSettings& settings) {
     prepend("UBSAN_OPTIONS", "print_stacktrace=1", ':');
 }
 
-/** Gives the path of the program to run in the test process. */
+/// Gives the path of the program to run in the test process.
 fs::path furnish(const HarnessSettings& settings, const fs::path& directory) {
     fs::path program = fs::read_symlink("/proc/self/exe");
     const fs::path libraryDirectory = directory / "lib";
@@ -88,8 +88,8 @@ fs::path furnish(const HarnessSettings& settings, const fs::path& directory) {
     fs::create_directory(libraryDirectory);
     fs::create_directory(scratchDirectory);
     std::ofstream(libraryDirectory / "PDAConfigure.ini") << "VID=0x1209\nPID=0x0001\n";
-    (void)::setenv(LibraryDirectoryVariable, libraryDirectory.c_str(), 1);
-    (void)::setenv(ScratchDirectoryVariable, scratchDirectory.c_str(), 1);
+    (void)::setenv(kLibraryDirectoryVariable, libraryDirectory.c_str(), 1);
+    (void)::setenv(kScratchDirectoryVariable, scratchDirectory.c_str(), 1);
     // Whatever else makes temporary files makes them where they are cleaned up even after a crash.
     (void)::setenv("TMPDIR", scratchDirectory.c_str(), 1);
     if (settings.library.empty()) {
@@ -107,7 +107,7 @@ fs::path furnish(const HarnessSettings& settings, const fs::path& directory) {
     arguments[0] = name.data();
     ::execv(program.c_str(), arguments);
     std::perror(("cannot run " + program.string()).c_str());
-    ::_exit(CannotStart);
+    ::_exit(kCannotStart);
 }
 
 int waitForTestProcess(pid_t process) {
@@ -129,13 +129,13 @@ int waitForTestProcess(pid_t process) {
         (void)::raise(WTERMSIG(status));
     }
     // Not exit(): the library under test was loaded here too, but nothing of it ran.
-    ::_exit(WIFEXITED(status) ? WEXITSTATUS(status) : CannotStart);
+    ::_exit(WIFEXITED(status) ? WEXITSTATUS(status) : kCannotStart);
 }
 
 } // namespace
 
 bool isSupervised() {
-    return std::getenv(LibraryDirectoryVariable) != nullptr;
+    return std::getenv(kLibraryDirectoryVariable) != nullptr;
 }
 
 void supervise(const HarnessSettings& settings, char** arguments) {

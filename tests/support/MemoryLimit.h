@@ -7,8 +7,8 @@
 
 namespace pdalink::test {
 
-/** Leaves the process so little more memory as given, as long as it lives. Not for the sanitizers, which need
- * all of the address space. */
+/// Leaves the process so little more memory as given, as long as it lives. Not for the sanitizers, which need
+/// all of the address space.
 class MemoryLimit {
 public:
     explicit MemoryLimit(rlim_t more) {

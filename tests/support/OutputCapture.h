@@ -5,7 +5,7 @@
 
 namespace pdalink::test {
 
-/** Keeps what the process writes to its standard output (file descriptor 1), as long as the object lives. */
+/// Keeps what the process writes to its standard output (file descriptor 1), as long as the object lives.
 class StandardOutputCapture {
 public:
     StandardOutputCapture();
@@ -13,9 +13,9 @@ public:
     StandardOutputCapture& operator=(const StandardOutputCapture&) = delete;
     ~StandardOutputCapture();
 
-    /** Everything written so far. */
+    /// Everything written so far.
     std::string text() const;
-    /** The same, line by line. */
+    /// The same, line by line.
     std::vector<std::string> lines() const;
 
 private:
@@ -23,7 +23,7 @@ private:
     int m_file;
 };
 
-/** Keeps what the process writes to the Qt debug output, as long as the object lives. One at a time. */
+/// Keeps what the process writes to the Qt debug output, as long as the object lives. One at a time.
 class QtOutputCapture {
 public:
     QtOutputCapture();

@@ -15,14 +15,14 @@ namespace pdalink::test {
 
 namespace {
 
-constexpr std::size_t StampSize = 22;
-constexpr std::string_view StampShape = "dddd-dd-dd dd:dd:ddddd";
+constexpr std::size_t kStampSize = 22;
+constexpr std::string_view kStampShape = "dddd-dd-dd dd:dd:ddddd";
 
 struct LevelWord {
     int level;
     std::string_view word;
 };
-constexpr std::array<LevelWord, 4> LevelWords = {
+constexpr std::array<LevelWord, 4> kLevelWords = {
     {{1, "MESSAGE  : "}, {2, "ERROR  : "}, {3, "WARNING  : "}, {4, "INFO     : "}}};
 
 std::string fromHarness(const char* variable) {
@@ -34,19 +34,19 @@ std::string fromHarness(const char* variable) {
 }
 
 bool beginsWithStamp(std::string_view line) {
-    if (line.size() <= StampSize || line[StampSize] != ' ') {
+    if (line.size() <= kStampSize || line[kStampSize] != ' ') {
         return false;
     }
-    return std::equal(StampShape.begin(), StampShape.end(), line.begin(), [](char shape, char character) {
+    return std::equal(kStampShape.begin(), kStampShape.end(), line.begin(), [](char shape, char character) {
         return shape == 'd' ? character >= '0' && character <= '9' : shape == character;
     });
 }
 
 LogLine parseEntry(std::string_view line) {
     LogLine entry;
-    entry.stamp = std::string(line.substr(0, StampSize));
-    std::string_view rest = line.substr(StampSize + 1);
-    for (const LevelWord& known : LevelWords) {
+    entry.stamp = std::string(line.substr(0, kStampSize));
+    std::string_view rest = line.substr(kStampSize + 1);
+    for (const LevelWord& known : kLevelWords) {
         if (rest.substr(0, known.word.size()) == known.word) {
             entry.level = known.level;
             entry.levelWord = std::string(known.word);
@@ -61,12 +61,12 @@ LogLine parseEntry(std::string_view line) {
 } // namespace
 
 const std::string& privateDirectory() {
-    static const std::string directory = fromHarness(LibraryDirectoryVariable);
+    static const std::string directory = fromHarness(kLibraryDirectoryVariable);
     return directory;
 }
 
 const std::string& scratchDirectory() {
-    static const std::string directory = fromHarness(ScratchDirectoryVariable);
+    static const std::string directory = fromHarness(kScratchDirectoryVariable);
     return directory;
 }
 

@@ -19,11 +19,10 @@ std::chrono::nanoseconds readClock(clockid_t clock) {
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
-/** The kernel's number for the CPU clock of a thread: its complemented id, then "per thread" and "run time".
- */
+/// The kernel's number for the CPU clock of a thread: its complemented id, then "per thread" and "run time".
 clockid_t clockOfThread(int threadId) {
-    constexpr int PerThreadRunTime = 6;
-    return static_cast<clockid_t>(~threadId * 8 + PerThreadRunTime);
+    constexpr int kPerThreadRunTime = 6;
+    return static_cast<clockid_t>(~threadId * 8 + kPerThreadRunTime);
 }
 
 } // namespace

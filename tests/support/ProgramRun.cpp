@@ -65,12 +65,12 @@ ProgramResult runProgram(std::vector<std::string> command,
     const std::string outputPath = base + ".out";
     const std::string errorsPath = base + ".err";
     std::vector<std::string> environment = mergedEnvironment(variables);
-    constexpr int Flags = O_WRONLY | O_CREAT | O_TRUNC;
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
     posix_spawn_file_actions_t actions{};
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outputPath.c_str(), Flags, 0600);
-    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorsPath.c_str(), Flags, 0600);
+    ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outputPath.c_str(), kFlags, 0600);
+    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorsPath.c_str(), kFlags, 0600);
     pid_t process = 0;
     const int error = ::posix_spawnp(&process, command.front().c_str(), &actions, nullptr,
                                      pointersTo(command).data(), pointersTo(environment).data());

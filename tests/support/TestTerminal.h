@@ -9,11 +9,9 @@
 
 namespace pdalink::test {
 
-/**
- * A simulated terminal that fails the running test for everything a host has done against the protocol.
- *
- * A test that provokes violations on purpose takes them away with takeViolations().
- */
+/// A simulated terminal that fails the running test for everything a host has done against the protocol.
+///
+/// A test that provokes violations on purpose takes them away with takeViolations().
 class TestTerminal : public pdasim::SimulatedTerminal {
 public:
     using SimulatedTerminal::SimulatedTerminal;

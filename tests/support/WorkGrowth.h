@@ -8,7 +8,7 @@
 
 namespace pdalink::test {
 
-/** The CPU time that an action takes this thread, in seconds. */
+/// The CPU time that an action takes this thread, in seconds.
 template <typename Action>
 double workOf(const Action& action) {
     const auto now = [] {
@@ -21,8 +21,8 @@ double workOf(const Action& action) {
     return now() - begin;
 }
 
-/** How many times as much work a task of eight times the size is: 8 when it grows linearly, 64 with the
- * square. */
+/// How many times as much work a task of eight times the size is: 8 when it grows linearly, 64 with the
+/// square.
 template <typename Task>
 double growthOf(const Task& task, std::size_t size) {
     double small = std::numeric_limits<double>::max();
@@ -34,7 +34,7 @@ double growthOf(const Task& task, std::size_t size) {
     return large / small;
 }
 
-/** Between the two, far from either. */
+/// Between the two, far from either.
 constexpr double MaxLinearGrowth = 24;
 
 } // namespace pdalink::test

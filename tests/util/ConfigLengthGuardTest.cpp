@@ -14,7 +14,7 @@ protected:
     void expectAccepted(const std::string& line) {
         CParamConfig config{};
         EXPECT_TRUE(read(line, config));
-        EXPECT_STREQ(config.Pid, "last") << "the lines behind it count too";
+        EXPECT_STREQ(config.Pid, "last") << "the lines after it count too";
     }
 
     void expectStopped(const std::string& line) {

@@ -226,7 +226,7 @@ TEST(Squeezing, LeavesNullAndEmptyTextAlone) {
     EXPECT_EQ(std::memcmp(text, "\0left", sizeof text), 0);
 }
 
-TEST(Squeezing, WritesNothingBehindTheTextsEnd) {
+TEST(Squeezing, WritesNothingAfterTheTextsEnd) {
     char text[] = " a  b \0#";
     CGetConfigVal().eraseSpace(text);
     EXPECT_STREQ(text, "a b");

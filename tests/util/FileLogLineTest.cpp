@@ -94,12 +94,12 @@ TEST_F(LogLine, KeepsLineFeedsInsideTheText) {
     EXPECT_EQ(text.substr(kStampLength), "INFO     : one\ntwo\r\n\n");
 }
 
-TEST_F(LogLine, IsNoFormat) {
+TEST_F(LogLine, IsNotAFormat) {
     ASSERT_TRUE(add("%s %n %d 100%"));
     EXPECT_EQ(onlyText(), "INFO     : %s %n %d 100%");
 }
 
-TEST_F(LogLine, KeepsBytesThatAreNoText) {
+TEST_F(LogLine, KeepsBytesThatAreNotText) {
     ASSERT_TRUE(add("\xFF\x01\x7F 张"));
     EXPECT_EQ(onlyText(), "INFO     : \xFF\x01\x7F 张");
 }
@@ -201,7 +201,7 @@ protected:
         EXPECT_FALSE(add(std::string(length, 'x')));
     }
 
-    /// Checks that the part stands on a line of its own, in front of the last one.
+    /// Checks that the part is on a line of its own, in front of the last one.
     void expectPartBefore(const std::string& last) const {
         const std::vector<std::string> all = lines();
         ASSERT_EQ(all.size(), 3U);

@@ -45,7 +45,7 @@ protected:
         }
     }
 
-    /// What stands behind the writer in a line.
+    /// What follows the writer in a line.
     static std::string numbered(int number, std::size_t length) {
         return ":" + std::to_string(number) + ":" + std::string(length, 'x') + "!";
     }

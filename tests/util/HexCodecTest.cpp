@@ -57,11 +57,11 @@ TEST(Crc, OfEveryByteInEveryPlaceFollowsThePolynomial) {
     }
 }
 
-TEST(Crc, OfAMessageWithItsOwnCrcBehindItIsZero) {
+TEST(Crc, OfAMessageFollowedByItsCrcIsZero) {
     EXPECT_EQ(crcOf("123456789\x31\xC3"), 0);
 }
 
-TEST(Crc, CountsLeadingZerosBehindOtherBytesOnly) {
+TEST(Crc, CountsZerosAfterOtherBytesOnly) {
     EXPECT_EQ(crcOf(std::string(5, '\0') + "123456789"), 0x31C3); // the register starts at 0
     EXPECT_NE(crcOf("123456789" + std::string(1, '\0')), 0x31C3);
 }
@@ -77,7 +77,7 @@ TEST(Crc, OfAMebibyteIsComputedInFull) {
     EXPECT_EQ(crcOf(zeros + "123456789"), 0x31C3);
 }
 
-/// What stands in a buffer of a filling character after the bytes were written into it.
+/// What is in a buffer of a filling character after the bytes were written into it.
 std::string writtenAsText(Bytes bytes, int length) {
     std::array<char, 600> text{};
     text.fill('#');
@@ -132,7 +132,7 @@ void PrintTo(const Read& read, std::ostream* stream) {
     *stream << read.count << " bytes: " << testing::PrintToString(read.bytes);
 }
 
-/// Reads into a buffer that shows what was written, also behind the bytes that count.
+/// Reads into a buffer that shows what was written, also after the bytes that count.
 Read readDigits(const char* text, int length) {
     constexpr unsigned char filling = 0x5A;
     Bytes bytes(300, filling);
@@ -188,7 +188,7 @@ TEST(HexDigits, OfALengthBelowOneAreNone) {
 }
 
 TEST(HexDigits, AreNotReadBeyondTheTextsEnd) {
-    // A text whose memory ends with its NUL; the address sanitizer sees a read behind it.
+    // A text whose memory ends with its NUL; the address sanitizer sees a read after it.
     for (const char* text : {"", "1", "12", "123"}) {
         const std::vector<char> exact(text, text + std::strlen(text) + 1);
         EXPECT_EQ(readDigits(exact.data(), 100).count, static_cast<int>(std::strlen(text) / 2)) << text;

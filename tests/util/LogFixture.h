@@ -33,7 +33,7 @@ inline bool hasShape(std::string_view text, std::string_view shape) {
            });
 }
 
-/// A line as the log writes it: the level's word and the text behind the stamp, empty if there is no stamp.
+/// A line as the log writes it: the level's word and the text after the stamp, empty if there is no stamp.
 inline std::string withoutStamp(const std::string& line) {
     const bool stamped = hasShape(line.substr(0, kStampLength), "dddd-dd-dd dd:dd:ddddd ");
     return stamped ? line.substr(kStampLength) : std::string();

@@ -115,7 +115,7 @@ private:
     TemporaryDirectory m_directory;
 };
 
-TEST_F(WallClock, StampsALineWithMillisecondsRightBehindTheSeconds) {
+TEST_F(WallClock, StampsALineWithMillisecondsDirectlyAfterTheSeconds) {
     EXPECT_EQ(lineAt(kJanuarySecond + 678000), "2026-01-02 03:04:05678 INFO     : text\n");
 }
 

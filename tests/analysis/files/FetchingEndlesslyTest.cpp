@@ -12,7 +12,7 @@ protected:
     static Packet wrong(const char* number = "0") { return {"9", number, "3132", "zzzz"}; }
     static Packet right(const char* number = "0") { return {"9", number, "3132", check("3132")}; }
 
-    /// Checks that a fetch is given up after so many requests.
+    /// Checks that a fetch is given up after `requests` requests.
     void expectGivenUpAfter(std::size_t requests) {
         const SwiftReplies swift;
         const std::size_t before = warnings();

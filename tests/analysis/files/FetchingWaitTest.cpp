@@ -12,7 +12,7 @@ using testing::ElementsAre;
 class FileFetchingWait : public FileTest {
 protected:
     void stayingSilent(std::size_t times = 1) { terminal().addFault("8016", Fault().silence().times(times)); }
-    /// The terminal's packet in place of an answer, once there have been so many waits.
+    /// The terminal's packet in place of an answer, once there have been enough waits.
     std::function<void()> sending(int total, int current, const std::string& text) {
         return [this, sent = packet(total, current, text)] { terminal().sendText(sent); };
     }
@@ -26,7 +26,7 @@ protected:
                             Fault().rawReply(reply("8015", tag("Ex_RetCode", "000000"))).times(times));
     }
 
-    /// Checks that a fetch ends without a file, after so many silent waits.
+    /// Checks that a fetch ends without a file, after `waits` silent waits.
     void expectNothing(int waits) {
         const int before = silentWaits();
         EXPECT_EQ(fetch(), (Transfer{2, "", ""}));

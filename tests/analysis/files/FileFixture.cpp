@@ -84,7 +84,7 @@ Transfer FileTest::fetch() {
     return {result, retCode.written(), data.written()};
 }
 
-void FileTest::agree(std::size_t times) {
+void FileTest::accept(std::size_t times) {
     terminal().addFault("8015", Fault().rawReply(reply("8015", tag("Ex_RetCode", "000000"))).times(times));
 }
 

@@ -38,7 +38,7 @@ protected:
     static std::string check(const std::string& text);
     static std::vector<std::string> packetsOf(const std::string& text);
 
-    /// What is behind Ex_SeqNo in the request that carries one packet, and in the one that asks for one.
+    /// What follows Ex_SeqNo in the request that carries one packet, and in the one that asks for one.
     static std::string sendBody(const std::string& packet, int total, int current);
     static std::string fetchBody(int current);
 
@@ -46,7 +46,7 @@ protected:
     Transfer fetch();
 
     /// What the terminal says to the next packet that is sent to it.
-    void agree(std::size_t times = 1);
+    void accept(std::size_t times = 1);
     void refuse(const std::string& code);
     /// What it answers when the next packet is asked for.
     void offer(const Packet& packet);
@@ -54,7 +54,7 @@ protected:
     void offerRepeatedly(const Packet& packet, std::size_t times);
     void refuseToSend(const std::string& code);
 
-    /// What is behind Ex_SeqNo in each message since the last call of this.
+    /// What follows Ex_SeqNo in each message since the last call of this.
     std::vector<std::string> newBodies();
     /// The packet numbers in them.
     std::vector<int> newPacketNumbers();

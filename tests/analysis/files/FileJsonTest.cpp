@@ -102,7 +102,7 @@ TEST_F(FileJson, FailsWithAFileThatDoesNotFitIntoTheHostsBuffer) {
     keep(digits(most));
     EXPECT_EQ(fetchAsJson(), (JsonAnswer{0, fetched(digits(most), "000000")}));
     EXPECT_EQ(warnings(), 0U);
-    most += std::string("000000").size(); // the result code does not fit behind it
+    most += std::string("000000").size(); // the result code does not fit after it
     keep(digits(most));
     EXPECT_EQ(fetchAsJson(), (JsonAnswer{1, fetched(digits(most), "")}));
     EXPECT_EQ(warnings(), 1U);

@@ -13,7 +13,7 @@ namespace {
 using pdasim::Fault;
 using testing::IsEmpty;
 
-constexpr std::size_t kMostPackets = 200000;
+constexpr std::size_t kMaxPackets = 200000;
 
 /// Files of many packets.
 class LargeFile : public FileTest {
@@ -65,7 +65,7 @@ TEST_F(LargeFile, IsTooLargeForTheJson) {
 }
 
 TEST_F(LargeFile, OfMorePacketsThanThereAreIsNotSent) {
-    const RepeatedText text('1', kMostPackets * kPacketSize + 1);
+    const RepeatedText text('1', kMaxPackets * kPacketSize + 1);
     m_PerformTasksYN = 1;
     OutputBuffer retCode;
     EXPECT_EQ(analyser().ReadFileDataToPDA(nullptr, nullptr, nullptr, text.data(), retCode.data()), 1);
@@ -77,23 +77,23 @@ TEST_F(LargeFile, OfMorePacketsThanThereAreIsNotSent) {
 }
 
 TEST_F(LargeFile, OfAsManyPacketsAsThereAreIsBegun) {
-    const RepeatedText text('1', kMostPackets * kPacketSize);
+    const RepeatedText text('1', kMaxPackets * kPacketSize);
     refuse("000101");
     terminal().addFault("8015", Fault().replyType("8001"));
     HostText pdaNumber("00000007");
     HostText info("about it");
     int command = 3;
     EXPECT_EQ(analyser().ReadFileDataToPDA(pdaNumber, &command, info, text.data(), nullptr), 2);
-    const std::string first = sendBody(std::string(kPacketSize, '1'), kMostPackets, 0);
+    const std::string first = sendBody(std::string(kPacketSize, '1'), kMaxPackets, 0);
     EXPECT_EQ(newBodies(), (std::vector<std::string>{first, first}));
 }
 
 /// More than the packets of a file may hold together, in as few of them as the receive buffer allows.
 class LargestFile : public LargeFile {
 protected:
-    static constexpr std::size_t kMost = 600000000;
+    static constexpr std::size_t kMaxSize = 600000000;
     static constexpr std::size_t kPiece = 16700000;
-    static constexpr std::size_t kFullPieces = kMost / kPiece;
+    static constexpr std::size_t kFullPieces = kMaxSize / kPiece;
 
     void SetUp() override {
         constexpr std::size_t needed = 2UL * 1024 * 1024; // KiB
@@ -141,7 +141,7 @@ TEST_F(LargestFile, IsFetchedUpToItsLastCharacter) {
         if (number < kFullPieces) {
             receivePacket(number, kPiece);
         } else if (number == kFullPieces) {
-            receivePacket(number, kMost % kPiece); // as many as there may be
+            receivePacket(number, kMaxSize % kPiece); // as many as there may be
         } else {
             LoadLockConfig(); // opens the log
             receivePacket(number, 1);
@@ -167,14 +167,14 @@ TEST_F(LargestFile, IsRefusedByTheJsonWithoutMoreMemoryThanItsOwn) {
     QObject::connect(&timer, &QTimer::timeout, [&] {
         if (terminal().received().size() > answered) {
             const bool isLast = answered == kFullPieces;
-            receivePacket(answered, isLast ? kMost % kPiece : kPiece, '\x01', packets);
+            receivePacket(answered, isLast ? kMaxSize % kPiece : kPiece, '\x01', packets);
             ++answered;
         }
     });
     timer.start(0);
     const SwiftReplies swift;
     constexpr std::size_t besides = 400000000; // a packet is held in several forms while it is taken
-    const pdalink::test::MemoryLimit limit(kMost + besides);
+    const pdalink::test::MemoryLimit limit(kMaxSize + besides);
     EXPECT_EQ(ask(R"({"transCode":"600016","pdaNumber":"1","pCmdEx":3,"pInfEx":"i"})"),
               (JsonAnswer{1, R"({"pFilePath":"","pRetCode":"","transCode":"600016"})"}));
     EXPECT_EQ(answered, packets);

@@ -16,7 +16,7 @@ protected:
         newBodies();
         newLines();
         if (good > 0) {
-            agree(good);
+            accept(good);
         }
         terminal().addFault("8015", trouble);
         const int before = m_SeqNo;
@@ -75,14 +75,14 @@ TEST_F(FileSendingFailure, OfAWriteEndsTheTransferWithTheCodeOfThePacketBefore) 
         EXPECT_EQ(m_PerformTasksYN, 1);
         EXPECT_FALSE(g_hidRun);
     }
-    agree(3);
+    accept(3);
     EXPECT_EQ(send(digits(6010)), (Transfer{0, "000000", ""})) << "the channel is opened anew";
     EXPECT_THAT(newPacketNumbers(), ElementsAre(0, 1, 2));
     EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
 TEST_F(FileSendingFailure, ByADeviceThatGoesInTheMiddle) {
-    agree();
+    accept();
     terminal().addFault("8015",
                         Fault().rawReply(reply("8015", tag("Ex_RetCode", "000000"))).unplugAfterReply());
     EXPECT_EQ(send(digits(6010)), (Transfer{-1, "000000", ""}));
@@ -102,7 +102,7 @@ TEST_F(FileSendingFailure, OfMemoryIsAnInternalOne) {
     for (int number = 1; happened; ++number) {
         ASSERT_LT(number, 1000);
         terminal().clearFaults();
-        agree();
+        accept();
         HostText text("0123456789");
         m_PerformTasksYN = 0;
         int result = -99;

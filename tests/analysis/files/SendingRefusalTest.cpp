@@ -12,8 +12,8 @@ const std::string kGivenUp = "1 data send error. already send:3 times";
 struct Course {
     const char* name;
     int packets;
-    /// What the terminal says to each message: "a" agrees, "r" refuses.
-    const char* verdicts;
+    /// What the terminal says to each message: "a" accepts, "r" refuses.
+    const char* answers;
     /// The packets sent.
     std::vector<int> sent;
     int result;
@@ -57,9 +57,9 @@ protected:
 void FileSendingRefused::expectCourse(const Course& course) {
     // A code of its own for each refusal.
     const auto codeOf = [&course](int message) {
-        return course.verdicts[message] == 'a' ? "000000" : "00010" + std::to_string(message);
+        return course.answers[message] == 'a' ? "000000" : "00010" + std::to_string(message);
     };
-    for (int i = 0; course.verdicts[i] != '\0'; ++i) {
+    for (int i = 0; course.answers[i] != '\0'; ++i) {
         refuse(codeOf(i));
     }
     const std::string text = digits(static_cast<std::size_t>(course.packets - 1) * kPacketSize + 20);
@@ -90,7 +90,7 @@ TEST_F(FileSendingRefused, ByAnyCodeButSixZeros) {
     for (const char* code : {"", "0", "00000", "0000000", " 000000", "000000 ", "00000O", "000060"}) {
         SCOPED_TRACE(code);
         refuse(code);
-        agree();
+        accept();
         EXPECT_EQ(send(digits(3010)).result, 0);
         EXPECT_THAT(newPacketNumbers(), ElementsAre(0, 0));
     }
@@ -99,7 +99,7 @@ TEST_F(FileSendingRefused, ByAnyCodeButSixZeros) {
     EXPECT_EQ(m_PerformTasksYN, 0);
     // Codes are copied over each other without a NUL.
     refuse("1234567890");
-    agree();
+    accept();
     EXPECT_EQ(send(digits(3010)), (Transfer{0, "0000007890", ""}));
 }
 
@@ -112,7 +112,7 @@ TEST_F(FileSendingRefused, ThreeTimesLogsTheThirdReplyAndTheCountAndIsForgotten)
                 ElementsAre("4 HID Read XML: " + reply("8015", tag("Ex_RetCode", "000103")),
                             "1 Xml Type:8015 len:4", kGivenUp));
     refuse("000104");
-    agree(2);
+    accept(2);
     EXPECT_EQ(send(digits(6010)), (Transfer{0, "000000", ""}));
     EXPECT_THAT(newPacketNumbers(), ElementsAre(0, 0, 0, 0, 0, 1));
     refuseThreeTimes();

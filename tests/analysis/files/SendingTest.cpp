@@ -13,7 +13,7 @@ class FileSending : public FileTest {
 protected:
     /// The only packet of a text that is sent: its check.
     std::string checkSentWith(const std::string& text) {
-        agree();
+        accept();
         EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
         const std::vector<std::string> bodies = newBodies();
         EXPECT_EQ(bodies.size(), 1U);
@@ -25,7 +25,7 @@ protected:
 };
 
 TEST_F(FileSending, OfOnePacketIsOneMessage) {
-    agree();
+    accept();
     EXPECT_EQ(send("0123456789"), (Transfer{0, "000000", ""}));
     EXPECT_EQ(newMaskedMessage(), maskedMessage("8015", "0001",
                                                 "<Ex_PdaSn>00000007</Ex_PdaSn><Ex_CmdEx>3</Ex_CmdEx>"
@@ -55,7 +55,7 @@ TEST_F(FileSending, OfNineCharactersOrFewerIsRefused) {
 
 TEST_F(FileSending, OpensTheChannelOnce) {
     stopChannel();
-    agree(2);
+    accept(2);
     const Milliseconds time = timeOf([this] { EXPECT_EQ(send(digits(3001)), (Transfer{0, "000000", ""})); });
     EXPECT_GE(time, kOpeningWait + 2 * kPromptWait);
     const std::vector<std::string> lines = newLines();
@@ -69,7 +69,7 @@ TEST_F(FileSending, CutsTheTextIntoPacketsOf3000AndTheRest) {
         const std::vector<std::string> packets = packetsOf(text);
         const int total = static_cast<int>(packets.size());
         const int before = m_SeqNo;
-        agree(packets.size());
+        accept(packets.size());
         EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
         std::vector<std::string> expected;
         expected.reserve(packets.size());
@@ -96,7 +96,7 @@ TEST_F(FileSending, ProtectsAPacketByTheCrcOfItsBytes) {
 
 TEST_F(FileSending, SendsWhateverTheTextHolds) {
     for (const std::string text : {"<Ex_CurPkt>9</Ex_CurPkt> %s\r\n\"\\", "abcdefABCDEF", "a123456789"}) {
-        agree();
+        accept();
         EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
         EXPECT_THAT(newBodies(), ElementsAre(sendBody(text, 1, 0)));
     }
@@ -118,7 +118,7 @@ TEST_F(FileSending, CutsBetweenCharactersAsTheLengthFieldCountsThem) {
     for (const Text& each : {Text{repeated("é终", 1500) + "é", repeated("é终", 1500), "é"},
                              Text{repeated(telephone, 1501), repeated(telephone, 1500), telephone},
                              Text{std::string(3001, '\xE4'), repeated(replacement, 3000), replacement}}) {
-        agree(2);
+        accept(2);
         EXPECT_EQ(send(each.text), (Transfer{0, "000000", ""}));
         EXPECT_EQ(newBodies(),
                   (std::vector<std::string>{sendBody(each.first, 2, 0), sendBody(each.second, 2, 1)}));
@@ -130,7 +130,7 @@ TEST_F(FileSending, TearsNoCharacterApart) {
     for (int i = 0; i < 1500; ++i) {
         text += "\xF0\x9F\x93\xA0";
     }
-    agree(2);
+    accept(2);
     EXPECT_EQ(send(text), (Transfer{0, "000000", ""}));
     EXPECT_EQ(newBodies(), (std::vector<std::string>{sendBody(text.substr(0, 5997), 2, 0),
                                                      sendBody(text.substr(5997), 2, 1)}));
@@ -139,7 +139,7 @@ TEST_F(FileSending, TearsNoCharacterApart) {
 
 TEST_F(FileSending, NumbersItsMessages) {
     m_SeqNo = 9998;
-    agree(3);
+    accept(3);
     EXPECT_EQ(send(digits(6001)), (Transfer{0, "000000", ""}));
     const std::vector<std::string> received = terminal().received();
     ASSERT_EQ(received.size(), 3U);
@@ -149,23 +149,23 @@ TEST_F(FileSending, NumbersItsMessages) {
 }
 
 TEST_F(FileSending, LogsEachPacketsExchange) {
-    agree(2);
+    accept(2);
     EXPECT_EQ(send(digits(3010)), (Transfer{0, "000000", ""}));
     const std::vector<std::string> sent = terminal().received();
     ASSERT_EQ(sent.size(), 2U);
-    const std::string agreement = reply("8015", tag("Ex_RetCode", "000000"));
+    const std::string acceptance = reply("8015", tag("Ex_RetCode", "000000"));
     std::vector<std::string> expected{"1 [ReadFileDataToPDA] begin"};
     for (const std::string& message : sent) {
         expected.push_back("4 600015 SendData pre: " + message);
         expected.push_back("4 Write XML: " + message + " sendLen:" + std::to_string(message.size()));
-        expected.push_back("4 HID Read XML: " + agreement);
+        expected.push_back("4 HID Read XML: " + acceptance);
         expected.emplace_back("1 Xml Type:8015 len:4");
     }
     EXPECT_EQ(newLines(), expected);
 }
 
 TEST_F(FileSending, LowersTheTaskFlagBetweenPackets) {
-    agree(3);
+    accept(3);
     const TaskFlagWatch watch;
     EXPECT_EQ(send(digits(6001)), (Transfer{0, "000000", ""}));
     EXPECT_EQ(TaskFlagWatch::seen(), "010101");
@@ -176,10 +176,10 @@ TEST_F(FileSending, SendsAnyCommandAndInformation) {
     const std::string packet = "<Ex_TotalPkt>1</Ex_TotalPkt><Ex_CurPkt>0</Ex_CurPkt>"
                                "<Ex_HexVal>0123456789</Ex_HexVal><Ex_HexCheck>6282</Ex_HexCheck>";
     HostText text("0123456789");
-    agree();
+    accept();
     EXPECT_EQ(analyser().ReadFileDataToPDA(nullptr, nullptr, nullptr, text, nullptr), 0);
     EXPECT_EQ(newBody(), "<Ex_PdaSn></Ex_PdaSn><Ex_CmdEx>0</Ex_CmdEx><Ex_InfoEx></Ex_InfoEx>" + packet);
-    agree();
+    accept();
     HostText information("<b>é</b> %d");
     HostText pdaNumber("终端");
     int command = std::numeric_limits<int>::min();
@@ -190,7 +190,7 @@ TEST_F(FileSending, SendsAnyCommandAndInformation) {
 }
 
 TEST_F(FileSending, LeavesTheHostsTextAsItIs) {
-    agree(2);
+    accept(2);
     const std::string original = digits(3001);
     std::string text = original;
     EXPECT_EQ(analyser().ReadFileDataToPDA(nullptr, nullptr, nullptr, text.data(), nullptr), 0);

@@ -9,7 +9,7 @@ namespace {
 using pdasim::Fault;
 using testing::IsEmpty;
 
-/// What a handler's call answers, logs and leaves behind.
+/// What a handler's call answers, logs and leaves.
 class ReceivedCall : public ReceivedBy {
 protected:
     /// The lines of the call in front of what is said about the channel.

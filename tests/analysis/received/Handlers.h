@@ -27,7 +27,7 @@ struct Handler {
     bool logsMessage;
     /// Null for a message that is not acknowledged.
     const char* acknowledgementType;
-    /// What stands behind Ex_SeqNo in the acknowledgement.
+    /// What follows Ex_SeqNo in the acknowledgement.
     const char* acknowledgement;
     /// What it lowers; null for nothing.
     bool* lowered;

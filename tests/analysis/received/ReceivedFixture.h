@@ -9,7 +9,7 @@
 /// Messages of the terminal's, handed to their handlers.
 class ReceivedTest : public TransactionTest {
 protected:
-    /// A message with these tags behind its own number.
+    /// A message with these tags after its own number.
     static std::string messageOf(const Handler& handler, const Fields& fields);
 
     int hand(const Handler& handler, std::string text);

@@ -163,10 +163,10 @@ TEST_F(Conversation, LogsAUserIn) {
     EXPECT_STREQ(x[4].data(), "Ann");
     EXPECT_STREQ(x[8].data(), "m");
     EXPECT_EQ(analyser().SyncLoginResult(x[2].data(), HostText("000000")), 0);
-    const auto verdicts = terminal().acknowledgements();
-    ASSERT_EQ(verdicts.size(), 2U);
-    EXPECT_EQ(verdicts.back().type, "9002");
-    EXPECT_NE(verdicts.back().answers, "");
+    const auto results = terminal().acknowledgements();
+    ASSERT_EQ(results.size(), 2U);
+    EXPECT_EQ(results.back().type, "9002");
+    EXPECT_NE(results.back().answers, "");
 }
 
 } // namespace

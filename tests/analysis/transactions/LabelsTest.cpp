@@ -90,6 +90,14 @@ TEST_F(FetchedLabels, AreCountedByTheirSeparatorsAndCopiedByTheirCharacters) {
                              R"("transCode":"600005"})"}));
 }
 
+TEST_F(FetchedLabels, ThatDoNotFitIntoTheResponseLeaveItsNumbersZero) {
+    const std::string labels = "A;" + std::string(115000, 'x');
+    answerAtLength("8005", tag("Ex_Label", labels) + tag("Ex_ScanState", "1"));
+    EXPECT_EQ(ask(R"({"transCode":"600005","pdaNumber":"7"})"),
+              (JsonAnswer{1, R"({"pLabelLen":0,"pLabelList":"","pLabelSize":0,"pScanState":"",)"
+                             R"("transCode":"600005"})"}));
+}
+
 TEST_F(FetchedLabels, SetTheScanState) {
     for (const bool before : {false, true}) {
         for (const char* state : {"1", "0", "", "11", "01", "true", " 1", "2"}) {

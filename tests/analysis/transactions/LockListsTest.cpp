@@ -39,7 +39,7 @@ protected:
         return text;
     }
 
-    /// Calls with a reply of these texts behind its three single fields, and expects the same text in all
+    /// Calls with a reply of these texts after its three single fields, and expects the same text in all
     /// lists.
     void expectLists(const std::string& entries, const std::string& expected) {
         Arguments arguments(row());
@@ -71,13 +71,13 @@ struct ListCase {
 const std::string kOdd = "%s%n;终端\xF0\x9F\x93\xA0<b>&lt;";
 
 // The terminal's own count is passed on and not compared. The text is cut at its closing tags and ten
-// characters behind them, whatever these are; the reply's own first ten go for the first entry.
+// characters after them, whatever these are; the reply's own first ten go for the first entry.
 const std::vector<ListCase> kLists{
     {"entries in their order", "[one][two][three]", "one;two;three;"},
     {"empty fields and an empty entry", "[one][]<LockList>|[four]", "one;;;four;"},
     {"no entry", "", ""},
     {"an entry that does not close", "<LockList>{unfinished}", ""},
-    {"text behind the last closing tag", "[one]{behind}", "one;"},
+    {"text after the last closing tag", "[one]{after}", "one;"},
     {"other characters in place of the opening tag", "{one}|0123456789{two}|终端终端终端终端终端{three}|",
      "one;two;three;"},
     {"closing tags without any character between", "[one]||[two]", "one;two;"},
@@ -123,7 +123,7 @@ TEST_P(LockList, HoldsAnEmptyValueForAFieldThatAnEntryLacks) {
     }
 }
 
-TEST_P(LockList, IsPutBehindTheTextThatIsThere) {
+TEST_P(LockList, IsAppendedToTheTextThatIsThere) {
     Arguments arguments(row());
     const std::string entries = expanded("[one][two]");
     expectLists(arguments, entries, "one;two;");

@@ -55,7 +55,7 @@ TEST_F(LockOpening, SendsAGroupForEachLockAndACodeWithOneActionOnly) {
         {"a value without its semicolon is lost",
          {"2", "L1;L2", "00;00", "c1;c2", "a1;a2", "b1;b2"},
          {group("L1", "00", "c1", "a1", "b1"), empty}},
-        {"the values behind an empty one are shifted",
+        {"the values after an empty one are shifted",
          {"3", "A;;C;", "00;00;00;", ";c1;;c2;", ";;a;", "b;"},
          {group("A", "00", "c1", "a", "b"), group("C", "00", "c2", "", ""), group("", "00", "", "", "")}},
         {"all values are missing", {"2", "", "", "", "", ""}, {empty, empty}},
@@ -115,9 +115,9 @@ TEST_F(LockOpening, SendsItsCountAsItIsAndReadsANumberInIt) {
 class LockOpeningLimit : public LockOpening {
 protected:
     static constexpr int kEnvelope = 112;
-    static constexpr int kLongest = 999999;
+    static constexpr int kMaxLength = 999999;
 
-    /// A lock's identifier that makes the message so many characters long.
+    /// A lock's identifier that makes the message `length` characters long.
     static std::string identifierFor(int length, int envelope = kEnvelope) {
         const int rest = envelope + static_cast<int>((number("1") + group("", "", "", "", "")).size());
         std::string identifier(static_cast<std::size_t>(length - rest), 'x');
@@ -151,11 +151,11 @@ protected:
 };
 
 TEST_F(LockOpeningLimit, IsTheLengthFieldWithTheDigitsOfTheNumber) {
-    expectTooLong({"1", identifierFor(kLongest + 1) + ";", "", "", "", ""});
-    expectBuilt({"1", identifierFor(kLongest) + ";", "", "", "", ""}, "999999");
+    expectTooLong({"1", identifierFor(kMaxLength + 1) + ";", "", "", "", ""});
+    expectBuilt({"1", identifierFor(kMaxLength) + ";", "", "", "", ""}, "999999");
     m_SeqNo = 9999;
-    expectTooLong({"1", identifierFor(kLongest + 1, kEnvelope + 1) + ";", "", "", "", ""});
-    expectBuilt({"1", identifierFor(kLongest, kEnvelope + 1) + ";", "", "", "", ""}, "999999");
+    expectTooLong({"1", identifierFor(kMaxLength + 1, kEnvelope + 1) + ";", "", "", "", ""});
+    expectBuilt({"1", identifierFor(kMaxLength, kEnvelope + 1) + ";", "", "", "", ""}, "999999");
 }
 
 TEST_F(LockOpeningLimit, CountsCharactersAndNotBytes) {

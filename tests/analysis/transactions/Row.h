@@ -20,7 +20,7 @@ using Value = std::variant<std::string, int>;
 enum class Content {
     AsItIs,
     Gbk,
-    Counted ///< a list, behind a tag that holds the number of its items
+    Counted ///< a list, after a tag that holds the number of its items
 };
 
 struct Input {
@@ -31,11 +31,11 @@ struct Input {
 };
 
 enum class Kind {
-    Copied,      ///< the value's bytes and nothing behind them
+    Copied,      ///< the value's bytes and nothing after them
     Characters,  ///< as many of its bytes as it has characters
     Terminated,  ///< the bytes and a NUL
     WithSuccess, ///< the same, but only when the result code is "000000"
-    List,        ///< each entry's value and ";", behind what is there, and a NUL
+    List,        ///< each entry's value and ";", after what is there, and a NUL
     LabelCount,
     LabelStride
 };
@@ -69,7 +69,7 @@ struct Row {
     int waits = 1;                      ///< 0: no reply is awaited
     int noData = -1;                    ///< index of the output that gets "000060" without a reply
     std::vector<std::size_t> order{};   ///< the inputs in the order of their tags, where it is another
-    std::string groups{};               ///< what the sample's body holds behind its tags
+    std::string groups{};               ///< what the sample's body holds after its tags
     bool isBytes = false;               ///< sent as bytes: the length field counts them
     std::string begin{};                ///< first log line
     std::string sendLabel{};            ///< in front of " SendData pre: "; empty for no such line

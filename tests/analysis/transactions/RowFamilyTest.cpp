@@ -17,13 +17,13 @@ std::vector<Row> rowOfEachFamily() {
             rowOf("SyncLoginResult")};
 }
 
-std::vector<Row> answeredRowOfEachFamily() {
+std::vector<Row> answeredTransactionOfEachFamily() {
     std::vector<Row> rows = rowOfEachFamily();
     rows.pop_back();
     return rows;
 }
 
-class RowOfEachFamily : public RowTest {
+class TransactionOfEachFamily : public RowTest {
 protected:
     static std::string sampleBody() { return bodyOf(row(), Arguments(row()).inputs()) + row().groups; }
 
@@ -33,7 +33,7 @@ protected:
     }
 };
 
-TEST_P(RowOfEachFamily, CarriesTheNextNumber) {
+TEST_P(TransactionOfEachFamily, CarriesTheNextNumber) {
     m_SeqNo = 9998;
     for (const char* number : {"9999", "10000"}) {
         answerRow(sampleReply(row()));
@@ -43,7 +43,7 @@ TEST_P(RowOfEachFamily, CarriesTheNextNumber) {
     EXPECT_EQ(m_SeqNo, 10000);
 }
 
-TEST_P(RowOfEachFamily, OpensTheChannelAndWaitsASecondForIt) {
+TEST_P(TransactionOfEachFamily, OpensTheChannelAndWaitsASecondForIt) {
     stopChannel();
     answerRow(sampleReply(row()));
     const Milliseconds time = timeOf([this] { EXPECT_EQ(call(), replied(sampleReply(row()))); });
@@ -57,7 +57,7 @@ TEST_P(RowOfEachFamily, OpensTheChannelAndWaitsASecondForIt) {
     EXPECT_EQ(flag, 1) << "while the channel opens";
 }
 
-TEST_P(RowOfEachFamily, SendsLongInputsWholeOrNotAtAll) {
+TEST_P(TransactionOfEachFamily, SendsLongInputsWholeOrNotAtAll) {
     if (row().inputs.empty()) {
         return;
     }
@@ -77,7 +77,7 @@ TEST_P(RowOfEachFamily, SendsLongInputsWholeOrNotAtAll) {
     EXPECT_THAT(lines.back(), HasSubstr(bodyOf(row(), tooLong.inputs())));
 }
 
-TEST_P(RowOfEachFamily, FailsInternallyWithoutMemory) {
+TEST_P(TransactionOfEachFamily, FailsInternallyWithoutMemory) {
     int failures = 0;
     bool happened = true;
     for (int number = 1; happened; ++number) {
@@ -104,11 +104,11 @@ TEST_P(RowOfEachFamily, FailsInternallyWithoutMemory) {
     terminal().takeViolations(); // a message that was not sent leaves a gap in the numbers
 }
 
-INSTANTIATE_TEST_SUITE_P(With, RowOfEachFamily, testing::ValuesIn(rowOfEachFamily()), NameOfMember());
+INSTANTIATE_TEST_SUITE_P(With, TransactionOfEachFamily, testing::ValuesIn(rowOfEachFamily()), NameOfMember());
 
-using AnsweredRowOfEachFamily = RowTest;
+using AnsweredTransactionOfEachFamily = RowTest;
 
-TEST_P(AnsweredRowOfEachFamily, EndsAfterItsSilentWaitsWithTheTaskFlagUpMeanwhile) {
+TEST_P(AnsweredTransactionOfEachFamily, EndsAfterItsSilentWaitsWithTheTaskFlagUpMeanwhile) {
     keep(true);
     terminal().addFault(row().type, Fault().silence());
     char flag = 99;
@@ -122,17 +122,17 @@ TEST_P(AnsweredRowOfEachFamily, EndsAfterItsSilentWaitsWithTheTaskFlagUpMeanwhil
     EXPECT_THAT(newLines(), ElementsAreArray(linesWithoutReply(newMessage(), waits)));
 }
 
-TEST_P(AnsweredRowOfEachFamily, TakesLongRepliesWhole) {
+TEST_P(AnsweredTransactionOfEachFamily, TakesLongRepliesWhole) {
     const ReplyFields fields = sampleReply(row());
     answerAtLength(row().type, tagged("Other", std::string(21000, 'x')) + textOf(fields));
-    EXPECT_EQ(call(), replied(fields)) << "behind an unknown field";
-    ReplyFields longFields = fields; // the first field alone is longer; all others come behind it
+    EXPECT_EQ(call(), replied(fields)) << "after an unknown field";
+    ReplyFields longFields = fields; // the first field alone is longer; all others come after it
     longFields.fields.front().second = std::string(21000, 'y');
     answerAtLength(row().type, textOf(longFields));
     EXPECT_TRUE(call() == replied(longFields)); // too long to be printed
 }
 
-INSTANTIATE_TEST_SUITE_P(With, AnsweredRowOfEachFamily, testing::ValuesIn(answeredRowOfEachFamily()),
-                         NameOfMember());
+INSTANTIATE_TEST_SUITE_P(With, AnsweredTransactionOfEachFamily,
+                         testing::ValuesIn(answeredTransactionOfEachFamily()), NameOfMember());
 
 } // namespace

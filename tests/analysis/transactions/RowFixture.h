@@ -61,7 +61,7 @@ protected:
 
     /// How a message that went out looks in the log.
     static std::vector<std::string> linesOfSending(const std::string& message);
-    /// The same when no usable reply came: behind these lines, the row's own.
+    /// The same when no usable reply came: after these lines, the row's own.
     static std::vector<std::string> linesWithoutReply(const std::string& message,
                                                       const std::vector<std::string>& lines);
 

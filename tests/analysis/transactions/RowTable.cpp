@@ -213,34 +213,45 @@ std::vector<Row> tellerRows() {
     };
 }
 
+const Input kLock = lockInput("Ex_LockId", "lock-1");
+const Output kSource = copied("Ex_SrcSeqNo", "0001");
+const Output kLockRetCode = copied("Ex_RetCode", "000000");
+const Output kLockId = copied("Ex_LockId", "lock-1");
+
 std::vector<Row> lockRows() {
-    const Input lock = lockInput("Ex_LockId", "lock-1");
-    const Output source = copied("Ex_SrcSeqNo", "0001");
-    const Output retCode = copied("Ex_RetCode", "000000");
-    const Output lockId = copied("Ex_LockId", "lock-1");
     return {
         with(lockRow("7001", "SetBleMac", calling(&Analysis::SetBleMac),
             {lockInput("Ex_BleMac", "01:23:45:67:89:AB")},
-            {retCode}),
+            {kLockRetCode}),
             [](Row& row) { row.sendLabel = "SetBleMac"; }),
         lockRow("7011", "GetLockList", calling(&Analysis::GetLockList),
             {},
-            {source, retCode, copied("Ex_LockNum", "2"),
+            {kSource, kLockRetCode, copied("Ex_LockNum", "2"),
              list("Ex_LockId", {"lock-1", "lock-2"}), list("Ex_LockLabel", {"door", "gate"}),
              list("Ex_LockStatus", {"00", "01"}), list("Ex_LockRssi", {"-40", "-71"})}),
+        lockRow("7016", "GetLockInfo", calling(&Analysis::GetLockInfo),
+            {kLock},
+            {kSource, kLockRetCode, kLockId, copied("Ex_LockVer", "V1.2"), copied("Ex_HSCVer", "C3"),
+             copied("Ex_LockParam", "params"), copied("Ex_LockBoot", "boot 4"), copied("Ex_LockAppCrc", "31c3"),
+             copied("Ex_LockStatus", "05"), copied("Ex_LockRnd", "rnd-6")}),
+    };
+}
+
+std::vector<Row> lockKeyRows() {
+    return {
         lockRow("7012", "GetPublicKey", calling(&Analysis::GetPublicKey),
-            {lock},
-            {source, retCode, lockId, copied("Ex_PublicKey", "04AABB"), copied("Ex_FactorCDK", "F7")}),
+            {kLock},
+            {kSource, kLockRetCode, kLockId, copied("Ex_PublicKey", "04AABB"), copied("Ex_FactorCDK", "F7")}),
         lockRow("7013", "InitCDKKEV_CDKKCV", calling(&Analysis::InitCDKKEV_CDKKCV),
-            {lock, lockInput("Ex_InitCDKKFV", "fv"), lockInput("Ex_InitCDKKEV", "ev"),
+            {kLock, lockInput("Ex_InitCDKKFV", "fv"), lockInput("Ex_InitCDKKEV", "ev"),
              lockInput("Ex_InitCDKKCV", "cv")},
-            {source, retCode, lockId}),
+            {kSource, kLockRetCode, kLockId}),
         lockRow("7014", "GetCDKKEV_CDKKCV", calling(&Analysis::GetCDKKEV_CDKKCV),
-            {lock},
-            {source, retCode, lockId, copied("Ex_CurrentCDKKFV", "current fv"),
+            {kLock},
+            {kSource, kLockRetCode, kLockId, copied("Ex_CurrentCDKKFV", "current fv"),
              copied("Ex_CurrentCDKKCV", "current cv")}),
         lockRow("7015", "updateCDKKEV", calling(&Analysis::updateCDKKEV),
-            {lock,
+            {kLock,
              lockInput("Ex_NewCDKKFV", "new fv"), lockInput("Ex_NewCDKKEV", "new ev"),
              lockInput("Ex_NewCDKKCV", "new cv"),
              lockInput("Ex_NormalUnLockKFV", "normal fv"), lockInput("Ex_NormalUnLockKEV", "normal ev"),
@@ -248,16 +259,16 @@ std::vector<Row> lockRows() {
              lockInput("Ex_UrgentUnLockKFV", "urgent fv"), lockInput("Ex_UrgentUnLockKEV", "urgent ev"),
              lockInput("Ex_UrgentUnLockKCV", "urgent cv"),
              lockInput("Ex_LockParams", "params"), lockInput("Ex_LockLabel", "label")},
-            {source, retCode, lockId, copied("Ex_LockRnd", "rnd-6")}),
-        lockRow("7016", "GetLockInfo", calling(&Analysis::GetLockInfo),
-            {lock},
-            {source, retCode, lockId, copied("Ex_LockVer", "V1.2"), copied("Ex_HSCVer", "C3"),
-             copied("Ex_LockParam", "params"), copied("Ex_LockBoot", "boot 4"), copied("Ex_LockAppCrc", "31c3"),
-             copied("Ex_LockStatus", "05"), copied("Ex_LockRnd", "rnd-6")}),
+            {kSource, kLockRetCode, kLockId, copied("Ex_LockRnd", "rnd-6")}),
+    };
+}
+
+std::vector<Row> lockOpeningRows() {
+    return {
         with(lockRow("7018", "ReqOpenLock", calling(&Analysis::ReqOpenLock),
             {lockInput("Ex_LockNum", "2"), lockInput("", "L1;L2;"), lockInput("", "00;01;"),
              lockInput("", "111111;222222;"), lockInput("", "a1;a2;"), lockInput("", "b1;b2;")},
-            {source, retCode}),
+            {kSource, kLockRetCode}),
             [](Row& row) {
                 row.groups =
                     "<LockList><Ex_LockId>L1</Ex_LockId><Ex_Action>00</Ex_Action><Ex_OTCCode>111111</Ex_OTCCode>"
@@ -267,7 +278,7 @@ std::vector<Row> lockRows() {
             }),
         lockRow("7019", "ReadLockRes", calling(&Analysis::ReadLockRes),
             {},
-            {source, retCode, copied("Ex_LockNum", "2"), list("Ex_LockId", {"L1", "L2"}),
+            {kSource, kLockRetCode, copied("Ex_LockNum", "2"), list("Ex_LockId", {"L1", "L2"}),
              list("Ex_Action", {"00", "01"}), list("Ex_Result", {"0", "7"}), list("Ex_UserA", {"a1", "a2"}),
              list("Ex_UserB", {"b1", "b2"}), list("Ex_LockRnd", {"r1", "r2"}),
              list("Ex_OpenTime", {"20260102030405", "20260102030406"}), list("Ex_Bat", {"90", "15"})}),
@@ -289,8 +300,9 @@ std::vector<Row> loginRows() {
 const std::vector<Row>& allRows() {
     static const std::vector<Row> rows = [] {
         std::vector<Row> all;
-        for (const std::vector<Row>& family : {terminalRows(), labelRows(), inventoryRows(), handoverRows(),
-                                               keyRows(), tellerRows(), lockRows(), loginRows()}) {
+        for (const std::vector<Row>& family :
+             {terminalRows(), labelRows(), inventoryRows(), handoverRows(), keyRows(), tellerRows(),
+              lockRows(), lockKeyRows(), lockOpeningRows(), loginRows()}) {
             all.insert(all.end(), family.begin(), family.end());
         }
         return all;

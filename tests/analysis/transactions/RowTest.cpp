@@ -21,7 +21,7 @@ using testing::StartsWith;
 // log lines, its results, and what stays as it was without a reply.
 
 /// What goes out.
-class RowRequest : public RowTest {
+class TransactionRequest : public RowTest {
 protected:
     void expectSampleSentAndLogged() {
         answerRow(sampleReply(row()));
@@ -81,7 +81,7 @@ private:
     }
 };
 
-TEST_P(RowRequest, HoldsItsInputsInOrderAndIsLogged) {
+TEST_P(TransactionRequest, HoldsItsInputsInOrderAndIsLogged) {
     expectSampleSentAndLogged();
     Arguments empty = changed(0, [](std::size_t) { return std::string(); });
     {
@@ -111,10 +111,10 @@ TEST_P(RowRequest, HoldsItsInputsInOrderAndIsLogged) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, RowRequest, testing::ValuesIn(allRows()), NameOfMember());
+INSTANTIATE_TEST_SUITE_P(Of, TransactionRequest, testing::ValuesIn(allRows()), NameOfMember());
 
 /// What becomes of the reply's fields.
-class RowReply : public RowTest {
+class TransactionReply : public RowTest {
 protected:
     void expectReplied(const ReplyFields& fields) {
         answerRow(fields);
@@ -144,11 +144,13 @@ protected:
         return fields;
     }
     /// Puts texts around the values, but for the result code if that is to be kept.
-    static ReplyFields surrounded(const std::string& before, const std::string& behind, bool keepsCode) {
+    static ReplyFields surrounded(const std::string& before, const std::string& after, bool keepsCode) {
         ReplyFields fields = sampleReply(row());
         const auto change = [&](std::vector<Field>& each) {
             for (auto& [name, value] : each) {
-                value = keepsCode && name == "Ex_RetCode" ? value : before + value + behind;
+                if (!keepsCode || name != "Ex_RetCode") {
+                    value.insert(0, before).append(after);
+                }
             }
         };
         change(fields.fields);
@@ -157,7 +159,7 @@ protected:
     }
 };
 
-TEST_P(RowReply, FillsEachOutputFromItsField) {
+TEST_P(TransactionReply, FillsEachOutputFromItsField) {
     {
         SCOPED_TRACE("in another order");
         expectReplied(reversed(sampleReply(row())));
@@ -198,12 +200,12 @@ std::vector<Row> answeredRows() {
     return rowsThat([](const Row& row) { return row.waits > 0; });
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, RowReply, testing::ValuesIn(answeredRows()), NameOfMember());
+INSTANTIATE_TEST_SUITE_P(Of, TransactionReply, testing::ValuesIn(answeredRows()), NameOfMember());
 
 /// Calls that the terminal does not answer as it should.
-using RowWithoutReply = RowTest;
+using TransactionWithoutReply = RowTest;
 
-TEST_P(RowWithoutReply, LeavesWhatIsKeptAsItIsAfterItsWaits) {
+TEST_P(TransactionWithoutReply, LeavesWhatIsKeptAsItIsAfterItsWaits) {
     keep(true);
     const std::string wrong = answerWrongly();
     const Milliseconds time = timeOf([this] { EXPECT_EQ(call(), notReplied()); });
@@ -227,11 +229,11 @@ TEST_P(RowWithoutReply, LeavesWhatIsKeptAsItIsAfterItsWaits) {
     EXPECT_TRUE(isKept(true));
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, RowWithoutReply, testing::ValuesIn(answeredRows()), NameOfMember());
+INSTANTIATE_TEST_SUITE_P(Of, TransactionWithoutReply, testing::ValuesIn(answeredRows()), NameOfMember());
 
-using RowFailure = RowTest;
+using TransactionFailure = RowTest;
 
-TEST_P(RowFailure, OfTheWriteLeavesOutputsAndTaskFlagAsTheyAre) {
+TEST_P(TransactionFailure, OfTheWriteLeavesOutputsAndTaskFlagAsTheyAre) {
     keep(false);
     terminal().addFault(row().type, Fault().shortWrite(50));
     EXPECT_EQ(call(), notSent());
@@ -250,7 +252,7 @@ TEST_P(RowFailure, OfTheWriteLeavesOutputsAndTaskFlagAsTheyAre) {
     EXPECT_THAT(newLines(), Not(Contains(HasSubstr("HID Read XML"))));
 }
 
-TEST_P(RowFailure, OfMemoryIsAnInternalOne) {
+TEST_P(TransactionFailure, OfMemoryIsAnInternalOne) {
     int result = row().family->replied;
     for (int number = 1; result != row().family->noMemory; ++number) {
         terminal().clearFaults();
@@ -265,10 +267,10 @@ TEST_P(RowFailure, OfMemoryIsAnInternalOne) {
     terminal().takeViolations(); // a message that was not sent leaves a gap in the numbers
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, RowFailure, testing::ValuesIn(allRows()), NameOfMember());
+INSTANTIATE_TEST_SUITE_P(Of, TransactionFailure, testing::ValuesIn(allRows()), NameOfMember());
 
 /// Requests in JSON that are not as they should be.
-class RowInJson : public RowTest {
+class TransactionInJson : public RowTest {
 protected:
     static Members sampleMembers() { return members(Arguments(row()).inputs()); }
 
@@ -284,7 +286,7 @@ protected:
     }
 };
 
-TEST_P(RowInJson, NeedsEachInputInItsTypeAndNothingElse) {
+TEST_P(TransactionInJson, NeedsEachInputInItsTypeAndNothingElse) {
     for (std::size_t i = 1; i <= row().inputs.size(); ++i) {
         std::vector<std::string> wrong{"null", "true", "[]", "{}", "1.0"};
         if (std::holds_alternative<int>(row().inputs[i - 1].sample)) {
@@ -314,6 +316,6 @@ std::vector<Row> rowsInJson() {
     return rowsThat([](const Row& row) { return !row.code.empty(); });
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, RowInJson, testing::ValuesIn(rowsInJson()), NameOfMember());
+INSTANTIATE_TEST_SUITE_P(Of, TransactionInJson, testing::ValuesIn(rowsInJson()), NameOfMember());
 
 } // namespace

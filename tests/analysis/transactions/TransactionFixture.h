@@ -42,7 +42,7 @@ private:
 /// text.
 class ShortSilence {
 public:
-    /// The first messages are answered. After so many waits something else happens, once.
+    /// The first messages are answered. After `waits` waits something else happens, once.
     explicit ShortSilence(pdasim::SimulatedTerminal& terminal, std::size_t answered = 0, int waits = 1000,
                           std::function<void()> then = {});
 
@@ -65,7 +65,7 @@ protected:
 
     static pdasim::SimulatedTerminal::Options longReports();
 
-    /// A reply of a type with the tags, behind the two that each message has in front.
+    /// A reply of a type with the tags, after the two that each message has in front.
     static std::string reply(const std::string& type, const std::string& tags);
     /// Lets the terminal answer the next message of a type so.
     void answer(const std::string& type, const std::string& tags) { answerWith(type, reply(type, tags)); }
@@ -83,7 +83,7 @@ protected:
     /// A message with its 14 digits of time replaced by "(time)".
     static std::string masked(std::string message);
     std::string newMaskedMessage() { return masked(newMessage()); }
-    /// What the new message holds behind Ex_SeqNo.
+    /// What the new message holds after Ex_SeqNo.
     std::string newBody();
     /// A whole message that is to be sent, masked as newMaskedMessage() does. Without `length`, the length
     /// field counts characters.

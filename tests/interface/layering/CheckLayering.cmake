@@ -1,11 +1,11 @@
 # cmake -DROOT=<tree> -P CheckLayering.cmake
 #
-# Fails when a file of the library includes one from a floor above its own, from the simulated terminal or from the
+# Fails when a file of the library includes one from a layer above its own, from the simulated terminal or from the
 # tests, and when the simulated terminal includes anything of the library. Looks at the texts of the #include lines,
 # so that an include of a file that is not there is found too.
 cmake_minimum_required(VERSION 3.25)
 
-set(floors util device analysis interface) # from the bottom up
+set(layers util device analysis interface) # from the bottom up
 set(beside simulator tests fuzz bench examples tools)
 
 # Which of the tree's folders an include line may mean, as a list: by a path from the tree's top, by a path from the
@@ -56,9 +56,9 @@ function(check_folder folder forbidden)
 endfunction()
 
 cmake_path(ABSOLUTE_PATH ROOT NORMALIZE)
-set(above ${floors})
-foreach(floor IN LISTS floors)
-    list(REMOVE_ITEM above ${floor})
-    check_folder(${floor} "${above};${beside}")
+set(above ${layers})
+foreach(layer IN LISTS layers)
+    list(REMOVE_ITEM above ${layer})
+    check_folder(${layer} "${above};${beside}")
 endforeach()
-check_folder(simulator "${floors};tests")
+check_folder(simulator "${layers};tests")

@@ -71,7 +71,7 @@ expect_failure(util/new.hpp "#include \"device/Device.h\"")
 expect_failure(util/new.c "#include \"device/Device.h\"")
 expect_failure(util/Util.cpp "#include HEADER_OF_DEVICE")
 
-# The house and what stands beside it.
+# The library and what is beside it.
 expect_failure(interface/Entry.cpp "#include \"simulator/core/Terminal.h\"")
 expect_failure(device/Device.cpp "#include \"../simulator/core/Terminal.h\"")
 expect_failure(interface/Entry.cpp "#include \"tests/support/Harness.h\"")
