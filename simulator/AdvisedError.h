@@ -5,7 +5,7 @@
 
 namespace pdasim {
 
-/** Something that the system refuses; the text ends with what to do about it. */
+/// Something that the system refuses; the text ends with what to do about it.
 class AdvisedError : public std::system_error {
 public:
     AdvisedError(int error, const std::string& what, const std::string& advice)

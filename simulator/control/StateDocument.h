@@ -5,7 +5,7 @@
 
 namespace pdasim {
 
-/** Everything about a terminal as one JSON object; files by their size only. */
-Json describeState(SimulatedTerminal& terminal);
+/// Everything about a terminal as one JSON object; files by their size only.
+Document describeState(SimulatedTerminal& terminal);
 
 } // namespace pdasim

@@ -9,12 +9,12 @@
 namespace pdasim {
 
 std::uint16_t crcXmodem(std::string_view bytes) {
-    constexpr std::uint32_t Polynomial = 0x1021;
+    constexpr std::uint32_t kPolynomial = 0x1021;
     std::uint32_t value = 0;
     for (const char character : bytes) {
         value ^= static_cast<std::uint32_t>(static_cast<unsigned char>(character)) << 8U;
         for (int bit = 0; bit < 8; ++bit) {
-            value = (value & 0x8000U) != 0 ? (value << 1U) ^ Polynomial : value << 1U;
+            value = (value & 0x8000U) != 0 ? (value << 1U) ^ kPolynomial : value << 1U;
         }
     }
     return static_cast<std::uint16_t>(value & 0xFFFFU);

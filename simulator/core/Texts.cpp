@@ -53,9 +53,9 @@ std::vector<std::string> listValues(std::string_view text) {
 }
 
 std::string quoted(std::string_view bytes) {
-    constexpr std::size_t Shown = 80;
-    std::string text = "\"" + printable(bytes.substr(0, Shown)) + "\"";
-    return bytes.size() > Shown ? text + "..." : text;
+    constexpr std::size_t kShown = 80;
+    std::string text = "\"" + printable(bytes.substr(0, kShown)) + "\"";
+    return bytes.size() > kShown ? text + "..." : text;
 }
 
 } // namespace pdasim

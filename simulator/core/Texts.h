@@ -8,18 +8,18 @@
 
 namespace pdasim {
 
-/** The number that the text is, if it is written as "%d" writes it. */
+/// The number that the text is, if it is written as "%d" writes it.
 std::optional<std::int32_t> decimalNumber(std::string_view text);
 
-/** The number at the start of a text behind blanks and a sign, limited to 32 bits; 0 when there is none. */
+/// The number at the start of a text behind blanks and a sign, limited to 32 bits; 0 when there is none.
 std::int32_t leadingNumber(std::string_view text);
 
-/** Several values in one text, each followed by ";". */
+/// Several values in one text, each followed by ";".
 std::string listText(const std::vector<std::string>& values);
-/** The values of such a text. Empty ones and what is not followed by ";" do not count. */
+/// The values of such a text. Empty ones and what is not followed by ";" do not count.
 std::vector<std::string> listValues(std::string_view text);
 
-/** The bytes as quoted printable text, cut when they are many. */
+/// The bytes as quoted printable text, cut when they are many.
 std::string quoted(std::string_view bytes);
 
 } // namespace pdasim

@@ -10,7 +10,7 @@ namespace pdasim {
 
 namespace {
 
-/** The tags of a well-formed run of them; nothing when something else stands between or behind them. */
+/// The tags of a well-formed run of them; nothing when something else stands between or behind them.
 std::optional<Tags> readTags(std::string_view text) {
     Tags tags;
     while (!text.empty()) {
@@ -31,13 +31,13 @@ std::optional<Tags> readTags(std::string_view text) {
 }
 
 bool isRunOf(const MessageRow& row, const Tags& tags) {
-    constexpr std::size_t Front = 2;
-    return tags.size() >= Front + row.tags.size() &&
-           std::equal(row.tags.begin(), row.tags.end(), tags.begin() + Front,
+    constexpr std::size_t kFront = 2;
+    return tags.size() >= kFront + row.tags.size() &&
+           std::equal(row.tags.begin(), row.tags.end(), tags.begin() + kFront,
                       [](const RequestTag& wanted, const Tag& tag) { return wanted.name == tag.name; });
 }
 
-/** What people call the message. Where both sides use a type for different things, the sender decides. */
+/// What people call the message. Where both sides use a type for different things, the sender decides.
 std::string_view nameOf(std::string_view type, const Tags& tags, Sender sender) {
     const auto announced = announcedBy(type);
     if (sender == Sender::Terminal && announced) {

@@ -1,6 +1,5 @@
 #include "gadget/Gadget.h"
 
-#include "gadget/GadgetScript.h"
 #include "node/FileDescriptor.h"
 #include "usb/SystemTree.h"
 
@@ -18,7 +17,7 @@ namespace pdasim {
 
 namespace {
 
-/** What the script prints; throws std::runtime_error with what it says when it fails. */
+/// What the script prints; throws std::runtime_error with what it says when it fails.
 std::string runScript(const std::string& script) {
     std::FILE* output = ::popen(("exec 2>&1\n" + script).c_str(), "re"); // NOLINT(cert-env33-c)
     if (output == nullptr) {

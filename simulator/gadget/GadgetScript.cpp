@@ -1,6 +1,6 @@
-#include "gadget/GadgetScript.h"
+#include "gadget/Gadget.h"
 
-#include "ReportDescriptor.h"
+#include "DeviceDescription.h"
 #include "ShellQuoting.h"
 #include "usb/Descriptors.h"
 
@@ -12,14 +12,14 @@ namespace pdasim {
 
 namespace {
 
-constexpr std::string_view Head = R"sh(#!/bin/sh
+constexpr std::string_view kHead = R"sh(#!/bin/sh
 set -eu
 sys=${PDASIM_SYS:-/sys}
 dev=${PDASIM_DEV:-/dev}
 gadgets=$sys/kernel/config/usb_gadget
 )sh";
 
-constexpr std::string_view Functions = R"sh(
+constexpr std::string_view kFunctions = R"sh(
 fail() {
     echo "pdasim: $1; this helps: $2" >&2
     exit 71
@@ -34,7 +34,7 @@ take_down() {
 }
 )sh";
 
-constexpr std::string_view Prerequisites = R"sh(
+constexpr std::string_view kPrerequisites = R"sh(
 [ -d "$sys/kernel/config" ] || fail 'configfs is not there' 'sudo modprobe configfs'
 if [ ! -d "$gadgets" ]; then
     modprobe libcomposite 2>/dev/null || :
@@ -44,7 +44,7 @@ fi
 [ -w "$gadgets" ] || fail 'no permission to set a gadget up' 'sudo pdasim gadget'
 )sh";
 
-constexpr std::string_view Choice = R"sh(
+constexpr std::string_view kChoice = R"sh(
 if [ -z "$udc" ]; then
     for each in "$sys"/class/udc/*; do
         [ -e "$each" ] || fail 'there is no USB device controller (on a PC a simulated one will do)' 'sudo modprobe dummy_hcd'
@@ -58,20 +58,20 @@ mkdir "$g" 2>/dev/null || fail "$g is there already" "pdasim gadget --script --r
 trap take_down EXIT
 )sh";
 
-constexpr std::string_view Binding = R"sh(ln -s "$g/functions/hid.usb0" "$g/configs/c.1/"
+constexpr std::string_view kBinding = R"sh(ln -s "$g/functions/hid.usb0" "$g/configs/c.1/"
 echo "$udc" >"$g/UDC"
 number=$(cat "$g/functions/hid.usb0/dev")
 trap - EXIT
 echo "$udc $dev/hidg${number#*:}"
 )sh";
 
-constexpr std::string_view Removal = R"sh(
+constexpr std::string_view kRemoval = R"sh(
 for g in "$gadgets"/pdasim.${udc:-*}; do
     [ ! -d "$g" ] || take_down
 done
 )sh";
 
-/** The bytes as printf(1) writes them. */
+/// The bytes as printf(1) writes them.
 std::string octal(const std::string& bytes) {
     std::string text;
     for (const char byte : bytes) {
@@ -124,12 +124,12 @@ std::string chosen(const std::string& controller) {
 
 std::string gadgetScript(const DeviceDescription& description, std::size_t reportSize,
                          const std::string& controller) {
-    return std::string(Head) + chosen(controller) + std::string(Functions) + std::string(Prerequisites) +
-           std::string(Choice) + attributes(description, reportSize) + std::string(Binding);
+    return std::string(kHead) + chosen(controller) + std::string(kFunctions) + std::string(kPrerequisites) +
+           std::string(kChoice) + attributes(description, reportSize) + std::string(kBinding);
 }
 
 std::string gadgetRemovalScript(const std::string& controller) {
-    return std::string(Head) + chosen(controller) + std::string(Functions) + std::string(Removal);
+    return std::string(kHead) + chosen(controller) + std::string(kFunctions) + std::string(kRemoval);
 }
 
 } // namespace pdasim

@@ -6,7 +6,7 @@
 
 namespace pdasim {
 
-/** Owns a file descriptor. */
+/// Owns a file descriptor.
 class FileDescriptor {
 public:
     FileDescriptor() = default;
@@ -36,7 +36,7 @@ private:
     int m_descriptor = -1;
 };
 
-/** An exception with the text of the current errno behind `what`. */
+/// An exception with the text of the current errno behind `what`.
 [[noreturn]] void throwSystemError(const char* what);
 
 } // namespace pdasim

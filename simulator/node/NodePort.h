@@ -3,21 +3,24 @@
 #include "TerminalPort.h"
 #include "node/NodeBus.h"
 
+#include <utility>
+
 namespace pdasim {
 
-/** A place on the bus of a test bed. */
+/// A place on the bus of a test bed.
 class NodePort : public TerminalPort {
 public:
-    NodePort(NodeBus& bus, DeviceDescription description);
+    NodePort(NodeBus& bus, DeviceDescription description)
+        : TerminalPort(bus.loop()), m_bus(bus), m_description(std::move(description)) {}
 
-    std::mutex& mutex() override { return m_bus.server().mutex(); }
-    void settle() override { m_bus.server().settle(); }
-    void setOwner(NodeOwner& owner) override;
-    void schedule(Clock::time_point due, std::function<void()> action) override;
-    void cancel() override { m_bus.server().cancel(this); }
+    void setOwner(NodeOwner& owner) override { m_device = m_bus.add(m_description, owner); }
     void plug() override { m_bus.plug(m_device); }
     void unplug() override { m_bus.unplug(m_device); }
-    void send(const std::vector<std::string>& reports) override;
+    void send(const std::vector<std::string>& reports) override {
+        if (HidrawNode* node = m_bus.node(m_device); node != nullptr) {
+            node->send(reports);
+        }
+    }
     std::string place() const override { return m_bus.nodePath(m_device); }
     std::size_t openFiles() const override { return m_bus.openFiles(m_device); }
 

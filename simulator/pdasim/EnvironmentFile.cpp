@@ -23,13 +23,13 @@ namespace pdasim {
 
 namespace {
 
-constexpr std::array<const char*, 2> Variables = {"LD_PRELOAD", "UMOCKDEV_DIR"};
+constexpr std::array<const char*, 2> kVariables = {"LD_PRELOAD", "UMOCKDEV_DIR"};
 
 std::string beginningOf(const char* variable) {
     return std::string("export ").append(variable).append("=");
 }
 
-/** The text of a plain file; nothing for anything else, links included. */
+/// The text of a plain file; nothing for anything else, links included.
 std::optional<std::string> textOf(const std::string& path) {
     struct stat information {};
     if (::lstat(path.c_str(), &information) != 0 || !S_ISREG(information.st_mode)) {
@@ -39,11 +39,11 @@ std::optional<std::string> textOf(const std::string& path) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-/** Whether the text is what shellSettings() makes: one line for each variable, and nothing else. */
+/// Whether the text is what shellSettings() makes: one line for each variable, and nothing else.
 bool holdsSettings(const std::string& text) {
     std::istringstream lines(text);
     std::string line;
-    for (const char* variable : Variables) {
+    for (const char* variable : kVariables) {
         const std::string beginning = beginningOf(variable);
         if (!std::getline(lines, line) || line.compare(0, beginning.size(), beginning) != 0) {
             return false;
@@ -52,7 +52,7 @@ bool holdsSettings(const std::string& text) {
     return !std::getline(lines, line);
 }
 
-/** An empty file, and what a killed process has left behind, may be replaced; everything else is not ours. */
+/// An empty file, and what a killed process has left behind, may be replaced; everything else is not ours.
 void refuseForeignFile(const std::string& path) {
     std::error_code unknown;
     const bool isThere = std::filesystem::exists(std::filesystem::symlink_status(path, unknown));
@@ -67,7 +67,7 @@ void refuseForeignFile(const std::string& path) {
 
 std::string shellSettings(const std::map<std::string, std::string>& environment) {
     std::string text;
-    for (const char* variable : Variables) {
+    for (const char* variable : kVariables) {
         text.append(beginningOf(variable)).append(quotedForShell(environment.at(variable))).append("\n");
     }
     return text;

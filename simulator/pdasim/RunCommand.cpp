@@ -1,8 +1,7 @@
-#include "pdasim/RunCommand.h"
+#include "pdasim/Subcommands.h"
 
 #include "pdasim/ChildProcess.h"
-#include "pdasim/Desk.h"
-#include "pdasim/ExitCode.h"
+#include "pdasim/Session.h"
 #include "pdasim/Reporting.h"
 #include "pdasim/TerminalOptions.h"
 
@@ -22,9 +21,9 @@ struct RunOptions {
 int run(const RunOptions& options) {
     const HeldSignals signals;
     TestBed testBed;
-    const Desk desk(options.terminal, testBed);
+    const Session session(options.terminal, testBed);
     const int code = runCommand(options.command, testBed.environment(), signals);
-    const std::vector<std::string> violations = desk.violations();
+    const std::vector<std::string> violations = session.violations();
     reportViolations(violations);
     return code == 0 && !violations.empty() ? static_cast<int>(ProtocolViolated) : code;
 }

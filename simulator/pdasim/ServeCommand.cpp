@@ -1,9 +1,8 @@
-#include "pdasim/ServeCommand.h"
+#include "pdasim/Subcommands.h"
 
-#include "pdasim/Desk.h"
-#include "pdasim/DeskService.h"
+#include "pdasim/ChildProcess.h"
+#include "pdasim/Session.h"
 #include "pdasim/EnvironmentFile.h"
-#include "pdasim/Lifetime.h"
 #include "pdasim/Reporting.h"
 #include "pdasim/TerminalOptions.h"
 
@@ -27,15 +26,15 @@ int serve(const ServeOptions& options) {
         return 0;
     }
     TestBed testBed;
-    const Desk desk(options.terminal, testBed);
+    const Session session(options.terminal, testBed);
     const std::string settings = shellSettings(testBed.environment());
     std::optional<EnvironmentFile> file;
     if (!options.environmentPath.empty()) {
         file.emplace(options.environmentPath, settings);
     }
     std::cout << settings;
-    return serveUntilTheEnd(
-        desk, "programs with these two settings find the terminal, \"pdasim ctl\" commands it", signals);
+    return serveUntilSignalled(
+        session, "programs with these two settings find the terminal, \"pdasim ctl\" commands it", signals);
 }
 
 } // namespace

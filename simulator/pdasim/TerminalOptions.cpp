@@ -1,6 +1,6 @@
 #include "pdasim/TerminalOptions.h"
 
-#include "scenario/MagicValues.h"
+#include "scenario/Rules.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -12,7 +12,7 @@ namespace pdasim {
 
 namespace {
 
-constexpr std::size_t SuffixColumn = 14;
+constexpr std::size_t kSuffixColumn = 14;
 
 UsbIds idsFrom(const std::string& iniPath) {
     std::ifstream ini(iniPath);
@@ -76,7 +76,7 @@ std::string magicHelp() {
         "of these endings makes the terminal misbehave with that request:\n";
     for (const MagicValue& magic : magicValues()) {
         std::string suffix = magic.suffix;
-        suffix.resize(std::max(SuffixColumn, suffix.size() + 1), ' ');
+        suffix.resize(std::max(kSuffixColumn, suffix.size() + 1), ' ');
         text.append("  ").append(suffix).append(magic.effect).append("\n");
     }
     return text + "--no-magic switches them off.";

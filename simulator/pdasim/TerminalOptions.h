@@ -10,7 +10,7 @@ namespace pdasim {
 
 constexpr unsigned MostTerminals = 9;
 
-/** What the user can choose about the simulated terminals, whatever runs beside them. */
+/// What the user can choose about the simulated terminals, whatever runs beside them.
 struct TerminalOptions {
     std::string vendorId;
     std::string productId;
@@ -25,10 +25,10 @@ struct TerminalOptions {
 
 void addTerminalOptions(CLI::App& command, TerminalOptions& options);
 
-/** The ids of the first terminal; throws std::invalid_argument for bad ones. */
+/// The ids of the first terminal; throws std::invalid_argument for bad ones.
 UsbIds chosenIds(const TerminalOptions& options);
 
-/** The part of the help that lists the magic values. */
+/// The part of the help that lists the magic values.
 std::string magicHelp();
 
 } // namespace pdasim

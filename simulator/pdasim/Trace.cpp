@@ -1,7 +1,7 @@
 #include "pdasim/Trace.h"
 
 #include "AdvisedError.h"
-#include "control/Clock.h"
+#include "Clock.h"
 #include "core/Traffic.h"
 #include "node/FileDescriptor.h"
 
@@ -15,7 +15,7 @@ namespace pdasim {
 
 namespace {
 
-/** Keys and passwords are nobody else's business: a file that is there already is closed to others, too. */
+/// Keys and passwords are nobody else's business: a file that is there already is closed to others, too.
 std::FILE* openPrivately(const std::string& path) {
     FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
     struct stat information {};

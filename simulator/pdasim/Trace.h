@@ -8,10 +8,10 @@
 
 namespace pdasim {
 
-/** Writes every message in either direction as a line with the time of day, as it happens. */
+/// Writes every message in either direction as a line with the time of day, as it happens.
 class Trace {
 public:
-    /** "-" stands for standard error. Throws std::system_error when the file cannot be written. */
+    /// "-" stands for standard error. Throws std::system_error when the file cannot be written.
     explicit Trace(const std::string& path);
 
     void write(SimulatedTerminal::Direction direction, const std::string& text);

@@ -9,9 +9,9 @@ namespace pdasim {
 
 namespace {
 
-constexpr std::size_t IdDigits = 4;
+constexpr std::size_t kIdDigits = 4;
 
-/** Without leading and trailing spaces, each inner run of them being one. */
+/// Without leading and trailing spaces, each inner run of them being one.
 std::string squeeze(const std::string& text) {
     std::string squeezed;
     for (const char character : text) {
@@ -47,13 +47,13 @@ std::string normaliseId(const std::string& text) {
     std::string digits = withoutPrefix(text);
     const bool hexadecimal =
         std::all_of(digits.begin(), digits.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
-    if (digits.empty() || digits.size() > IdDigits || !hexadecimal) {
+    if (digits.empty() || digits.size() > kIdDigits || !hexadecimal) {
         throw std::invalid_argument("\"" + text +
                                     "\" is no USB id: up to four hexadecimal digits, 0x or not");
     }
     std::transform(digits.begin(), digits.end(), digits.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return std::string(IdDigits - digits.size(), '0') + digits;
+    return std::string(kIdDigits - digits.size(), '0') + digits;
 }
 
 UsbIds readIds(std::istream& ini) {

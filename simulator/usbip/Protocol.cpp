@@ -8,8 +8,8 @@ namespace pdasim::usbip {
 
 namespace {
 
-constexpr std::uint16_t Version = 0x0111;
-constexpr std::size_t PathSize = 256;
+constexpr std::uint16_t kVersion = 0x0111;
+constexpr std::size_t kPathSize = 256;
 
 enum ReplyCode : std::uint16_t { ListReply = 0x0005, ImportReply = 0x0003 };
 enum ReplyStatus : std::uint32_t { Done = 0, NotAvailable = 1 };
@@ -44,7 +44,7 @@ std::uint32_t number(std::string_view bytes, std::size_t at, std::size_t size) {
 
 void appendDevice(std::string& bytes, const OfferedDevice& device) {
     appendField(bytes, "/sys/devices/pdasim/usb" + std::to_string(device.busNumber) + "/" + device.busId,
-                PathSize);
+                kPathSize);
     appendField(bytes, device.busId, BusIdSize);
     append32(bytes, device.busNumber);
     append32(bytes, device.deviceNumber);
@@ -61,7 +61,7 @@ void appendDevice(std::string& bytes, const OfferedDevice& device) {
 
 std::string operationReply(ReplyCode code, ReplyStatus status) {
     std::string bytes;
-    append16(bytes, Version);
+    append16(bytes, kVersion);
     append16(bytes, code);
     append32(bytes, status);
     return bytes;
@@ -104,7 +104,7 @@ Submit readSubmit(std::string_view header) {
 Operation readOperation(std::string_view bytes) {
     const std::uint32_t version = number(bytes, 0, 2);
     const std::uint32_t code = number(bytes, 2, 2);
-    if (version != Version) {
+    if (version != kVersion) {
         throw ProtocolError("version " + std::to_string(version));
     }
     for (const Operation known : {Operation::ListDevices, Operation::Import}) {

@@ -20,22 +20,22 @@ namespace pdasim::usbip {
 
 namespace {
 
-/** As sysfs writes the state of a port without a device. */
-constexpr std::string_view Free = "004";
-/** The columns behind it are of no interest. */
-constexpr std::string_view HubForThisSpeed = "hs";
-/** A controller has a hub of such ports, and one of as many for faster devices. */
-constexpr unsigned PortsPerHub = 8;
-constexpr unsigned PortsPerController = 2 * PortsPerHub;
-/** Somebody else may take the port between the look and the attachment. */
-constexpr int Attempts = 16;
+/// As sysfs writes the state of a port without a device.
+constexpr std::string_view kFree = "004";
+/// The columns behind it are of no interest.
+constexpr std::string_view kHubForThisSpeed = "hs";
+/// A controller has a hub of such ports, and one of as many for faster devices.
+constexpr unsigned kPortsPerHub = 8;
+constexpr unsigned kPortsPerController = 2 * kPortsPerHub;
+/// Somebody else may take the port between the look and the attachment.
+constexpr int kAttempts = 16;
 
 std::string readAll(const std::string& path) {
     std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-/** 0, or the errno with which writing in one piece failed. */
+/// 0, or the errno with which writing in one piece failed.
 int writeAttribute(const std::string& path, const std::string& text) {
     const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
     const bool written =
@@ -74,7 +74,7 @@ std::optional<unsigned> freeVhciPort(std::string_view status) {
         std::string hub;
         unsigned port = 0;
         std::string state;
-        if (columns >> hub >> port >> state && hub == HubForThisSpeed && state == Free) {
+        if (columns >> hub >> port >> state && hub == kHubForThisSpeed && state == kFree) {
             return port;
         }
     }
@@ -109,7 +109,7 @@ unsigned Vhci::freePort() const {
 
 unsigned Vhci::attach(const OfferedDevice& device, int socket) const {
     int error = EBUSY;
-    for (int attempt = 0; attempt < Attempts && error == EBUSY; ++attempt) {
+    for (int attempt = 0; attempt < kAttempts && error == EBUSY; ++attempt) {
         const unsigned port = freePort();
         error = writeAttribute(m_folder + "/attach", std::to_string(port) + " " + std::to_string(socket) +
                                                          " " + std::to_string(device.id()) + " " +
@@ -130,11 +130,11 @@ void Vhci::detach(unsigned port) const {
 }
 
 std::string Vhci::nodeOf(unsigned port, const OfferedDevice& device) const {
-    const std::string place = "*-" + std::to_string(port % PortsPerHub + 1);
+    const std::string place = "*-" + std::to_string(port % kPortsPerHub + 1);
     const std::string ids =
         upperCaseId(device.description.vendorId) + ":" + upperCaseId(device.description.productId);
     const std::string node =
-        firstMatch(m_platform + "vhci_hcd." + std::to_string(port / PortsPerController) + "/usb*/" + place +
+        firstMatch(m_platform + "vhci_hcd." + std::to_string(port / kPortsPerController) + "/usb*/" + place +
                    "/" + place + ":1.0/0003:" + ids + ".*/hidraw/hidraw*");
     return node.substr(node.rfind('/') + 1);
 }

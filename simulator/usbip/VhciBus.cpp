@@ -17,7 +17,7 @@ namespace pdasim::usbip {
 
 namespace {
 
-/** What the kernel tells of devices that come and go. */
+/// What the kernel tells of devices that come and go.
 FileDescriptor listenToTheKernel() {
     FileDescriptor socket(
         ::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_KOBJECT_UEVENT));

@@ -1,7 +1,6 @@
 #include "core/HexPacket.h"
 #include "core/Texts.h"
 #include "core/messages/Answers.h"
-#include "core/messages/Checks.h"
 
 #include <algorithm>
 #include <cstdint>
