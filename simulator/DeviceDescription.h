@@ -17,7 +17,7 @@ struct DeviceDescription {
     bool hasUsbParent = true;
 };
 
-/// A vendor-defined HID device: so many bytes in, as many out, no report ids.
+/// A vendor-defined HID device: N bytes in, N out, no report ids.
 std::string reportDescriptor(std::size_t reportSize);
 
 } // namespace pdasim

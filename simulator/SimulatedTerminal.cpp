@@ -1,29 +1,35 @@
 #include "SimulatedTerminal.h"
 
 #include "Clock.h"
-#include "node/NodePort.h"
+#include "node/NodeBus.h"
 
 #include <stdexcept>
 #include <utility>
 
 namespace pdasim {
 
-SimulatedTerminal::SimulatedTerminal(const Options& options)
-    : SimulatedTerminal(std::make_unique<TestBed>(), options) {
+SimulatedTerminal::SimulatedTerminal(Options options)
+    : SimulatedTerminal(std::make_unique<TestBed>(), std::move(options)) {
 }
 
-SimulatedTerminal::SimulatedTerminal(std::unique_ptr<TestBed> testBed, const Options& options)
-    : SimulatedTerminal(*testBed, options) {
+SimulatedTerminal::SimulatedTerminal(std::unique_ptr<TestBed> testBed, Options options)
+    : SimulatedTerminal(*testBed, std::move(options)) {
     m_ownTestBed = std::move(testBed);
 }
 
-SimulatedTerminal::SimulatedTerminal(TestBed& testBed, const Options& options)
-    : SimulatedTerminal(std::make_unique<NodePort>(*testBed.m_bus, options.device), options) {
-    m_testBed = &testBed;
+SimulatedTerminal::SimulatedTerminal(TestBed& testBed, Options options)
+    : m_testBed(&testBed),
+      m_port(std::make_unique<NodePort>(*testBed.m_bus, options.device)),
+      m_options(std::move(options)) {
+    start();
 }
 
 SimulatedTerminal::SimulatedTerminal(std::unique_ptr<TerminalPort> port, Options options)
     : m_port(std::move(port)), m_options(std::move(options)) {
+    start();
+}
+
+void SimulatedTerminal::start() {
     const Lock held = lock();
     m_core.state().identity = m_options.identity;
     m_port->setOwner(*this);

@@ -49,9 +49,9 @@ public:
     static constexpr std::string_view AnyType = "*";
 
     /// A terminal in a test bed of its own.
-    explicit SimulatedTerminal(const Options& options = Options());
+    explicit SimulatedTerminal(Options options = Options());
     /// A terminal among the devices of a test bed, which has to outlive it.
-    explicit SimulatedTerminal(TestBed& testBed, const Options& options = Options());
+    explicit SimulatedTerminal(TestBed& testBed, Options options = Options());
     /// A terminal anywhere else. What the port refers to has to outlive it.
     SimulatedTerminal(std::unique_ptr<TerminalPort> port, Options options);
     SimulatedTerminal(const SimulatedTerminal&) = delete;
@@ -78,7 +78,7 @@ public:
     std::vector<std::string> received() const;
     /// The same taken apart, one for one.
     std::vector<ParsedMessage> messages() const;
-    /// True as soon as so many writes have been received since the beginning; false when the time is over.
+    /// True as soon as N writes have been received since the beginning; false when the time is over.
     bool waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const;
 
     /// What hosts have done against the protocol so far.
@@ -113,7 +113,8 @@ public:
 private:
     using Lock = std::unique_lock<std::mutex>;
 
-    SimulatedTerminal(std::unique_ptr<TestBed> testBed, const Options& options);
+    SimulatedTerminal(std::unique_ptr<TestBed> testBed, Options options);
+    void start();
 
     void hostOpened() override { m_core.allowSequenceGap(); }
     WriteResult hostWrote(std::string_view bytes) override;

@@ -6,7 +6,7 @@
 
 namespace pdasim {
 
-/// What stands behind the nodes of devices that are no terminals.
+/// Serves the nodes of devices that are not terminals.
 class TestBed::Listener : public NodeOwner {
 public:
     void hostOpened() override {}

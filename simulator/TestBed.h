@@ -22,7 +22,7 @@ public:
     /// Unplugs everything. Clients that still have a node open find it gone, as after any unplugging.
     ~TestBed();
 
-    /// Plugs in a device that is no terminal: its node can be opened, takes every write and never answers.
+    /// Plugs in a device that is not a terminal: its node can be opened, takes every write and never answers.
     DeviceId addDevice(const DeviceDescription& description);
     void unplug(DeviceId device);
     void replug(DeviceId device);

@@ -1,7 +1,6 @@
 #include "control/Commands.h"
 
 #include "Clock.h"
-#include "control/StateDocument.h"
 #include "control/TaskCompletion.h"
 
 #include <algorithm>

@@ -10,6 +10,9 @@
 
 namespace pdasim {
 
+/// Everything about a terminal as one JSON object; files by their size only.
+Document describeState(SimulatedTerminal& terminal);
+
 /// A terminal and who works at it.
 struct LiveTerminal {
     SimulatedTerminal& terminal;

@@ -13,7 +13,7 @@ namespace pdasim {
 
 namespace {
 
-/// Nobody asks for so much in one line.
+/// More than any request has in one line.
 constexpr std::size_t kMaxRequest = 1U << 20U;
 /// A follower who has stopped reading is given up.
 constexpr std::size_t kMaxBacklog = 4U << 20U;

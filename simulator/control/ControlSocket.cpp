@@ -1,6 +1,6 @@
 #include "control/ControlSocket.h"
 
-#include "AdvisedError.h"
+#include "node/FileDescriptor.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>

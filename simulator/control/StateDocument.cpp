@@ -1,4 +1,4 @@
-#include "control/StateDocument.h"
+#include "control/Commands.h"
 
 #include <cstdint>
 #include <utility>

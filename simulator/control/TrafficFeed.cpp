@@ -18,11 +18,11 @@ namespace {
 /// A message that has just passed: when, by whom, its type, and in words.
 std::string recordOf(std::size_t terminal, SimulatedTerminal::Direction direction, const std::string& text) {
     const bool fromHost = direction == SimulatedTerminal::Direction::FromHost;
-    const bool hasType = text.size() >= header::Size;
+    const bool hasType = text.size() >= header::kSize;
     return writeJson({{"time", timeOfDay()},
                       {"terminal", terminal},
                       {"from", fromHost ? "host" : "terminal"},
-                      {"type", hasType ? text.substr(header::TypeOffset, header::TypeWidth) : ""},
+                      {"type", hasType ? text.substr(header::kTypeOffset, header::kTypeWidth) : ""},
                       {"bytes", text.size()},
                       {"message", describeMessage(text, fromHost ? Sender::Host : Sender::Terminal)}});
 }

@@ -37,7 +37,7 @@ Announcement inventoryRecord(const InventoryResult& result);
 Announcement dotHandoverRecord(const std::string& road, const HandoverResult& result);
 Announcement powerHandoverRecord(const std::string& batch, const HandoverResult& result);
 
-/// A host's response to an announcement: an acknowledgement, or the verdict on a login.
+/// A host's response to an announcement: an acknowledgement, or the result of a login.
 struct Acknowledgement {
     std::string type;
     Announced kind;

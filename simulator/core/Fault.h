@@ -21,11 +21,11 @@ class Fault {
 public:
     /// The terminal takes the message and never answers.
     Fault& silence();
-    /// The reply comes so much later.
+    /// The reply comes later by the time.
     Fault& delay(std::chrono::milliseconds time);
     /// The reply carries another message type.
     Fault& replyType(std::string type);
-    /// The reply comes in so many pieces of about one length, each in reports of its own, with pauses
+    /// The reply comes in N pieces of about one length, each in reports of its own, with pauses
     /// between.
     Fault& split(std::size_t pieces, std::chrono::milliseconds pause);
     /// The reply comes twice, back to back.
@@ -36,7 +36,7 @@ public:
     Fault& unplugBeforeReply(std::optional<std::chrono::milliseconds> replugAfter = std::nullopt);
     /// The device goes once its reply is out, and comes back after the time if one is given.
     Fault& unplugAfterReply(std::optional<std::chrono::milliseconds> replugAfter = std::nullopt);
-    /// The host's write returns so few bytes; the terminal does not answer half a message.
+    /// The host's write returns this number of bytes; the terminal does not answer half a message.
     Fault& shortWrite(std::size_t bytes);
     /// The host's write fails with this errno; the terminal never sees the message.
     Fault& refuseWrite(int error);
@@ -52,7 +52,7 @@ public:
     /// The same in one entry, counted from 0, of a list of locks; nothing when the list is shorter.
     Fault& dropLockTag(std::size_t entry, std::string name);
     Fault& setLockTag(std::size_t entry, std::string name, std::string value);
-    /// The list of locks begins anew until it has so many entries; the number of locks is as ever.
+    /// The list of locks begins anew until it has N entries; the number of locks is as ever.
     Fault& growLockList(std::size_t entries);
     /// A packet of a file comes whichever was asked for.
     Fault& answerPacket(int number);
@@ -67,7 +67,7 @@ public:
 
     /// Only messages of which this is true are of the fault's kind; two conditions have to hold both.
     Fault& when(std::function<bool(const ParsedMessage&)> condition);
-    /// The first message to be met is so manieth of its kind from now on, counted from 1.
+    /// The first message to be met is the Nth of its kind from now on, counted from 1.
     Fault& from(std::size_t message);
     Fault& once();
     Fault& times(std::size_t count);

@@ -122,18 +122,18 @@ std::string sequenceText(int sequence) {
 
 std::string composeMessage(std::string_view type, const Tags& tags, const std::vector<Tags>& groups) {
     std::string text(type);
-    text.append(header::Factory).append(header::Zeros).append(header::Blanks).append(header::Fixed);
+    text.append(header::kFactory).append(header::kZeros).append(header::kBlanks).append(header::kFixed);
     appendTags(text, tags);
     for (const Tags& group : groups) {
-        text.append(GroupOpening);
+        text.append(kGroupOpening);
         appendTags(text, group);
-        text.append(GroupClosing);
+        text.append(kGroupClosing);
     }
     // A message too long for its length field keeps the other fields in their places.
     constexpr std::size_t kMax = 999999;
     std::array<char, 32> length{};
     (void)std::snprintf(length.data(), length.size(), "%06zu",
-                        std::min(lengthInCharacters(text) + header::LengthWidth, kMax));
+                        std::min(lengthInCharacters(text) + header::kLengthWidth, kMax));
     return length.data() + text;
 }
 

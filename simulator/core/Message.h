@@ -23,34 +23,34 @@ void setTag(Tags& tags, std::string_view name, std::string value);
 /// Takes the first tag of that name away, if there is one.
 void dropTag(Tags& tags, std::string_view name);
 
-/// Locks come in groups of tags behind the others, each "<LockList>...</LockList>".
-constexpr std::string_view GroupOpening = "<LockList>";
-constexpr std::string_view GroupClosing = "</LockList>";
+/// Locks come in groups of tags after the others, each "<LockList>...</LockList>".
+constexpr std::string_view kGroupOpening = "<LockList>";
+constexpr std::string_view kGroupClosing = "</LockList>";
 
 /// Where the fixed-width fields of the header lie, and what they hold in every message.
 namespace header {
-constexpr std::size_t LengthOffset = 0;
-constexpr std::size_t LengthWidth = 6;
-constexpr std::size_t TypeOffset = 6;
-constexpr std::size_t TypeWidth = 4;
-constexpr std::size_t FactoryOffset = 10;
-constexpr std::string_view Factory = "QEV   ";
-constexpr std::size_t ZerosOffset = 16;
-constexpr std::string_view Zeros = "000000000000000000000000";
-constexpr std::size_t BlanksOffset = 40;
-constexpr std::string_view Blanks = "        ";
-constexpr std::size_t FixedOffset = 48;
-constexpr std::string_view Fixed = "05";
-constexpr std::size_t Size = 50;
+constexpr std::size_t kLengthOffset = 0;
+constexpr std::size_t kLengthWidth = 6;
+constexpr std::size_t kTypeOffset = 6;
+constexpr std::size_t kTypeWidth = 4;
+constexpr std::size_t kFactoryOffset = 10;
+constexpr std::string_view kFactory = "QEV   ";
+constexpr std::size_t kZerosOffset = 16;
+constexpr std::string_view kZeros = "000000000000000000000000";
+constexpr std::size_t kBlanksOffset = 40;
+constexpr std::string_view kBlanks = "        ";
+constexpr std::size_t kFixedOffset = 48;
+constexpr std::string_view kFixed = "05";
+constexpr std::size_t kSize = 50;
 } // namespace header
 
-/// The UTF-16 units of a text; of bytes that are no UTF-8, one for each.
+/// The UTF-16 units of a text; of bytes that are not UTF-8, one for each.
 std::u16string utf16Of(std::string_view bytes);
 
 /// The number of characters that the length field has to count.
 ///
 /// The host counts the UTF-16 units of its text, not the bytes on the wire. Both agree for ASCII; bytes that
-/// are no UTF-8 can only be counted one by one.
+/// are not UTF-8 can only be counted one by one.
 std::size_t lengthInCharacters(std::string_view bytes);
 
 /// "%04d", as both sides write their sequence numbers.
@@ -65,7 +65,7 @@ struct ParsedMessage {
     std::string type;
     /// What stood in Ex_SeqNo; empty when it could not be found.
     std::string sequence;
-    /// The tags behind Ex_SeqNo.
+    /// The tags after Ex_SeqNo.
     Tags tags;
     std::vector<Tags> groups;
 
@@ -88,7 +88,7 @@ struct Request {
     std::int32_t number(std::string_view name) const;
 };
 
-/// What the terminal says, without the tags that stand at the front of every message.
+/// What the terminal says, without the tags at the front of every message.
 struct Reply {
     Tags tags;
     std::vector<Tags> groups;

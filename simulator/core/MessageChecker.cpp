@@ -17,7 +17,7 @@ constexpr std::string_view kTimeTag = "Ex_TrTime";
 constexpr std::string_view kSequenceTag = "Ex_SeqNo";
 constexpr std::size_t kTimeDigits = 14;
 
-/// What was found behind a message's sequence number.
+/// What was found after a message's sequence number.
 struct BodyReading {
     Tags tags;
     std::vector<Tags> groups;
@@ -35,7 +35,7 @@ std::string closing(std::string_view name) {
     return "</" + std::string(name) + ">";
 }
 
-/// Takes the text from the front of the rest; false when it does not stand there.
+/// Takes the text from the front of the rest; false when it is not there.
 bool takeText(std::string_view& rest, std::string_view text) {
     if (rest.substr(0, text.size()) != text) {
         return false;
@@ -84,19 +84,19 @@ std::string takeTags(std::string_view& rest, const std::vector<RequestTag>& want
 }
 
 std::string takeGroup(std::string_view& rest, const MessageRow& row, std::vector<Tags>& groups) {
-    if (!takeText(rest, GroupOpening)) {
-        return "expected " + std::string(GroupOpening) + " or the end, found " + quoted(rest);
+    if (!takeText(rest, kGroupOpening)) {
+        return "expected " + std::string(kGroupOpening) + " or the end, found " + quoted(rest);
     }
-    std::string violation = takeTags(rest, row.groupTags, GroupClosing, groups.emplace_back());
-    (void)takeText(rest, GroupClosing);
+    std::string violation = takeTags(rest, row.groupTags, kGroupClosing, groups.emplace_back());
+    (void)takeText(rest, kGroupClosing);
     return violation;
 }
 
 /// Takes a body apart as the row lays it down.
 BodyReading readBody(std::string_view text, const MessageRow& row) {
     BodyReading body;
-    const bool hasGroups = !row.groupTags.empty() && text.find(GroupOpening) != std::string_view::npos;
-    body.violation = takeTags(text, row.tags, hasGroups ? GroupOpening : std::string_view(), body.tags);
+    const bool hasGroups = !row.groupTags.empty() && text.find(kGroupOpening) != std::string_view::npos;
+    body.violation = takeTags(text, row.tags, hasGroups ? kGroupOpening : std::string_view(), body.tags);
     while (body.isWhole() && hasGroups && !text.empty()) {
         body.violation = takeGroup(text, row, body.groups);
     }
@@ -140,17 +140,17 @@ void expectConstant(std::string_view bytes, std::size_t offset, std::string_view
 }
 
 void checkHeader(std::string_view bytes, LengthUnit unit, std::vector<std::string>& violations) {
-    const std::string_view length = bytes.substr(header::LengthOffset, header::LengthWidth);
+    const std::string_view length = bytes.substr(header::kLengthOffset, header::kLengthWidth);
     const bool inBytes = unit == LengthUnit::Bytes;
     const std::string expected = sixDigits(inBytes ? bytes.size() : lengthInCharacters(bytes));
     if (length != expected) {
         violations.push_back("length field is " + quoted(length) + ", the message has " + expected +
                              (inBytes ? " bytes" : " characters"));
     }
-    expectConstant(bytes, header::FactoryOffset, header::Factory, violations);
-    expectConstant(bytes, header::ZerosOffset, header::Zeros, violations);
-    expectConstant(bytes, header::BlanksOffset, header::Blanks, violations);
-    expectConstant(bytes, header::FixedOffset, header::Fixed, violations);
+    expectConstant(bytes, header::kFactoryOffset, header::kFactory, violations);
+    expectConstant(bytes, header::kZerosOffset, header::kZeros, violations);
+    expectConstant(bytes, header::kBlanksOffset, header::kBlanks, violations);
+    expectConstant(bytes, header::kFixedOffset, header::kFixed, violations);
 }
 
 void checkTime(std::string_view time, std::vector<std::string>& violations) {
@@ -169,7 +169,7 @@ std::optional<std::int32_t> readSequence(const std::string& text) {
     return text == sequenceText(value) ? std::optional(value) : std::nullopt;
 }
 
-/// Takes Ex_TrTime and Ex_SeqNo; false when they do not stand where they belong.
+/// Takes Ex_TrTime and Ex_SeqNo; false when they are not where they belong.
 bool takeLeadingTags(std::string_view& rest, CheckedMessage& checked) {
     for (const std::string_view name : {kTimeTag, kSequenceTag}) {
         const auto value = takePlainTag(rest, name);
@@ -226,12 +226,12 @@ void takeBody(std::string_view rest, const std::vector<const MessageRow*>& rows,
 
 CheckedMessage MessageChecker::check(std::string_view bytes) {
     CheckedMessage checked;
-    if (bytes.size() < header::Size) {
+    if (bytes.size() < header::kSize) {
         checked.violations.push_back("message of " + std::to_string(bytes.size()) +
                                      " bytes is shorter than its header: " + quoted(bytes));
         return checked;
     }
-    checked.message.type = std::string(bytes.substr(header::TypeOffset, header::TypeWidth));
+    checked.message.type = std::string(bytes.substr(header::kTypeOffset, header::kTypeWidth));
     const std::vector<const MessageRow*> rows = findMessageRows(checked.message.type);
     checkHeader(bytes, rows.empty() ? LengthUnit::Characters : rows.front()->lengthUnit, checked.violations);
     if (rows.empty()) {
@@ -239,7 +239,7 @@ CheckedMessage MessageChecker::check(std::string_view bytes) {
         return checked;
     }
     checked.row = rows.front();
-    std::string_view rest = bytes.substr(header::Size);
+    std::string_view rest = bytes.substr(header::kSize);
     if (takeLeadingTags(rest, checked)) {
         checkSequence(checked);
         takeBody(rest, rows, checked);

@@ -133,7 +133,7 @@ const std::vector<MessageRow>& messageRows() {
                  {"Ex_SrcSeqNo", "Ex_PdaSn", "Ex_RetCode", "Ex_ScanState"}),
         response("9001", "user notice acknowledged", Announced::UserNotice,
                  {"Ex_SrcSeqNo", "Ex_RetCode", "Ex_PdaSn"}),
-        response("9002", "login verdict", Announced::LoginRecord, {"Ex_PdaSn", "Ex_RetCode"}),
+        response("9002", "login result", Announced::LoginRecord, {"Ex_PdaSn", "Ex_RetCode"}),
         response("9004", "inventory record acknowledged", Announced::InventoryRecord, {"Ex_SrcSeqNo", "Ex_RetCode"}),
         response("9005", "dot handover acknowledged", Announced::DotHandover, {"Ex_SrcSeqNo", "Ex_RetCode"}),
         response("9006", "power handover acknowledged", Announced::PowerHandover,

@@ -35,7 +35,7 @@ struct MessageRow {
     std::string_view type;
     /// What people call it; only for traces and violations.
     std::string_view name;
-    /// The body tags behind Ex_TrTime and Ex_SeqNo, in the only order the terminal accepts.
+    /// The body tags after Ex_TrTime and Ex_SeqNo, in the only order the terminal accepts.
     std::vector<RequestTag> tags;
     /// Acts on the terminal's state and says what to answer. Null when the terminal does not answer.
     Reply (*answer)(const Request& request, TerminalState& state) = nullptr;
@@ -55,7 +55,7 @@ std::vector<const MessageRow*> findMessageRows(std::string_view type);
 
 // What messages of a type, or of Terminal::AnyType, hold; each name once.
 
-/// The tags of a host's message behind Ex_SeqNo, those of its locks included.
+/// The tags of a host's message after Ex_SeqNo, those of its locks included.
 std::vector<std::string> requestTagNames(std::string_view type);
 
 /// The tags of the replies, those of their locks not included; none when the terminal does not answer.

@@ -24,7 +24,7 @@ struct Unplug {};
 struct Replug {};
 using Step = std::variant<SendText, Unplug, Replug>;
 
-/// Something that the terminal does so long after the write that caused it.
+/// Something that the terminal does that long after the write that caused it.
 struct TimedStep {
     std::chrono::milliseconds after;
     Step step;

@@ -2,7 +2,7 @@
 
 #include "gadget/Gadget.h"
 #include "node/FileDescriptor.h"
-#include "usb/UsbPort.h"
+#include "usb/HostSide.h"
 
 #include <cstddef>
 #include <memory>

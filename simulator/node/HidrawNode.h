@@ -3,7 +3,7 @@
 #include "DeviceDescription.h"
 #include "ServingLoop.h"
 #include "TerminalPort.h"
-#include "node/Doorbell.h"
+#include "node/FileDescriptor.h"
 #include "node/HidrawQueue.h"
 
 #include <cstddef>
@@ -13,6 +13,31 @@
 #include <vector>
 
 namespace pdasim {
+
+/// The file that clients really open behind a node, so that poll(2) works on it.
+///
+/// It is a pseudo-terminal that carries no data: one byte in it makes the node readable, an empty one does
+/// not, and closing the master hangs the node up for everybody who still has it open. (Unlike a real hidraw
+/// file it then keeps reporting POLLIN beside POLLERR and POLLHUP; the next read gives the error all the
+/// same.)
+class Doorbell {
+public:
+    Doorbell();
+
+    /// The path that a node has to lead to.
+    const std::string& path() const { return m_path; }
+
+    /// Makes the node readable.
+    void ring();
+    /// Makes the node unreadable again.
+    void silence();
+    void hangUp();
+
+private:
+    FileDescriptor m_master;
+    FileDescriptor m_slave;
+    std::string m_path;
+};
 
 /// One plugged-in life of a hidraw node: the open files on it and the reports on their way to them.
 ///

@@ -10,11 +10,11 @@ namespace pdasim {
 
 /// What the kernel's hidraw driver allows, as its clients see it.
 namespace hidraw {
-constexpr std::size_t SmallestWrite = 2;
-constexpr std::size_t LargestWrite = 16384;
+constexpr std::size_t kMinWrite = 2;
+constexpr std::size_t kMaxWrite = 16384;
 /// Unread reports that an open file holds; what comes beyond is lost.
-constexpr std::size_t QueueLength = 63;
-constexpr std::size_t DefaultReportSize = 64;
+constexpr std::size_t kQueueLength = 63;
+constexpr std::size_t kDefaultReportSize = 64;
 } // namespace hidraw
 
 /// How a read ends: with a report, or with an errno.
@@ -26,7 +26,7 @@ struct ReadResult {
 /// The kernel's side of one open hidraw file: what it queues, and how its reads and writes end.
 class HidrawQueue {
 public:
-    bool hasRoom() const { return m_reports.size() < hidraw::QueueLength; }
+    bool hasRoom() const { return m_reports.size() < hidraw::kQueueLength; }
     bool isEmpty() const { return m_reports.empty(); }
 
     /// A report from the device. Without room it is lost and only counted.

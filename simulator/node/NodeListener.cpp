@@ -72,7 +72,7 @@ void finishWithDescriptor(PreloadLink& link, const PreloadLink::Request& request
     __u32 size = 0;
     std::memcpy(&size, room->data(), sizeof(size));
     link.finishWithMemory(request.second + offsetof(hidraw_report_descriptor, value),
-                          reportDescriptor(hidraw::DefaultReportSize).substr(0, size), 0);
+                          reportDescriptor(hidraw::kDefaultReportSize).substr(0, size), 0);
 }
 
 /// Answers one ioctl: those that ask a hidraw node about its device here, all others by the client itself.
@@ -87,7 +87,7 @@ void serveIoctl(PreloadLink& link, const PreloadLink::Request& request,
         link.finish(-1, ENODEV);
         return;
     }
-    const int descriptorSize = static_cast<int>(reportDescriptor(hidraw::DefaultReportSize).size());
+    const int descriptorSize = static_cast<int>(reportDescriptor(hidraw::kDefaultReportSize).size());
     switch (_IOC_NR(request.first)) {
     case _IOC_NR(HIDIOCGRDESCSIZE):
         link.finishWithMemory(request.second, bytesOf(descriptorSize), 0);

@@ -12,7 +12,7 @@ namespace pdasim {
 
 /// The conversation with umockdev's preloaded library inside a client, over one connection per open file.
 ///
-/// The preloaded library hands every read, write and ioctl on the node over to the listener behind
+/// The preloaded library hands every read, write and ioctl on the node over to the listener at
 /// ioctl/dev/NAME in the test bed: three machine words a request and an answer, and between them the client's
 /// memory on demand. Answering here, without umockdev's own server object, halves the cost of a read, keeps a
 /// queue for each open file as the kernel does, and can go on answering clients that outlive the test bed

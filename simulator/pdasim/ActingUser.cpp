@@ -14,14 +14,15 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// After so long without an acknowledgement the user goes on.
+/// After that long without an acknowledgement the user goes on.
 constexpr auto kPatience = 10s;
 
 } // namespace
 
 void MessageListener::receive(const std::string& text) {
     static const std::set<std::string> interesting = {"8004", "8006", "8008", "8010", "9002"};
-    const std::string type = text.size() < header::Size ? std::string() : text.substr(header::TypeOffset, 4);
+    const std::string type =
+        text.size() < header::kSize ? std::string() : text.substr(header::kTypeOffset, 4);
     const std::lock_guard lock(m_mutex);
     if (interesting.count(type) != 0) {
         m_messages.push_back(MessageChecker().check(text).message);
@@ -30,7 +31,8 @@ void MessageListener::receive(const std::string& text) {
     m_received.notify_all();
 }
 
-ActingUser::ActingUser(SimulatedTerminal& terminal, UserProfile profile, std::shared_ptr<MessageListener> listener)
+ActingUser::ActingUser(SimulatedTerminal& terminal, UserProfile profile,
+                       std::shared_ptr<MessageListener> listener)
     : m_terminal(terminal),
       m_profile(std::move(profile)),
       m_listener(std::move(listener)),
@@ -49,7 +51,8 @@ ActingUser::~ActingUser() {
 void ActingUser::work() {
     while (true) {
         std::unique_lock lock(m_listener->m_mutex);
-        m_listener->m_received.wait(lock, [this] { return m_listener->m_userLeaves || !m_listener->m_messages.empty(); });
+        m_listener->m_received.wait(
+            lock, [this] { return m_listener->m_userLeaves || !m_listener->m_messages.empty(); });
         if (m_listener->m_userLeaves) {
             return;
         }
@@ -144,7 +147,9 @@ bool ActingUser::waitUntil(std::chrono::milliseconds time, const std::function<b
             return true;
         }
         lock.lock();
-        const auto hasNews = [this, before] { return m_listener->m_userLeaves || m_listener->m_count != before; };
+        const auto hasNews = [this, before] {
+            return m_listener->m_userLeaves || m_listener->m_count != before;
+        };
         if (!m_listener->m_received.wait_until(lock, deadline, hasNews)) {
             return true;
         }

@@ -1,6 +1,6 @@
 #include "pdasim/ChildProcess.h"
 
-#include "AdvisedError.h"
+#include "node/FileDescriptor.h"
 #include "pdasim/Reporting.h"
 
 #include <csignal>

@@ -158,9 +158,9 @@ void addArgument(CLI::App& command, const CommandArgument& argument, const Optio
 
 void addTraffic(CLI::App& ctl, const Options& options, int& exitCode) {
     CLI::App* traffic = ctl.add_subcommand(
-        "traffic", "Follow the messages as they pass, behind a first line that tells that it has begun");
+        "traffic", "Follow the messages as they pass, after a first line that tells that it has begun");
     traffic->add_flag("--json", options->asJson, "Each message as a JSON object on a line");
-    traffic->add_option("--count", options->count, "End after so many messages, one at least")
+    traffic->add_option("--count", options->count, "End after N messages, one at least")
         ->check(CLI::Range(1U, kMaxMessages));
     traffic->final_callback(
         [options, &exitCode] { exitCode = reporting([&options] { return follow(*options); }); });
@@ -174,7 +174,7 @@ void addCtlCommand(CLI::App& program, int& exitCode) {
     ctl->add_option("--control", shared->controlPath,
                     "The terminal's socket (pdasim.sock in the folder that UMOCKDEV_DIR names)");
     ctl->add_option("--terminal", shared->terminal, "Which one of several, counted from 1 (1)")
-        ->check(CLI::Range(1U, MostTerminals));
+        ->check(CLI::Range(1U, kMaxTerminals));
     ctl->require_subcommand(1);
     for (const Command& command : commands()) {
         CLI::App* subcommand = ctl->add_subcommand(command.name, command.help);

@@ -1,8 +1,8 @@
 #include "pdasim/Subcommands.h"
 
 #include "pdasim/ChildProcess.h"
-#include "pdasim/Session.h"
 #include "pdasim/Reporting.h"
+#include "pdasim/Session.h"
 #include "pdasim/TerminalOptions.h"
 
 #include <memory>
@@ -36,7 +36,7 @@ void addRunCommand(CLI::App& program, int& exitCode) {
         program.add_subcommand("run", "Run a command that finds a simulated terminal among its devices:\n"
                                       "pdasim run [OPTIONS] -- COMMAND [ARGUMENTS...]");
     addTerminalOptions(*command, options->terminal);
-    command->add_option("command", options->command, "The command and its arguments, behind \"--\"")
+    command->add_option("command", options->command, "The command and its arguments, after \"--\"")
         ->required();
     command->footer("Example: pdasim run --user -- ./my_host\n\n" + magicHelp() +
                     "\n\nExit code: the command's own, 128 and the number of the signal that ended it;\n"

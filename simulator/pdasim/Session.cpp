@@ -1,9 +1,17 @@
 #include "pdasim/Session.h"
 
+#include "Clock.h"
+#include "core/Traffic.h"
+#include "node/FileDescriptor.h"
 #include "pdasim/Reporting.h"
 #include "scenario/Rules.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <iostream>
 #include <utility>
@@ -12,6 +20,24 @@
 namespace pdasim {
 
 namespace {
+
+/// Keys and passwords are nobody else's business: a file that is there already is closed to others, too.
+std::FILE* openPrivately(const std::string& path) {
+    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    struct stat information {};
+    if (!file.isOpen() || ::fstat(file.get(), &information) != 0) {
+        return nullptr;
+    }
+    if (S_ISREG(information.st_mode) &&
+        (::fchmod(file.get(), information.st_mode & S_IRWXU) != 0 || ::ftruncate(file.get(), 0) != 0)) {
+        return nullptr;
+    }
+    std::FILE* stream = ::fdopen(file.get(), "w");
+    if (stream != nullptr) {
+        (void)file.release();
+    }
+    return stream;
+}
 
 constexpr int kSampleFile = 7;
 constexpr std::size_t kSampleFileLength = 4200; // more than one packet
@@ -51,7 +77,7 @@ Scenario chosenScenario(const TerminalOptions& options) {
 UsbIds idsOf(const UsbIds& first, unsigned place) {
     const unsigned product = static_cast<unsigned>(std::stoul(first.product, nullptr, 16)) + place;
     if (product > kMaxId) {
-        throw std::invalid_argument("--terminals: there are no product ids behind " + first.product +
+        throw std::invalid_argument("--terminals: there are no product ids after " + first.product +
                                     "; give a smaller --pid, or ask for fewer");
     }
     std::array<char, 16> digits{};
@@ -79,6 +105,26 @@ SimulatedTerminal::Options settingsOf(const Scenario& scenario, const UsbIds& id
 
 } // namespace
 
+Trace::Trace(const std::string& path) : m_file(stderr) {
+    if (path != "-") {
+        m_owned.reset(openPrivately(path));
+        m_file = m_owned.get();
+    }
+    if (m_file == nullptr) {
+        throw AdvisedError(
+            errno, "cannot write the trace to " + path,
+            "Give --trace a path in a folder that is there and that you may write to, or \"-\"");
+    }
+}
+
+void Trace::write(SimulatedTerminal::Direction direction, const std::string& text) {
+    const bool fromHost = direction == SimulatedTerminal::Direction::FromHost;
+    const std::string line = timeOfDay() + (fromHost ? "  host -> terminal  " : "  terminal -> host  ") +
+                             describeMessage(text, fromHost ? Sender::Host : Sender::Terminal) + "\n";
+    (void)std::fputs(line.c_str(), m_file);
+    (void)std::fflush(m_file);
+}
+
 SimulatedTerminal::Options firstTerminal(const TerminalOptions& options) {
     return settingsOf(chosenScenario(options), chosenIds(options), 0);
 }
@@ -92,7 +138,8 @@ Session::Session(const TerminalOptions& options, TestBed& testBed)
           testBed.rootDirectory() + "/pdasim.sock") {
 }
 
-Session::Session(const TerminalOptions& options, const MakeTerminal& makeTerminal, const std::string& controlPath) {
+Session::Session(const TerminalOptions& options, const MakeTerminal& makeTerminal,
+                 const std::string& controlPath) {
     const UsbIds ids = chosenIds(options);
     const Scenario scenario = chosenScenario(options);
     if (!options.tracePath.empty()) {
@@ -113,11 +160,12 @@ Session::Session(const TerminalOptions& options, const MakeTerminal& makeTermina
 }
 
 void Session::addTerminal(const Scenario& scenario, const TerminalOptions& options, const UsbIds& ids,
-                       const MakeTerminal& makeTerminal) {
+                          const MakeTerminal& makeTerminal) {
     const std::size_t place = m_terminals.size();
     SimulatedTerminal::Options settings = settingsOf(scenario, ids, place);
     const auto listener = options.hasUser ? std::make_shared<MessageListener>() : nullptr;
-    settings.onTraffic = [this, place, listener](SimulatedTerminal::Direction direction, const std::string& text) {
+    settings.onTraffic = [this, place, listener](SimulatedTerminal::Direction direction,
+                                                 const std::string& text) {
         if (listener && direction == SimulatedTerminal::Direction::FromHost) {
             listener->receive(text);
         }

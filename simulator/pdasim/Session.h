@@ -6,9 +6,9 @@
 #include "pdasim/ActingUser.h"
 #include "pdasim/ChildProcess.h"
 #include "pdasim/TerminalOptions.h"
-#include "pdasim/Trace.h"
 #include "scenario/Scenario.h"
 
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -16,6 +16,22 @@
 #include <vector>
 
 namespace pdasim {
+
+/// Writes every message in either direction as a line with the time of day, as it happens.
+class Trace {
+public:
+    /// "-" stands for standard error. Throws std::system_error when the file cannot be written.
+    explicit Trace(const std::string& path);
+
+    void write(SimulatedTerminal::Direction direction, const std::string& text);
+
+private:
+    struct Close {
+        void operator()(std::FILE* file) const { (void)std::fclose(file); }
+    };
+    std::unique_ptr<std::FILE, Close> m_owned;
+    std::FILE* m_file;
+};
 
 /// What the first of the terminals is that the user has asked for. Throws std::invalid_argument.
 SimulatedTerminal::Options firstTerminal(const TerminalOptions& options);
@@ -30,7 +46,7 @@ public:
     /// Throws std::invalid_argument for options that make no sense, std::system_error for files that cannot
     /// be had. Without a path in the options or here nobody can command the terminals.
     Session(const TerminalOptions& options, const MakeTerminal& makeTerminal,
-         const std::string& controlPath = {});
+            const std::string& controlPath = {});
     /// Terminals in a test bed, which can be commanded through a socket in its folder.
     Session(const TerminalOptions& options, TestBed& testBed);
     Session(const Session&) = delete;

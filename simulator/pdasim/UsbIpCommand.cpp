@@ -2,8 +2,8 @@
 
 #include "ServingLoop.h"
 #include "pdasim/ChildProcess.h"
-#include "pdasim/Session.h"
 #include "pdasim/Reporting.h"
+#include "pdasim/Session.h"
 #include "pdasim/TerminalOptions.h"
 #include "usb/SystemTree.h"
 #include "usbip/TcpBus.h"
@@ -33,7 +33,7 @@ struct UsbIpOptions {
     TerminalOptions terminal;
     /// Whether to offer the terminals over TCP instead of attaching them here, and on which port.
     bool listens = false;
-    std::uint16_t port = usbip::TcpBus::StandardPort;
+    std::uint16_t port = usbip::TcpBus::kStandardPort;
 };
 
 Session::MakeTerminal terminalsOn(ServingLoop& loop, usbip::Bus& bus) {
@@ -105,7 +105,7 @@ void addUsbIpCommand(CLI::App& program, int& exitCode) {
     command->final_callback([options, listen, &exitCode] {
         options->listens = listen->count() > 0;
         if (options->listens && listen->results().front().empty()) {
-            options->port = usbip::TcpBus::StandardPort;
+            options->port = usbip::TcpBus::kStandardPort;
         }
         exitCode = reportingFailures([&options] { return serveOverUsbIp(*options); });
     });

@@ -30,7 +30,7 @@ std::string adviceOn(const CLI::App& program, const CLI::ParseError& mistake) {
     if (known.empty() || (!rest.empty() && rest.front()[0] == '-')) {
         return std::string(mistake.what()) + ". \"" + name + " --help\" shows what fits.";
     }
-    const std::string reason = rest.empty() ? "A subcommand is required behind \"" + name + "\""
+    const std::string reason = rest.empty() ? "A subcommand is required after \"" + name + "\""
                                             : "\"" + name + "\" has no subcommand \"" + rest.front() + "\"";
     return reason + ". There are: " + known + ". \"" + name + " --help\" tells what each does.";
 }

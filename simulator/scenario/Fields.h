@@ -35,7 +35,7 @@ void takeList(const Value& value, const Take& takeElement, std::size_t minElemen
 bool takeFlag(const Value& value);
 std::int64_t takeInteger(const Value& value, std::int64_t min, std::int64_t max);
 
-/// What a string has to be; the description is put behind "must be".
+/// What a string has to be; the description follows "must be".
 struct TextRule {
     const char* description;
     bool (*accepts)(const std::string& text);

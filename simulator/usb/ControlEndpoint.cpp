@@ -53,7 +53,7 @@ const std::string kDone;
 
 } // namespace
 
-SetupPacket readSetup(const std::array<std::uint8_t, SetupPacket::Size>& bytes) {
+SetupPacket readSetup(const std::array<std::uint8_t, SetupPacket::kSize>& bytes) {
     const auto word = [&bytes](std::size_t at) {
         return static_cast<std::uint16_t>(bytes.at(at) | (bytes.at(at + 1) << 8U));
     };
@@ -100,7 +100,7 @@ std::optional<std::string> ControlEndpoint::answerStandard(const SetupPacket& se
     case GetConfiguration:
         return oneByte(m_configuration);
     case SetConfiguration:
-        if (setup.value > usb::Configuration) {
+        if (setup.value > usb::kConfiguration) {
             return std::nullopt;
         }
         m_configuration = lowByte(setup.value);
@@ -116,16 +116,16 @@ std::optional<std::string> ControlEndpoint::answerStandard(const SetupPacket& se
 
 std::optional<std::string> ControlEndpoint::descriptor(const SetupPacket& setup) const {
     switch (highByte(setup.value)) {
-    case usb::DeviceDescriptor:
+    case usb::kDeviceDescriptor:
         return deviceDescriptor(m_description);
-    case usb::ConfigurationDescriptor:
+    case usb::kConfigurationDescriptor:
         return lowByte(setup.value) == 0 ? std::optional(configurationDescriptor(m_host.reportSize()))
                                          : std::nullopt;
-    case usb::StringDescriptor:
+    case usb::kStringDescriptor:
         return stringDescriptor(m_description, lowByte(setup.value));
-    case usb::HidDescriptor:
+    case usb::kHidDescriptor:
         return hidDescriptor(m_host.reportSize());
-    case usb::ReportDescriptor:
+    case usb::kReportDescriptor:
         return reportDescriptor(m_host.reportSize());
     default:
         // Above all the qualifier of a device that could do high speed.

@@ -13,7 +13,7 @@ namespace pdasim {
 
 /// What a host asks of a device on its endpoint 0.
 struct SetupPacket {
-    static constexpr std::size_t Size = 8;
+    static constexpr std::size_t kSize = 8;
 
     std::uint8_t requestType = 0;
     std::uint8_t request = 0;
@@ -25,7 +25,7 @@ struct SetupPacket {
 };
 
 /// Reads the eight bytes as they come on the bus.
-SetupPacket readSetup(const std::array<std::uint8_t, SetupPacket::Size>& bytes);
+SetupPacket readSetup(const std::array<std::uint8_t, SetupPacket::kSize>& bytes);
 
 /// Answers the requests to a terminal's device and to its HID interface.
 class ControlEndpoint {

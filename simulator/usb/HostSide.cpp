@@ -12,11 +12,11 @@ namespace {
 
 /// What the length field says; nothing when it holds no number.
 std::optional<std::size_t> announcedLength(std::string_view bytes) {
-    const std::string_view field = bytes.substr(header::LengthOffset, header::LengthWidth);
+    const std::string_view field = bytes.substr(header::kLengthOffset, header::kLengthWidth);
     std::size_t length = 0;
     const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), length);
     const bool isNumber = error == std::errc() && end == field.data() + field.size();
-    return isNumber && field.size() == header::LengthWidth ? std::optional(length) : std::nullopt;
+    return isNumber && field.size() == header::kLengthWidth ? std::optional(length) : std::nullopt;
 }
 
 /// Without the beginning of a character whose end is still to come.
@@ -38,7 +38,7 @@ std::string_view withoutCutCharacter(std::string_view bytes) {
 
 using namespace std::chrono_literals;
 
-/// After so long without its rest a message counts as ended: the host has sent less than it said.
+/// After that long without its rest a message counts as ended: the host has sent less than it said.
 constexpr auto kPatience = 1s;
 
 } // namespace

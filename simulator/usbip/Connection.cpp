@@ -32,16 +32,16 @@ UrbServer::~UrbServer() {
 
 void UrbServer::receive(std::string_view bytes) {
     m_input.append(bytes);
-    while (m_input.size() >= UrbHeaderSize) {
-        const std::string_view header = std::string_view(m_input).substr(0, UrbHeaderSize);
+    while (m_input.size() >= kUrbHeaderSize) {
+        const std::string_view header = std::string_view(m_input).substr(0, kUrbHeaderSize);
         const UrbRequest request = readUrbRequest(header);
         const auto* submit = std::get_if<Submit>(&request);
-        const std::size_t size = UrbHeaderSize + (submit == nullptr ? 0 : submit->payloadSize());
+        const std::size_t size = kUrbHeaderSize + (submit == nullptr ? 0 : submit->payloadSize());
         if (m_input.size() < size) {
             return;
         }
         if (submit != nullptr) {
-            handle(*submit, std::string_view(m_input).substr(UrbHeaderSize, submit->payloadSize()));
+            handle(*submit, std::string_view(m_input).substr(kUrbHeaderSize, submit->payloadSize()));
         } else {
             handle(std::get<Unlink>(request));
         }
@@ -52,7 +52,7 @@ void UrbServer::receive(std::string_view bytes) {
 void UrbServer::handle(const Submit& submit, std::string_view data) {
     if (submit.endpoint == 0) {
         control(submit, data);
-    } else if (submit.endpoint != usb::Endpoint) {
+    } else if (submit.endpoint != usb::kEndpoint) {
         m_output += submitReply(submit.sequence, -EPIPE, 0);
     } else if (!submit.isIn) {
         take(submit, data);
@@ -162,7 +162,7 @@ void Connection::take(std::string_view bytes) {
 }
 
 void Connection::takeOperation() {
-    if (m_input.size() < OperationSize) {
+    if (m_input.size() < kOperationSize) {
         return;
     }
     if (readOperation(m_input) == Operation::ListDevices) {
@@ -170,11 +170,11 @@ void Connection::takeOperation() {
         m_answered = true;
         return;
     }
-    if (m_input.size() < OperationSize + BusIdSize) {
+    if (m_input.size() < kOperationSize + kBusIdSize) {
         return;
     }
     UsbIpPort* port =
-        m_offer->freePort(readBusId(std::string_view(m_input).substr(OperationSize, BusIdSize)));
+        m_offer->freePort(readBusId(std::string_view(m_input).substr(kOperationSize, kBusIdSize)));
     if (port == nullptr) {
         m_output += importRefusal();
         m_answered = true;
@@ -182,7 +182,7 @@ void Connection::takeOperation() {
     }
     m_output += importReply(port->device());
     serve(*port);
-    m_urbs->receive(std::string_view(m_input).substr(OperationSize + BusIdSize));
+    m_urbs->receive(std::string_view(m_input).substr(kOperationSize + kBusIdSize));
     m_input.clear();
 }
 

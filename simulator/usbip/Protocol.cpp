@@ -45,18 +45,18 @@ std::uint32_t number(std::string_view bytes, std::size_t at, std::size_t size) {
 void appendDevice(std::string& bytes, const OfferedDevice& device) {
     appendField(bytes, "/sys/devices/pdasim/usb" + std::to_string(device.busNumber) + "/" + device.busId,
                 kPathSize);
-    appendField(bytes, device.busId, BusIdSize);
+    appendField(bytes, device.busId, kBusIdSize);
     append32(bytes, device.busNumber);
     append32(bytes, device.deviceNumber);
-    append32(bytes, FullSpeed);
+    append32(bytes, kFullSpeed);
     append16(bytes, idNumber(device.description.vendorId));
     append16(bytes, idNumber(device.description.productId));
-    append16(bytes, usb::DeviceRelease);
+    append16(bytes, usb::kDeviceRelease);
     // Class, subclass and protocol; configuration and number of configurations.
-    for (const std::uint32_t byte : {0U, 0U, 0U, std::uint32_t(usb::Configuration), 1U}) {
+    for (const std::uint32_t byte : {0U, 0U, 0U, std::uint32_t(usb::kConfiguration), 1U}) {
         append8(bytes, byte);
     }
-    append8(bytes, usb::InterfaceCount);
+    append8(bytes, usb::kInterfaceCount);
 }
 
 std::string operationReply(ReplyCode code, ReplyStatus status) {
@@ -88,7 +88,7 @@ Submit readSubmit(std::string_view header) {
     if (direction > 1) {
         throw ProtocolError("a transfer in direction " + std::to_string(direction));
     }
-    if (submit.length > LargestTransfer) {
+    if (submit.length > kMaxTransfer) {
         throw ProtocolError("a transfer of " + std::to_string(submit.length) + " bytes");
     }
     if (packets > 0) {
@@ -125,7 +125,7 @@ std::string deviceList(const std::vector<OfferedDevice>& devices) {
     for (const OfferedDevice& device : devices) {
         appendDevice(bytes, device);
         // The interface's class, subclass, protocol, and padding.
-        for (const std::uint32_t byte : {std::uint32_t(usb::HidClass), 0U, 0U, 0U}) {
+        for (const std::uint32_t byte : {std::uint32_t(usb::kHidClass), 0U, 0U, 0U}) {
             append8(bytes, byte);
         }
     }
@@ -157,13 +157,13 @@ UrbRequest readUrbRequest(std::string_view header) {
 std::string submitReply(std::uint32_t sequence, int status, std::size_t actualLength, std::string_view data) {
     std::string bytes = urbReply(ReplySubmit, sequence, status);
     append32(bytes, static_cast<std::uint32_t>(actualLength));
-    bytes.resize(UrbHeaderSize, '\0');
+    bytes.resize(kUrbHeaderSize, '\0');
     return bytes.append(data);
 }
 
 std::string unlinkReply(std::uint32_t sequence, int status) {
     std::string bytes = urbReply(ReplyUnlink, sequence, status);
-    bytes.resize(UrbHeaderSize, '\0');
+    bytes.resize(kUrbHeaderSize, '\0');
     return bytes;
 }
 

@@ -15,7 +15,7 @@
 /// The bytes of the USB/IP protocol, version 1.1.1. All numbers are big-endian.
 namespace pdasim::usbip {
 
-/// A client sends what the protocol does not know; there is no going on behind it.
+/// A client sends what the protocol does not know; nothing can follow it.
 class ProtocolError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -23,8 +23,8 @@ public:
 
 // Before a device is attached: what a client asks of the server.
 
-constexpr std::size_t OperationSize = 8;
-constexpr std::size_t BusIdSize = 32;
+constexpr std::size_t kOperationSize = 8;
+constexpr std::size_t kBusIdSize = 32;
 
 enum class Operation : std::uint16_t { ListDevices = 0x8005, Import = 0x8003 };
 
@@ -51,19 +51,19 @@ std::string importRefusal();
 
 // Then: what the host wants transferred.
 
-constexpr std::size_t UrbHeaderSize = 48;
+constexpr std::size_t kUrbHeaderSize = 48;
 /// More than a host's driver transfers at once.
-constexpr std::size_t LargestTransfer = 65536;
+constexpr std::size_t kMaxTransfer = 65536;
 
 /// As the protocol numbers speeds.
-constexpr std::uint32_t FullSpeed = 2;
+constexpr std::uint32_t kFullSpeed = 2;
 
 struct Submit {
     std::uint32_t sequence = 0;
     bool isIn = false;
     std::uint32_t endpoint = 0;
     std::size_t length = 0;
-    std::array<std::uint8_t, SetupPacket::Size> setup{};
+    std::array<std::uint8_t, SetupPacket::kSize> setup{};
 
     /// The bytes that follow the header.
     std::size_t payloadSize() const { return isIn ? 0 : length; }
@@ -79,7 +79,7 @@ using UrbRequest = std::variant<Submit, Unlink>;
 
 UrbRequest readUrbRequest(std::string_view header);
 
-/// How a transfer ended: 0 or a negative errno; the bytes for the host behind it.
+/// How a transfer ended: 0 or a negative errno; followed by the bytes for the host.
 std::string submitReply(std::uint32_t sequence, int status, std::size_t actualLength,
                         std::string_view data = {});
 std::string unlinkReply(std::uint32_t sequence, int status);

@@ -1,6 +1,6 @@
 #include "usbip/TcpBus.h"
 
-#include "AdvisedError.h"
+#include "node/FileDescriptor.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

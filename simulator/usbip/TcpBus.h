@@ -15,7 +15,7 @@ namespace pdasim::usbip {
 class TcpBus : public Bus, public Offer {
 public:
     /// The port that clients try without being told.
-    static constexpr std::uint16_t StandardPort = 3240;
+    static constexpr std::uint16_t kStandardPort = 3240;
 
     /// Port 0 stands for any free one. Throws std::system_error when the port cannot be had.
     TcpBus(ServingLoop& loop, std::uint16_t port);

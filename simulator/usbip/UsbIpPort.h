@@ -1,7 +1,7 @@
 #pragma once
 
 #include "usb/ControlEndpoint.h"
-#include "usb/UsbPort.h"
+#include "usb/HostSide.h"
 #include "usbip/Protocol.h"
 
 #include <cstddef>

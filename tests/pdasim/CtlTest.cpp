@@ -229,7 +229,7 @@ TEST_F(Ctl, RefusesWithAReason) {
         {{"no-such-command"},
          64,
          R"(pdasim: "pdasim ctl" has no subcommand "no-such-command". There are: scan, )"},
-        {{}, 64, "pdasim: A subcommand is required behind \"pdasim ctl\". There are: scan, "},
+        {{}, 64, "pdasim: A subcommand is required after \"pdasim ctl\". There are: scan, "},
         {{}, 64, "replug, state, traffic. \"pdasim ctl --help\" tells what each does.\n"},
     };
     for (const Case& wrong : cases) {

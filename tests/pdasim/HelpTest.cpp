@@ -116,7 +116,7 @@ Texts examplesOf(const Texts& call) {
     return lines;
 }
 
-/// A line of shell in which "pdasim" stands for the program.
+/// A line of shell in which "pdasim" means the program.
 Texts shellCommand(const std::string& line) {
     return {"bash", "-c",
             "cd '" + pdalink::test::scratchDirectory() + "'; pdasim() { '" PDASIM_PROGRAM "' \"$@\"; }; " +

@@ -110,7 +110,7 @@ TEST(HostileClient, ThatSendsAnObjectOf90000NamesIsAnsweredAtOnce) {
     EXPECT_EQ(served.end(), 0);
 }
 
-/// A program that may have only so many descriptors, which soon are all in use.
+/// A program that may have only N descriptors, which soon are all in use.
 class ShortOfDescriptors : public testing::Test {
 protected:
     static constexpr std::size_t kLimit = 40;

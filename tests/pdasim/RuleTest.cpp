@@ -1,6 +1,6 @@
 #include "Conversation.h"
 
-#include "core/HexPacket.h"
+#include "core/Texts.h"
 #include "scenario/Rules.h"
 #include "scenario/Scenario.h"
 

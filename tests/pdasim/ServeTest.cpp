@@ -225,7 +225,7 @@ TEST(Serve, RefusesWhatItCannotDo) {
         {{"--terminals", "10"}, 64, "--terminals"},
         {{"--terminals", "2", "--pid", "ffff"},
          64,
-         "--terminals: there are no product ids behind ffff; give a smaller --pid, or ask for fewer\n"},
+         "--terminals: there are no product ids after ffff; give a smaller --pid, or ask for fewer\n"},
         {{"--control", taken},
          73,
          "cannot listen at " + taken +

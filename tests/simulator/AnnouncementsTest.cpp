@@ -39,7 +39,7 @@ protected:
         return host.terminal.announce(announcement, Conversation::Now);
     }
 
-    /// What is left of a message behind Ex_PdaSn, after a check of everything in front of it.
+    /// What is left of a message after Ex_PdaSn, after a check of everything in front of it.
     std::string announced(const Announcement& announcement, const std::string& type, int number) {
         const std::string text = announce(announcement);
         const std::string front = "<Ex_TrTime>20260304050607</Ex_TrTime><Ex_SeqNo>" +

@@ -66,7 +66,7 @@ public:
         return sent == nullptr ? std::string() : sent->text;
     }
 
-    /// What stands behind the reply's sequence number.
+    /// What follows the reply's sequence number.
     std::string answer(std::string_view type, const Tags& tags = {}, const std::string& groups = {}) {
         const std::string reply = ask(type, body(tags) + groups);
         return reply.size() < FrontSize ? "(no reply)" : reply.substr(FrontSize);

@@ -132,7 +132,7 @@ TEST(DeviceNode, DeliversAThousandReportsInOrder) {
     EXPECT_EQ(terminal.lostReports(), 0U);
 }
 
-/// So many reports, each of which says its number.
+/// N reports, each of which says its number.
 Texts numberedReports(int count) {
     Texts reports;
     for (int i = 0; i < count; ++i) {

@@ -173,7 +173,7 @@ TEST(Traffic, NamesAMessageByItsSenderAndItsTags) {
     EXPECT_EQ(name(shown(scan)), "scanned label acknowledged");
     EXPECT_EQ(name(shown(notice)), "user notice acknowledged");
     EXPECT_EQ(name(shown(request("9001", 1))), "scanned label acknowledged");
-    EXPECT_EQ(name(shown(request("9002", 1))), "login verdict");
+    EXPECT_EQ(name(shown(request("9002", 1))), "login result");
     EXPECT_EQ(name(pdasim::describeMessage(notice, Sender::Terminal)), "scanned label");
     EXPECT_EQ(name(pdasim::describeMessage(request("9003", 1), Sender::Terminal)), "user notice");
     EXPECT_EQ(name(pdasim::describeMessage(request("8005", 1), Sender::Terminal)), "scan list");

@@ -157,8 +157,8 @@ TEST(Pdasim, RefusesBadUsageWithAReason) {
         {{}, "subcommand is required"},
         {{"run"}, "command is required"},
         {{"run", "--no-such-option", "--", "true"}, "--no-such-option"},
-        {{"run", "--vid", "12345", "--", "true"}, "\"12345\" is no USB id"},
-        {{"run", "--pid", "xyz", "--", "true"}, "\"xyz\" is no USB id"},
+        {{"run", "--vid", "12345", "--", "true"}, "\"12345\" is not a USB id"},
+        {{"run", "--pid", "xyz", "--", "true"}, "\"xyz\" is not a USB id"},
         {{"run", "--vid", "1", "--ini", ini, "--", "true"}, "excludes"},
         {{"run", "--ini", ini, "--", "true"},
          "half.ini: no line PID=...; add one, PID=0x1209 for example, or give both ids with --vid and "

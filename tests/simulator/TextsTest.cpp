@@ -1,5 +1,4 @@
 #include "core/Texts.h"
-#include "core/HexPacket.h"
 
 #include <gtest/gtest.h>
 

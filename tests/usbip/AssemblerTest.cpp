@@ -26,7 +26,7 @@ std::vector<std::string> assemble(MessageAssembler& assembler, std::string_view 
     return whole;
 }
 
-/// A message of exactly so many bytes.
+/// A message of exactly N bytes.
 std::string messageOf(std::size_t size) {
     const std::string empty = pdasim::test::request("8001", 1, "<A></A>");
     return pdasim::test::request("8001", 1, "<A>" + std::string(size - empty.size(), 'x') + "</A>");

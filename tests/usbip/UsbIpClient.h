@@ -73,7 +73,7 @@ private:
     std::vector<bool> m_isIn = {false};
 };
 
-/// The number as so many bytes, the most significant one first.
+/// The number as N bytes, the most significant one first.
 std::string bigEndian(std::uint64_t value, std::size_t size);
 
 } // namespace pdasim::test

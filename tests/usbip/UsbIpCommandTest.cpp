@@ -142,7 +142,7 @@ public:
         return std::make_unique<UsbIpClient>(std::move(sockets[number]));
     }
 
-    /// What comes behind all the empty lines.
+    /// What comes after all the empty lines.
     std::string readLine() const {
         std::string line;
         EXPECT_TRUE(waitUntil([this, &line] {

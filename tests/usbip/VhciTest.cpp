@@ -1,5 +1,5 @@
-#include "usbip/Vhci.h"
 #include "PrivateDirectory.h"
+#include "usbip/VhciBus.h"
 
 #include <gtest/gtest.h>
 
