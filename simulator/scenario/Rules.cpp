@@ -157,7 +157,7 @@ void takeAction(const Value& value, const std::string& type, Fault& fault) {
                        {"disconnect", text(disconnect, kDisconnection)},
                        {"reconnect", milliseconds(reconnect)}});
     value.require(!value.json.empty(), "must have at least 1 member");
-    value.require(!reconnect || !disconnect.empty(), "\"reconnect\" needs \"disconnect\"");
+    value.require(!reconnect || !disconnect.empty(), R"("reconnect" needs "disconnect")");
     fault.delay(delay);
     if (disconnect == "before") {
         fault.unplugBeforeReply(reconnect);

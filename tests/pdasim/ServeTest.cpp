@@ -166,17 +166,7 @@ TEST(Serve, EndsOnEachSignalThatAsksForIt) {
 }
 
 TEST(Serve, EndsWithItsParent) {
-    const std::string output = scratchDirectory() + "/output";
-    RunningProgram parent({"sh", "-c", Program + " serve > " + output + " & echo $!; wait"});
-    const pid_t served = std::stoi(parent.readLine());
-    ASSERT_TRUE(waitUntil([&output] { return contains(readFile(output), "# ready"); }));
-    ASSERT_EQ(::kill(served, 0), 0);
-    parent.signal(SIGKILL);
-    (void)parent.wait();
-    // Whoever inherits it may be slow to take its end; what it holds is gone at once.
-    const std::string node = "/proc/" + std::to_string(served) + "/fd/0";
-    EXPECT_TRUE(
-        waitUntil([&node] { return !std::filesystem::exists(std::filesystem::symlink_status(node)); }));
+    EXPECT_TRUE(pdasim::test::endsWithItsParent("serve"));
 }
 
 TEST(Serve, FailsAtTheEndWhenAHostBrokeTheProtocol) {

@@ -34,6 +34,9 @@ private:
     std::FILE* m_output = nullptr;
 };
 
+/// Starts a command of pdasim that keeps a terminal up, and kills its parent: whether it ends then.
+bool endsWithItsParent(const std::string& command);
+
 /// "pdasim serve", which is ready; this process sees its devices.
 class ServedTerminal {
 public:

@@ -184,12 +184,7 @@ TEST(Gadget, SetsTheBoardUpServesItAndTakesEverythingAway) {
 
 TEST(Gadget, EndsWithItsParentAndTakesTheDeviceAway) {
     const UsedBoard board;
-    const std::string output = scratchDirectory() + "/output";
-    RunningProgram parent({"sh", "-c", Program + " gadget > " + output + " & wait"});
-    ASSERT_TRUE(waitUntil([&output] { return contains(readFile(output), "# ready"); }));
-    EXPECT_FALSE(std::filesystem::is_empty(board.gadgets));
-    parent.signal(SIGKILL);
-    (void)parent.wait();
+    EXPECT_TRUE(pdasim::test::endsWithItsParent("gadget"));
     EXPECT_TRUE(waitUntil([&board] { return std::filesystem::is_empty(board.gadgets); }));
 }
 

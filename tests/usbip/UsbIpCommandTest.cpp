@@ -229,17 +229,7 @@ TEST(UsbIpListen, EndsOnEachSignalThatAsksForIt) {
 }
 
 TEST(UsbIpListen, EndsWithItsParent) {
-    const std::string output = scratchDirectory() + "/listening-output";
-    const std::string pidFile = scratchDirectory() + "/pid";
-    RunningProgram parent(
-        {"sh", "-c", Program + " usbip --listen 0 > " + output + " & echo $! > " + pidFile + "; wait"});
-    ASSERT_TRUE(waitUntil([&output] { return contains(readFile(output), "# ready"); }));
-    const std::string process = "/proc/" + std::to_string(std::stoi(readFile(pidFile))) + "/fd/0";
-    ASSERT_TRUE(std::filesystem::exists(std::filesystem::symlink_status(process)));
-    parent.signal(SIGKILL);
-    (void)parent.wait();
-    EXPECT_TRUE(
-        waitUntil([&process] { return !std::filesystem::exists(std::filesystem::symlink_status(process)); }));
+    EXPECT_TRUE(pdasim::test::endsWithItsParent("usbip --listen 0"));
 }
 
 TEST(UsbIpListen, SaysThatThePortIsTaken) {
