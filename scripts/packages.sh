@@ -3,7 +3,7 @@
 build_packages=(
     g++ cmake ninja-build pkg-config
     qtbase5-dev rapidjson-dev libudev-dev
-    libumockdev-dev umockdev libcli11-dev
+    libumockdev-dev umockdev libcli11-dev nlohmann-json3-dev
 )
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev

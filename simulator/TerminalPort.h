@@ -1,52 +1,61 @@
 #pragma once
 
-#include "TimerQueue.h"
-#include "node/NodeOwner.h"
+#include "ServingLoop.h"
 
 #include <cstddef>
-#include <functional>
-#include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace pdasim {
 
-/**
- * What one terminal is plugged into: its way to the hosts, its clock and its lock.
- *
- * Every call but those of mutex() and settle() needs the lock.
- */
+/// The device behind a node, as the node sees it. Called with the lock of its port held.
+class NodeOwner {
+public:
+    struct WriteResult {
+        int error = 0;
+        std::size_t accepted = 0;
+    };
+
+    NodeOwner() = default;
+    NodeOwner(const NodeOwner&) = delete;
+    NodeOwner& operator=(const NodeOwner&) = delete;
+    virtual ~NodeOwner() = default;
+
+    virtual void hostOpened() = 0;
+    /// A write that the kernel's rules let through.
+    virtual WriteResult hostWrote(std::string_view bytes) = 0;
+    /// A write that failed before it could reach the device.
+    virtual void hostWriteFailed() = 0;
+};
+
+/// What one terminal is plugged into: its way to the hosts. Every call needs the loop's lock.
 class TerminalPort {
 public:
-    using Clock = TimerQueue::Clock;
-
-    TerminalPort() = default;
+    explicit TerminalPort(ServingLoop& loop) : m_loop(loop) {}
     TerminalPort(const TerminalPort&) = delete;
     TerminalPort& operator=(const TerminalPort&) = delete;
     virtual ~TerminalPort() = default;
 
-    virtual std::mutex& mutex() = 0;
-    /** Waits, without the lock, until all that hosts and clocks have caused so far has been dealt with. */
-    virtual void settle() = 0;
+    /// The terminal's clock and its lock; needs none itself.
+    ServingLoop& loop() const { return m_loop; }
 
-    /** Who is told of what hosts do. Comes before every plugging. */
+    /// Who is told of what hosts do. Comes before every plugging.
     virtual void setOwner(NodeOwner& owner) = 0;
-    /** Runs an action later, with the lock held; actions due at one time keep their order. */
-    virtual void schedule(Clock::time_point due, std::function<void()> action) = 0;
-    /** Forgets all such actions. */
-    virtual void cancel() = 0;
-
-    /** Does nothing for a terminal that is plugged in. */
+    /// Does nothing for a terminal that is plugged in.
     virtual void plug() = 0;
-    /** Does nothing for a terminal that is not plugged in. */
+    /// Does nothing for a terminal that is not plugged in.
     virtual void unplug() = 0;
-    /** Reports for the hosts, as fast as they fetch them; lost when there is none. */
+    /// Reports for the hosts, as fast as they fetch them; lost when there is none.
     virtual void send(const std::vector<std::string>& reports) = 0;
 
-    /** Where hosts find the terminal, for people; empty while it is unplugged. */
+    /// Where hosts find the terminal, for people; empty while it is unplugged.
     virtual std::string place() const = 0;
-    /** How many hosts have the terminal open. */
+    /// How many hosts have the terminal open.
     virtual std::size_t openFiles() const = 0;
+
+private:
+    ServingLoop& m_loop;
 };
 
 } // namespace pdasim

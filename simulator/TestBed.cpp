@@ -6,7 +6,7 @@
 
 namespace pdasim {
 
-/** What stands behind the nodes of devices that are no terminals. */
+/// Serves the nodes of devices that are not terminals.
 class TestBed::Listener : public NodeOwner {
 public:
     void hostOpened() override {}
@@ -29,26 +29,26 @@ TestBed::TestBed() : m_listener(std::make_unique<Listener>()), m_bus(std::make_u
 TestBed::~TestBed() = default;
 
 TestBed::DeviceId TestBed::addDevice(const DeviceDescription& description) {
-    const std::lock_guard lock(m_bus->server().mutex());
+    const std::lock_guard lock(m_bus->loop().mutex());
     const DeviceId device = m_bus->add(description, *m_listener);
     m_bus->plug(device);
     return device;
 }
 
 void TestBed::unplug(DeviceId device) {
-    m_bus->server().settle();
-    const std::lock_guard lock(m_bus->server().mutex());
+    m_bus->loop().settle();
+    const std::lock_guard lock(m_bus->loop().mutex());
     m_bus->unplug(device);
 }
 
 void TestBed::replug(DeviceId device) {
-    m_bus->server().settle();
-    const std::lock_guard lock(m_bus->server().mutex());
+    m_bus->loop().settle();
+    const std::lock_guard lock(m_bus->loop().mutex());
     m_bus->plug(device);
 }
 
 std::string TestBed::nodePath(DeviceId device) const {
-    const std::lock_guard lock(m_bus->server().mutex());
+    const std::lock_guard lock(m_bus->loop().mutex());
     return m_bus->nodePath(device);
 }
 

@@ -1,7 +1,6 @@
 #include "control/Commands.h"
 
-#include "control/Clock.h"
-#include "control/StateDocument.h"
+#include "Clock.h"
 #include "control/TaskCompletion.h"
 
 #include <algorithm>
@@ -13,19 +12,18 @@ namespace pdasim {
 namespace {
 
 using Kind = CommandArgument::Kind;
+using Texts = std::vector<std::string>;
 
 std::string textOr(const Json& request, const char* name, const std::string& otherwise) {
-    const Json* value = request.find(name);
-    return value == nullptr ? otherwise : value->asText();
+    return request.value(name, otherwise);
 }
 
-std::vector<std::string> listOf(const Json& request, const char* name) {
-    const Json* value = request.find(name);
-    return value == nullptr ? std::vector<std::string>() : value->texts();
+Texts listOf(const Json& request, const char* name) {
+    return request.value(name, Texts());
 }
 
-/** Whoever has not got the node open misses what the terminal says; the answer says how many have. */
-Json announce(LiveTerminal& live, const std::vector<Announcement>& announcements) {
+/// Whoever has not got the node open misses what the terminal says; the answer says how many have.
+Document announce(LiveTerminal& live, const std::vector<Announcement>& announcements) {
     if (live.terminal.nodePath().empty()) {
         throw CommandError("the terminal is unplugged: \"replug\" it first");
     }
@@ -33,10 +31,10 @@ Json announce(LiveTerminal& live, const std::vector<Announcement>& announcements
     for (const Announcement& announcement : announcements) {
         (void)live.terminal.announce(announcement);
     }
-    return Json::object().with("listeners", Json::integer(listeners));
+    return {{"listeners", listeners}};
 }
 
-Json scan(LiveTerminal& live, const Json& request) {
+Document scan(LiveTerminal& live, const Json& request) {
     std::vector<Announcement> announcements;
     for (const std::string& label : listOf(request, "labels")) {
         announcements.push_back(scannedLabel(label));
@@ -44,13 +42,13 @@ Json scan(LiveTerminal& live, const Json& request) {
     return announce(live, announcements);
 }
 
-Json login(LiveTerminal& live, const Json& request) {
+Document login(LiveTerminal& live, const Json& request) {
     return announce(live, {loginRecord(confirmationOf(textOr(request, "user", ""),
                                                       textOr(request, "name", textOr(request, "user", "")),
                                                       textOr(request, "password", live.user.password)))});
 }
 
-Json notice(LiveTerminal& live, const Json& request) {
+Document notice(LiveTerminal& live, const Json& request) {
     return announce(live, {userNotice(textOr(request, "user", ""))});
 }
 
@@ -59,16 +57,17 @@ Completion completionOf(const LiveTerminal& live, const Json& request) {
     Completion completion;
     completion.userA =
         confirmationOf(login, login == live.user.login ? live.user.name : login, live.user.password);
-    if (const Json* second = request.find("second"); second != nullptr) {
-        completion.userB = confirmationOf(second->asText(), second->asText(), live.user.password);
+    if (const std::string second = textOr(request, "second", ""); request.contains("second")) {
+        completion.userB = confirmationOf(second, second, live.user.password);
     }
     completion.errorLabels = listOf(request, "error");
     completion.time = localStamp();
     return completion;
 }
 
-/** Changes the state and tells the host, unless the terminal cannot tell anybody. */
-Json finish(LiveTerminal& live, const std::function<std::optional<Announcement>(TerminalState&)>& change) {
+/// Changes the state and tells the host, unless the terminal cannot tell anybody.
+Document finish(LiveTerminal& live,
+                const std::function<std::optional<Announcement>(TerminalState&)>& change) {
     if (live.terminal.nodePath().empty()) {
         throw CommandError("the terminal is unplugged: \"replug\" it first");
     }
@@ -80,60 +79,58 @@ Json finish(LiveTerminal& live, const std::function<std::optional<Announcement>(
     return announce(live, {*record});
 }
 
-Json completeInventory(LiveTerminal& live, const Json& request) {
+Document completeInventory(LiveTerminal& live, const Json& request) {
     return finish(live, [completion = completionOf(live, request)](TerminalState& state) {
         return finishInventory(state, completion);
     });
 }
 
-/** The task that the user means without naming it. */
+/// The task that the user means without naming it.
 std::string onlyTask(const std::vector<std::string>& taskIds) {
     if (taskIds.empty()) {
         throw CommandError("no such task is under way: the host has to send one first");
     }
     if (taskIds.size() > 1) {
-        throw CommandError("several tasks are under way, name one of them: " + Json::array(taskIds).write());
+        throw CommandError("several tasks are under way, name one of them: " + writeJson(taskIds));
     }
     return taskIds.front();
 }
 
-Json handOverDot(LiveTerminal& live, const Json& request) {
-    const Json* named = request.find("task");
-    const std::string task =
-        named == nullptr ? onlyTask(openDotHandovers(live.terminal.state())) : named->asText();
+Document handOverDot(LiveTerminal& live, const Json& request) {
+    const std::string task = request.contains("task") ? textOr(request, "task", "")
+                                                      : onlyTask(openDotHandovers(live.terminal.state()));
     return finish(live, [&task, completion = completionOf(live, request)](TerminalState& state) {
         return finishDotHandover(state, task, completion);
     });
 }
 
-Json handOverPower(LiveTerminal& live, const Json& request) {
-    const Json* named = request.find("task");
-    const std::string task =
-        named == nullptr ? onlyTask(openPowerHandovers(live.terminal.state())) : named->asText();
+Document handOverPower(LiveTerminal& live, const Json& request) {
+    const std::string task = request.contains("task") ? textOr(request, "task", "")
+                                                      : onlyTask(openPowerHandovers(live.terminal.state()));
     return finish(live, [&task, completion = completionOf(live, request)](TerminalState& state) {
         return finishPowerHandover(state, task, completion);
     });
 }
 
-Json registerTeller(LiveTerminal& live, const Json& request) {
+Document registerTeller(LiveTerminal& live, const Json& request) {
     live.terminal.changeState([teller = textOr(request, "teller", "")](TerminalState& state) {
         state.tellers.registered = teller;
     });
-    return Json::object();
+    return Document::object();
 }
 
-Json unplug(LiveTerminal& live, const Json& /*request*/) {
+Document unplug(LiveTerminal& live, const Json& /*request*/) {
     live.terminal.unplug();
-    return Json::object();
+    return Document::object();
 }
 
-Json replug(LiveTerminal& live, const Json& /*request*/) {
+Document replug(LiveTerminal& live, const Json& /*request*/) {
     live.terminal.replug();
-    return Json::object().with("node", live.terminal.nodePath());
+    return {{"node", live.terminal.nodePath()}};
 }
 
-Json showState(LiveTerminal& live, const Json& /*request*/) {
-    return Json::object().with("terminal", describeState(live.terminal));
+Document showState(LiveTerminal& live, const Json& /*request*/) {
+    return {{"terminal", describeState(live.terminal)}};
 }
 
 bool isList(Kind kind) {
@@ -141,23 +138,22 @@ bool isList(Kind kind) {
 }
 
 bool isListOfTexts(const Json& value) {
-    const auto isText = [](const Json& element) { return element.kind() == Json::Kind::Text; };
-    return value.kind() == Json::Kind::Array &&
-           std::all_of(value.elements().begin(), value.elements().end(), isText);
+    return value.is_array() &&
+           std::all_of(value.begin(), value.end(), [](const Json& element) { return element.is_string(); });
 }
 
 void checkArguments(const Command& command, const Json& request) {
     for (const CommandArgument& argument : command.arguments) {
-        const Json* value = request.find(argument.name);
-        if (value == nullptr) {
+        const auto value = request.find(argument.name);
+        if (value == request.end()) {
             if (argument.kind == Kind::Required || argument.kind == Kind::Several) {
                 throw CommandError(std::string("\"") + argument.name + "\" is missing");
             }
             continue;
         }
-        if (isList(argument.kind) ? !isListOfTexts(*value) : value->kind() != Json::Kind::Text) {
+        if (isList(argument.kind) ? !isListOfTexts(*value) : !value->is_string()) {
             throw CommandError(std::string("\"") + argument.name + "\" must be " +
-                               (isList(argument.kind) ? "a list of texts" : "a text"));
+                               (isList(argument.kind) ? "a list of strings" : "a string"));
         }
     }
 }
@@ -168,16 +164,15 @@ std::string numbersOf(const std::vector<LiveTerminal>& terminals) {
 }
 
 LiveTerminal& terminalOf(std::vector<LiveTerminal>& terminals, const Json& request) {
-    const Json* number = request.find("terminal");
-    if (number == nullptr) {
+    const auto number = request.find("terminal");
+    if (number == request.end()) {
         return terminals.front();
     }
-    const bool exists = number->kind() == Json::Kind::Integer && number->asInteger() >= 1 &&
-                        number->asInteger() <= static_cast<std::int64_t>(terminals.size());
-    if (!exists) {
-        throw CommandError("there is no terminal " + number->write() + "; " + numbersOf(terminals));
+    const std::optional<std::int64_t> place = integerIn(*number);
+    if (!place || *place < 1 || *place > static_cast<std::int64_t>(terminals.size())) {
+        throw CommandError("there is no terminal " + number->dump() + "; " + numbersOf(terminals));
     }
-    return terminals[static_cast<std::size_t>(number->asInteger() - 1)];
+    return terminals[static_cast<std::size_t>(*place - 1)];
 }
 
 } // namespace
@@ -230,15 +225,15 @@ std::string namesOfCommands() {
 
 } // namespace
 
-Json runCommandRequest(std::vector<LiveTerminal>& terminals, const Json& request) {
-    const Json* name = request.find("command");
-    if (name == nullptr || name->kind() != Json::Kind::Text) {
-        throw CommandError("the request has no text \"command\"; " + namesOfCommands());
+Document runCommandRequest(std::vector<LiveTerminal>& terminals, const Json& request) {
+    const auto name = request.find("command");
+    if (name == request.end() || !name->is_string()) {
+        throw CommandError("the request has no string \"command\"; " + namesOfCommands());
     }
     const auto command = std::find_if(commands().begin(), commands().end(),
-                                      [name](const Command& each) { return each.name == name->asText(); });
+                                      [name](const Command& each) { return *name == each.name; });
     if (command == commands().end()) {
-        throw CommandError("there is no command \"" + name->asText() + "\"; " + namesOfCommands());
+        throw CommandError("there is no command " + name->dump() + "; " + namesOfCommands());
     }
     checkArguments(*command, request);
     return command->run(terminalOf(terminals, request), request);

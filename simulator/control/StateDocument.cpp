@@ -1,4 +1,4 @@
-#include "control/StateDocument.h"
+#include "control/Commands.h"
 
 #include <cstdint>
 #include <utility>
@@ -7,177 +7,133 @@ namespace pdasim {
 
 namespace {
 
-Json count(std::size_t value) {
-    return Json::integer(static_cast<std::int64_t>(value));
+template <typename Container>
+Document describeEach(const Container& container);
+
+Document describe(const Confirmation& confirmation) {
+    return {{"login", confirmation.login},
+            {"name", confirmation.name},
+            {"fingerprint", confirmation.fingerprint},
+            {"random", confirmation.random},
+            {"password", confirmation.password},
+            {"checkValue", confirmation.checkValue}};
 }
 
-Json describe(const Confirmation& confirmation) {
-    return Json::object()
-        .with("login", confirmation.login)
-        .with("name", confirmation.name)
-        .with("fingerprint", confirmation.fingerprint)
-        .with("random", confirmation.random)
-        .with("password", confirmation.password)
-        .with("checkValue", confirmation.checkValue);
+Document describe(const Identity& identity) {
+    return {{"eimi", identity.eimi},
+            {"bleVersion", identity.bleVersion},
+            {"pdaVersion", identity.pdaVersion},
+            {"vendor", identity.vendor},
+            {"returnCode", identity.returnCode}};
 }
 
-Json describe(const Identity& identity) {
-    return Json::object()
-        .with("eimi", identity.eimi)
-        .with("bleVersion", identity.bleVersion)
-        .with("pdaVersion", identity.pdaVersion)
-        .with("vendor", identity.vendor)
-        .with("returnCode", identity.returnCode);
-}
-
-Json describe(const Inventory& inventory) {
+Document describe(const Inventory& inventory) {
     const InventoryResult& result = inventory.result;
-    return Json::object()
-        .with("taskId", inventory.task.taskId)
-        .with("taskLabels", inventory.task.labels)
-        .with("labels", Json::array(result.labels))
-        .with("errorLabels", Json::array(result.errorLabels))
-        .with("confirmation", describe(result.confirmation))
-        .with("state", result.state);
+    return {{"taskId", inventory.task.taskId},
+            {"taskLabels", inventory.task.labels},
+            {"labels", result.labels},
+            {"errorLabels", result.errorLabels},
+            {"confirmation", describe(result.confirmation)},
+            {"state", result.state}};
 }
 
 template <typename Handover>
-Json describeHandovers(const std::map<std::string, Handover>& handovers) {
-    Json list = Json::array();
-    for (const auto& [taskId, handover] : handovers) {
-        Json parties = Json::array();
-        for (const Confirmation& party : handover.result.parties) {
-            parties.append(describe(party));
-        }
-        list.append(Json::object()
-                        .with("taskId", taskId)
-                        .with("taskLabels", handover.task.labels)
-                        .with("time", handover.result.time)
-                        .with("labels", Json::array(handover.result.labels))
-                        .with("errorLabels", Json::array(handover.result.errorLabels))
-                        .with("parties", std::move(parties))
-                        .with("state", handover.result.state));
+Document describe(const std::pair<const std::string, Handover>& entry) {
+    const auto& [taskId, handover] = entry;
+    return {{"taskId", taskId},
+            {"taskLabels", handover.task.labels},
+            {"time", handover.result.time},
+            {"labels", handover.result.labels},
+            {"errorLabels", handover.result.errorLabels},
+            {"parties", describeEach(handover.result.parties)},
+            {"state", handover.result.state}};
+}
+
+Document describe(const std::optional<Key>& key) {
+    return key ? Document{{"value", key->value}, {"checkValue", key->checkValue}} : Document();
+}
+
+Document describe(const Lock& lock) {
+    return {{"id", lock.id},         {"label", lock.label},   {"status", lock.status},  {"rssi", lock.rssi},
+            {"params", lock.params}, {"random", lock.random}, {"battery", lock.battery}};
+}
+
+Document describe(const LockOperation& operation) {
+    return {{"lockId", operation.lockId}, {"action", operation.action}, {"userA", operation.userA},
+            {"userB", operation.userB},   {"result", operation.result}, {"openTime", operation.openTime}};
+}
+
+Document describe(const WrittenLabel& label) {
+    return {{"label", label.label},
+            {"organisation", label.organisation},
+            {"bagType", label.bagType},
+            {"tagId", label.tagId}};
+}
+
+Document describe(const std::pair<const std::int32_t, SentFile>& entry) {
+    const auto& [command, file] = entry;
+    return {{"command", command},
+            {"info", file.info},
+            {"digits", file.text().size()},
+            {"complete", file.isComplete()}};
+}
+
+Document describe(const std::pair<const std::int32_t, std::string>& offered) {
+    return {{"command", offered.first}, {"digits", offered.second.size()}};
+}
+
+Document describe(const Acknowledgement& acknowledgement) {
+    return {{"type", acknowledgement.type},
+            {"of", nameOf(acknowledgement.kind)},
+            {"answers", acknowledgement.answers}};
+}
+
+template <typename Container>
+Document describeEach(const Container& container) {
+    Document list = Document::array();
+    for (const auto& element : container) {
+        list.push_back(describe(element));
     }
     return list;
 }
 
-Json describe(const std::optional<Key>& key) {
-    return key ? Json::object().with("value", key->value).with("checkValue", key->checkValue) : Json();
-}
-
-Json describe(const Lock& lock) {
-    return Json::object()
-        .with("id", lock.id)
-        .with("label", lock.label)
-        .with("status", lock.status)
-        .with("rssi", lock.rssi)
-        .with("params", lock.params)
-        .with("random", lock.random)
-        .with("battery", lock.battery);
-}
-
-Json describeLocks(const TerminalState& state) {
-    Json locks = Json::array();
-    for (const Lock& lock : state.locks) {
-        locks.append(describe(lock));
-    }
-    return locks;
-}
-
-Json describeOperations(const TerminalState& state) {
-    Json operations = Json::array();
-    for (const LockOperation& operation : state.lockOperations) {
-        operations.append(Json::object()
-                              .with("lockId", operation.lockId)
-                              .with("action", operation.action)
-                              .with("userA", operation.userA)
-                              .with("userB", operation.userB)
-                              .with("result", operation.result)
-                              .with("openTime", operation.openTime));
-    }
-    return operations;
-}
-
-Json describeLabels(const TerminalState& state) {
-    Json labels = Json::array();
-    for (const WrittenLabel& label : state.writtenLabels) {
-        labels.append(Json::object()
-                          .with("label", label.label)
-                          .with("organisation", label.organisation)
-                          .with("bagType", label.bagType)
-                          .with("tagId", label.tagId));
-    }
-    return labels;
-}
-
-Json describe(const Files& files) {
-    Json sent = Json::array();
-    for (const auto& [command, file] : files.sent) {
-        sent.append(Json::object()
-                        .with("command", Json::integer(command))
-                        .with("info", file.info)
-                        .with("digits", count(file.text().size()))
-                        .with("complete", Json::boolean(file.isComplete())));
-    }
-    Json offered = Json::array();
-    for (const auto& [command, text] : files.offered) {
-        offered.append(
-            Json::object().with("command", Json::integer(command)).with("digits", count(text.size())));
-    }
-    return Json::object().with("sent", std::move(sent)).with("offered", std::move(offered));
-}
-
-Json describe(const TerminalState& state) {
-    return Json::object()
-        .with("identity", describe(state.identity))
-        .with("assignedNumber", state.assignedNumber)
-        .with("factory", state.factory)
-        .with("writtenLabels", describeLabels(state))
-        .with("scan", Json::object()
-                          .with("running", Json::boolean(state.scan.running))
-                          .with("labels", Json::array(state.scan.labels)))
-        .with("inventory", describe(state.inventory))
-        .with("dotHandovers", describeHandovers(state.dotHandovers))
-        .with("powerHandovers", describeHandovers(state.powerHandovers))
-        .with("keys", Json::object()
-                          .with("master", describe(state.keys.master))
-                          .with("encryption", describe(state.keys.encryption))
-                          .with("mac", describe(state.keys.mac)))
-        .with("files", describe(state.files))
-        .with("tellers", Json::object()
-                             .with("registered", state.tellers.registered)
-                             .with("authenticationResults", Json::array(state.tellers.authenticationResults))
-                             .with("escorts", Json::array(state.tellers.escorts)))
-        .with("bleMac", state.bleMac)
-        .with("locks", describeLocks(state))
-        .with("lockOperations", describeOperations(state));
-}
-
-Json describe(const std::vector<Acknowledgement>& acknowledgements) {
-    Json list = Json::array();
-    for (const Acknowledgement& acknowledgement : acknowledgements) {
-        list.append(Json::object()
-                        .with("type", acknowledgement.type)
-                        .with("of", std::string(nameOf(acknowledgement.kind)))
-                        .with("answers", acknowledgement.answers));
-    }
-    return list;
+Document describe(const TerminalState& state) {
+    return {
+        {"identity", describe(state.identity)},
+        {"assignedNumber", state.assignedNumber},
+        {"factory", state.factory},
+        {"writtenLabels", describeEach(state.writtenLabels)},
+        {"scan", {{"running", state.scan.running}, {"labels", state.scan.labels}}},
+        {"inventory", describe(state.inventory)},
+        {"dotHandovers", describeEach(state.dotHandovers)},
+        {"powerHandovers", describeEach(state.powerHandovers)},
+        {"keys",
+         {{"master", describe(state.keys.master)},
+          {"encryption", describe(state.keys.encryption)},
+          {"mac", describe(state.keys.mac)}}},
+        {"files", {{"sent", describeEach(state.files.sent)}, {"offered", describeEach(state.files.offered)}}},
+        {"tellers",
+         {{"registered", state.tellers.registered},
+          {"authenticationResults", state.tellers.authenticationResults},
+          {"escorts", state.tellers.escorts}}},
+        {"bleMac", state.bleMac},
+        {"locks", describeEach(state.locks)},
+        {"lockOperations", describeEach(state.lockOperations)}};
 }
 
 } // namespace
 
-Json describeState(SimulatedTerminal& terminal) {
-    Json state;
+Document describeState(SimulatedTerminal& terminal) {
+    Document state;
     terminal.changeState([&state](const TerminalState& now) { state = describe(now); });
     const std::string node = terminal.nodePath();
-    return Json::object()
-        .with("node", node)
-        .with("plugged", Json::boolean(!node.empty()))
-        .with("openDescriptors", Json::integer(terminal.openDescriptors()))
-        .with("messagesReceived", count(terminal.messages().size()))
-        .with("violations", Json::array(terminal.violations()))
-        .with("acknowledgements", describe(terminal.acknowledgements()))
-        .with("state", std::move(state));
+    return {{"node", node},
+            {"plugged", !node.empty()},
+            {"openDescriptors", terminal.openDescriptors()},
+            {"messagesReceived", terminal.messages().size()},
+            {"violations", terminal.violations()},
+            {"acknowledgements", describeEach(terminal.acknowledgements())},
+            {"state", std::move(state)}};
 }
 
 } // namespace pdasim

@@ -9,8 +9,8 @@ namespace pdasim {
 
 namespace {
 
-constexpr const char* UnderWay = "0";
-constexpr const char* Finished = "1";
+constexpr const char* kUnderWay = "0";
+constexpr const char* kFinished = "1";
 
 std::vector<std::string> withoutErrors(const std::string& labels, const std::vector<std::string>& errors) {
     std::vector<std::string> found;
@@ -28,7 +28,7 @@ HandoverResult handedOver(const std::string& labels, const Completion& completio
     result.labels = withoutErrors(labels, completion.errorLabels);
     result.errorLabels = completion.errorLabels;
     result.parties = {completion.userA, completion.userB, {}};
-    result.state = Finished;
+    result.state = kFinished;
     return result;
 }
 
@@ -36,7 +36,7 @@ template <typename Handover>
 std::vector<std::string> underWay(const std::map<std::string, Handover>& handovers) {
     std::vector<std::string> taskIds;
     for (const auto& [taskId, handover] : handovers) {
-        if (handover.result.state == UnderWay) {
+        if (handover.result.state == kUnderWay) {
             taskIds.push_back(taskId);
         }
     }
@@ -59,7 +59,7 @@ std::optional<Announcement> finishInventory(TerminalState& state, const Completi
     result.labels = withoutErrors(task.labels, completion.errorLabels);
     result.errorLabels = completion.errorLabels;
     result.confirmation = completion.userA;
-    result.state = Finished;
+    result.state = kFinished;
     return inventoryRecord(result);
 }
 

@@ -9,16 +9,16 @@
 
 namespace pdasim {
 
-/** Who confirms a task, and what was missing. */
+/// Who confirms a task, and what was missing.
 struct Completion {
     Confirmation userA;
     Confirmation userB;
     std::vector<std::string> errorLabels;
-    /** yyyyMMddhhmmss. */
+    /// yyyyMMddhhmmss.
     std::string time;
 };
 
-/** What a user of that login leaves behind. */
+/// What a user of that login leaves behind.
 Confirmation confirmationOf(const std::string& login, const std::string& name, const std::string& password);
 
 // Each finishes a task with all of its labels but the wrong ones, and gives the record that tells the host.
@@ -30,7 +30,7 @@ std::optional<Announcement> finishDotHandover(TerminalState& state, const std::s
 std::optional<Announcement> finishPowerHandover(TerminalState& state, const std::string& taskId,
                                                 const Completion& completion);
 
-/** The handover tasks that are under way. */
+/// The handover tasks that are under way.
 std::vector<std::string> openDotHandovers(const TerminalState& state);
 std::vector<std::string> openPowerHandovers(const TerminalState& state);
 

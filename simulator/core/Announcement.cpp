@@ -1,7 +1,7 @@
 #include "core/Announcement.h"
 
 #include "core/Texts.h"
-#include "core/messages/Records.h"
+#include "core/messages/Answers.h"
 
 #include <algorithm>
 #include <array>
@@ -16,7 +16,7 @@ struct AnnouncementRow {
     std::string_view name;
 };
 
-constexpr std::array<AnnouncementRow, 6> Rows = {{
+constexpr std::array<AnnouncementRow, 6> kRows = {{
     {Announced::ScannedLabel, "9001", "scanned label"},
     {Announced::LoginRecord, "9002", "login record"},
     {Announced::UserNotice, "9003", "user notice"},
@@ -26,7 +26,7 @@ constexpr std::array<AnnouncementRow, 6> Rows = {{
 }};
 
 const AnnouncementRow& rowOf(Announced kind) {
-    return *std::find_if(Rows.begin(), Rows.end(),
+    return *std::find_if(kRows.begin(), kRows.end(),
                          [kind](const AnnouncementRow& row) { return row.kind == kind; });
 }
 
@@ -39,7 +39,7 @@ Announcement handoverRecord(Announced kind, Tag subject, const HandoverResult& r
     return {kind, std::move(tags)};
 }
 
-/** A host has no use for what the terminal knows already, and does not send it back. */
+/// A host has no use for what the terminal knows already, and does not send it back.
 void expectNoEcho(const ParsedMessage& response, std::string_view name, const std::string& announced,
                   std::vector<std::string>& violations) {
     if (response.value(name) == announced) {
@@ -59,9 +59,9 @@ std::string_view nameOf(Announced kind) {
 }
 
 std::optional<Announced> announcedBy(std::string_view type) {
-    const auto found = std::find_if(Rows.begin(), Rows.end(),
+    const auto found = std::find_if(kRows.begin(), kRows.end(),
                                     [type](const AnnouncementRow& row) { return row.type == type; });
-    return found == Rows.end() ? std::nullopt : std::optional(found->kind);
+    return found == kRows.end() ? std::nullopt : std::optional(found->kind);
 }
 
 Announcement& Announcement::with(std::string name, std::string value) {

@@ -1,8 +1,11 @@
 #include "core/Message.h"
 
+#include "core/Texts.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <stdexcept>
 #include <utility>
 
 namespace pdasim {
@@ -31,7 +34,7 @@ std::optional<SequenceShape> shapeOfLead(unsigned char lead) {
     return std::nullopt;
 }
 
-/** Decodes the sequence at the start of the text; nothing when it is not well-formed UTF-8. */
+/// Decodes the sequence at the start of the text; nothing when it is not well-formed UTF-8.
 std::optional<std::pair<char32_t, std::size_t>> decodeFirst(std::string_view text) {
     const auto shape = shapeOfLead(static_cast<unsigned char>(text.front()));
     if (!shape || text.size() < shape->bytes) {
@@ -119,18 +122,18 @@ std::string sequenceText(int sequence) {
 
 std::string composeMessage(std::string_view type, const Tags& tags, const std::vector<Tags>& groups) {
     std::string text(type);
-    text.append(header::Factory).append(header::Zeros).append(header::Blanks).append(header::Fixed);
+    text.append(header::kFactory).append(header::kZeros).append(header::kBlanks).append(header::kFixed);
     appendTags(text, tags);
     for (const Tags& group : groups) {
-        text.append(GroupOpening);
+        text.append(kGroupOpening);
         appendTags(text, group);
-        text.append(GroupClosing);
+        text.append(kGroupClosing);
     }
     // A message too long for its length field keeps the other fields in their places.
-    constexpr std::size_t Longest = 999999;
+    constexpr std::size_t kMax = 999999;
     std::array<char, 32> length{};
     (void)std::snprintf(length.data(), length.size(), "%06zu",
-                        std::min(lengthInCharacters(text) + header::LengthWidth, Longest));
+                        std::min(lengthInCharacters(text) + header::kLengthWidth, kMax));
     return length.data() + text;
 }
 
@@ -153,6 +156,31 @@ std::string printable(std::string_view bytes) {
         line.append(escaped.data());
     }
     return line;
+}
+
+const std::string& Request::operator[](std::string_view name) const {
+    const Tag* tag = findTag(message.tags, name);
+    if (tag == nullptr) {
+        throw std::out_of_range("no tag " + std::string(name) + " in a message of type " + message.type);
+    }
+    return tag->value;
+}
+
+std::int32_t Request::number(std::string_view name) const {
+    return leadingNumber((*this)[name]);
+}
+
+Reply& Reply::with(std::string_view name, std::string value) {
+    tags.push_back({std::string(name), std::move(value)});
+    return *this;
+}
+
+Reply& Reply::withResult(std::string_view returnCode) {
+    return with("Ex_RetCode", std::string(returnCode));
+}
+
+Tags frontOfReply(const Request& request) {
+    return {{"Ex_TrTime", request.localTime}, {"Ex_SeqNo", request.message.sequence}};
 }
 
 } // namespace pdasim

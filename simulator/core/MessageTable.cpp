@@ -1,13 +1,15 @@
 #include "core/MessageTable.h"
 
+#include "core/Terminal.h"
 #include "core/messages/Answers.h"
-#include "core/messages/Checks.h"
+
+#include <algorithm>
 
 namespace pdasim {
 
 namespace {
 
-/** A message that only responds to one of the terminal's. */
+/// A message that only responds to one of the terminal's.
 MessageRow response(std::string_view type, std::string_view name, Announced respondsTo,
                     std::vector<RequestTag> tags) {
     MessageRow row = {type, name, std::move(tags)};
@@ -26,6 +28,48 @@ MessageRow inBytes(MessageRow row) {
 MessageRow withGroups(MessageRow row, std::vector<RequestTag> tags) {
     row.groupTags = std::move(tags);
     return row;
+}
+
+/// A file, packet or lock that goes by this is there for the asking.
+constexpr const char* kSampleValue = "0";
+
+std::vector<const MessageRow*> rowsOf(std::string_view type) {
+    if (type != Terminal::AnyType) {
+        return findMessageRows(type);
+    }
+    std::vector<const MessageRow*> all;
+    for (const MessageRow& row : messageRows()) {
+        all.push_back(&row);
+    }
+    return all;
+}
+
+Tags sampleOf(const std::vector<RequestTag>& wanted) {
+    Tags tags;
+    for (const RequestTag& tag : wanted) {
+        tags.push_back({std::string(tag.name), kSampleValue});
+    }
+    return tags;
+}
+
+/// What the terminal answers when it has what it is asked for, so that no tag is missing.
+Tags sampleReply(const MessageRow& row) {
+    TerminalState state;
+    state.locks.emplace_back().id = kSampleValue;
+    state.files.offered.emplace(0, kSampleValue);
+    const Request request = {{std::string(row.type), kSampleValue, sampleOf(row.tags), {}}, {}};
+    Tags tags = frontOfReply(request);
+    const Reply reply = row.answer(request, state);
+    tags.insert(tags.end(), reply.tags.begin(), reply.tags.end());
+    return tags;
+}
+
+void addOnce(std::vector<std::string>& names, const Tags& tags) {
+    for (const Tag& tag : tags) {
+        if (std::find(names.begin(), names.end(), tag.name) == names.end()) {
+            names.push_back(tag.name);
+        }
+    }
 }
 
 } // namespace
@@ -89,7 +133,7 @@ const std::vector<MessageRow>& messageRows() {
                  {"Ex_SrcSeqNo", "Ex_PdaSn", "Ex_RetCode", "Ex_ScanState"}),
         response("9001", "user notice acknowledged", Announced::UserNotice,
                  {"Ex_SrcSeqNo", "Ex_RetCode", "Ex_PdaSn"}),
-        response("9002", "login verdict", Announced::LoginRecord, {"Ex_PdaSn", "Ex_RetCode"}),
+        response("9002", "login result", Announced::LoginRecord, {"Ex_PdaSn", "Ex_RetCode"}),
         response("9004", "inventory record acknowledged", Announced::InventoryRecord, {"Ex_SrcSeqNo", "Ex_RetCode"}),
         response("9005", "dot handover acknowledged", Announced::DotHandover, {"Ex_SrcSeqNo", "Ex_RetCode"}),
         response("9006", "power handover acknowledged", Announced::PowerHandover,
@@ -107,6 +151,25 @@ std::vector<const MessageRow*> findMessageRows(std::string_view type) {
         }
     }
     return found;
+}
+
+std::vector<std::string> requestTagNames(std::string_view type) {
+    std::vector<std::string> names;
+    for (const MessageRow* row : rowsOf(type)) {
+        addOnce(names, sampleOf(row->tags));
+        addOnce(names, sampleOf(row->groupTags));
+    }
+    return names;
+}
+
+std::vector<std::string> replyTagNames(std::string_view type) {
+    std::vector<std::string> names;
+    for (const MessageRow* row : rowsOf(type)) {
+        if (row->answer != nullptr) {
+            addOnce(names, sampleReply(*row));
+        }
+    }
+    return names;
 }
 
 } // namespace pdasim

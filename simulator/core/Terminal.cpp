@@ -1,10 +1,24 @@
 #include "core/Terminal.h"
 
-#include "core/ReplyPlan.h"
-
 #include <algorithm>
 
 namespace pdasim {
+
+namespace {
+
+std::vector<std::string> cutIntoPieces(const std::string& text, std::size_t count) {
+    std::vector<std::string> pieces;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t begin = text.size() * i / count;
+        const std::size_t end = text.size() * (i + 1) / count;
+        if (end > begin) {
+            pieces.push_back(text.substr(begin, end - begin));
+        }
+    }
+    return pieces;
+}
+
+} // namespace
 
 void Terminal::addFault(std::string_view type, Fault fault) {
     m_faults.emplace_back(std::string(type), std::move(fault));
@@ -62,7 +76,7 @@ WriteOutcome Terminal::handleWrite(std::string_view bytes, std::string_view loca
         outcome.accepted = std::min(*fault.m_shortWrite, bytes.size());
         return outcome;
     }
-    outcome.steps = ReplyPlan::layOut(respond(checked, fault, localTime), fault);
+    outcome.steps = layOut(respond(checked, fault, localTime), fault);
     return outcome;
 }
 
@@ -99,6 +113,31 @@ std::string Terminal::composeReply(const CheckedMessage& checked, const Fault& f
         change(reply, request);
     }
     return composeMessage(fault.m_replyType.value_or(request.message.type), reply.tags, reply.groups);
+}
+
+std::vector<TimedStep> Terminal::layOut(const std::string& reply, const Fault& fault) {
+    std::vector<TimedStep> steps;
+    std::chrono::milliseconds time = fault.m_delay;
+    const bool goesFirst = fault.m_unplugging == Fault::Unplugging::BeforeReply;
+    if (!goesFirst && !fault.m_silent) {
+        for (std::string& piece : cutIntoPieces(reply, fault.m_pieces)) {
+            time += steps.empty() ? std::chrono::milliseconds(0) : fault.m_pause;
+            steps.push_back({time, SendText{std::move(piece)}});
+        }
+        if (fault.m_repeatsReply && !reply.empty()) {
+            steps.push_back({time, SendText{reply}});
+        }
+        if (fault.m_follower) {
+            steps.push_back({time, SendText{*fault.m_follower}});
+        }
+    }
+    if (fault.m_unplugging != Fault::Unplugging::Never) {
+        steps.push_back({time, Unplug{}});
+        if (fault.m_replugAfter) {
+            steps.push_back({time + *fault.m_replugAfter, Replug{}});
+        }
+    }
+    return steps;
 }
 
 std::string Terminal::announce(const Announcement& announcement, std::string_view localTime) {

@@ -10,7 +10,7 @@ namespace pdasim {
 
 namespace {
 
-/** The tags of a well-formed run of them; nothing when something else stands between or behind them. */
+/// The tags of a well-formed run of them; nothing when something else is between or after them.
 std::optional<Tags> readTags(std::string_view text) {
     Tags tags;
     while (!text.empty()) {
@@ -31,13 +31,13 @@ std::optional<Tags> readTags(std::string_view text) {
 }
 
 bool isRunOf(const MessageRow& row, const Tags& tags) {
-    constexpr std::size_t Front = 2;
-    return tags.size() >= Front + row.tags.size() &&
-           std::equal(row.tags.begin(), row.tags.end(), tags.begin() + Front,
+    constexpr std::size_t kFront = 2;
+    return tags.size() >= kFront + row.tags.size() &&
+           std::equal(row.tags.begin(), row.tags.end(), tags.begin() + kFront,
                       [](const RequestTag& wanted, const Tag& tag) { return wanted.name == tag.name; });
 }
 
-/** What people call the message. Where both sides use a type for different things, the sender decides. */
+/// What people call the message. Where both sides use a type for different things, the sender decides.
 std::string_view nameOf(std::string_view type, const Tags& tags, Sender sender) {
     const auto announced = announcedBy(type);
     if (sender == Sender::Terminal && announced) {
@@ -55,11 +55,11 @@ std::string_view nameOf(std::string_view type, const Tags& tags, Sender sender) 
 } // namespace
 
 std::string describeMessage(std::string_view bytes, Sender sender) {
-    const auto tags = bytes.size() < header::Size ? std::nullopt : readTags(bytes.substr(header::Size));
+    const auto tags = bytes.size() < header::kSize ? std::nullopt : readTags(bytes.substr(header::kSize));
     if (!tags) {
         return std::to_string(bytes.size()) + " bytes: " + printable(bytes);
     }
-    const std::string_view type = bytes.substr(header::TypeOffset, header::TypeWidth);
+    const std::string_view type = bytes.substr(header::kTypeOffset, header::kTypeWidth);
     std::string line = printable(type);
     line.append(" ").append(nameOf(type, *tags, sender));
     line.append(" (").append(std::to_string(bytes.size())).append(" bytes)");

@@ -7,11 +7,9 @@ namespace pdasim {
 
 enum class Sender { Host, Terminal };
 
-/**
- * A message as one line for people: type, name, size, then the tags as name=value.
- *
- * What does not look like a message is shown as printable text.
- */
+/// A message as one line for people: type, name, size, then the tags as name=value.
+///
+/// What does not look like a message is shown as printable text.
 std::string describeMessage(std::string_view bytes, Sender sender);
 
 } // namespace pdasim

@@ -18,12 +18,11 @@ namespace pdasim {
 
 namespace {
 
-/** Longer than any report of a device. */
-constexpr std::size_t LargestRead = 4096;
-constexpr const char* SetUp = "pdasim gadget --script | sudo sh";
+/// Longer than any report of a device.
+constexpr std::size_t kMaxRead = 4096;
+constexpr const char* kSetUp = "pdasim gadget --script | sudo sh";
 
-/** Whether the kernel's HID function has made it, if it is there at all: anything else is not to be opened.
- */
+/// Whether the kernel's HID function has made it, if it is there at all: anything else is not to be opened.
 void checkNode(const std::string& path) {
     struct stat information {};
     if (::stat(path.c_str(), &information) != 0) {
@@ -35,7 +34,7 @@ void checkNode(const std::string& path) {
     const auto subsystem =
         std::filesystem::read_symlink(sysFolder() + "/dev/char/" + number + "/subsystem", unknown);
     if (!S_ISCHR(information.st_mode) || subsystem.filename() != "hidg") {
-        throw std::runtime_error(path + " is not the node of a HID gadget; this sets one up: " + SetUp);
+        throw std::runtime_error(path + " is not the node of a HID gadget; this sets one up: " + kSetUp);
     }
 }
 
@@ -47,7 +46,7 @@ FileDescriptor openNode(const std::string& path) {
         if (errno == EACCES) {
             reason += "; this gives the permission: sudo chown " + nameOfUser() + " " + path;
         } else if (errno == ENOENT) {
-            reason += std::string("; this sets it up: ") + SetUp;
+            reason += std::string("; this sets it up: ") + kSetUp;
         }
         throw std::runtime_error(reason);
     }
@@ -56,7 +55,7 @@ FileDescriptor openNode(const std::string& path) {
 
 } // namespace
 
-/** Reads what the host has sent, and writes what it is to fetch. */
+/// Reads what the host has sent, and writes what it is to fetch.
 class GadgetPort::NodeChannel : public Channel {
 public:
     NodeChannel(FileDescriptor node, GadgetPort& port) : m_node(std::move(node)), m_port(port) {}
@@ -73,13 +72,13 @@ public:
         }
         return true;
     }
-    /** The device has to be free before it can be unbound. */
+    /// The device has to be free before it can be unbound.
     void close() { m_node.reset(); }
 
 private:
-    /** False when the node has gone. */
+    /// False when the node has gone.
     bool receive() {
-        std::array<char, LargestRead> bytes{};
+        std::array<char, kMaxRead> bytes{};
         const ssize_t got = ::read(m_node.get(), bytes.data(), bytes.size());
         if (got > 0) {
             (void)m_port.host().take({bytes.data(), static_cast<std::size_t>(got)});

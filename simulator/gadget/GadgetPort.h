@@ -2,7 +2,7 @@
 
 #include "gadget/Gadget.h"
 #include "node/FileDescriptor.h"
-#include "usb/UsbPort.h"
+#include "usb/HostSide.h"
 
 #include <cstddef>
 #include <memory>
@@ -12,10 +12,10 @@
 
 namespace pdasim {
 
-/** A terminal that is a board's USB device controller. */
+/// A terminal that is a board's USB device controller.
 class GadgetPort : public UsbPort {
 public:
-    /** What the terminal is to be set up as; or the node of one that somebody else has set up. */
+    /// What the terminal is to be set up as; or the node of one that somebody else has set up.
     struct Place {
         DeviceDescription device;
         std::string controller;
@@ -28,7 +28,7 @@ public:
     void unplug() override;
     void send(const std::vector<std::string>& reports) override;
     std::string place() const override;
-    /** A device is not told how many programs of its host use it. */
+    /// A device is not told how many programs of its host use it.
     std::size_t openFiles() const override { return m_channel == nullptr ? 0 : 1; }
 
 private:

@@ -18,17 +18,17 @@ namespace pdasim {
 
 namespace {
 
-/** Character device numbers of the local range, as hidraw has got one of in no particular order. */
-constexpr int NodeMajor = 240;
-/** As many as keep the order of their numbers when they are sorted as text. */
-constexpr int PortsPerBus = 9;
+/// Character device numbers of the local range, as hidraw has got one of in no particular order.
+constexpr int kNodeMajor = 240;
+/// As many as keep the order of their numbers when they are sorted as text.
+constexpr int kPortsPerBus = 9;
 
 std::string nodeName(int number) {
     return "hidraw" + std::to_string(number);
 }
 
 std::string deviceNumber(int number) {
-    return std::to_string(NodeMajor) + ":" + std::to_string(number);
+    return std::to_string(kNodeMajor) + ":" + std::to_string(number);
 }
 
 std::string upperCase(std::string text) {
@@ -37,7 +37,7 @@ std::string upperCase(std::string text) {
     return text;
 }
 
-/** As the kernel names a HID device: bus type, ids, a running number. */
+/// As the kernel names a HID device: bus type, ids, a running number.
 std::string hidName(const DeviceDescription& description, int number) {
     std::array<char, 16> running{};
     (void)std::snprintf(running.data(), running.size(), "%04X", static_cast<unsigned>(number) + 1U);
@@ -78,7 +78,7 @@ std::string takeText(gchar* text) {
     return result;
 }
 
-/** umockdev ends the process when it cannot make its folder. */
+/// umockdev ends the process when it cannot make its folder.
 void checkTemporaryFolder() {
     const char* folder = g_get_tmp_dir();
     if (::access(folder, W_OK | X_OK) != 0) {
@@ -128,8 +128,8 @@ std::string DeviceTree::addDevice(const std::string& subsystem, const std::strin
 SysfsPaths DeviceTree::addParents(const DeviceDescription& description, int port, int number) {
     SysfsPaths paths;
     if (description.hasUsbParent) {
-        const std::string bus = std::to_string(port / PortsPerBus + 1);
-        const std::string place = bus + "-" + std::to_string(port % PortsPerBus + 1);
+        const std::string bus = std::to_string(port / kPortsPerBus + 1);
+        const std::string place = bus + "-" + std::to_string(port % kPortsPerBus + 1);
         paths.push_back(addDevice("usb", "pci0000:00/0000:00:14.0/usb" + bus + "/" + place, "",
                                   usbAttributes(description),
                                   {"SUBSYSTEM", "usb", "DEVTYPE", "usb_device", "DRIVER", "usb"}));
@@ -154,7 +154,7 @@ SysfsPaths DeviceTree::add(const DeviceDescription& description, int port, int n
     const std::string name = nodeName(number);
     paths.push_back(addDevice("hidraw", "hidraw/" + name, paths.back(), {"dev", deviceNumber(number)},
                               {"SUBSYSTEM", "hidraw", "DEVNAME", "/dev/" + name, "MAJOR",
-                               std::to_string(NodeMajor), "MINOR", std::to_string(number)}));
+                               std::to_string(kNodeMajor), "MINOR", std::to_string(number)}));
     for (const std::string& path : paths) {
         announce(path, "add");
     }

@@ -2,11 +2,26 @@
 
 #include <unistd.h>
 
+#include <string>
+#include <system_error>
 #include <utility>
 
 namespace pdasim {
 
-/** Owns a file descriptor. */
+/// Something that the system refuses; the text ends with what to do about it.
+class AdvisedError : public std::system_error {
+public:
+    AdvisedError(int error, const std::string& what, const std::string& advice)
+        : std::system_error(error, std::generic_category(), what),
+          m_text(std::string(std::system_error::what()) + ". " + advice) {}
+
+    const char* what() const noexcept override { return m_text.c_str(); }
+
+private:
+    std::string m_text;
+};
+
+/// Owns a file descriptor.
 class FileDescriptor {
 public:
     FileDescriptor() = default;
@@ -36,7 +51,7 @@ private:
     int m_descriptor = -1;
 };
 
-/** An exception with the text of the current errno behind `what`. */
+/// An exception with `what` and the text of the current errno.
 [[noreturn]] void throwSystemError(const char* what);
 
 } // namespace pdasim

@@ -1,32 +1,77 @@
 #include "node/HidrawNode.h"
 
+#include <fcntl.h>
+#include <sys/uio.h>
+#include <termios.h>
+
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdlib>
 
 namespace pdasim {
 
 namespace {
 
-/** What a bus of full speed takes for a report: a packet of 64 bytes at most each millisecond. */
+/// What a bus of full speed takes for a report: a packet of 64 bytes at most each millisecond.
 HidrawNode::Clock::duration transferTime(const std::string& report) {
-    constexpr std::size_t Packet = 64;
-    return std::chrono::milliseconds((report.size() + Packet - 1) / Packet);
+    constexpr std::size_t kPacket = 64;
+    return std::chrono::milliseconds((report.size() + kPacket - 1) / kPacket);
 }
 
-/** A read through another process takes longer than the kernel's, above all on a busy machine: a reader who
- * is that late has not stopped reading yet. */
-constexpr std::chrono::milliseconds Patience(200);
+/// A read through another process takes longer than the kernel's, above all on a busy machine: a reader who
+/// is that late has not stopped reading yet.
+constexpr std::chrono::milliseconds kPatience(200);
 
 } // namespace
 
-HidrawNode::HidrawNode(NodeOwner& owner, DeviceDescription description)
-    : m_owner(&owner), m_description(std::move(description)) {
+Doorbell::Doorbell() {
+    // Close-on-exec matters: a child that inherited the master would keep the node from ever hanging up.
+    m_master.reset(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK));
+    std::array<char, 64> name{};
+    if (!m_master.isOpen() || ::grantpt(m_master.get()) != 0 || ::unlockpt(m_master.get()) != 0 ||
+        ::ptsname_r(m_master.get(), name.data(), name.size()) != 0) {
+        throwSystemError("cannot open a pseudo-terminal");
+    }
+    m_path = name.data();
+    m_slave.reset(::open(m_path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK));
+    termios settings{};
+    if (!m_slave.isOpen() || ::tcgetattr(m_slave.get(), &settings) != 0) {
+        throwSystemError("cannot set a pseudo-terminal up");
+    }
+    ::cfmakeraw(&settings);
+    if (::tcsetattr(m_slave.get(), TCSANOW, &settings) != 0) {
+        throwSystemError("cannot set a pseudo-terminal up");
+    }
+}
+
+void Doorbell::ring() {
+    std::array<char, 1> byte = {'!'};
+    const iovec piece = {byte.data(), byte.size()};
+    // writev instead of write: the test bed's wrapper of write looks every descriptor up.
+    if (::writev(m_master.get(), &piece, 1) != 1 && errno != EAGAIN) {
+        throwSystemError("cannot make the node readable");
+    }
+}
+
+void Doorbell::silence() {
+    (void)::tcflush(m_slave.get(), TCIFLUSH);
+}
+
+void Doorbell::hangUp() {
+    m_master.reset();
+    m_slave.reset();
+}
+
+HidrawNode::HidrawNode(ServingLoop& loop, NodeOwner& owner, DeviceDescription description)
+    : m_loop(loop), m_owner(&owner), m_description(std::move(description)) {
 }
 
 void HidrawNode::opened(FileId file) {
     m_files.emplace(file, HidrawQueue());
     if (m_owner != nullptr) {
         m_owner->hostOpened();
+        update();
     } else {
         m_files.at(file).unplug();
     }
@@ -43,16 +88,12 @@ void HidrawNode::closed(FileId file) {
         m_lostUnread += m_held.size();
         m_held.clear();
     }
-    deliverHeld();
-    updateBell();
+    update();
 }
 
 ReadResult HidrawNode::read(FileId file, std::size_t count) {
     ReadResult result = m_files.at(file).read(count);
-    if (result.error == 0) {
-        deliverHeld();
-    }
-    updateBell();
+    update();
     return result;
 }
 
@@ -66,34 +107,45 @@ void HidrawNode::send(const std::vector<std::string>& reports) {
         return;
     }
     m_held.insert(m_held.end(), reports.begin(), reports.end());
+    update();
+}
+
+bool HidrawNode::anybodyReads() const {
+    return std::any_of(m_files.begin(), m_files.end(),
+                       [](const auto& entry) { return entry.second.hasRoom(); });
+}
+
+void HidrawNode::update() {
     deliverHeld();
     updateBell();
-}
-
-std::optional<HidrawNode::Clock::time_point> HidrawNode::nextTransfer() const {
-    if (m_held.empty()) {
-        return std::nullopt;
+    m_loop.cancel(this);
+    if (!m_held.empty()) {
+        m_loop.schedule(this, anybodyReads() ? m_nextTransfer : m_nextTransfer + kPatience,
+                        [this] { transfer(); });
     }
-    const bool anybodyReads =
-        std::any_of(m_files.begin(), m_files.end(), [](const auto& entry) { return entry.second.hasRoom(); });
-    return anybodyReads ? m_nextTransfer : m_nextTransfer + Patience;
 }
 
-bool HidrawNode::transferDue() {
-    const auto due = nextTransfer();
-    if (!due || Clock::now() < *due) {
-        return false;
+/// The bus brings the next report, whoever has room for it.
+void HidrawNode::transfer() {
+    const auto now = Clock::now();
+    if (anybodyReads()) {
+        // A bus that is late does not catch up: a burst would be more than a reader can take.
+        m_nextTransfer = std::max(m_nextTransfer, now);
+    } else if (now > m_nextTransfer + 2 * kPatience) {
+        // This thread was late itself, so the readers had no chance: they get their time once more.
+        m_nextTransfer = now;
+        update();
+        return;
     }
     deliverFirst(m_nextTransfer);
-    deliverHeld();
-    updateBell();
-    return true;
+    update();
 }
 
 void HidrawNode::unplug() {
     m_owner = nullptr;
     m_lostUnread += m_held.size();
     m_held.clear();
+    m_loop.cancel(this);
     for (auto& [file, queue] : m_files) {
         queue.unplug();
     }
@@ -121,7 +173,7 @@ void HidrawNode::deliverFirst(Clock::time_point transferBegin) {
     // What comes early gives the readers more time, but no more than what they can have unread.
     const auto time = transferTime(m_held.front());
     m_nextTransfer =
-        std::min(transferBegin + time, Clock::now() + static_cast<int>(hidraw::QueueLength) * time);
+        std::min(transferBegin + time, Clock::now() + static_cast<int>(hidraw::kQueueLength) * time);
     m_held.pop_front();
 }
 

@@ -28,7 +28,7 @@ int HidrawQueue::writeError(std::size_t count) const {
     if (m_unplugged) {
         return ENODEV;
     }
-    return count < hidraw::SmallestWrite || count > hidraw::LargestWrite ? EINVAL : 0;
+    return count < hidraw::kMinWrite || count > hidraw::kMaxWrite ? EINVAL : 0;
 }
 
 std::vector<std::string> cutIntoReports(std::string_view text, std::size_t reportSize) {

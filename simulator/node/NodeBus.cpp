@@ -4,17 +4,21 @@
 
 namespace pdasim {
 
-NodeBus::NodeBus() : m_server(NodeServer::start()) {
+NodeBus::NodeBus() : m_loop(std::make_unique<ServingLoop>()) {
 }
 
 NodeBus::~NodeBus() {
     {
-        const std::lock_guard lock(m_server->mutex());
+        const std::lock_guard lock(m_loop->mutex());
         for (std::size_t device = 0; device < m_devices.size(); ++device) {
             unplug(static_cast<DeviceId>(device));
         }
+        for (const auto& [number, listener] : m_listeners) {
+            m_loop->remove(listener.get());
+        }
     }
-    m_server->stop();
+    // Clients that still have a node open have to be told that their device is gone.
+    ServingLoop::endWhenUnused(std::move(m_loop));
 }
 
 NodeBus::DeviceId NodeBus::add(DeviceDescription description, NodeOwner& owner) {
@@ -28,11 +32,13 @@ void NodeBus::plug(DeviceId device) {
         return;
     }
     const int number = freeNumber();
-    const auto node = std::make_shared<HidrawNode>(*entry.owner, entry.description);
-    if (!m_server->listensFor(number)) {
-        m_server->listenFor(number, m_tree.socketPath(number));
+    const auto node = std::make_shared<HidrawNode>(*m_loop, *entry.owner, entry.description);
+    std::shared_ptr<NodeListener>& listener = m_listeners[number];
+    if (listener == nullptr) {
+        listener = std::make_shared<NodeListener>(*m_loop, m_tree.socketPath(number));
+        m_loop->add(listener);
     }
-    m_server->setNode(number, node);
+    listener->setNode(node);
     entry.lives.push_back({number, node});
     entry.paths = m_tree.add(entry.description, device, number, node->filePath());
 }
@@ -45,7 +51,7 @@ void NodeBus::unplug(DeviceId device) {
     const Life& life = entry.lives.back();
     life.node->unplug();
     m_tree.remove(entry.paths, life.number, life.node->filePath());
-    m_server->setNode(life.number, nullptr);
+    m_listeners.at(life.number)->setNode(nullptr);
     entry.paths.clear();
     life.node->hangUp();
 }

@@ -10,11 +10,11 @@ namespace pdasim {
 
 namespace {
 
-constexpr std::uintptr_t Done = 3;
-constexpr std::uintptr_t ReadMemory = 5;
-constexpr std::uintptr_t WriteMemory = 6;
-/** As a result it means that nobody emulates this request. */
-constexpr std::intptr_t Unhandled = -100;
+constexpr std::uintptr_t kDone = 3;
+constexpr std::uintptr_t kReadMemory = 5;
+constexpr std::uintptr_t kWriteMemory = 6;
+/// As a result it means that nobody emulates this request.
+constexpr std::intptr_t kUnhandled = -100;
 
 using Words = std::array<std::uintptr_t, 3>;
 
@@ -22,7 +22,7 @@ std::string_view asBytes(const Words& words) {
     return {reinterpret_cast<const char*>(words.data()), sizeof(words)};
 }
 
-/** False when the connection ended before all of it came. */
+/// False when the connection ended before all of it came.
 bool receiveWhole(int descriptor, char* data, std::size_t size) {
     while (size > 0) {
         const ssize_t got = ::recv(descriptor, data, size, MSG_WAITALL);
@@ -50,7 +50,7 @@ std::optional<PreloadLink::Request> PreloadLink::receive() {
 
 std::optional<std::string> PreloadLink::fetchMemory(std::uintptr_t address, std::size_t size) {
     std::string bytes(size, '\0');
-    sendWhole(asBytes({ReadMemory, address, size}));
+    sendWhole(asBytes({kReadMemory, address, size}));
     if (!receiveWhole(descriptor(), bytes.data(), size)) {
         return std::nullopt;
     }
@@ -58,18 +58,18 @@ std::optional<std::string> PreloadLink::fetchMemory(std::uintptr_t address, std:
 }
 
 void PreloadLink::finish(std::intptr_t result, int error) {
-    sendWhole(asBytes({Done, static_cast<std::uintptr_t>(result), static_cast<std::uintptr_t>(error)}));
+    sendWhole(asBytes({kDone, static_cast<std::uintptr_t>(result), static_cast<std::uintptr_t>(error)}));
 }
 
 void PreloadLink::finishWithMemory(std::uintptr_t address, std::string_view bytes, std::intptr_t result) {
-    const Words memory = {WriteMemory, address, bytes.size()};
-    const Words done = {Done, static_cast<std::uintptr_t>(result), 0};
+    const Words memory = {kWriteMemory, address, bytes.size()};
+    const Words done = {kDone, static_cast<std::uintptr_t>(result), 0};
     // In one piece: the client takes it apart without being woken in between.
     sendWhole(std::string(asBytes(memory)).append(bytes).append(asBytes(done)));
 }
 
 void PreloadLink::leaveToClient() {
-    finish(Unhandled, 0);
+    finish(kUnhandled, 0);
 }
 
 void PreloadLink::sendWhole(std::string_view bytes) {

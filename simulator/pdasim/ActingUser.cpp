@@ -1,6 +1,6 @@
 #include "pdasim/ActingUser.h"
 
-#include "control/Clock.h"
+#include "Clock.h"
 #include "core/MessageChecker.h"
 
 #include <optional>
@@ -14,47 +14,50 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** After so long without an acknowledgement the user goes on. */
-constexpr auto Patience = 10s;
+/// After that long without an acknowledgement the user goes on.
+constexpr auto kPatience = 10s;
 
 } // namespace
 
-void Ear::hear(const std::string& text) {
+void MessageListener::receive(const std::string& text) {
     static const std::set<std::string> interesting = {"8004", "8006", "8008", "8010", "9002"};
-    const std::string type = text.size() < header::Size ? std::string() : text.substr(header::TypeOffset, 4);
+    const std::string type =
+        text.size() < header::kSize ? std::string() : text.substr(header::kTypeOffset, 4);
     const std::lock_guard lock(m_mutex);
     if (interesting.count(type) != 0) {
         m_messages.push_back(MessageChecker().check(text).message);
     }
     ++m_count;
-    m_heard.notify_all();
+    m_received.notify_all();
 }
 
-ActingUser::ActingUser(SimulatedTerminal& terminal, UserProfile profile, std::shared_ptr<Ear> ear)
+ActingUser::ActingUser(SimulatedTerminal& terminal, UserProfile profile,
+                       std::shared_ptr<MessageListener> listener)
     : m_terminal(terminal),
       m_profile(std::move(profile)),
-      m_ear(std::move(ear)),
+      m_listener(std::move(listener)),
       m_thread([this] { work(); }) {
 }
 
 ActingUser::~ActingUser() {
     {
-        const std::lock_guard lock(m_ear->m_mutex);
-        m_ear->m_userLeaves = true;
+        const std::lock_guard lock(m_listener->m_mutex);
+        m_listener->m_userLeaves = true;
     }
-    m_ear->m_heard.notify_all();
+    m_listener->m_received.notify_all();
     m_thread.join();
 }
 
 void ActingUser::work() {
     while (true) {
-        std::unique_lock lock(m_ear->m_mutex);
-        m_ear->m_heard.wait(lock, [this] { return m_ear->m_userLeaves || !m_ear->m_messages.empty(); });
-        if (m_ear->m_userLeaves) {
+        std::unique_lock lock(m_listener->m_mutex);
+        m_listener->m_received.wait(
+            lock, [this] { return m_listener->m_userLeaves || !m_listener->m_messages.empty(); });
+        if (m_listener->m_userLeaves) {
             return;
         }
-        const ParsedMessage message = std::move(m_ear->m_messages.front());
-        m_ear->m_messages.pop_front();
+        const ParsedMessage message = std::move(m_listener->m_messages.front());
+        m_listener->m_messages.pop_front();
         lock.unlock();
         reactTo(message);
     }
@@ -62,7 +65,7 @@ void ActingUser::work() {
 
 void ActingUser::reactTo(const ParsedMessage& message) {
     if (message.type == "9002") {
-        takeVerdict(message);
+        takeLoginResult(message);
     } else if (!pause()) {
         return;
     } else if (message.type == "8004") {
@@ -87,7 +90,7 @@ void ActingUser::takeInventory(const ParsedMessage& task) {
     }
 }
 
-/** A run that the terminal has refused, or that has been stopped, brings nothing. */
+/// A run that the terminal has refused, or that has been stopped, brings nothing.
 void ActingUser::scan() {
     for (const std::string& label : m_profile.labels) {
         bool running = false;
@@ -110,8 +113,8 @@ void ActingUser::handOver() {
     }
 }
 
-void ActingUser::takeVerdict(const ParsedMessage& verdict) {
-    m_loggedIn = verdict.value("Ex_RetCode") == code::Accepted;
+void ActingUser::takeLoginResult(const ParsedMessage& response) {
+    m_loggedIn = response.value("Ex_RetCode") == code::Accepted;
     if (m_loggedIn && pause()) {
         confirmHandovers();
     }
@@ -132,20 +135,22 @@ void ActingUser::confirmHandovers() {
     }
 }
 
-/** False when the user is to stop. */
+/// False when the user is to stop.
 bool ActingUser::waitUntil(std::chrono::milliseconds time, const std::function<bool()>& condition) {
     const auto deadline = std::chrono::steady_clock::now() + time;
-    std::unique_lock lock(m_ear->m_mutex);
-    while (!m_ear->m_userLeaves) {
-        const std::size_t before = m_ear->m_count;
+    std::unique_lock lock(m_listener->m_mutex);
+    while (!m_listener->m_userLeaves) {
+        const std::size_t before = m_listener->m_count;
         // Asked without the lock: the terminal holds its own while it tells what it hears.
         lock.unlock();
         if (condition()) {
             return true;
         }
         lock.lock();
-        const auto hasNews = [this, before] { return m_ear->m_userLeaves || m_ear->m_count != before; };
-        if (!m_ear->m_heard.wait_until(lock, deadline, hasNews)) {
+        const auto hasNews = [this, before] {
+            return m_listener->m_userLeaves || m_listener->m_count != before;
+        };
+        if (!m_listener->m_received.wait_until(lock, deadline, hasNews)) {
             return true;
         }
     }
@@ -159,7 +164,7 @@ bool ActingUser::pause() {
 void ActingUser::announceAndWait(const Announcement& announcement) {
     const std::size_t before = m_terminal.acknowledgements().size();
     m_terminal.announce(announcement);
-    (void)waitUntil(Patience, [this, before] { return m_terminal.acknowledgements().size() > before; });
+    (void)waitUntil(kPatience, [this, before] { return m_terminal.acknowledgements().size() > before; });
 }
 
 Completion ActingUser::completion() const {

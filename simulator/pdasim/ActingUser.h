@@ -17,32 +17,30 @@
 
 namespace pdasim {
 
-/** What reaches a user of the messages that a host sends. Outlives the user if it has to. */
-class Ear {
+/// What reaches a user of the messages that a host sends. Outlives the user if it has to.
+class MessageListener {
 public:
-    /** To be told of everything that a host sends, before the terminal has dealt with it. */
-    void hear(const std::string& text);
+    /// To be told of everything that a host sends, before the terminal has dealt with it.
+    void receive(const std::string& text);
 
 private:
     friend class ActingUser;
 
     std::mutex m_mutex;
-    std::condition_variable m_heard;
+    std::condition_variable m_received;
     std::deque<ParsedMessage> m_messages;
-    /** How much has been heard, so that nothing is missed between a look and the wait for more. */
+    /// How much has been heard, so that nothing is missed between a look and the wait for more.
     std::size_t m_count = 0;
     bool m_userLeaves = false;
 };
 
-/**
- * Somebody who works at the terminal: scans labels when a scan run starts, finds every bag of an inventory,
- * and confirms handovers once the host has let the user log in.
- *
- * Acts a moment after the host has been answered, as people do, until the object goes.
- */
+/// Somebody who works at the terminal: scans labels when a scan run starts, finds every bag of an inventory,
+/// and confirms handovers once the host has let the user log in.
+///
+/// Acts a moment after the host has been answered, as people do, until the object goes.
 class ActingUser {
 public:
-    ActingUser(SimulatedTerminal& terminal, UserProfile profile, std::shared_ptr<Ear> ear);
+    ActingUser(SimulatedTerminal& terminal, UserProfile profile, std::shared_ptr<MessageListener> listener);
     ActingUser(const ActingUser&) = delete;
     ActingUser& operator=(const ActingUser&) = delete;
     ~ActingUser();
@@ -53,7 +51,7 @@ private:
     void scan();
     void takeInventory(const ParsedMessage& task);
     void handOver();
-    void takeVerdict(const ParsedMessage& verdict);
+    void takeLoginResult(const ParsedMessage& response);
     void confirmHandovers();
     bool pause();
     bool waitUntil(std::chrono::milliseconds time, const std::function<bool()>& condition);
@@ -62,7 +60,7 @@ private:
 
     SimulatedTerminal& m_terminal;
     UserProfile m_profile;
-    std::shared_ptr<Ear> m_ear;
+    std::shared_ptr<MessageListener> m_listener;
     bool m_loggedIn = false;
     std::thread m_thread;
 };

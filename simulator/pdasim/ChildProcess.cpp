@@ -1,8 +1,9 @@
 #include "pdasim/ChildProcess.h"
 
-#include "AdvisedError.h"
-#include "pdasim/ExitCode.h"
+#include "node/FileDescriptor.h"
+#include "pdasim/Reporting.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -10,7 +11,6 @@
 
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <iostream>
 
@@ -18,8 +18,8 @@ namespace pdasim {
 
 namespace {
 
-constexpr const char* LimitAdvice = "End other programs, or raise the limits that \"ulimit -a\" shows";
-constexpr std::array<int, 4> EndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr const char* kLimitAdvice = "End other programs, or raise the limits that \"ulimit -a\" shows";
+constexpr std::array<int, 4> kEndSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 std::vector<std::string> mergedEnvironment(const std::map<std::string, std::string>& variables) {
     std::vector<std::string> environment;
@@ -45,7 +45,7 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     return pointers;
 }
 
-/** Between fork and exec nothing but system calls: other threads may have held any lock. */
+/// Between fork and exec nothing but system calls: other threads may have held any lock.
 [[noreturn]] void becomeCommand(pid_t parent, const std::vector<char*>& command,
                                 const std::vector<char*>& environment, int failurePipe,
                                 const HeldSignals& signals) {
@@ -63,14 +63,14 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     ::_exit(CannotExecute);
 }
 
-/** 0, or the errno with which the command could not be executed. */
+/// 0, or the errno with which the command could not be executed.
 int executionError(int failurePipe) {
     int error = 0;
     const bool failed = ::read(failurePipe, &error, sizeof(error)) == static_cast<ssize_t>(sizeof(error));
     return failed ? error : 0;
 }
 
-/** Waits for the command's end and hands every signal on to it meanwhile. */
+/// Waits for the command's end and hands every signal on to it meanwhile.
 int waitFor(pid_t child, const HeldSignals& signals) {
     int status = 0;
     while (::waitpid(child, &status, WNOHANG) == 0) {
@@ -89,7 +89,7 @@ int waitFor(pid_t child, const HeldSignals& signals) {
 HeldSignals::HeldSignals() {
     (void)::sigemptyset(&m_held);
     (void)::sigaddset(&m_held, SIGCHLD);
-    for (const int signalNumber : EndingSignals) {
+    for (const int signalNumber : kEndSignals) {
         (void)::sigaddset(&m_held, signalNumber);
     }
     // An inherited "ignore" would let the kernel throw the child's end away.
@@ -108,12 +108,12 @@ int runCommand(std::vector<std::string> command, const std::map<std::string, std
     const std::vector<char*> entries = pointersTo(environment);
     std::array<int, 2> failure{};
     if (::pipe2(failure.data(), O_CLOEXEC) != 0) {
-        throw AdvisedError(errno, "cannot create a pipe", LimitAdvice);
+        throw AdvisedError(errno, "cannot create a pipe", kLimitAdvice);
     }
     const pid_t parent = ::getpid();
     const pid_t child = ::fork();
     if (child < 0) {
-        throw AdvisedError(errno, "cannot start the command", LimitAdvice);
+        throw AdvisedError(errno, "cannot start the command", kLimitAdvice);
     }
     if (child == 0) {
         becomeCommand(parent, arguments, entries, failure[1], signals);
@@ -130,6 +130,19 @@ int runCommand(std::vector<std::string> command, const std::map<std::string, std
         return error == ENOENT ? CommandNotFound : CannotExecute;
     }
     return code;
+}
+
+bool endWithParent() {
+    const pid_t parent = ::getppid();
+    (void)::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    return ::getppid() == parent;
+}
+
+void waitForEndSignal(const HeldSignals& signals) {
+    int received = SIGCHLD;
+    while (received == SIGCHLD || received < 0) {
+        received = ::sigwaitinfo(&signals.held(), nullptr);
+    }
 }
 
 } // namespace pdasim

@@ -1,8 +1,8 @@
-#include "pdasim/CtlCommand.h"
+#include "pdasim/Subcommands.h"
 
 #include "control/Commands.h"
-#include "control/ControlClient.h"
-#include "pdasim/ExitCode.h"
+#include "control/ControlSocket.h"
+#include "pdasim/Reporting.h"
 #include "pdasim/TerminalOptions.h"
 
 #include <cstdlib>
@@ -19,15 +19,15 @@ namespace pdasim {
 
 namespace {
 
-constexpr unsigned MostMessages = 1'000'000'000;
+constexpr unsigned kMaxMessages = 1'000'000'000;
 
 struct CtlOptions {
     std::string controlPath;
     unsigned terminal = 1;
-    /** By the name of the command's argument. */
+    /// By the name of the command's argument.
     std::map<std::string, std::vector<std::string>> values;
     bool asJson = false;
-    /** 0 for no end. */
+    /// 0 for no end.
     std::size_t count = 0;
 };
 
@@ -47,46 +47,44 @@ std::string socketPath(const CtlOptions& options) {
     return std::string(folder) + "/pdasim.sock";
 }
 
-Json requestOf(const Command& command, const CtlOptions& options) {
-    Json request = Json::object().with("command", command.name);
-    request.with("terminal", Json::integer(options.terminal));
+Document requestOf(const Command& command, const CtlOptions& options) {
+    Document request = {{"command", command.name}, {"terminal", options.terminal}};
     for (const CommandArgument& argument : command.arguments) {
         const auto given = options.values.find(argument.name);
         if (given == options.values.end() || given->second.empty()) {
             continue;
         }
         if (argument.kind == Kind::Several || argument.kind == Kind::OptionSeveral) {
-            request.with(argument.name, Json::array(given->second));
+            request[argument.name] = given->second;
         } else {
-            request.with(argument.name, given->second.front());
+            request[argument.name] = given->second.front();
         }
     }
     return request;
 }
 
-/** The answer to a request; throws CommandError when it is a refusal. */
-Json ask(ControlClient& client, const Json& request) {
+/// The answer to a request; throws CommandError when it is a refusal.
+Document ask(ControlClient& client, const Document& request) {
     client.send(request);
     const std::optional<std::string> line = client.readLine();
     if (!line) {
         throw CommandError(
             "the terminal went away before it answered; start it again, with \"pdasim serve\" for example");
     }
-    Json answer = Json::parse(*line);
-    if (!answer.find("ok")->asBoolean()) {
-        throw CommandError(answer.find("error")->asText());
+    Document answer = Document::parse(*line);
+    if (!answer.at("ok").get<bool>()) {
+        throw CommandError(answer.at("error").get<std::string>());
     }
     return answer;
 }
 
 int runOne(const Command& command, const CtlOptions& options) {
     ControlClient client(socketPath(options));
-    const Json answer = ask(client, requestOf(command, options));
-    if (const Json* terminal = answer.find("terminal"); terminal != nullptr) {
-        std::cout << terminal->writePretty() << std::endl;
+    Document answer = ask(client, requestOf(command, options));
+    if (answer.contains("terminal")) {
+        std::cout << writeJson(answer["terminal"], 2) << std::endl;
     }
-    const Json* listeners = answer.find("listeners");
-    if (listeners != nullptr && listeners->asInteger() == 0) {
+    if (answer.value("listeners", 1) == 0) {
         throw CommandError(
             "no program has the terminal's node open: nobody has heard that. Do it again once one has");
     }
@@ -98,25 +96,23 @@ void showMessage(const std::string& line, bool asJson) {
         std::cout << line << std::endl;
         return;
     }
-    const Json message = Json::parse(line);
-    const bool fromHost = message.find("from")->asText() == "host";
-    std::cout << message.find("time")->asText()
-              << (fromHost ? "  host -> terminal  " : "  terminal -> host  ")
-              << message.find("message")->asText() << std::endl;
+    const Json message = parseJson(line);
+    std::cout << message.at("time").get<std::string>()
+              << (message.at("from") == "host" ? "  host -> terminal  " : "  terminal -> host  ")
+              << message.at("message").get<std::string>() << std::endl;
 }
 
 int follow(const CtlOptions& options) {
     ControlClient client(socketPath(options));
-    const Json answer = ask(client, Json::object().with("command", "traffic"));
-    std::cout << (options.asJson ? answer.write() : "# following") << std::endl;
+    const Document answer = ask(client, {{"command", "traffic"}});
+    std::cout << (options.asJson ? writeJson(answer) : "# following") << std::endl;
     std::size_t shown = 0;
     while (std::cout) {
         const std::optional<std::string> line = client.readLine();
         if (!line) {
             break;
         }
-        const Json message = Json::parse(*line);
-        if (message.find("terminal")->asInteger() != options.terminal) {
+        if (parseJson(*line).at("terminal") != options.terminal) {
             continue;
         }
         showMessage(*line, options.asJson);
@@ -162,10 +158,10 @@ void addArgument(CLI::App& command, const CommandArgument& argument, const Optio
 
 void addTraffic(CLI::App& ctl, const Options& options, int& exitCode) {
     CLI::App* traffic = ctl.add_subcommand(
-        "traffic", "Follow the messages as they pass, behind a first line that tells that it has begun");
+        "traffic", "Follow the messages as they pass, after a first line that tells that it has begun");
     traffic->add_flag("--json", options->asJson, "Each message as a JSON object on a line");
-    traffic->add_option("--count", options->count, "End after so many messages, one at least")
-        ->check(CLI::Range(1U, MostMessages));
+    traffic->add_option("--count", options->count, "End after N messages, one at least")
+        ->check(CLI::Range(1U, kMaxMessages));
     traffic->final_callback(
         [options, &exitCode] { exitCode = reporting([&options] { return follow(*options); }); });
 }
@@ -178,7 +174,7 @@ void addCtlCommand(CLI::App& program, int& exitCode) {
     ctl->add_option("--control", shared->controlPath,
                     "The terminal's socket (pdasim.sock in the folder that UMOCKDEV_DIR names)");
     ctl->add_option("--terminal", shared->terminal, "Which one of several, counted from 1 (1)")
-        ->check(CLI::Range(1U, MostTerminals));
+        ->check(CLI::Range(1U, kMaxTerminals));
     ctl->require_subcommand(1);
     for (const Command& command : commands()) {
         CLI::App* subcommand = ctl->add_subcommand(command.name, command.help);

@@ -1,13 +1,12 @@
-#include "pdasim/GadgetCommand.h"
+#include "pdasim/Subcommands.h"
 
+#include "ServingLoop.h"
+#include "gadget/Gadget.h"
 #include "gadget/GadgetPort.h"
-#include "gadget/GadgetScript.h"
-#include "pdasim/Desk.h"
-#include "pdasim/DeskService.h"
-#include "pdasim/Lifetime.h"
+#include "pdasim/ChildProcess.h"
+#include "pdasim/Session.h"
 #include "pdasim/Reporting.h"
 #include "pdasim/TerminalOptions.h"
-#include "usb/ServingLoop.h"
 
 #include <cstdlib>
 #include <iostream>
@@ -53,14 +52,14 @@ int serveGadget(const GadgetOptions& options) {
     // A test bed that this process might have been started in would hide the real devices.
     (void)::unsetenv("UMOCKDEV_DIR");
     ServingLoop loop;
-    const Desk desk(options.terminal, [&](std::size_t /*place*/, const SimulatedTerminal::Options& settings) {
+    const Session session(options.terminal, [&](std::size_t /*place*/, const SimulatedTerminal::Options& settings) {
         return std::make_unique<SimulatedTerminal>(
             std::make_unique<GadgetPort>(loop,
                                          GadgetPort::Place{settings.device, options.controller, options.node},
                                          settings.reportSize),
             settings);
     });
-    return serveUntilTheEnd(desk, "the host at the other end of the cable finds the terminal", signals);
+    return serveUntilSignalled(session, "the host at the other end of the cable finds the terminal", signals);
 }
 
 int gadget(const GadgetOptions& options) {

@@ -1,6 +1,5 @@
 #include "pdasim/Reporting.h"
 
-#include "pdasim/ExitCode.h"
 #include "scenario/Scenario.h"
 
 #include <iostream>

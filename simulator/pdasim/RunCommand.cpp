@@ -1,9 +1,8 @@
-#include "pdasim/RunCommand.h"
+#include "pdasim/Subcommands.h"
 
 #include "pdasim/ChildProcess.h"
-#include "pdasim/Desk.h"
-#include "pdasim/ExitCode.h"
 #include "pdasim/Reporting.h"
+#include "pdasim/Session.h"
 #include "pdasim/TerminalOptions.h"
 
 #include <memory>
@@ -22,9 +21,9 @@ struct RunOptions {
 int run(const RunOptions& options) {
     const HeldSignals signals;
     TestBed testBed;
-    const Desk desk(options.terminal, testBed);
+    const Session session(options.terminal, testBed);
     const int code = runCommand(options.command, testBed.environment(), signals);
-    const std::vector<std::string> violations = desk.violations();
+    const std::vector<std::string> violations = session.violations();
     reportViolations(violations);
     return code == 0 && !violations.empty() ? static_cast<int>(ProtocolViolated) : code;
 }
@@ -37,7 +36,7 @@ void addRunCommand(CLI::App& program, int& exitCode) {
         program.add_subcommand("run", "Run a command that finds a simulated terminal among its devices:\n"
                                       "pdasim run [OPTIONS] -- COMMAND [ARGUMENTS...]");
     addTerminalOptions(*command, options->terminal);
-    command->add_option("command", options->command, "The command and its arguments, behind \"--\"")
+    command->add_option("command", options->command, "The command and its arguments, after \"--\"")
         ->required();
     command->footer("Example: pdasim run --user -- ./my_host\n\n" + magicHelp() +
                     "\n\nExit code: the command's own, 128 and the number of the signal that ended it;\n"

@@ -1,7 +1,6 @@
-#include "pdasim/ScenariosCommand.h"
+#include "pdasim/Subcommands.h"
 
 #include "pdasim/Reporting.h"
-#include "scenario/BuiltInScenarios.h"
 #include "scenario/Scenario.h"
 
 #include <algorithm>
@@ -20,10 +19,10 @@ struct ScenariosOptions {
 };
 
 void list() {
-    constexpr std::size_t Column = 18;
+    constexpr std::size_t kColumn = 18;
     for (const BuiltInScenario& scenario : builtInScenarios()) {
         std::string name(scenario.name);
-        name.resize(std::max(Column, name.size() + 1), ' ');
+        name.resize(std::max(kColumn, name.size() + 1), ' ');
         std::cout << name << loadScenario(std::string(scenario.name)).description << "\n";
     }
 }

@@ -1,20 +1,122 @@
-#include "pdasim/ServeCommand.h"
+#include "pdasim/Subcommands.h"
 
-#include "pdasim/Desk.h"
-#include "pdasim/DeskService.h"
-#include "pdasim/EnvironmentFile.h"
-#include "pdasim/Lifetime.h"
+#include "ShellQuoting.h"
+#include "node/FileDescriptor.h"
+#include "pdasim/ChildProcess.h"
 #include "pdasim/Reporting.h"
+#include "pdasim/Session.h"
 #include "pdasim/TerminalOptions.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
+#include <utility>
 
 namespace pdasim {
 
 namespace {
+
+constexpr std::array<const char*, 2> kVariables = {"LD_PRELOAD", "UMOCKDEV_DIR"};
+
+std::string beginningOf(const char* variable) {
+    return std::string("export ").append(variable).append("=");
+}
+
+/// The text of a plain file; nothing for anything else, links included.
+std::optional<std::string> textOf(const std::string& path) {
+    struct stat information {};
+    if (::lstat(path.c_str(), &information) != 0 || !S_ISREG(information.st_mode)) {
+        return std::nullopt;
+    }
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+/// Whether the text is what shellSettings() makes: one line for each variable, and nothing else.
+bool holdsSettings(const std::string& text) {
+    std::istringstream lines(text);
+    std::string line;
+    for (const char* variable : kVariables) {
+        const std::string beginning = beginningOf(variable);
+        if (!std::getline(lines, line) || line.compare(0, beginning.size(), beginning) != 0) {
+            return false;
+        }
+    }
+    return !std::getline(lines, line);
+}
+
+/// An empty file, and what a killed process has left behind, may be replaced; everything else is not ours.
+void refuseForeignFile(const std::string& path) {
+    std::error_code unknown;
+    const bool exists = std::filesystem::exists(std::filesystem::symlink_status(path, unknown));
+    const std::optional<std::string> text = textOf(path);
+    if (exists && !(text && (text->empty() || holdsSettings(*text)))) {
+        throw AdvisedError(EEXIST, "cannot write the settings to " + path + ", which pdasim did not write",
+                           "Give --env-file another path, or take that away first");
+    }
+}
+
+/// Those of the variables that every program needs, as a shell reads them.
+std::string shellSettings(const std::map<std::string, std::string>& environment) {
+    std::string text;
+    for (const char* variable : kVariables) {
+        text.append(beginningOf(variable)).append(quotedForShell(environment.at(variable))).append("\n");
+    }
+    return text;
+}
+
+/// A file with such settings that is there, whole, as long as the object lives.
+class EnvironmentFile {
+public:
+    /// Throws AdvisedError when the file cannot be written, or when there is one that holds anything but the
+    /// settings of an earlier process.
+    EnvironmentFile(std::string path, const std::string& text);
+    EnvironmentFile(const EnvironmentFile&) = delete;
+    EnvironmentFile& operator=(const EnvironmentFile&) = delete;
+    ~EnvironmentFile();
+
+private:
+    std::string m_path;
+    std::string m_text;
+};
+
+EnvironmentFile::EnvironmentFile(std::string path, const std::string& text)
+    : m_path(std::move(path)), m_text(text) {
+    refuseForeignFile(m_path);
+    std::string fresh = m_path + ".XXXXXX";
+    FileDescriptor file(::mkostemp(fresh.data(), O_CLOEXEC));
+    if (!file.isOpen() ||
+        ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
+        std::rename(fresh.c_str(), m_path.c_str()) != 0) {
+        const int error = errno;
+        if (file.isOpen()) {
+            (void)::unlink(fresh.c_str());
+        }
+        throw AdvisedError(error, "cannot write the settings to " + m_path,
+                           "Give --env-file a path in a folder that is there and that you may write to");
+    }
+}
+
+EnvironmentFile::~EnvironmentFile() {
+    // Another process may have put its own settings there meanwhile.
+    if (textOf(m_path) == m_text) {
+        (void)::unlink(m_path.c_str());
+    }
+}
 
 struct ServeOptions {
     TerminalOptions terminal;
@@ -27,15 +129,15 @@ int serve(const ServeOptions& options) {
         return 0;
     }
     TestBed testBed;
-    const Desk desk(options.terminal, testBed);
+    const Session session(options.terminal, testBed);
     const std::string settings = shellSettings(testBed.environment());
     std::optional<EnvironmentFile> file;
     if (!options.environmentPath.empty()) {
         file.emplace(options.environmentPath, settings);
     }
     std::cout << settings;
-    return serveUntilTheEnd(
-        desk, "programs with these two settings find the terminal, \"pdasim ctl\" commands it", signals);
+    return serveUntilSignalled(
+        session, "programs with these two settings find the terminal, \"pdasim ctl\" commands it", signals);
 }
 
 } // namespace

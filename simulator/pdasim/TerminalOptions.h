@@ -1,16 +1,27 @@
 #pragma once
 
-#include "pdasim/UsbIds.h"
-
 #include <CLI/CLI.hpp>
-
+#include <istream>
 #include <string>
 
 namespace pdasim {
 
-constexpr unsigned MostTerminals = 9;
+/// The ids under which the terminal is found, as sysfs shows them: four hexadecimal digits in lower case.
+struct UsbIds {
+    std::string vendor = "1209";
+    std::string product = "0001";
+};
 
-/** What the user can choose about the simulated terminals, whatever runs beside them. */
+/// Brings an id into the form of sysfs; throws std::invalid_argument for anything but up to four digits.
+std::string normaliseId(const std::string& text);
+
+/// Reads the ids as the library does: the last line named exactly VID, and PID, counts; 0x and line ends are
+/// dropped. Throws std::invalid_argument when one of them is missing or is no id.
+UsbIds readIds(std::istream& ini);
+
+constexpr unsigned kMaxTerminals = 9;
+
+/// What the user can choose about the simulated terminals, whatever runs beside them.
 struct TerminalOptions {
     std::string vendorId;
     std::string productId;
@@ -25,10 +36,10 @@ struct TerminalOptions {
 
 void addTerminalOptions(CLI::App& command, TerminalOptions& options);
 
-/** The ids of the first terminal; throws std::invalid_argument for bad ones. */
+/// The ids of the first terminal; throws std::invalid_argument for bad ones.
 UsbIds chosenIds(const TerminalOptions& options);
 
-/** The part of the help that lists the magic values. */
+/// The part of the help that lists the magic values.
 std::string magicHelp();
 
 } // namespace pdasim

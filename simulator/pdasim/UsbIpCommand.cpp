@@ -1,11 +1,10 @@
-#include "pdasim/UsbIpCommand.h"
+#include "pdasim/Subcommands.h"
 
-#include "pdasim/Desk.h"
-#include "pdasim/DeskService.h"
-#include "pdasim/Lifetime.h"
+#include "ServingLoop.h"
+#include "pdasim/ChildProcess.h"
 #include "pdasim/Reporting.h"
+#include "pdasim/Session.h"
 #include "pdasim/TerminalOptions.h"
-#include "usb/ServingLoop.h"
 #include "usb/SystemTree.h"
 #include "usbip/TcpBus.h"
 #include "usbip/UsbIpPort.h"
@@ -25,19 +24,19 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** Longer than any kernel takes to make a device's node. */
-constexpr auto NodeLimit = 10s;
+/// Longer than any kernel takes to make a device's node.
+constexpr auto kNodeLimit = 10s;
 
-constexpr unsigned LargestPort = 65535;
+constexpr unsigned kMaxPort = 65535;
 
 struct UsbIpOptions {
     TerminalOptions terminal;
-    /** Whether to offer the terminals over TCP instead of attaching them here, and on which port. */
+    /// Whether to offer the terminals over TCP instead of attaching them here, and on which port.
     bool listens = false;
-    std::uint16_t port = usbip::TcpBus::StandardPort;
+    std::uint16_t port = usbip::TcpBus::kStandardPort;
 };
 
-Desk::MakeTerminal terminalsOn(ServingLoop& loop, usbip::Bus& bus) {
+Session::MakeTerminal terminalsOn(ServingLoop& loop, usbip::Bus& bus) {
     return [&loop, &bus](std::size_t place, const SimulatedTerminal::Options& settings) {
         usbip::OfferedDevice device;
         device.description = settings.device;
@@ -52,23 +51,23 @@ Desk::MakeTerminal terminalsOn(ServingLoop& loop, usbip::Bus& bus) {
 int listen(const UsbIpOptions& options, const HeldSignals& signals) {
     ServingLoop loop;
     usbip::TcpBus bus(loop, options.port);
-    const Desk desk(options.terminal, terminalsOn(loop, bus));
+    const Session session(options.terminal, terminalsOn(loop, bus));
     const std::string port = std::to_string(bus.port());
-    return serveUntilTheEnd(
-        desk, "\"sudo usbip --tcp-port " + port + " attach -r 127.0.0.1 -b 1-1\" attaches terminal 1",
+    return serveUntilSignalled(
+        session, "\"sudo usbip --tcp-port " + port + " attach -r 127.0.0.1 -b 1-1\" attaches terminal 1",
         signals);
 }
 
 int attach(const UsbIpOptions& options, const HeldSignals& signals) {
     ServingLoop loop;
     usbip::VhciBus bus(loop, usbip::Vhci(sysFolder()));
-    const Desk desk(options.terminal, terminalsOn(loop, bus));
-    if (!bus.waitForNodes(NodeLimit)) {
+    const Session session(options.terminal, terminalsOn(loop, bus));
+    if (!bus.waitForNodes(kNodeLimit)) {
         std::cerr << "pdasim: the kernel has made no hidraw node yet; is its module usbhid there? This loads "
                      "it: sudo modprobe usbhid"
                   << std::endl;
     }
-    return serveUntilTheEnd(desk, "every program on this machine finds the terminal", signals);
+    return serveUntilSignalled(session, "every program on this machine finds the terminal", signals);
 }
 
 int serveOverUsbIp(const UsbIpOptions& options) {
@@ -94,7 +93,7 @@ void addUsbIpCommand(CLI::App& program, int& exitCode) {
                          "Offer the terminal on a TCP port of the loopback (3240; 0 for any free one), for\n"
                          "\"usbip attach\", instead of attaching it")
             ->expected(0, 1)
-            ->check(CLI::Range(0U, LargestPort));
+            ->check(CLI::Range(0U, kMaxPort));
     command->footer(
         magicHelp() +
         "\n\nNeeds the kernel's module vhci_hcd and, without root, a permission; it says which command\n"
@@ -106,7 +105,7 @@ void addUsbIpCommand(CLI::App& program, int& exitCode) {
     command->final_callback([options, listen, &exitCode] {
         options->listens = listen->count() > 0;
         if (options->listens && listen->results().front().empty()) {
-            options->port = usbip::TcpBus::StandardPort;
+            options->port = usbip::TcpBus::kStandardPort;
         }
         exitCode = reportingFailures([&options] { return serveOverUsbIp(*options); });
     });

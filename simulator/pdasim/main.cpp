@@ -1,11 +1,6 @@
-#include "pdasim/CtlCommand.h"
-#include "pdasim/ExitCode.h"
-#include "pdasim/GadgetCommand.h"
-#include "pdasim/RunCommand.h"
-#include "pdasim/ScenariosCommand.h"
-#include "pdasim/ServeCommand.h"
+#include "pdasim/Reporting.h"
+#include "pdasim/Subcommands.h"
 #include "pdasim/TerminalOptions.h"
-#include "pdasim/UsbIpCommand.h"
 
 #include <CLI/CLI.hpp>
 
@@ -19,7 +14,7 @@
 
 namespace {
 
-/** What is wrong with a command line and what fits in its place. */
+/// What is wrong with a command line and what fits in its place.
 std::string adviceOn(const CLI::App& program, const CLI::ParseError& mistake) {
     const CLI::App* command = &program;
     std::string name = program.get_name();
@@ -35,12 +30,12 @@ std::string adviceOn(const CLI::App& program, const CLI::ParseError& mistake) {
     if (known.empty() || (!rest.empty() && rest.front()[0] == '-')) {
         return std::string(mistake.what()) + ". \"" + name + " --help\" shows what fits.";
     }
-    const std::string reason = rest.empty() ? "A subcommand is required behind \"" + name + "\""
+    const std::string reason = rest.empty() ? "A subcommand is required after \"" + name + "\""
                                             : "\"" + name + "\" has no subcommand \"" + rest.front() + "\"";
     return reason + ". There are: " + known + ". \"" + name + " --help\" tells what each does.";
 }
 
-/** A standard stream that is closed would be the next file that is opened: a socket, a node's other end. */
+/// A standard stream that is closed would be the next file that is opened: a socket, a node's other end.
 void openStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) < 0) {
@@ -50,7 +45,7 @@ void openStandardStreams() {
     }
 }
 
-/** What was printed has to arrive: the exit code says so if nothing worse has happened. */
+/// What was printed has to arrive: the exit code says so if nothing worse has happened.
 int printed(int exitCode) {
     if (std::cout.flush() || exitCode != 0) {
         return exitCode;

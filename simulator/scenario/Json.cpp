@@ -1,177 +1,113 @@
 #include "scenario/Json.h"
 
 #include "core/Message.h"
-#include "scenario/JsonBuilder.h"
-
-#include <rapidjson/error/en.h>
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/reader.h>
-#include <rapidjson/stringbuffer.h>
 
 #include <algorithm>
-#include <utility>
+#include <cmath>
+#include <limits>
+#include <set>
+#include <sstream>
+#include <vector>
 
 namespace pdasim {
 
 namespace {
 
-bool isUtf8(const std::string& text) {
-    rapidjson::StringStream input(text.c_str());
-    while (input.Tell() < text.size()) {
-        unsigned codepoint = 0;
-        if (!rapidjson::UTF8<>::Decode(input, &codepoint)) {
-            return false;
+constexpr int kMaxDepth = 100;
+/// Beyond it not every integer has a floating-point number of its own.
+constexpr double kMaxExactDouble = 9007199254740992.0;
+
+/// Refuses what the parser would let pass.
+class StrictChecks {
+public:
+    StrictChecks(std::istream& input, std::string_view text) : m_input(input), m_text(text) {}
+
+    bool operator()(int depth, Json::parse_event_t event, const Json& parsed) {
+        switch (event) {
+        case Json::parse_event_t::object_start:
+            m_names.emplace_back();
+            [[fallthrough]];
+        case Json::parse_event_t::array_start:
+            if (depth >= kMaxDepth) {
+                refuse("more than " + std::to_string(kMaxDepth) + " brackets are open");
+            }
+            break;
+        case Json::parse_event_t::key:
+            if (!m_names.back().insert(parsed.get<std::string>()).second) {
+                refuse(parsed.dump() + " appears twice");
+            }
+            break;
+        case Json::parse_event_t::object_end:
+            m_names.pop_back();
+            break;
+        default:
+            break;
         }
+        return true;
     }
-    return true;
-}
 
-template <typename Writer>
-void writeText(Writer& writer, const std::string& text) {
-    const std::string shown = isUtf8(text) ? text : printable(text);
-    writer.String(shown.data(), static_cast<rapidjson::SizeType>(shown.size()));
-}
+private:
+    [[noreturn]] void refuse(const std::string& reason) {
+        const std::string_view read = m_text.substr(0, static_cast<std::size_t>(m_input.tellg()));
+        throw JsonError("line " + std::to_string(std::count(read.begin(), read.end(), '\n') + 1) + ": " +
+                        reason);
+    }
 
-template <typename Writer>
-void writeValue(Writer& writer, const Json& value) {
-    switch (value.kind()) {
-    case Json::Kind::Null:
-        writer.Null();
-        break;
-    case Json::Kind::Boolean:
-        writer.Bool(value.asBoolean());
-        break;
-    case Json::Kind::Integer:
-        writer.Int64(value.asInteger());
-        break;
-    case Json::Kind::Real:
-        writer.Double(value.asReal());
-        break;
-    case Json::Kind::Text:
-        writeText(writer, value.asText());
-        break;
-    case Json::Kind::Array:
-        writer.StartArray();
-        for (const Json& element : value.elements()) {
-            writeValue(writer, element);
+    std::istream& m_input;
+    std::string_view m_text;
+    /// Of the open objects.
+    std::vector<std::set<std::string>> m_names;
+};
+
+/// A string that is not UTF-8 cannot be written as JSON.
+void makeWritable(Document& value) {
+    if (value.is_structured()) {
+        std::for_each(value.begin(), value.end(), makeWritable);
+    } else if (value.is_string()) {
+        try {
+            (void)value.dump();
+        } catch (const Document::type_error&) {
+            value = printable(value.get_ref<const std::string&>());
         }
-        writer.EndArray();
-        break;
-    case Json::Kind::Object:
-        writer.StartObject();
-        for (const Json::Member& member : value.members()) {
-            writeText(writer, member.name);
-            writeValue(writer, member.value);
-        }
-        writer.EndObject();
-        break;
     }
 }
 
 } // namespace
 
-Json Json::parse(std::string_view text) {
-    // RapidJSON takes it for the end.
-    if (text.find('\0') != std::string_view::npos) {
-        throw JsonError(1, "a NUL byte is in the text");
+Json parseJson(std::string_view text) {
+    // The parser takes the one for the end and skips the other.
+    if (text.find('\0') != std::string_view::npos || text.substr(0, 3) == "\xEF\xBB\xBF") {
+        throw JsonError("a NUL byte or a byte order mark is in the text");
     }
-    LineCountingStream input(text);
-    JsonBuilder builder(input);
-    rapidjson::Reader reader;
-    constexpr unsigned Flags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
-    const rapidjson::ParseResult result = reader.Parse<Flags>(input, builder);
-    if (result.IsError()) {
-        throw JsonError(input.line(), builder.reason().empty()
-                                          ? std::string(rapidjson::GetParseError_En(result.Code()))
-                                          : builder.reason());
+    std::istringstream input{std::string(text)};
+    try {
+        return Json::parse(input, StrictChecks(input, text));
+    } catch (const Json::exception& error) {
+        const std::string reason = error.what();
+        throw JsonError(reason.substr(reason.find(']') + 2));
     }
-    return builder.takeRoot();
 }
 
-Json Json::text(std::string value) {
-    Json json;
-    json.m_kind = Kind::Text;
-    json.m_text = std::move(value);
-    return json;
-}
-
-Json Json::integer(std::int64_t value) {
-    Json json;
-    json.m_kind = Kind::Integer;
-    json.m_number = value;
-    return json;
-}
-
-Json Json::real(double value) {
-    Json json;
-    json.m_kind = Kind::Real;
-    json.m_real = value;
-    return json;
-}
-
-Json Json::boolean(bool value) {
-    Json json;
-    json.m_kind = Kind::Boolean;
-    json.m_number = value ? 1 : 0;
-    return json;
-}
-
-Json Json::array() {
-    Json json;
-    json.m_kind = Kind::Array;
-    return json;
-}
-
-Json Json::array(const std::vector<std::string>& texts) {
-    Json json = array();
-    for (const std::string& each : texts) {
-        json.append(text(each));
+std::string writeJson(const Document& document, int indent) {
+    try {
+        return document.dump(indent);
+    } catch (const Document::type_error&) {
+        Document copy = document;
+        makeWritable(copy);
+        return copy.dump(indent);
     }
-    return json;
 }
 
-Json Json::object() {
-    Json json;
-    json.m_kind = Kind::Object;
-    return json;
-}
-
-const Json* Json::find(std::string_view name) const {
-    const auto found = std::find_if(m_members.begin(), m_members.end(),
-                                    [name](const Member& member) { return member.name == name; });
-    return found == m_members.end() ? nullptr : &found->value;
-}
-
-std::vector<std::string> Json::texts() const {
-    std::vector<std::string> texts;
-    for (const Json& element : m_elements) {
-        texts.push_back(element.asText());
+std::optional<std::int64_t> integerIn(const Json& value) {
+    if (value.is_number_float()) {
+        const auto number = value.get<double>();
+        const bool isInteger = std::abs(number) <= kMaxExactDouble && std::trunc(number) == number;
+        return isInteger ? std::optional(static_cast<std::int64_t>(number)) : std::nullopt;
     }
-    return texts;
-}
-
-void Json::append(Json element) {
-    m_elements.push_back(std::move(element));
-}
-
-Json& Json::with(std::string name, Json value) {
-    m_members.push_back({std::move(name), std::move(value)});
-    return *this;
-}
-
-std::string Json::write() const {
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-    writeValue(writer, *this);
-    return {buffer.GetString(), buffer.GetSize()};
-}
-
-std::string Json::writePretty() const {
-    rapidjson::StringBuffer buffer;
-    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
-    writer.SetIndent(' ', 2);
-    writeValue(writer, *this);
-    return {buffer.GetString(), buffer.GetSize()};
+    const bool fits =
+        value.is_number_integer() && (!value.is_number_unsigned() ||
+                                      value.get<std::uint64_t>() <= std::numeric_limits<std::int64_t>::max());
+    return fits ? std::optional(value.get<std::int64_t>()) : std::nullopt;
 }
 
 } // namespace pdasim

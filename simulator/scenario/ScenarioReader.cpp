@@ -1,15 +1,12 @@
-#include "scenario/BuiltInScenarios.h"
-#include "scenario/Json.h"
-#include "scenario/RuleCheck.h"
-#include "scenario/RuleReader.h"
+#include "scenario/Fields.h"
+#include "scenario/Rules.h"
 #include "scenario/Scenario.h"
-#include "scenario/SchemaCheck.h"
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -17,132 +14,91 @@ namespace pdasim {
 
 namespace {
 
-constexpr std::string_view UpperDigits = "0123456789ABCDEF";
+constexpr std::size_t kMinReportSize = 8;
+constexpr std::size_t kMaxReportSize = 1024;
+constexpr std::int64_t kMaxFileSize = 100000000;
 
-template <typename Owner>
-struct TextField {
-    const char* name;
-    std::string Owner::*member;
-};
-
-/** Takes over those of the texts that are there. */
-template <typename Owner, std::size_t Count>
-void readTexts(const Json& json, Owner& owner, const std::array<TextField<Owner>, Count>& fields) {
-    for (const TextField<Owner>& field : fields) {
-        if (const Json* value = json.find(field.name); value != nullptr) {
-            owner.*field.member = value->asText();
-        }
-    }
+void takeDevice(const Value& value, Scenario& scenario) {
+    takeObject(value, {{"manufacturer", text(scenario.device.manufacturer)},
+                       {"product", text(scenario.device.product)},
+                       {"serial", text(scenario.device.serial)},
+                       {"reportSize", integer(scenario.reportSize, kMinReportSize, kMaxReportSize)}});
 }
 
-void readList(const Json& json, const char* name, std::vector<std::string>& list) {
-    if (const Json* value = json.find(name); value != nullptr) {
-        list = value->texts();
-    }
+void takeIdentity(const Value& value, Identity& identity) {
+    takeObject(value, {{"eimi", text(identity.eimi)},
+                       {"bleVersion", text(identity.bleVersion)},
+                       {"pdaVersion", text(identity.pdaVersion)},
+                       {"vendor", text(identity.vendor)},
+                       {"returnCode", text(identity.returnCode, kReturnCode)}});
 }
 
-void readDevice(const Json& json, Scenario& scenario) {
-    for (const auto& [name, member] : {std::pair("manufacturer", &DeviceDescription::manufacturer),
-                                       std::pair("product", &DeviceDescription::product),
-                                       std::pair("serial", &DeviceDescription::serial)}) {
-        if (const Json* value = json.find(name); value != nullptr) {
-            scenario.device.*member = value->asText();
-        }
-    }
-    if (const Json* size = json.find("reportSize"); size != nullptr) {
-        scenario.reportSize = static_cast<std::size_t>(size->asInteger());
-    }
-}
-
-void readIdentity(const Json& json, Identity& identity) {
-    readTexts(json, identity,
-              std::array<TextField<Identity>, 5>{{{"eimi", &Identity::eimi},
-                                                  {"bleVersion", &Identity::bleVersion},
-                                                  {"pdaVersion", &Identity::pdaVersion},
-                                                  {"vendor", &Identity::vendor},
-                                                  {"returnCode", &Identity::returnCode}}});
-}
-
-void readInventory(const Json& json, Inventory& inventory) {
+void takeInventory(const Value& value, Inventory& inventory) {
     InventoryResult& result = inventory.result;
-    result.taskId = json.find("taskId")->asText();
-    inventory.task.taskId = result.taskId;
     // It is over, unless the scenario says otherwise.
     result.state = "1";
-    readList(json, "labels", result.labels);
-    readList(json, "errorLabels", result.errorLabels);
-    readTexts(json, result, std::array<TextField<InventoryResult>, 1>{{{"state", &InventoryResult::state}}});
-    readTexts(json, result.confirmation,
-              std::array<TextField<Confirmation>, 2>{
-                  {{"login", &Confirmation::login}, {"userName", &Confirmation::name}}});
+    takeObject(value, {{"taskId", text(result.taskId, kNonEmptyText), true},
+                       {"labels", items(result.labels)},
+                       {"errorLabels", items(result.errorLabels)},
+                       {"login", text(result.confirmation.login)},
+                       {"userName", text(result.confirmation.name)},
+                       {"state", text(result.state)}});
+    inventory.task.taskId = result.taskId;
 }
 
-void readState(const Json& json, TerminalState& state) {
-    readTexts(json, state,
-              std::array<TextField<TerminalState>, 3>{{{"assignedNumber", &TerminalState::assignedNumber},
-                                                       {"factory", &TerminalState::factory},
-                                                       {"bleMac", &TerminalState::bleMac}}});
-    if (const Json* running = json.find("scanRunning"); running != nullptr) {
-        state.scan.running = running->asBoolean();
-    }
-    readList(json, "scannedLabels", state.scan.labels);
-    if (const Json* inventory = json.find("inventory"); inventory != nullptr) {
-        readInventory(*inventory, state.inventory);
-    }
-    for (const auto& [name, member] :
-         {std::pair("masterKey", &Keys::master), std::pair("encryptionKey", &Keys::encryption),
-          std::pair("macKey", &Keys::mac)}) {
-        if (const Json* key = json.find(name); key != nullptr) {
-            state.keys.*member = Key{key->find("value")->asText(), key->find("checkValue")->asText()};
-        }
-    }
+void takeKey(const Value& value, std::optional<Key>& key) {
+    key.emplace();
+    takeObject(value, {{"value", text(key->value), true}, {"checkValue", text(key->checkValue), true}});
 }
 
-Lock readLock(const Json& json) {
+void takeState(const Value& value, TerminalState& state) {
+    takeObject(value, {{"assignedNumber", text(state.assignedNumber)},
+                       {"factory", text(state.factory)},
+                       {"bleMac", text(state.bleMac)},
+                       {"scanRunning", flag(state.scan.running)},
+                       {"scannedLabels", items(state.scan.labels)},
+                       {"inventory", with(takeInventory, state.inventory)},
+                       {"masterKey", with(takeKey, state.keys.master)},
+                       {"encryptionKey", with(takeKey, state.keys.encryption)},
+                       {"macKey", with(takeKey, state.keys.mac)}});
+}
+
+void takeLock(const Value& value, std::vector<Lock>& locks) {
     Lock lock;
-    readTexts(json, lock,
-              std::array<TextField<Lock>, 13>{{{"id", &Lock::id},
-                                               {"label", &Lock::label},
-                                               {"status", &Lock::status},
-                                               {"rssi", &Lock::rssi},
-                                               {"version", &Lock::version},
-                                               {"chipVersion", &Lock::chipVersion},
-                                               {"params", &Lock::params},
-                                               {"boot", &Lock::boot},
-                                               {"applicationCheck", &Lock::applicationCheck},
-                                               {"random", &Lock::random},
-                                               {"publicKey", &Lock::publicKey},
-                                               {"factor", &Lock::factor},
-                                               {"battery", &Lock::battery}}});
-    return lock;
+    const auto takeNewId = [&](const Value& id) {
+        lock.id = takeText(id, kItem);
+        id.require(std::none_of(locks.begin(), locks.end(),
+                                [&lock](const Lock& other) { return other.id == lock.id; }),
+                   "another lock has the id \"" + lock.id + "\"");
+    };
+    takeObject(value, {{"id", takeNewId, true},
+                       {"label", text(lock.label, kColumn)},
+                       {"status", text(lock.status, kColumn)},
+                       {"rssi", text(lock.rssi, kColumn)},
+                       {"version", text(lock.version)},
+                       {"chipVersion", text(lock.chipVersion)},
+                       {"params", text(lock.params)},
+                       {"boot", text(lock.boot)},
+                       {"applicationCheck", text(lock.applicationCheck)},
+                       {"random", text(lock.random, kColumn)},
+                       {"publicKey", text(lock.publicKey)},
+                       {"factor", text(lock.factor)},
+                       {"battery", text(lock.battery, kColumn)}});
+    locks.push_back(std::move(lock));
 }
 
-void readTellers(const Json& json, Tellers& tellers) {
-    readTexts(json, tellers, std::array<TextField<Tellers>, 1>{{{"registered", &Tellers::registered}}});
-    readList(json, "authenticationResults", tellers.authenticationResults);
-    readList(json, "escorts", tellers.escorts);
+void takeTellers(const Value& value, Tellers& tellers) {
+    takeObject(value, {{"registered", text(tellers.registered)},
+                       {"authenticationResults", items(tellers.authenticationResults)},
+                       {"escorts", items(tellers.escorts)}});
 }
 
-void readUser(const Json& json, UserProfile& user) {
-    readTexts(json, user,
-              std::array<TextField<UserProfile>, 3>{{{"login", &UserProfile::login},
-                                                     {"name", &UserProfile::name},
-                                                     {"password", &UserProfile::password}}});
-    readList(json, "labels", user.labels);
-    if (const Json* pace = json.find("pace"); pace != nullptr) {
-        user.pace = std::chrono::milliseconds(pace->asInteger());
-    }
-}
-
-std::string patternOf(std::size_t bytes) {
-    std::string text;
-    text.reserve(bytes * 2);
-    for (std::size_t i = 0; i < bytes; ++i) {
-        const std::size_t byte = (i * 7 + i / 256) % 256;
-        text.push_back(UpperDigits[byte / 16]);
-        text.push_back(UpperDigits[byte % 16]);
-    }
-    return text;
+void takeUser(const Value& value, UserProfile& user) {
+    takeObject(value, {{"login", text(user.login, kNonEmptyText)},
+                       {"name", text(user.name)},
+                       {"password", text(user.password)},
+                       {"labels", items(user.labels)},
+                       {"pace", milliseconds(user.pace)}});
 }
 
 std::optional<std::string> bytesOf(const std::filesystem::path& path) {
@@ -154,123 +110,84 @@ std::optional<std::string> bytesOf(const std::filesystem::path& path) {
 }
 
 std::string digitsOf(const std::string& bytes) {
-    std::string text;
-    text.reserve(bytes.size() * 2);
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    std::string digits;
+    digits.reserve(bytes.size() * 2);
     for (const char each : bytes) {
         const auto byte = static_cast<unsigned char>(each);
-        text.push_back(UpperDigits[byte / 16U]);
-        text.push_back(UpperDigits[byte % 16U]);
+        digits.push_back(kDigits[byte / 16U]);
+        digits.push_back(kDigits[byte % 16U]);
     }
-    return text;
+    return digits;
 }
 
-/** Puts the reason into the one shape that all mistakes are told in. */
-[[noreturn]] void refuse(const std::string& fileName, int line, const std::string& path,
-                         const std::string& reason) {
-    throw ScenarioError(fileName + ":" + std::to_string(line) + ": at " + path + ": " + reason);
+std::string patternOf(std::size_t size) {
+    std::string bytes(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) {
+        bytes[i] = static_cast<char>((i * 7 + i / 256) % 256);
+    }
+    return bytes;
 }
 
-class Reader {
-public:
-    Reader(std::string fileName, std::string folder)
-        : m_fileName(std::move(fileName)), m_folder(std::move(folder)) {}
+void takeFile(const Value& value, const std::filesystem::path& folder, Files& files) {
+    using Limits = std::numeric_limits<std::int32_t>;
+    std::int32_t command = 0;
+    std::string content;
+    const auto takeNewCommand = [&](const Value& number) {
+        command = static_cast<std::int32_t>(takeInteger(number, Limits::min(), Limits::max()));
+        number.require(files.offered.count(command) == 0, "another file has this command");
+    };
+    const auto takeSize = [&content](const Value& size) {
+        content = digitsOf(patternOf(static_cast<std::size_t>(takeInteger(size, 0, kMaxFileSize))));
+    };
+    const auto takePath = [&](const Value& path) {
+        const std::string name = takeText(path, kNonEmptyText);
+        const std::optional<std::string> bytes = bytesOf(folder / name);
+        path.require(bytes.has_value(), "cannot read \"" + name + "\"");
+        content = digitsOf(*bytes);
+    };
+    takeObject(value, {{"command", takeNewCommand, true},
+                       {"hex", text(content, kHexText)},
+                       {"size", takeSize},
+                       {"path", takePath}});
+    requireOneOf(value, {"hex", "size", "path"});
+    files.offered.emplace(command, std::move(content));
+}
 
-    Scenario read(const Json& json) {
-        readTexts(json, m_scenario,
-                  std::array<TextField<Scenario>, 2>{
-                      {{"name", &Scenario::name}, {"description", &Scenario::description}}});
-        const auto ifThere = [&json](const char* name, const auto& action) {
-            if (const Json* part = json.find(name); part != nullptr) {
-                action(*part);
-            }
-        };
-        TerminalState& state = m_scenario.state;
-        ifThere("device", [this](const Json& part) { readDevice(part, m_scenario); });
-        ifThere("identity", [&state](const Json& part) { readIdentity(part, state.identity); });
-        ifThere("state", [&state](const Json& part) { readState(part, state); });
-        ifThere("locks", [this](const Json& part) { readLocks(part); });
-        ifThere("tellers", [&state](const Json& part) { readTellers(part, state.tellers); });
-        ifThere("files", [this](const Json& part) { readFiles(part); });
-        ifThere("user", [this](const Json& part) { readUser(part, m_scenario.user); });
-        ifThere("rules", [this](const Json& part) { readRules(part); });
-        return std::move(m_scenario);
-    }
+/// The function is called with each element of a list and the target.
+template <typename Read>
+Take list(Read read) {
+    return [read](const Value& value) { takeList(value, read); };
+}
 
-private:
-    void readLocks(const Json& json) {
-        std::vector<Lock>& locks = m_scenario.state.locks;
-        for (const Json& each : json.elements()) {
-            const Lock lock = readLock(each);
-            if (std::any_of(locks.begin(), locks.end(),
-                            [&lock](const Lock& other) { return other.id == lock.id; })) {
-                refuse(m_fileName, each.find("id")->line(), "/locks/" + std::to_string(locks.size()) + "/id",
-                       "another lock has the id \"" + lock.id + "\"");
-            }
-            locks.push_back(lock);
-        }
-    }
-
-    void readFiles(const Json& json) {
-        auto& offered = m_scenario.state.files.offered;
-        for (std::size_t i = 0; i < json.elements().size(); ++i) {
-            const Json& file = json.elements()[i];
-            const Json& command = *file.find("command");
-            const std::string path = "/files/" + std::to_string(i);
-            const bool isNew =
-                offered.emplace(static_cast<std::int32_t>(command.asInteger()), contentOf(file, path)).second;
-            if (!isNew) {
-                refuse(m_fileName, command.line(), path + "/command", "another file has this command");
-            }
-        }
-    }
-
-    void readRules(const Json& json) {
-        for (const Json& rule : json.elements()) {
-            if (const auto mistake = findMistake(rule)) {
-                refuse(m_fileName, mistake->line,
-                       "/rules/" + std::to_string(m_scenario.rules.size()) + mistake->path, mistake->reason);
-            }
-            m_scenario.rules.push_back(readRule(rule));
-        }
-    }
-
-    std::string contentOf(const Json& file, const std::string& path) const {
-        if (const Json* hex = file.find("hex"); hex != nullptr) {
-            return hex->asText();
-        }
-        if (const Json* size = file.find("size"); size != nullptr) {
-            return patternOf(static_cast<std::size_t>(size->asInteger()));
-        }
-        const Json& name = *file.find("path");
-        const std::optional<std::string> bytes = bytesOf(std::filesystem::path(m_folder) / name.asText());
-        if (!bytes) {
-            refuse(m_fileName, name.line(), path + "/path", "cannot read \"" + name.asText() + "\"");
-        }
-        return digitsOf(*bytes);
-    }
-
-    std::string m_fileName;
-    std::string m_folder;
-    Scenario m_scenario;
-};
-
-Json parseScenario(std::string_view text, const std::string& fileName) {
-    try {
-        return Json::parse(text);
-    } catch (const JsonError& error) {
-        throw ScenarioError(fileName + ":" + std::to_string(error.line()) + ": " + error.what());
-    }
+void takeScenario(const Value& value, const std::filesystem::path& folder, Scenario& scenario) {
+    TerminalState& state = scenario.state;
+    std::string ignored;
+    takeObject(value,
+               {{"$schema", text(ignored)},
+                {"name", text(scenario.name, kNonEmptyText), true},
+                {"description", text(scenario.description)},
+                {"device", with(takeDevice, scenario)},
+                {"identity", with(takeIdentity, state.identity)},
+                {"state", with(takeState, state)},
+                {"locks", list([&](const Value& lock) { takeLock(lock, state.locks); })},
+                {"tellers", with(takeTellers, state.tellers)},
+                {"files", list([&](const Value& file) { takeFile(file, folder, state.files); })},
+                {"user", with(takeUser, scenario.user)},
+                {"rules", list([&](const Value& rule) { scenario.rules.push_back(takeRule(rule)); })}});
 }
 
 } // namespace
 
 Scenario readScenario(std::string_view text, const std::string& fileName, const std::string& folder) {
-    static const Json schema = Json::parse(scenarioSchema());
-    const Json json = parseScenario(text, fileName);
-    if (const auto violation = checkSchema(schema, json)) {
-        refuse(fileName, violation->line, violation->path, violation->reason);
+    try {
+        const Json json = parseJson(text);
+        Scenario scenario;
+        takeScenario({json, ""}, folder, scenario);
+        return scenario;
+    } catch (const JsonError& error) {
+        throw ScenarioError(fileName + ": " + error.what());
     }
-    return Reader(fileName, folder).read(json);
 }
 
 Scenario loadScenario(const std::string& fileOrName) {

@@ -1,6 +1,6 @@
 #include "usb/ControlEndpoint.h"
 
-#include "ReportDescriptor.h"
+#include "DeviceDescription.h"
 #include "usb/Descriptors.h"
 
 #include <utility>
@@ -9,10 +9,10 @@ namespace pdasim {
 
 namespace {
 
-/** The kinds of requests, without the direction. */
-constexpr unsigned KindMask = 0x60;
-constexpr unsigned Standard = 0x00;
-constexpr unsigned Class = 0x20;
+/// The kinds of requests, without the direction.
+constexpr unsigned kKindMask = 0x60;
+constexpr unsigned kStandard = 0x00;
+constexpr unsigned kClass = 0x20;
 
 enum StandardRequest : std::uint8_t {
     GetStatus = 0x00,
@@ -34,8 +34,8 @@ enum HidRequest : std::uint8_t {
     SetProtocol = 0x0B
 };
 
-constexpr unsigned InputReport = 1;
-constexpr unsigned OutputReport = 2;
+constexpr unsigned kInputReport = 1;
+constexpr unsigned kOutputReport = 2;
 
 unsigned highByte(std::uint16_t value) {
     return static_cast<unsigned>(value) >> 8U;
@@ -49,11 +49,11 @@ std::string oneByte(std::uint8_t value) {
     return {static_cast<char>(value)};
 }
 
-const std::string Done;
+const std::string kDone;
 
 } // namespace
 
-SetupPacket readSetup(const std::array<std::uint8_t, SetupPacket::Size>& bytes) {
+SetupPacket readSetup(const std::array<std::uint8_t, SetupPacket::kSize>& bytes) {
     const auto word = [&bytes](std::size_t at) {
         return static_cast<std::uint16_t>(bytes.at(at) | (bytes.at(at + 1) << 8U));
     };
@@ -72,11 +72,11 @@ void ControlEndpoint::reset() {
 
 std::optional<std::string> ControlEndpoint::answer(const SetupPacket& setup, std::string_view data) {
     std::optional<std::string> result;
-    switch (setup.requestType & KindMask) {
-    case Standard:
+    switch (setup.requestType & kKindMask) {
+    case kStandard:
         result = answerStandard(setup);
         break;
-    case Class:
+    case kClass:
         result = answerHid(setup, data);
         break;
     default:
@@ -94,21 +94,21 @@ std::optional<std::string> ControlEndpoint::answerStandard(const SetupPacket& se
         return std::string(2, '\0');
     case ClearFeature:
     case SetFeature:
-        return Done;
+        return kDone;
     case GetDescriptor:
         return descriptor(setup);
     case GetConfiguration:
         return oneByte(m_configuration);
     case SetConfiguration:
-        if (setup.value > usb::Configuration) {
+        if (setup.value > usb::kConfiguration) {
             return std::nullopt;
         }
         m_configuration = lowByte(setup.value);
-        return Done;
+        return kDone;
     case GetInterface:
         return oneByte(0);
     case SetInterface:
-        return setup.value == 0 && setup.index == 0 ? std::optional(Done) : std::nullopt;
+        return setup.value == 0 && setup.index == 0 ? std::optional(kDone) : std::nullopt;
     default:
         return std::nullopt;
     }
@@ -116,16 +116,16 @@ std::optional<std::string> ControlEndpoint::answerStandard(const SetupPacket& se
 
 std::optional<std::string> ControlEndpoint::descriptor(const SetupPacket& setup) const {
     switch (highByte(setup.value)) {
-    case usb::DeviceDescriptor:
+    case usb::kDeviceDescriptor:
         return deviceDescriptor(m_description);
-    case usb::ConfigurationDescriptor:
+    case usb::kConfigurationDescriptor:
         return lowByte(setup.value) == 0 ? std::optional(configurationDescriptor(m_host.reportSize()))
                                          : std::nullopt;
-    case usb::StringDescriptor:
+    case usb::kStringDescriptor:
         return stringDescriptor(m_description, lowByte(setup.value));
-    case usb::HidDescriptor:
+    case usb::kHidDescriptor:
         return hidDescriptor(m_host.reportSize());
-    case usb::ReportDescriptor:
+    case usb::kReportDescriptor:
         return reportDescriptor(m_host.reportSize());
     default:
         // Above all the qualifier of a device that could do high speed.
@@ -136,7 +136,7 @@ std::optional<std::string> ControlEndpoint::descriptor(const SetupPacket& setup)
 std::optional<std::string> ControlEndpoint::answerHid(const SetupPacket& setup, std::string_view data) {
     switch (setup.request) {
     case GetReport:
-        if (highByte(setup.value) != InputReport) {
+        if (highByte(setup.value) != kInputReport) {
             return std::nullopt;
         }
         // News come on the interrupt endpoint; whoever asks here gets a report without any.
@@ -146,16 +146,16 @@ std::optional<std::string> ControlEndpoint::answerHid(const SetupPacket& setup, 
     case GetProtocol:
         return oneByte(m_protocol);
     case SetReport:
-        if (highByte(setup.value) != OutputReport || m_host.take(data).error != 0) {
+        if (highByte(setup.value) != kOutputReport || m_host.take(data).error != 0) {
             return std::nullopt;
         }
-        return Done;
+        return kDone;
     case SetIdle:
         m_idle = static_cast<std::uint8_t>(highByte(setup.value));
-        return Done;
+        return kDone;
     case SetProtocol:
         m_protocol = lowByte(setup.value);
-        return Done;
+        return kDone;
     default:
         return std::nullopt;
     }

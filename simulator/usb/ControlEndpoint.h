@@ -11,9 +11,9 @@
 
 namespace pdasim {
 
-/** What a host asks of a device on its endpoint 0. */
+/// What a host asks of a device on its endpoint 0.
 struct SetupPacket {
-    static constexpr std::size_t Size = 8;
+    static constexpr std::size_t kSize = 8;
 
     std::uint8_t requestType = 0;
     std::uint8_t request = 0;
@@ -24,20 +24,19 @@ struct SetupPacket {
     bool isIn() const { return (requestType & 0x80U) != 0; }
 };
 
-/** Reads the eight bytes as they come on the bus. */
-SetupPacket readSetup(const std::array<std::uint8_t, SetupPacket::Size>& bytes);
+/// Reads the eight bytes as they come on the bus.
+SetupPacket readSetup(const std::array<std::uint8_t, SetupPacket::kSize>& bytes);
 
-/** Answers the requests to a terminal's device and to its HID interface. */
+/// Answers the requests to a terminal's device and to its HID interface.
 class ControlEndpoint {
 public:
     ControlEndpoint(DeviceDescription description, HostSide& host);
 
     const DeviceDescription& description() const { return m_description; }
 
-    /** What the host gets, empty when that is only the request's success; nothing for a request that stalls.
-     */
+    /// What the host gets, empty when that is only the request's success; nothing for a request that stalls.
     std::optional<std::string> answer(const SetupPacket& setup, std::string_view data);
-    /** As after every plugging. */
+    /// As after every plugging.
     void reset();
 
 private:

@@ -1,6 +1,6 @@
 #include "usb/Descriptors.h"
 
-#include "ReportDescriptor.h"
+#include "DeviceDescription.h"
 #include "core/Message.h"
 
 #include <algorithm>
@@ -11,11 +11,11 @@ namespace pdasim {
 
 namespace {
 
-constexpr std::size_t LargestPacket = 64;
-/** As many as a descriptor of 255 bytes holds. */
-constexpr std::size_t LongestText = 126;
+constexpr std::size_t kMaxPacket = 64;
+/// As many as a descriptor of 255 bytes holds.
+constexpr std::size_t kMaxText = 126;
 
-/** A descriptor: its length, its type, and the rest of it byte by byte. */
+/// A descriptor: its length, its type, and the rest of it byte by byte.
 std::string descriptor(std::uint8_t type, std::initializer_list<unsigned> rest) {
     std::string bytes = {static_cast<char>(rest.size() + 2), static_cast<char>(type)};
     for (const unsigned byte : rest) {
@@ -32,26 +32,26 @@ unsigned high(std::size_t value) {
     return static_cast<unsigned>(value >> 8U) & 0xFFU;
 }
 
-/** By the number of their string descriptors, less one. */
+/// By the number of their string descriptors, less one.
 std::array<const std::optional<std::string>*, 3> textsOf(const DeviceDescription& description) {
     return {&description.manufacturer, &description.product, &description.serial};
 }
 
-/** Hosts do not ask for a text with number 0. */
+/// Hosts do not ask for a text with number 0.
 unsigned numberOf(const DeviceDescription& description, unsigned text) {
     return textsOf(description).at(text - 1)->has_value() ? text : 0;
 }
 
 std::string endpointDescriptor(unsigned address, std::size_t reportSize) {
-    constexpr unsigned Interrupt = 3;
+    constexpr unsigned kInterrupt = 3;
     const std::size_t size = packetSize(reportSize);
-    return descriptor(usb::EndpointDescriptor, {address, Interrupt, low(size), high(size), 1});
+    return descriptor(usb::kEndpointDescriptor, {address, kInterrupt, low(size), high(size), 1});
 }
 
 } // namespace
 
 std::size_t packetSize(std::size_t reportSize) {
-    return std::min(reportSize, LargestPacket);
+    return std::min(reportSize, kMaxPacket);
 }
 
 std::uint16_t idNumber(const std::string& digits) {
@@ -61,46 +61,46 @@ std::uint16_t idNumber(const std::string& digits) {
 std::string deviceDescriptor(const DeviceDescription& description) {
     const std::uint16_t vendor = idNumber(description.vendorId);
     const std::uint16_t product = idNumber(description.productId);
-    return descriptor(usb::DeviceDescriptor,
+    return descriptor(usb::kDeviceDescriptor,
                       {0x00, 0x02, // USB 2.0
                        0, 0, 0,    // the interface tells the class
-                       LargestPacket, low(vendor), high(vendor), low(product), high(product),
-                       low(usb::DeviceRelease), high(usb::DeviceRelease), numberOf(description, 1),
+                       kMaxPacket, low(vendor), high(vendor), low(product), high(product),
+                       low(usb::kDeviceRelease), high(usb::kDeviceRelease), numberOf(description, 1),
                        numberOf(description, 2), numberOf(description, 3), 1});
 }
 
 std::string configurationDescriptor(std::size_t reportSize) {
-    constexpr unsigned NoText = 0;
-    constexpr unsigned BusPowered = 0x80;
-    constexpr unsigned HundredMilliamperes = 50;
+    constexpr unsigned kNoText = 0;
+    constexpr unsigned kBusPowered = 0x80;
+    constexpr unsigned kHundredMilliamperes = 50;
     const std::string interface =
-        descriptor(usb::InterfaceDescriptor, {0, 0, 2, usb::HidClass, 0, 0, NoText}) +
-        hidDescriptor(reportSize) + endpointDescriptor(usb::Endpoint | usb::DirectionIn, reportSize) +
-        endpointDescriptor(usb::Endpoint, reportSize);
+        descriptor(usb::kInterfaceDescriptor, {0, 0, 2, usb::kHidClass, 0, 0, kNoText}) +
+        hidDescriptor(reportSize) + endpointDescriptor(usb::kEndpoint | usb::kDirectionIn, reportSize) +
+        endpointDescriptor(usb::kEndpoint, reportSize);
     const std::size_t total = 9 + interface.size();
-    return descriptor(usb::ConfigurationDescriptor,
-                      {low(total), high(total), usb::InterfaceCount, usb::Configuration, NoText, BusPowered,
-                       HundredMilliamperes}) +
+    return descriptor(usb::kConfigurationDescriptor,
+                      {low(total), high(total), usb::kInterfaceCount, usb::kConfiguration, kNoText,
+                       kBusPowered, kHundredMilliamperes}) +
            interface;
 }
 
 std::string hidDescriptor(std::size_t reportSize) {
     const std::size_t size = reportDescriptor(reportSize).size();
-    return descriptor(usb::HidDescriptor, {0x11, 0x01, // HID 1.11
-                                           0,          // no country
-                                           1, usb::ReportDescriptor, low(size), high(size)});
+    return descriptor(usb::kHidDescriptor, {0x11, 0x01, // HID 1.11
+                                            0,          // no country
+                                            1, usb::kReportDescriptor, low(size), high(size)});
 }
 
 std::optional<std::string> stringDescriptor(const DeviceDescription& description, unsigned number) {
     if (number == 0) {
-        return descriptor(usb::StringDescriptor, {0x09, 0x04}); // English (United States)
+        return descriptor(usb::kStringDescriptor, {0x09, 0x04}); // English (United States)
     }
     const auto texts = textsOf(description);
     if (number > texts.size() || !texts.at(number - 1)->has_value()) {
         return std::nullopt;
     }
-    const std::u16string units = utf16Of(**texts.at(number - 1)).substr(0, LongestText);
-    std::string bytes = descriptor(usb::StringDescriptor, {});
+    const std::u16string units = utf16Of(**texts.at(number - 1)).substr(0, kMaxText);
+    std::string bytes = descriptor(usb::kStringDescriptor, {});
     for (const char16_t unit : units) {
         bytes.push_back(static_cast<char>(low(unit)));
         bytes.push_back(static_cast<char>(high(unit)));

@@ -1,10 +1,15 @@
 #pragma once
 
+#include "ServingLoop.h"
 #include "node/FileDescriptor.h"
-#include "usb/ServingLoop.h"
-#include "usbip/UrbServer.h"
+#include "usb/ControlEndpoint.h"
+#include "usb/HostSide.h"
+#include "usbip/Protocol.h"
 #include "usbip/UsbIpPort.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -14,7 +19,41 @@
 
 namespace pdasim::usbip {
 
-/** What a client can ask for before it has attached a terminal. */
+/// Carries out the transfers of one host that has attached a terminal: its bytes in, the answers out.
+class UrbServer {
+public:
+    UrbServer(ControlEndpoint& control, HostSide& host);
+    UrbServer(const UrbServer&) = delete;
+    UrbServer& operator=(const UrbServer&) = delete;
+    /// The host has gone.
+    ~UrbServer();
+
+    /// The next bytes from the host, cut anywhere. Throws ProtocolError.
+    void receive(std::string_view bytes);
+    /// Gives waiting reports to the transfers that wait for them.
+    void deliver();
+    /// Bytes for the host; whoever sends them takes them away.
+    std::string& output() { return m_output; }
+
+private:
+    struct PendingIn {
+        std::uint32_t sequence;
+        std::size_t length;
+    };
+
+    void handle(const Submit& submit, std::string_view data);
+    void handle(const Unlink& unlink);
+    void control(const Submit& submit, std::string_view data);
+    void take(const Submit& submit, std::string_view data);
+
+    ControlEndpoint& m_control;
+    HostSide& m_host;
+    std::string m_input;
+    std::string m_output;
+    std::deque<PendingIn> m_pending;
+};
+
+/// What a client can ask for before it has attached a terminal.
 class Offer {
 public:
     Offer() = default;
@@ -23,17 +62,17 @@ public:
     virtual ~Offer() = default;
 
     virtual std::vector<OfferedDevice> devices() const = 0;
-    /** Null when there is no such terminal, or another host has it. */
+    /// Null when there is no such terminal, or another host has it.
     virtual UsbIpPort* freePort(const std::string& busId) const = 0;
 };
 
-/** A byte stream with a client of the protocol at its other end. */
+/// A byte stream with a client of the protocol at its other end.
 class Connection : public Channel, public std::enable_shared_from_this<Connection> {
 public:
     Connection(ServingLoop& loop, FileDescriptor socket);
     ~Connection() override = default;
 
-    /** What the client begins with: it asks for a terminal, or has attached one already. */
+    /// What the client begins with: it asks for a terminal, or has attached one already.
     void serve(const Offer& offer) { m_offer = &offer; }
     void serve(UsbIpPort& port);
 
@@ -41,9 +80,9 @@ public:
     short events() const override;
     bool handle(short events) override;
 
-    /** Passes waiting reports on. */
+    /// Passes waiting reports on.
     void deliver();
-    /** Breaks off. */
+    /// Breaks off.
     void close();
 
 private:
@@ -58,7 +97,7 @@ private:
     const Offer* m_offer = nullptr;
     UsbIpPort* m_port = nullptr;
     std::optional<UrbServer> m_urbs;
-    /** Of a client that has not attached anything yet. */
+    /// Of a client that has not attached anything yet.
     std::string m_input;
     std::string m_output;
     bool m_answered = false;

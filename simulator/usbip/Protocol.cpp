@@ -8,8 +8,8 @@ namespace pdasim::usbip {
 
 namespace {
 
-constexpr std::uint16_t Version = 0x0111;
-constexpr std::size_t PathSize = 256;
+constexpr std::uint16_t kVersion = 0x0111;
+constexpr std::size_t kPathSize = 256;
 
 enum ReplyCode : std::uint16_t { ListReply = 0x0005, ImportReply = 0x0003 };
 enum ReplyStatus : std::uint32_t { Done = 0, NotAvailable = 1 };
@@ -44,24 +44,24 @@ std::uint32_t number(std::string_view bytes, std::size_t at, std::size_t size) {
 
 void appendDevice(std::string& bytes, const OfferedDevice& device) {
     appendField(bytes, "/sys/devices/pdasim/usb" + std::to_string(device.busNumber) + "/" + device.busId,
-                PathSize);
-    appendField(bytes, device.busId, BusIdSize);
+                kPathSize);
+    appendField(bytes, device.busId, kBusIdSize);
     append32(bytes, device.busNumber);
     append32(bytes, device.deviceNumber);
-    append32(bytes, FullSpeed);
+    append32(bytes, kFullSpeed);
     append16(bytes, idNumber(device.description.vendorId));
     append16(bytes, idNumber(device.description.productId));
-    append16(bytes, usb::DeviceRelease);
+    append16(bytes, usb::kDeviceRelease);
     // Class, subclass and protocol; configuration and number of configurations.
-    for (const std::uint32_t byte : {0U, 0U, 0U, std::uint32_t(usb::Configuration), 1U}) {
+    for (const std::uint32_t byte : {0U, 0U, 0U, std::uint32_t(usb::kConfiguration), 1U}) {
         append8(bytes, byte);
     }
-    append8(bytes, usb::InterfaceCount);
+    append8(bytes, usb::kInterfaceCount);
 }
 
 std::string operationReply(ReplyCode code, ReplyStatus status) {
     std::string bytes;
-    append16(bytes, Version);
+    append16(bytes, kVersion);
     append16(bytes, code);
     append32(bytes, status);
     return bytes;
@@ -88,7 +88,7 @@ Submit readSubmit(std::string_view header) {
     if (direction > 1) {
         throw ProtocolError("a transfer in direction " + std::to_string(direction));
     }
-    if (submit.length > LargestTransfer) {
+    if (submit.length > kMaxTransfer) {
         throw ProtocolError("a transfer of " + std::to_string(submit.length) + " bytes");
     }
     if (packets > 0) {
@@ -104,7 +104,7 @@ Submit readSubmit(std::string_view header) {
 Operation readOperation(std::string_view bytes) {
     const std::uint32_t version = number(bytes, 0, 2);
     const std::uint32_t code = number(bytes, 2, 2);
-    if (version != Version) {
+    if (version != kVersion) {
         throw ProtocolError("version " + std::to_string(version));
     }
     for (const Operation known : {Operation::ListDevices, Operation::Import}) {
@@ -125,7 +125,7 @@ std::string deviceList(const std::vector<OfferedDevice>& devices) {
     for (const OfferedDevice& device : devices) {
         appendDevice(bytes, device);
         // The interface's class, subclass, protocol, and padding.
-        for (const std::uint32_t byte : {std::uint32_t(usb::HidClass), 0U, 0U, 0U}) {
+        for (const std::uint32_t byte : {std::uint32_t(usb::kHidClass), 0U, 0U, 0U}) {
             append8(bytes, byte);
         }
     }
@@ -157,13 +157,13 @@ UrbRequest readUrbRequest(std::string_view header) {
 std::string submitReply(std::uint32_t sequence, int status, std::size_t actualLength, std::string_view data) {
     std::string bytes = urbReply(ReplySubmit, sequence, status);
     append32(bytes, static_cast<std::uint32_t>(actualLength));
-    bytes.resize(UrbHeaderSize, '\0');
+    bytes.resize(kUrbHeaderSize, '\0');
     return bytes.append(data);
 }
 
 std::string unlinkReply(std::uint32_t sequence, int status) {
     std::string bytes = urbReply(ReplyUnlink, sequence, status);
-    bytes.resize(UrbHeaderSize, '\0');
+    bytes.resize(kUrbHeaderSize, '\0');
     return bytes;
 }
 

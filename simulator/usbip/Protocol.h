@@ -12,10 +12,10 @@
 #include <variant>
 #include <vector>
 
-/** The bytes of the USB/IP protocol, version 1.1.1. All numbers are big-endian. */
+/// The bytes of the USB/IP protocol, version 1.1.1. All numbers are big-endian.
 namespace pdasim::usbip {
 
-/** A client sends what the protocol does not know; there is no going on behind it. */
+/// A client sends what the protocol does not know; nothing can follow it.
 class ProtocolError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -23,25 +23,25 @@ public:
 
 // Before a device is attached: what a client asks of the server.
 
-constexpr std::size_t OperationSize = 8;
-constexpr std::size_t BusIdSize = 32;
+constexpr std::size_t kOperationSize = 8;
+constexpr std::size_t kBusIdSize = 32;
 
 enum class Operation : std::uint16_t { ListDevices = 0x8005, Import = 0x8003 };
 
-/** The request that the first eight bytes begin. */
+/// The request that the first eight bytes begin.
 Operation readOperation(std::string_view bytes);
-/** The bus id in a field of its size. */
+/// The bus id in a field of its size.
 std::string readBusId(std::string_view bytes);
 
-/** A device as a server offers it. */
+/// A device as a server offers it.
 struct OfferedDevice {
     DeviceDescription description;
-    /** "1-1", and so on. */
+    /// "1-1", and so on.
     std::string busId;
     std::uint32_t busNumber = 1;
     std::uint32_t deviceNumber = 0;
 
-    /** What tells devices apart once they are attached. */
+    /// What tells devices apart once they are attached.
     std::uint32_t id() const { return busNumber << 16U | deviceNumber; }
 };
 
@@ -51,27 +51,27 @@ std::string importRefusal();
 
 // Then: what the host wants transferred.
 
-constexpr std::size_t UrbHeaderSize = 48;
-/** More than a host's driver transfers at once. */
-constexpr std::size_t LargestTransfer = 65536;
+constexpr std::size_t kUrbHeaderSize = 48;
+/// More than a host's driver transfers at once.
+constexpr std::size_t kMaxTransfer = 65536;
 
-/** As the protocol numbers speeds. */
-constexpr std::uint32_t FullSpeed = 2;
+/// As the protocol numbers speeds.
+constexpr std::uint32_t kFullSpeed = 2;
 
 struct Submit {
     std::uint32_t sequence = 0;
     bool isIn = false;
     std::uint32_t endpoint = 0;
     std::size_t length = 0;
-    std::array<std::uint8_t, SetupPacket::Size> setup{};
+    std::array<std::uint8_t, SetupPacket::kSize> setup{};
 
-    /** The bytes that follow the header. */
+    /// The bytes that follow the header.
     std::size_t payloadSize() const { return isIn ? 0 : length; }
 };
 
 struct Unlink {
     std::uint32_t sequence = 0;
-    /** The transfer that is to be forgotten. */
+    /// The transfer that is to be forgotten.
     std::uint32_t victim = 0;
 };
 
@@ -79,7 +79,7 @@ using UrbRequest = std::variant<Submit, Unlink>;
 
 UrbRequest readUrbRequest(std::string_view header);
 
-/** How a transfer ended: 0 or a negative errno; the bytes for the host behind it. */
+/// How a transfer ended: 0 or a negative errno; followed by the bytes for the host.
 std::string submitReply(std::uint32_t sequence, int status, std::size_t actualLength,
                         std::string_view data = {});
 std::string unlinkReply(std::uint32_t sequence, int status);

@@ -1,7 +1,6 @@
 #include "usbip/TcpBus.h"
 
-#include "AdvisedError.h"
-#include "ListeningSocket.h"
+#include "node/FileDescriptor.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -52,64 +51,37 @@ std::uint16_t portOf(const FileDescriptor& socket) {
 
 } // namespace
 
-class TcpBus::Listener : public Channel {
-public:
-    Listener(ServingLoop& loop, const Offer& offer, FileDescriptor socket)
-        : m_loop(loop), m_offer(offer), m_socket(std::move(socket)) {}
-
-    int descriptor() const override { return m_socket.descriptor(); }
-    short events() const override { return m_socket.events(); }
-    bool handle(short /*events*/) override {
-        FileDescriptor socket = m_socket.accept(SOCK_NONBLOCK);
-        if (!socket.isOpen()) {
-            m_loop.schedule(this, m_socket.restsUntil(), [] {});
-        } else {
-            const int on = 1;
-            (void)::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-            const auto connection = std::make_shared<Connection>(m_loop, std::move(socket));
-            connection->serve(m_offer);
-            forgetEnded();
-            m_connections.push_back(connection);
-            m_loop.add(connection);
-        }
-        return true;
-    }
-
-    /** Leaves no client behind that knows of the offer. */
-    void closeAll() {
-        for (const auto& each : m_connections) {
-            if (const auto connection = each.lock(); connection != nullptr) {
-                connection->close();
-                m_loop.remove(connection.get());
-            }
-        }
-    }
-
-private:
-    void forgetEnded() {
-        m_connections.erase(std::remove_if(m_connections.begin(), m_connections.end(),
-                                           [](const auto& each) { return each.expired(); }),
-                            m_connections.end());
-    }
-
-    ServingLoop& m_loop;
-    const Offer& m_offer;
-    ListeningSocket m_socket;
-    std::vector<std::weak_ptr<Connection>> m_connections;
-};
-
 TcpBus::TcpBus(ServingLoop& loop, std::uint16_t port) : m_loop(loop) {
     FileDescriptor socket = listenOn(port);
     m_port = portOf(socket);
-    m_listener = std::make_shared<Listener>(loop, *this, std::move(socket));
+    m_listener = std::make_shared<Listener>(loop, std::move(socket),
+                                            [this](FileDescriptor client) { serve(std::move(client)); });
     const std::lock_guard lock(m_loop.mutex());
     m_loop.add(m_listener);
 }
 
 TcpBus::~TcpBus() {
     const std::lock_guard lock(m_loop.mutex());
-    m_listener->closeAll();
     m_loop.remove(m_listener.get());
+    // No client is left behind that knows of the offer.
+    for (const auto& each : m_connections) {
+        if (const auto connection = each.lock(); connection != nullptr) {
+            connection->close();
+            m_loop.remove(connection.get());
+        }
+    }
+}
+
+void TcpBus::serve(FileDescriptor client) {
+    const int on = 1;
+    (void)::setsockopt(client.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+    const auto connection = std::make_shared<Connection>(m_loop, std::move(client));
+    connection->serve(*this);
+    m_connections.erase(std::remove_if(m_connections.begin(), m_connections.end(),
+                                       [](const auto& each) { return each.expired(); }),
+                        m_connections.end());
+    m_connections.push_back(connection);
+    m_loop.add(connection);
 }
 
 void TcpBus::unplug(UsbIpPort& port) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "usb/ServingLoop.h"
+#include "ServingLoop.h"
 #include "usbip/Connection.h"
 #include "usbip/UsbIpPort.h"
 
@@ -11,13 +11,13 @@
 
 namespace pdasim::usbip {
 
-/** Offers terminals on a TCP port of the loopback to any client of the protocol. */
+/// Offers terminals on a TCP port of the loopback to any client of the protocol.
 class TcpBus : public Bus, public Offer {
 public:
-    /** The port that clients try without being told. */
-    static constexpr std::uint16_t StandardPort = 3240;
+    /// The port that clients try without being told.
+    static constexpr std::uint16_t kStandardPort = 3240;
 
-    /** Port 0 stands for any free one. Throws std::system_error when the port cannot be had. */
+    /// Port 0 stands for any free one. Throws std::system_error when the port cannot be had.
     TcpBus(ServingLoop& loop, std::uint16_t port);
     TcpBus(const TcpBus&) = delete;
     TcpBus& operator=(const TcpBus&) = delete;
@@ -27,7 +27,7 @@ public:
 
     void plug(UsbIpPort& port) override { m_plugged.push_back(&port); }
     void unplug(UsbIpPort& port) override;
-    /** The next host can have it. */
+    /// The next host can have it.
     void hostLeft(UsbIpPort& /*port*/) override {}
     std::string placeOf(const UsbIpPort& port) const override;
 
@@ -35,12 +35,13 @@ public:
     UsbIpPort* freePort(const std::string& busId) const override;
 
 private:
-    class Listener;
+    void serve(FileDescriptor client);
 
     ServingLoop& m_loop;
     std::uint16_t m_port = 0;
     std::shared_ptr<Listener> m_listener;
     std::vector<UsbIpPort*> m_plugged;
+    std::vector<std::weak_ptr<Connection>> m_connections;
 };
 
 } // namespace pdasim::usbip

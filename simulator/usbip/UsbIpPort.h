@@ -1,7 +1,7 @@
 #pragma once
 
 #include "usb/ControlEndpoint.h"
-#include "usb/UsbPort.h"
+#include "usb/HostSide.h"
 #include "usbip/Protocol.h"
 
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace pdasim::usbip {
 class Connection;
 class UsbIpPort;
 
-/** Where terminals meet hosts that speak USB/IP. Every call needs the loop's lock. */
+/// Where terminals meet hosts that speak USB/IP. Every call needs the loop's lock.
 class Bus {
 public:
     Bus() = default;
@@ -24,13 +24,13 @@ public:
 
     virtual void plug(UsbIpPort& port) = 0;
     virtual void unplug(UsbIpPort& port) = 0;
-    /** The host has broken the connection off. */
+    /// The host has broken the connection off.
     virtual void hostLeft(UsbIpPort& port) = 0;
-    /** Where hosts find a terminal that is plugged in, for people. */
+    /// Where hosts find a terminal that is plugged in, for people.
     virtual std::string placeOf(const UsbIpPort& port) const = 0;
 };
 
-/** A terminal as a USB device that one host at a time can attach. */
+/// A terminal as a USB device that one host at a time can attach.
 class UsbIpPort : public UsbPort {
 public:
     UsbIpPort(ServingLoop& loop, Bus& bus, OfferedDevice device, std::size_t reportSize);
@@ -46,9 +46,9 @@ public:
 
     bool isAttached() const { return m_connection != nullptr; }
     void attach(std::shared_ptr<Connection> connection) { m_connection = std::move(connection); }
-    /** The connection has come to its end. */
+    /// The connection has come to its end.
     void detach();
-    /** As if somebody had pulled the plug, once there is no connection any more. */
+    /// As if somebody had pulled the plug, once there is no connection any more.
     void setUnplugged() { m_plugged = false; }
 
 private:

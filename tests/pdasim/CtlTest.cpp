@@ -2,15 +2,11 @@
 #include "Conversation.h"
 #include "ProcessFacts.h"
 #include "ServedTerminal.h"
+#include "SocketClient.h"
 
 #include <gtest/gtest.h>
 
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -28,9 +24,11 @@ using pdasim::test::Program;
 using pdasim::test::request;
 using pdasim::test::RunningProgram;
 using pdasim::test::ServedTerminal;
+using pdasim::test::SocketClient;
+using pdasim::test::tagsOf;
 using Texts = std::vector<std::string>;
 
-/** A terminal and a host that has it open. */
+/// A terminal and a host that has it open.
 class Ctl : public testing::Test {
 protected:
     std::string ask(const std::string& type, const Tags& tags, const std::string& end = "</Ex_RetCode>") {
@@ -67,11 +65,11 @@ TEST_F(Ctl, ScansLabels) {
 }
 
 TEST_F(Ctl, FinishesAnInventory) {
-    (void)ask("8006", {{"Ex_PdaSn", "P"}, {"Ex_TaskId", "INV1"}, {"Ex_Total", "3"}, {"Ex_Label", "A;B;C;"}});
+    (void)ask("8006", tagsOf("Ex_PdaSn=P Ex_TaskId=INV1 Ex_Total=3 Ex_Label=A;B;C;"));
     (void)served.ctl({"finish-inventory", "--error", "B", "--user", "ann"});
     const std::string record = host.readText("</Ex_MacChkVal>");
     EXPECT_EQ(record.substr(6, 4), "9004");
-    EXPECT_TRUE(contains(record, body({{"Ex_Total", "2"}, {"Ex_Label", "A;C;"}, {"Ex_ErrLabel", "B;"}})));
+    EXPECT_TRUE(contains(record, body("Ex_Total=2 Ex_Label=A;C; Ex_ErrLabel=B;")));
     const std::string result = ask("8007", {{"Ex_PdaSn", "P"}}, "</Ex_InvenSta>");
     EXPECT_TRUE(contains(result, "<Ex_TaskId>INV1</Ex_TaskId><Ex_Label>A;C;</Ex_Label>")) << result;
     EXPECT_TRUE(contains(result, "<Ex_Login>ann</Ex_Login>"));
@@ -82,7 +80,7 @@ TEST_F(Ctl, LogsAUserIn) {
     (void)served.ctl({"login", "0815", "--name", "Ann", "--password", "secret"});
     const std::string record = host.readText("</Ex_MacChkVal>");
     EXPECT_EQ(record.substr(6, 4), "9002");
-    EXPECT_TRUE(contains(record, body({{"Ex_Login", "0815"}, {"Ex_Name", "Ann"}})));
+    EXPECT_TRUE(contains(record, body("Ex_Login=0815 Ex_Name=Ann")));
     EXPECT_TRUE(contains(record, "<Ex_Pwd>secret</Ex_Pwd>"));
 }
 
@@ -108,7 +106,7 @@ TEST_F(Ctl, ConfirmsTheOnlyDotHandover) {
     EXPECT_TRUE(contains(record, "<Ex_LabelNum>1</Ex_LabelNum><Ex_ErrLabel>B;</Ex_ErrLabel>")) << record;
     EXPECT_TRUE(contains(record, "<Ex_ALogin>ann</Ex_ALogin>"));
     EXPECT_TRUE(contains(record, "<Ex_BLogin>ben</Ex_BLogin>"));
-    const std::string result = ask("8009", {{"Ex_PdaSn", "P"}, {"Ex_TaskId", "DOT1"}}, "</Ex_State>");
+    const std::string result = ask("8009", tagsOf("Ex_PdaSn=P Ex_TaskId=DOT1"), "</Ex_State>");
     EXPECT_TRUE(contains(result, "<Ex_Label>A;</Ex_Label><Ex_ErrLabel>B;</Ex_ErrLabel>"));
     EXPECT_TRUE(contains(result, "<Ex_State>1</Ex_State>"));
 }
@@ -141,7 +139,7 @@ TEST_F(Ctl, UnplugsAndPlugsInAgain) {
 }
 
 TEST_F(Ctl, ShowsTheStateAsJson) {
-    (void)ask("8003", {{"Ex_Label", "BAG1"}, {"Ex_OrgNm", "Main"}, {"Ex_BagType", "2"}});
+    (void)ask("8003", tagsOf("Ex_Label=BAG1 Ex_OrgNm=Main Ex_BagType=2"));
     const std::string script = "import json, sys\n"
                                "terminal = json.loads(sys.argv[1])\n"
                                "label = terminal['state']['writtenLabels'][0]\n"
@@ -231,7 +229,7 @@ TEST_F(Ctl, RefusesWithAReason) {
         {{"no-such-command"},
          64,
          R"(pdasim: "pdasim ctl" has no subcommand "no-such-command". There are: scan, )"},
-        {{}, 64, "pdasim: A subcommand is required behind \"pdasim ctl\". There are: scan, "},
+        {{}, 64, "pdasim: A subcommand is required after \"pdasim ctl\". There are: scan, "},
         {{}, 64, "replug, state, traffic. \"pdasim ctl --help\" tells what each does.\n"},
     };
     for (const Case& wrong : cases) {
@@ -269,39 +267,18 @@ TEST(CtlInsideRun, ReachesTheTerminalOfItsCommand) {
     EXPECT_TRUE(contains(result.output, "\"node\": \"/dev/hidraw0\""));
 }
 
-/** Talks to the socket without pdasim's help: sends the lines, and gives as many answers as come. */
-std::string talk(const std::string& path, const std::string& lines) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
-    // The other side may hang up before it has read everything.
-    for (std::size_t sent = 0; sent < lines.size();) {
-        const ssize_t count = ::send(socket, lines.data() + sent, lines.size() - sent, MSG_NOSIGNAL);
-        if (count <= 0) {
-            break;
-        }
-        sent += static_cast<std::size_t>(count);
-    }
-    std::string answers;
-    std::array<char, 4096> bytes{};
-    const auto wanted = std::count(lines.begin(), lines.end(), '\n');
-    while (wanted == 0 || std::count(answers.begin(), answers.end(), '\n') < wanted) {
-        const ssize_t got = ::recv(socket, bytes.data(), bytes.size(), 0);
-        if (got <= 0) {
-            break;
-        }
-        answers.append(bytes.data(), static_cast<std::size_t>(got));
-    }
-    ::close(socket);
-    return answers;
+/// Sends lines to the socket, and gives their answers.
+std::string answersTo(const std::string& path, const std::string& lines) {
+    const SocketClient client(path);
+    (void)client.send(lines);
+    return client.read(static_cast<std::size_t>(std::count(lines.begin(), lines.end(), '\n')));
 }
 
-TEST_F(Ctl, TheSocketSpeaksLinesOfJson) {
+TEST_F(Ctl, AnswersLinesOfJsonWithLinesOfJson) {
     const std::string path = served.folder() + "/pdasim.sock";
     EXPECT_EQ(
-        talk(path, "{\"command\":\"scan\",\"labels\":[\"A\"]}\n{\"command\":\"unplug\",\"terminal\":1}\n"),
+        answersTo(path,
+                  "{\"command\":\"scan\",\"labels\":[\"A\"]}\n{\"command\":\"unplug\",\"terminal\":1}\n"),
         "{\"ok\":true,\"listeners\":1}\n{\"ok\":true}\n");
     struct Case {
         std::string line;
@@ -312,14 +289,14 @@ TEST_F(Ctl, TheSocketSpeaksLinesOfJson) {
         "teller, unplug, replug, state";
     const std::vector<Case> cases = {
         {"nonsense",
-         R"(the line is no JSON; send an object, {\"command\": \"state\"} for example: Invalid value.)"},
-        {"[]", R"(the request has no text \"command\"; )" + names},
-        {R"({"command":1})", R"(the request has no text \"command\"; )" + names},
+         R"(the line is not JSON; send an object, {\"command\": \"state\"} for example: parse error at line 1, column 2: syntax error while parsing value - invalid literal; last read: 'no')"},
+        {"[]", R"(the request has no string \"command\"; )" + names},
+        {R"({"command":1})", R"(the request has no string \"command\"; )" + names},
         {R"({"command":"fly"})", R"(there is no command \"fly\"; )" + names},
         {R"({"command":"scan"})", R"(\"labels\" is missing)"},
-        {R"({"command":"scan","labels":"A"})", R"(\"labels\" must be a list of texts)"},
-        {R"({"command":"scan","labels":[1]})", R"(\"labels\" must be a list of texts)"},
-        {R"({"command":"login","user":1})", R"(\"user\" must be a text)"},
+        {R"({"command":"scan","labels":"A"})", R"(\"labels\" must be a list of strings)"},
+        {R"({"command":"scan","labels":[1]})", R"(\"labels\" must be a list of strings)"},
+        {R"({"command":"login","user":1})", R"(\"user\" must be a string)"},
         {R"({"command":"state","terminal":0})", "there is no terminal 0; the only one is 1"},
         {R"({"command":"state","terminal":"1"})", R"(there is no terminal \"1\"; the only one is 1)"},
     };
@@ -329,11 +306,13 @@ TEST_F(Ctl, TheSocketSpeaksLinesOfJson) {
         lines.append(wrong.line).append("\n");
         answers.append(R"({"ok":false,"error":")").append(wrong.error).append("\"}\n");
     }
-    EXPECT_EQ(talk(path, lines), answers);
+    EXPECT_EQ(answersTo(path, lines), answers);
 }
 
 TEST_F(Ctl, SurvivesAClientThatSendsWithoutEnd) {
-    EXPECT_EQ(talk(served.folder() + "/pdasim.sock", std::string(3U << 20U, 'x')), "");
+    const SocketClient client(served.folder() + "/pdasim.sock");
+    (void)client.send(std::string(3U << 20U, 'x'));
+    EXPECT_EQ(client.read(1), "");
     EXPECT_EQ(served.ctl({"scan", "A"}), "");
 }
 

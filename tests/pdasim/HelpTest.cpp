@@ -2,7 +2,7 @@
 #include "ProgramRun.h"
 #include "ServedTerminal.h"
 #include "control/Commands.h"
-#include "scenario/MagicValues.h"
+#include "scenario/Rules.h"
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ using pdasim::test::RunningProgram;
 using pdasim::test::ServedTerminal;
 using Texts = std::vector<std::string>;
 
-/** What the manual page says, without the marks of its language. */
+/// What the manual page says, without the marks of its language.
 std::string manualText() {
     const std::string text = std::regex_replace(readFile(PDASIM_MAN_PAGE), std::regex(R"(\\f[A-Z])"), "");
     return std::regex_replace(text, std::regex(R"(\\-)"), "-");
@@ -39,7 +39,7 @@ std::set<std::string> optionsIn(const std::string& text) {
     return found;
 }
 
-/** The help of the program and of every command in it. */
+/// The help of the program and of every command in it.
 std::vector<Texts> helpCalls() {
     std::vector<Texts> calls = {{"--help"},          {"run", "--help"},       {"serve", "--help"},
                                 {"ctl", "--help"},   {"scenarios", "--help"}, {"ctl", "traffic", "--help"},
@@ -103,7 +103,7 @@ TEST(Help, TheGuideHasEveryOptionCommandAndMagicValue) {
     }
 }
 
-/** The command lines of a help's examples. */
+/// The command lines of a help's examples.
 Texts examplesOf(const Texts& call) {
     static const std::regex example("(^|\n)(Example: |  )(pdasim [^\n]*)");
     const std::string help = pdasim(call).output;
@@ -116,7 +116,7 @@ Texts examplesOf(const Texts& call) {
     return lines;
 }
 
-/** A line of shell in which "pdasim" stands for the program. */
+/// A line of shell in which "pdasim" means the program.
 Texts shellCommand(const std::string& line) {
     return {"bash", "-c",
             "cd '" + pdalink::test::scratchDirectory() + "'; pdasim() { '" PDASIM_PROGRAM "' \"$@\"; }; " +
@@ -171,7 +171,7 @@ TEST(Help, ListsTheMagicValues) {
     }
 }
 
-/** The scenario in the guide is one that works. */
+/// The scenario in the guide is one that works.
 TEST(Help, TheGuidesScenarioIsAccepted) {
     const std::string guide = readFile(PDASIM_GUIDE);
     const std::size_t begin = guide.find("```json\n") + 8;

@@ -2,23 +2,18 @@
 #include "PrivateDirectory.h"
 #include "ProcessFacts.h"
 #include "ServedTerminal.h"
+#include "SocketClient.h"
 
 #include <gtest/gtest.h>
 
 #include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <csignal>
 #include <ctime>
 #include <filesystem>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -38,64 +33,9 @@ using pdasim::test::Program;
 using pdasim::test::request;
 using pdasim::test::RunningProgram;
 using pdasim::test::ServedTerminal;
+using pdasim::test::SocketClient;
 
-/** A client of a socket that reads only when it is told to. */
-class Client {
-public:
-    explicit Client(const std::string& path) : m_socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-        // What the kernel holds for it is not the other side's.
-        const int size = 4096;
-        EXPECT_EQ(::setsockopt(m_socket, SOL_SOCKET, SO_SNDBUF, &size, sizeof(size)), 0);
-        EXPECT_EQ(::connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
-    }
-    explicit Client(in_port_t port) : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(::connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
-    }
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
-    ~Client() { ::close(m_socket); }
-
-    /** Sends for as long as the other side takes it within a second; how much it has taken. */
-    std::size_t send(const std::string& text) const {
-        std::size_t sent = 0;
-        pollfd watched = {m_socket, POLLOUT, 0};
-        while (sent < text.size() && ::poll(&watched, 1, 1000) > 0) {
-            const ssize_t taken =
-                ::send(m_socket, text.data() + sent, text.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
-            if (taken < 0) {
-                break;
-            }
-            sent += static_cast<std::size_t>(taken);
-        }
-        return sent;
-    }
-    /** So many lines, or fewer at the end of the stream. */
-    std::string read(std::size_t lines) const {
-        std::string text;
-        std::array<char, 65536> bytes{};
-        for (std::size_t read = 0; read < lines;) {
-            const ssize_t got = ::recv(m_socket, bytes.data(), bytes.size(), 0);
-            if (got <= 0) {
-                break;
-            }
-            text.append(bytes.data(), static_cast<std::size_t>(got));
-            read += static_cast<std::size_t>(std::count(bytes.begin(), std::next(bytes.begin(), got), '\n'));
-        }
-        return text;
-    }
-
-private:
-    int m_socket;
-};
-
-/** The most memory that a process has used. */
+/// The most memory that a process has used.
 std::size_t peakKilobytes(pid_t process) {
     const std::string status = readFile("/proc/" + std::to_string(process) + "/status");
     return std::stoul(status.substr(status.find("VmHWM:") + 6));
@@ -110,9 +50,9 @@ double cpuMilliseconds(pid_t process) {
 }
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::size_t AllowedKilobytes = 1024UL * 1024; // the sanitizers keep what is freed
+constexpr std::size_t kAllowedKilobytes = 1024UL * 1024; // the sanitizers keep what is freed
 #else
-constexpr std::size_t AllowedKilobytes = 24UL * 1024;
+constexpr std::size_t kAllowedKilobytes = 24UL * 1024;
 #endif
 
 std::string times(std::size_t count, const std::string& text) {
@@ -127,11 +67,11 @@ TEST(HostileClient, ThatNeverReadsCostsNoMemoryAndLosesNoAnswer) {
     ServedTerminal served;
     const pid_t process = served.program().process();
     const std::size_t before = peakKilobytes(process);
-    const Client client(served.folder() + "/pdasim.sock");
+    const SocketClient client(served.folder() + "/pdasim.sock");
     const std::string line = "{\"command\":\"state\"}\n";
     const std::size_t lines = client.send(times(100000, line)) / line.size();
     EXPECT_GT(lines, 10U);
-    EXPECT_LT(peakKilobytes(process) - before, AllowedKilobytes);
+    EXPECT_LT(peakKilobytes(process) - before, kAllowedKilobytes);
     EXPECT_TRUE(contains(served.ctl({"state"}), "\"plugged\": true"));
     const std::string answers = client.read(lines);
     EXPECT_EQ(std::count(answers.begin(), answers.end(), '\n'), static_cast<std::ptrdiff_t>(lines));
@@ -141,50 +81,50 @@ TEST(HostileClient, ThatFollowsButNeverReadsIsGivenUp) {
     ServedTerminal served;
     const pid_t process = served.program().process();
     const std::string path = served.folder() + "/pdasim.sock";
-    const Client follower(path);
+    const SocketClient follower(path);
     follower.send("{\"command\":\"traffic\"}\n");
     EXPECT_EQ(follower.read(1), "{\"ok\":true,\"following\":true}\n");
     const std::size_t before = peakKilobytes(process);
-    const Client talker(path);
+    const SocketClient talker(path);
     const std::string label(100000, 'x');
     for (int i = 0; i < 200; ++i) {
         talker.send(R"({"command":"scan","labels":[")" + label + "\"]}\n");
         EXPECT_EQ(talker.read(1), "{\"ok\":true,\"listeners\":0}\n");
     }
-    EXPECT_LT(peakKilobytes(process) - before, AllowedKilobytes);
+    EXPECT_LT(peakKilobytes(process) - before, kAllowedKilobytes);
     // Its stream has an end.
     (void)follower.read(1000);
 }
 
 TEST(HostileClient, ThatSendsAnObjectOf90000NamesIsAnsweredAtOnce) {
     ServedTerminal served;
-    const Client client(served.folder() + "/pdasim.sock");
+    const SocketClient client(served.folder() + "/pdasim.sock");
     std::string line = "{";
     for (int i = 0; i < 90000; ++i) {
         line += "\"n" + std::to_string(i) + "\":0,";
     }
     line += "\"n7\":0}\n";
     EXPECT_EQ(client.send(line), line.size());
-    EXPECT_TRUE(contains(client.read(1), R"(\"n7\" is there twice)"));
+    EXPECT_TRUE(contains(client.read(1), R"(\"n7\" appears twice)"));
     EXPECT_LT(cpuMilliseconds(served.program().process()), 2000);
     EXPECT_EQ(served.end(), 0);
 }
 
-/** A program that may have only so many descriptors, which soon are all in use. */
+/// A program that may have only N descriptors, which soon are all in use.
 class ShortOfDescriptors : public testing::Test {
 protected:
-    static constexpr std::size_t Limit = 40;
+    static constexpr std::size_t kLimit = 40;
 
     static std::vector<std::string> limited(const std::string& arguments) {
-        return {"sh", "-c", "ulimit -n " + std::to_string(Limit) + "; exec " + Program + " " + arguments};
+        return {"sh", "-c", "ulimit -n " + std::to_string(kLimit) + "; exec " + Program + " " + arguments};
     }
 
     static void expectToRest(const RunningProgram& program, const std::function<void()>& addClient) {
-        for (std::size_t i = 0; i < Limit; ++i) {
+        for (std::size_t i = 0; i < kLimit; ++i) {
             addClient();
         }
         const std::string last =
-            "/proc/" + std::to_string(program.process()) + "/fd/" + std::to_string(Limit - 1);
+            "/proc/" + std::to_string(program.process()) + "/fd/" + std::to_string(kLimit - 1);
         EXPECT_TRUE(waitUntil([&last] { return std::filesystem::is_symlink(last); }));
         const double before = cpuMilliseconds(program.process());
         // What is measured is the time in which nothing happens.
@@ -198,8 +138,8 @@ TEST_F(ShortOfDescriptors, TheControlSocketRests) {
     RunningProgram program(limited("serve --control " + path));
     ASSERT_EQ(program.readUpTo("# ready").size(), 4U);
     {
-        std::vector<std::unique_ptr<Client>> clients;
-        expectToRest(program, [&] { clients.push_back(std::make_unique<Client>(path)); });
+        std::vector<std::unique_ptr<SocketClient>> clients;
+        expectToRest(program, [&] { clients.push_back(std::make_unique<SocketClient>(path)); });
     }
     EXPECT_EQ(pdasim({"ctl", "--control", path, "state"}).exitCode, 0);
 }
@@ -223,14 +163,14 @@ TEST_F(ShortOfDescriptors, ThePortOfUsbIpRests) {
     const std::string place = program.readUpTo("# ready").at(0);
     const auto port = static_cast<in_port_t>(std::stoul(place.substr(place.find("127.0.0.1:") + 10)));
     const auto reply = [port] {
-        const Client client(port);
+        const SocketClient client(port);
         client.send(std::string("\x01\x11\x80\x05\0\0\0\0", 8));
         return client.read(1);
     };
     EXPECT_TRUE(contains(reply(), "1-1"));
     {
-        std::vector<std::unique_ptr<Client>> clients;
-        expectToRest(program, [&] { clients.push_back(std::make_unique<Client>(port)); });
+        std::vector<std::unique_ptr<SocketClient>> clients;
+        expectToRest(program, [&] { clients.push_back(std::make_unique<SocketClient>(port)); });
     }
     EXPECT_TRUE(contains(reply(), "1-1"));
 }

@@ -1,7 +1,7 @@
 #include "Conversation.h"
 
-#include "core/HexPacket.h"
-#include "scenario/MagicValues.h"
+#include "core/Texts.h"
+#include "scenario/Rules.h"
 #include "scenario/Scenario.h"
 
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ using pdasim::test::body;
 using pdasim::test::Conversation;
 using pdasim::test::request;
 
-/** A host, and a terminal with these rules. */
+/// A host, and a terminal with these rules.
 class Ruled {
 public:
     explicit Ruled(const std::string& rules, const std::string& more = {})
@@ -64,13 +64,13 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-const std::string Accepted = "<Ex_RetCode>000000</Ex_RetCode>";
+const std::string kAccepted = "<Ex_RetCode>000000</Ex_RetCode>";
 
 TEST(Rules, Refuse) {
     Ruled ruled(R"({"on":"8003","do":{"refuse":"000042"}})");
     EXPECT_TRUE(contains(text(ruled.writeLabel("A")), "<Ex_RetCode>000042</Ex_RetCode>"));
     EXPECT_TRUE(ruled.terminal.state().writtenLabels.empty());
-    EXPECT_TRUE(contains(text(ruled.ask("8001")), Accepted));
+    EXPECT_TRUE(contains(text(ruled.ask("8001")), kAccepted));
 }
 
 TEST(Rules, StaySilent) {
@@ -95,7 +95,7 @@ TEST(Rules, Split) {
     const auto steps = ruled.ask("8001");
     ASSERT_EQ(steps.size(), 3U);
     EXPECT_EQ(steps[1].after - steps[0].after, 20ms);
-    EXPECT_TRUE(contains(text(steps), Accepted));
+    EXPECT_TRUE(contains(text(steps), kAccepted));
     Ruled together(R"({"on":"8001","do":{"split":{"pieces":2}}})");
     EXPECT_EQ(together.ask("8001").at(1).after, 0ms);
 }
@@ -109,7 +109,7 @@ TEST(Rules, ReplyWithOtherTags) {
     Ruled ruled(
         R"({"on":"8003","do":{"reply":[{"name":"Ex_Tid","value":"ü"},{"name":"Ex_New","value":"1"}]}})");
     EXPECT_TRUE(
-        contains(text(ruled.writeLabel("A")), "<Ex_Tid>ü</Ex_Tid>" + Accepted + "<Ex_New>1</Ex_New>"));
+        contains(text(ruled.writeLabel("A")), "<Ex_Tid>ü</Ex_Tid>" + kAccepted + "<Ex_New>1</Ex_New>"));
 }
 
 TEST(Rules, DropTags) {
@@ -123,8 +123,7 @@ TEST(Rules, DropTags) {
 TEST(Rules, CorruptTheCheckOfAPacket) {
     Ruled ruled(R"({"on":"8016","times":1,"do":{"corruptCrc":true}})",
                 R"("files":[{"command":7,"hex":"0102"}],)");
-    const std::string packet =
-        body({{"Ex_PdaSn", ""}, {"Ex_CmdEx", "7"}, {"Ex_InfEx", ""}, {"Ex_CurPkt", "0"}});
+    const std::string packet = body("Ex_PdaSn= Ex_CmdEx=7 Ex_InfEx= Ex_CurPkt=0");
     const std::string right = "<Ex_HexCheck>" + pdasim::hexCheck("0102") + "</Ex_HexCheck>";
     EXPECT_FALSE(contains(text(ruled.ask("8016", packet)), right));
     EXPECT_TRUE(contains(text(ruled.ask("8016", packet)), right));
@@ -147,7 +146,7 @@ TEST(Rules, DisconnectAndReconnect) {
     Ruled after(R"({"on":"8001","do":{"disconnect":"after"}})");
     steps = after.ask("8001");
     ASSERT_EQ(steps.size(), 2U);
-    EXPECT_TRUE(contains(text(steps), Accepted));
+    EXPECT_TRUE(contains(text(steps), kAccepted));
     EXPECT_TRUE(std::holds_alternative<Unplug>(steps[1].step));
 }
 
@@ -212,7 +211,7 @@ TEST(Rules, SeeTheLocksOfAList) {
     EXPECT_FALSE(contains(text(ruled.ask("7018", openingOf("L1"))), "000042"));
 }
 
-/** Every way to put a magic value into a request. */
+/// Every way to put a magic value into a request.
 std::vector<std::pair<std::string, std::string>> requestsWith(const std::string& value) {
     return {
         {"8003", body({{"Ex_Label", value}, {"Ex_OrgNm", "O"}, {"Ex_BagType", "1"}})},

@@ -28,11 +28,12 @@ using pdasim::test::pdasim;
 using pdasim::test::Program;
 using pdasim::test::request;
 using pdasim::test::ServedTerminal;
+using pdasim::test::tagsOf;
 using Texts = std::vector<std::string>;
 
-const std::string HostProgram = PDASIM_BARE_CLIENT;
+const std::string kHostProgram = PDASIM_BARE_CLIENT;
 
-/** A host of a served terminal that sends numbered messages. */
+/// A host of a served terminal that sends numbered messages.
 class Host {
 public:
     std::string ask(const std::string& type, const Tags& tags, const std::string& end = "</Ex_RetCode>",
@@ -64,16 +65,16 @@ private:
     int m_sequence = 0;
 };
 
-const Tags Label = {{"Ex_Label", "BAG-REFUSE"}, {"Ex_OrgNm", "O"}, {"Ex_BagType", "1"}};
+const Tags kLabel = tagsOf("Ex_Label=BAG-REFUSE Ex_OrgNm=O Ex_BagType=1");
 
 TEST(MagicValuesOfTheProgram, WorkUnlessTheyAreSwitchedOff) {
     {
         ServedTerminal served;
-        EXPECT_TRUE(contains(Host().ask("8003", Label), "000099"));
+        EXPECT_TRUE(contains(Host().ask("8003", kLabel), "000099"));
         EXPECT_EQ(served.end(), 0);
     }
     ServedTerminal served({"--no-magic"});
-    EXPECT_TRUE(contains(Host().ask("8003", Label), "000000"));
+    EXPECT_TRUE(contains(Host().ask("8003", kLabel), "000000"));
     EXPECT_EQ(served.end(), 0);
 }
 
@@ -92,7 +93,7 @@ TEST(RunOptions, ATraceIsForItsUserAlone) {
     std::filesystem::permissions(older, std::filesystem::perms(0644));
     for (const std::string& path : {fresh, older}) {
         const ProgramResult result = runProgram({"sh", "-c", "umask 0; exec \"$@\"", "sh", Program, "run",
-                                                 "--trace", path, "--", HostProgram, "good"});
+                                                 "--trace", path, "--", kHostProgram, "good"});
         EXPECT_EQ(result.exitCode, 0) << result.errors;
         EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600)) << path;
         const std::string trace = readFile(path);
@@ -103,7 +104,7 @@ TEST(RunOptions, ATraceIsForItsUserAlone) {
 
 TEST(RunOptions, ATraceGoesIntoADeviceToo) {
     const std::filesystem::perms before = std::filesystem::status("/dev/null").permissions();
-    EXPECT_EQ(pdasim({"run", "--trace", "/dev/null", "--", HostProgram, "good"}).exitCode, 0);
+    EXPECT_EQ(pdasim({"run", "--trace", "/dev/null", "--", kHostProgram, "good"}).exitCode, 0);
     EXPECT_EQ(std::filesystem::status("/dev/null").permissions(), before);
 }
 
@@ -117,7 +118,7 @@ TEST(MagicValuesOfTheProgram, AnUnpluggedTerminalComesBack) {
     ServedTerminal served;
     {
         Host host;
-        host.send("8003", {{"Ex_Label", "BAG-UNPLUG"}, {"Ex_OrgNm", "O"}, {"Ex_BagType", "1"}});
+        host.send("8003", tagsOf("Ex_Label=BAG-UNPLUG Ex_OrgNm=O Ex_BagType=1"));
         EXPECT_NE(host.client().poll(10s) & POLLHUP, 0);
     }
     const auto deadline = std::chrono::steady_clock::now() + 10s;
@@ -136,13 +137,13 @@ TEST(ScenarioOfTheProgram, AFileDecidesWhatTheTerminalIs) {
     ServedTerminal served({"--scenario", path});
     Host host;
     EXPECT_TRUE(contains(host.ask("8001", {}), "<Ex_EIMI>4711</Ex_EIMI>"));
-    EXPECT_TRUE(contains(host.ask("8002", {{"Ex_PdaSn", "P"}, {"Ex_Factory", "F"}}), "000042"));
+    EXPECT_TRUE(contains(host.ask("8002", tagsOf("Ex_PdaSn=P Ex_Factory=F")), "000042"));
     EXPECT_EQ(pdasim::test::enumerateHidraw().at(0).serial, "S7");
     EXPECT_EQ(served.end(), 0);
 }
 
 TEST(ScenarioOfTheProgram, ABuiltInOneGoesByItsName) {
-    const ProgramResult result = pdasim({"run", "--scenario", "silent-terminal", "--", HostProgram, "good"});
+    const ProgramResult result = pdasim({"run", "--scenario", "silent-terminal", "--", kHostProgram, "good"});
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     ServedTerminal served({"--scenario", "lock-shop"});
     Host host;
@@ -172,7 +173,7 @@ TEST(ScenarioOfTheProgram, ABadOneIsRefused) {
         EXPECT_EQ(result.exitCode, 65);
         EXPECT_EQ(result.output, "");
         EXPECT_EQ(result.errors,
-                  "pdasim: " + path + ":3: at /rules/0/do/delay: must be a whole number, is a text\n");
+                  "pdasim: " + path + ": at /rules/0/do/delay: must be an integer, is a string\n");
     }
 }
 
@@ -192,7 +193,7 @@ TEST(ScenarioOfTheProgram, TheProgramShowsItsOwn) {
 TEST(UserOfTheProgram, ScansThreeLabelsOneAfterTheOther) {
     ServedTerminal served({"--user"});
     Host host;
-    EXPECT_TRUE(contains(host.ask("8004", {{"Ex_PdaSn", "P"}, {"Ex_Cmd", "1"}}), "000000"));
+    EXPECT_TRUE(contains(host.ask("8004", tagsOf("Ex_PdaSn=P Ex_Cmd=1")), "000000"));
     for (const std::string label : {"BAG-0001", "BAG-0002", "BAG-0003"}) {
         const std::string heard = host.hear("</Ex_Label>");
         EXPECT_EQ(heard.substr(6, 4), "9001");
@@ -208,9 +209,9 @@ TEST(UserOfTheProgram, ScansThreeLabelsOneAfterTheOther) {
 TEST(UserOfTheProgram, StopsScanningWithTheRun) {
     ServedTerminal served({"--user"});
     Host host;
-    (void)host.ask("8004", {{"Ex_PdaSn", "P"}, {"Ex_Cmd", "1"}});
+    (void)host.ask("8004", tagsOf("Ex_PdaSn=P Ex_Cmd=1"));
     (void)host.hear("</Ex_Label>");
-    (void)host.ask("8004", {{"Ex_PdaSn", "P"}, {"Ex_Cmd", "0"}});
+    (void)host.ask("8004", tagsOf("Ex_PdaSn=P Ex_Cmd=0"));
     host.acknowledge("9001", true);
     EXPECT_EQ(host.client().poll(1500ms), 0);
     EXPECT_EQ(served.end(), 0);
@@ -219,7 +220,7 @@ TEST(UserOfTheProgram, StopsScanningWithTheRun) {
 TEST(UserOfTheProgram, FinishesAnInventory) {
     ServedTerminal served({"--user"});
     Host host;
-    (void)host.ask("8006", {{"Ex_PdaSn", "P"}, {"Ex_TaskId", "I1"}, {"Ex_Total", "2"}, {"Ex_Label", "A;B;"}});
+    (void)host.ask("8006", tagsOf("Ex_PdaSn=P Ex_TaskId=I1 Ex_Total=2 Ex_Label=A;B;"));
     const std::string record = host.hear("</Ex_MacChkVal>");
     EXPECT_EQ(record.substr(6, 4), "9004");
     EXPECT_TRUE(contains(record, "<Ex_Label>A;B;</Ex_Label>"));
@@ -232,37 +233,25 @@ TEST(UserOfTheProgram, FinishesAnInventory) {
 TEST(UserOfTheProgram, ConfirmsHandoversOnceLoggedIn) {
     ServedTerminal served({"--user"});
     Host host;
-    (void)host.ask("8008", {{"Ex_PdaSn", "P"},
-                            {"Ex_TaskId", "D1"},
-                            {"Ex_TaskType", "1"},
-                            {"Ex_Road", "R7"},
-                            {"Ex_ExcgTime", ""},
-                            {"Ex_OrgNum", "42"},
-                            {"Ex_OrgNm", "Main"},
-                            {"Ex_Total", "1"},
-                            {"Ex_Label", "A;"},
-                            {"Ex_UserA", ""},
-                            {"Ex_UserB", ""}});
+    (void)host.ask(
+        "8008",
+        tagsOf("Ex_PdaSn=P Ex_TaskId=D1 Ex_TaskType=1 Ex_Road=R7 Ex_ExcgTime= Ex_OrgNum=42 Ex_OrgNm=Main "
+               "Ex_Total=1 Ex_Label=A; Ex_UserA= Ex_UserB="));
     const std::string login = host.hear("</Ex_MacChkVal>");
     EXPECT_EQ(login.substr(6, 4), "9002");
     EXPECT_TRUE(contains(login, "<Ex_Login>user-a</Ex_Login>"));
-    host.send("9002", {{"Ex_PdaSn", "P"}, {"Ex_RetCode", "000017"}});
+    host.send("9002", tagsOf("Ex_PdaSn=P Ex_RetCode=000017"));
     EXPECT_EQ(host.client().poll(1s), 0);
-    host.send("9002", {{"Ex_PdaSn", "P"}, {"Ex_RetCode", "000000"}});
+    host.send("9002", tagsOf("Ex_PdaSn=P Ex_RetCode=000000"));
     EXPECT_EQ(host.hear("</Ex_CMacChkVal>").substr(6, 4), "9005");
     host.acknowledge("9005");
     // The login holds for what follows.
-    (void)host.ask("8010", {{"Ex_PdaSn", "P"},
-                            {"Ex_OrgNb", "42"},
-                            {"Ex_Time", ""},
-                            {"Ex_OrgNm", "Main"},
-                            {"Ex_BatchNb", "B9"},
-                            {"Ex_TaskId", "P1"},
-                            {"Ex_Total", "1"},
-                            {"Ex_Label", "A;"}});
+    (void)host.ask(
+        "8010", tagsOf("Ex_PdaSn=P Ex_OrgNb=42 Ex_Time= Ex_OrgNm=Main Ex_BatchNb=B9 Ex_TaskId=P1 Ex_Total=1 "
+                       "Ex_Label=A;"));
     EXPECT_EQ(host.hear("</Ex_CMacChkVal>").substr(6, 4), "9006");
     host.acknowledge("9006");
-    const std::string result = host.ask("8011", {{"Ex_PdaSn", "P"}, {"Ex_TaskId", "P1"}}, "</Ex_State>");
+    const std::string result = host.ask("8011", tagsOf("Ex_PdaSn=P Ex_TaskId=P1"), "</Ex_State>");
     EXPECT_TRUE(contains(result, "<Ex_State>1</Ex_State>"));
     EXPECT_EQ(served.end(), 0);
 }
@@ -273,8 +262,8 @@ TEST(UserOfTheProgram, DoesNothingForWhatTheTerminalRefused) {
               R"({"name": "x", "user": {"pace": 50}, "rules": [{"on": "*", "do": {"refuse": "000042"}}]})");
     ServedTerminal served({"--user", "--scenario", path});
     Host host;
-    (void)host.ask("8004", {{"Ex_PdaSn", "P"}, {"Ex_Cmd", "1"}});
-    (void)host.ask("8006", {{"Ex_PdaSn", "P"}, {"Ex_TaskId", "I1"}, {"Ex_Total", "0"}, {"Ex_Label", ""}});
+    (void)host.ask("8004", tagsOf("Ex_PdaSn=P Ex_Cmd=1"));
+    (void)host.ask("8006", tagsOf("Ex_PdaSn=P Ex_TaskId=I1 Ex_Total=0 Ex_Label="));
     EXPECT_EQ(host.client().poll(1s), 0);
     EXPECT_EQ(served.end(), 0);
 }
@@ -284,7 +273,7 @@ TEST(UserOfTheProgram, IsTheOneOfTheScenario) {
     writeFile(path, R"({"name": "x", "user": {"login": "007", "labels": ["ONE"], "pace": 10}})");
     ServedTerminal served({"--user", "--scenario", path});
     Host host;
-    (void)host.ask("8004", {{"Ex_PdaSn", "P"}, {"Ex_Cmd", "1"}});
+    (void)host.ask("8004", tagsOf("Ex_PdaSn=P Ex_Cmd=1"));
     EXPECT_TRUE(contains(host.hear("</Ex_Label>"), "<Ex_Label>ONE</Ex_Label>"));
     host.acknowledge("9001", true);
     EXPECT_EQ(host.client().poll(500ms), 0);

@@ -29,7 +29,7 @@ using pdasim::test::RunningProgram;
 using pdasim::test::ServedTerminal;
 using Texts = std::vector<std::string>;
 
-const std::string Client = PDASIM_BARE_CLIENT;
+const std::string kClient = PDASIM_BARE_CLIENT;
 
 TEST(Serve, PrintsTwoSettingsThenThatItIsReady) {
     ServedTerminal served;
@@ -42,13 +42,13 @@ TEST(Serve, PrintsTwoSettingsThenThatItIsReady) {
     EXPECT_EQ(lines[3].substr(0, 7), "# ready");
 }
 
-/** A line of shell: a client that is built with the address sanitizer bears the preloaded library. */
-const std::string SanitizedToo = "export ASAN_OPTIONS=verify_asan_link_order=0\n";
+/// A line of shell: a client that is built with the address sanitizer bears the preloaded library.
+const std::string kSanitizedToo = "export ASAN_OPTIONS=verify_asan_link_order=0\n";
 
 TEST(Serve, OtherProgramsFindTheTerminalWithTheseSettings) {
     ServedTerminal served;
     const std::string settings = served.output()[0] + "\n" + served.output()[1] + "\n";
-    const ProgramResult result = runProgram({"sh", "-c", settings + SanitizedToo + Client + " good"});
+    const ProgramResult result = runProgram({"sh", "-c", settings + kSanitizedToo + kClient + " good"});
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_TRUE(contains(result.output, "<Ex_RetCode>000000</Ex_RetCode>"));
     EXPECT_EQ(served.end(), 0);
@@ -59,13 +59,13 @@ TEST(Serve, AFileWithTheSettingsIsThereWhileItRuns) {
     ServedTerminal served({"--env-file", path});
     EXPECT_EQ(readFile(path), served.output()[0] + "\n" + served.output()[1] + "\n");
     const ProgramResult result =
-        runProgram({"sh", "-c", ". " + path + "\n" + SanitizedToo + Client + " good"});
+        runProgram({"sh", "-c", ". " + path + "\n" + kSanitizedToo + kClient + " good"});
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_EQ(served.end(), 0);
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-/** What it says about a file; it does not stay up when it refuses that. */
+/// What it says about a file; it does not stay up when it refuses that.
 ProgramResult serveInto(const std::string& path) {
     return runProgram({"timeout", "20", Program, "serve", "--env-file", path});
 }
@@ -166,19 +166,7 @@ TEST(Serve, EndsOnEachSignalThatAsksForIt) {
 }
 
 TEST(Serve, EndsWithItsParent) {
-    const std::string pidFile = scratchDirectory() + "/pid";
-    const std::string output = scratchDirectory() + "/output";
-    RunningProgram parent(
-        {"sh", "-c", Program + " serve > " + output + " & echo $! > " + pidFile + "; wait"});
-    ASSERT_TRUE(waitUntil([&output] { return contains(readFile(output), "# ready"); }));
-    const pid_t served = std::stoi(readFile(pidFile));
-    ASSERT_EQ(::kill(served, 0), 0);
-    parent.signal(SIGKILL);
-    (void)parent.wait();
-    // Whoever inherits it may be slow to take its end; what it holds is gone at once.
-    const std::string node = "/proc/" + std::to_string(served) + "/fd/0";
-    EXPECT_TRUE(
-        waitUntil([&node] { return !std::filesystem::exists(std::filesystem::symlink_status(node)); }));
+    EXPECT_TRUE(pdasim::test::endsWithItsParent("serve"));
 }
 
 TEST(Serve, FailsAtTheEndWhenAHostBrokeTheProtocol) {
@@ -227,7 +215,7 @@ TEST(Serve, RefusesWhatItCannotDo) {
         {{"--terminals", "10"}, 64, "--terminals"},
         {{"--terminals", "2", "--pid", "ffff"},
          64,
-         "--terminals: there are no product ids behind ffff; give a smaller --pid, or ask for fewer\n"},
+         "--terminals: there are no product ids after ffff; give a smaller --pid, or ask for fewer\n"},
         {{"--control", taken},
          73,
          "cannot listen at " + taken +

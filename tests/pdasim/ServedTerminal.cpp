@@ -1,5 +1,8 @@
 #include "ServedTerminal.h"
 
+#include "PrivateDirectory.h"
+#include "ProcessFacts.h"
+
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -11,6 +14,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 #include <utility>
 
@@ -75,6 +79,22 @@ int RunningProgram::wait() {
     }
     m_process = 0;
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+bool endsWithItsParent(const std::string& command) {
+    const std::string output = pdalink::test::scratchDirectory() + "/output";
+    RunningProgram parent({"sh", "-c", Program + " " + command + " > " + output + " & echo $!; wait"});
+    // Whoever inherits it may be slow to take its end; what it holds is gone at once.
+    const std::string input = "/proc/" + parent.readLine() + "/fd/0";
+    const auto isRunning = [&input] {
+        return std::filesystem::exists(std::filesystem::symlink_status(input));
+    };
+    EXPECT_TRUE(
+        pdalink::test::waitUntil([&output] { return contains(pdalink::test::readFile(output), "# ready"); }));
+    EXPECT_TRUE(isRunning());
+    parent.signal(SIGKILL);
+    (void)parent.wait();
+    return pdalink::test::waitUntil([&isRunning] { return !isRunning(); });
 }
 
 namespace {

@@ -1,4 +1,4 @@
-#include "ReportDescriptor.h"
+#include "DeviceDescription.h"
 #include "usb/ControlEndpoint.h"
 #include "usb/Descriptors.h"
 
@@ -26,7 +26,7 @@ std::string bytes(const std::vector<unsigned>& values) {
     return text;
 }
 
-/** Keeps what the host sends. */
+/// Keeps what the host sends.
 class Listener : public NodeOwner {
 public:
     void hostOpened() override {}

@@ -23,15 +23,15 @@ std::string newFolder() {
     return scratchDirectory() + "/board" + std::to_string(++count);
 }
 
-/** The kernel gives a new function the number of its node. */
-constexpr const char* Mkdir = R"(/bin/mkdir "$@" || exit
+/// The kernel gives a new function the number of its node.
+constexpr const char* kMkdir = R"(/bin/mkdir "$@" || exit
 for each; do
     case $each in */hid.usb0) echo 240:4 >"$each/dev" ;; esac
 done
 )";
 
-/** Attributes go with their folder. */
-constexpr const char* Rmdir = R"(for each; do
+/// Attributes go with their folder.
+constexpr const char* kRmdir = R"(for each; do
     find "$each" -mindepth 1 -type d ! -name configs ! -name functions ! -name strings | grep -q . && exit 1
     rm -r "$each"
 done
@@ -50,8 +50,8 @@ FakeBoard::FakeBoard(const std::vector<std::string>& controllers) : m_folder(new
         std::filesystem::create_directories(system + "/class/udc/" + controller);
         writeFile(system + "/class/udc/" + controller + "/function", "");
     }
-    addCommand("mkdir", Mkdir);
-    addCommand("rmdir", Rmdir);
+    addCommand("mkdir", kMkdir);
+    addCommand("rmdir", kRmdir);
     for (const std::string name : {"modprobe", "mount"}) {
         addCommand(name, "echo \"" + name + " $*\" >>" + m_folder + "/calls\nexit 1\n");
     }

@@ -1,7 +1,7 @@
+#include "DeviceDescription.h"
 #include "FakeBoard.h"
 #include "PrivateDirectory.h"
 #include "ProgramRun.h"
-#include "ReportDescriptor.h"
 #include "ServedTerminal.h"
 
 #include <gtest/gtest.h>

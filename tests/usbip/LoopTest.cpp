@@ -1,4 +1,4 @@
-#include "usb/ServingLoop.h"
+#include "ServingLoop.h"
 
 #include "ProcessFacts.h"
 
@@ -22,7 +22,7 @@ using pdasim::Channel;
 using pdasim::FileDescriptor;
 using pdasim::ServingLoop;
 
-/** Counts what comes. */
+/// Counts what comes.
 class Counter : public Channel {
 public:
     explicit Counter(FileDescriptor socket) : m_socket(std::move(socket)) {}

@@ -13,7 +13,7 @@ namespace {
 using pdasim::test::bigEndian;
 using namespace pdasim::usbip;
 
-/** The header of a transfer with one field replaced. */
+/// The header of a transfer with one field replaced.
 std::string submitWith(std::size_t offset, std::uint32_t value) {
     std::string header = bigEndian(1, 4) + bigEndian(7, 4) + bigEndian(0x10002, 4) + bigEndian(0, 4) +
                          bigEndian(1, 4) + bigEndian(0, 4) + bigEndian(100, 4) + bigEndian(0, 4) +
@@ -40,7 +40,7 @@ OfferedDevice device() {
     return offered;
 }
 
-/** The 312 bytes that describe it. */
+/// The 312 bytes that describe it.
 std::string described() {
     std::string path = "/sys/devices/pdasim/usb1/1-3";
     path.resize(256, '\0');

@@ -41,10 +41,10 @@ using pdasim::test::RunningProgram;
 using pdasim::test::UsbIpClient;
 using Texts = std::vector<std::string>;
 
-const std::string Status = "hub port sta spd dev      sockfd local_busid\n";
-const std::string FreePort = "hs  0000 004 000 00000000 000000 0-0\n";
+const std::string kStatus = "hub port sta spd dev      sockfd local_busid\n";
+const std::string kFreePort = "hs  0000 004 000 00000000 000000 0-0\n";
 
-/** "pdasim usbip --listen 0", which is ready. */
+/// "pdasim usbip --listen 0", which is ready.
 class Listening {
 public:
     explicit Listening(Texts options = {}) : m_program(command(std::move(options))) {
@@ -72,10 +72,10 @@ private:
     RunningProgram m_program;
 };
 
-/** What sysfs shows of the module; pdasim takes it for the real one. */
+/// What sysfs shows of the module; pdasim takes it for the real one.
 class FakeSystem {
 public:
-    explicit FakeSystem(const std::string& status = FreePort) {
+    explicit FakeSystem(const std::string& status = kFreePort) {
         // Unlike the test's own folder one that every user can look into.
         std::string place = "/tmp/pdasim-sys-XXXXXX";
         EXPECT_NE(::mkdtemp(place.data()), nullptr);
@@ -85,7 +85,7 @@ public:
         std::filesystem::create_directories(folder);
         writeFile(folder + "/attach", "");
         writeFile(folder + "/detach", "");
-        writeFile(folder + "/status", Status + status);
+        writeFile(folder + "/status", kStatus + status);
         (void)::setenv("PDASIM_SYS", m_sys.c_str(), 1);
     }
     FakeSystem(const FakeSystem&) = delete;
@@ -94,7 +94,7 @@ public:
         (void)::unsetenv("PDASIM_SYS");
         std::filesystem::remove_all(m_sys);
     }
-    /** As the kernel does once it knows the device. */
+    /// As the kernel does once it knows the device.
     void makeNode() const {
         std::filesystem::create_directories(folder + "/usb3/3-1/3-1:1.0/0003:1209:0001.0001/hidraw/hidraw7");
     }
@@ -105,10 +105,8 @@ private:
     std::string m_sys;
 };
 
-/**
- * Takes the kernel's part. The file to attach a device with is a full pipe: while pdasim waits for room to
- * write into it, all its sockets can be copied, and the line tells then which of them is the kernel's.
- */
+/// Takes the kernel's part. The file to attach a device with is a full pipe: while pdasim waits for room to
+/// write into it, all its sockets can be copied, and the line tells then which of them is the kernel's.
 class PlayedKernel {
 public:
     PlayedKernel() {
@@ -122,7 +120,7 @@ public:
         system.makeNode();
     }
 
-    /** The device that the process attaches; null when its sockets cannot be copied. */
+    /// The device that the process attaches; null when its sockets cannot be copied.
     std::unique_ptr<UsbIpClient> takeDevice(pid_t process) {
         const std::string folder = "/proc/" + std::to_string(process) + "/fd";
         std::map<int, FileDescriptor> sockets;
@@ -144,7 +142,7 @@ public:
         return std::make_unique<UsbIpClient>(std::move(sockets[number]));
     }
 
-    /** What comes behind all the empty lines. */
+    /// What comes after all the empty lines.
     std::string readLine() const {
         std::string line;
         EXPECT_TRUE(waitUntil([this, &line] {
@@ -231,17 +229,7 @@ TEST(UsbIpListen, EndsOnEachSignalThatAsksForIt) {
 }
 
 TEST(UsbIpListen, EndsWithItsParent) {
-    const std::string output = scratchDirectory() + "/listening-output";
-    const std::string pidFile = scratchDirectory() + "/pid";
-    RunningProgram parent(
-        {"sh", "-c", Program + " usbip --listen 0 > " + output + " & echo $! > " + pidFile + "; wait"});
-    ASSERT_TRUE(waitUntil([&output] { return contains(readFile(output), "# ready"); }));
-    const std::string process = "/proc/" + std::to_string(std::stoi(readFile(pidFile))) + "/fd/0";
-    ASSERT_TRUE(std::filesystem::exists(std::filesystem::symlink_status(process)));
-    parent.signal(SIGKILL);
-    (void)parent.wait();
-    EXPECT_TRUE(
-        waitUntil([&process] { return !std::filesystem::exists(std::filesystem::symlink_status(process)); }));
+    EXPECT_TRUE(pdasim::test::endsWithItsParent("usbip --listen 0"));
 }
 
 TEST(UsbIpListen, SaysThatThePortIsTaken) {
@@ -263,7 +251,7 @@ TEST(UsbIpListen, SaysWhichPortsThereAre) {
     }
 }
 
-/** The tool that comes with Linux understands the list. */
+/// The tool that comes with Linux understands the list.
 TEST(UsbIpListen, TheStockToolListsTheTerminal) {
     Listening server;
     const ProgramResult result =
@@ -294,7 +282,7 @@ TEST(UsbIpAttach, SaysThatEveryPortIsTaken) {
                              "detach -p 0\n");
 }
 
-/** As another user, if this one may be that: root has every permission. */
+/// As another user, if this one may be that: root has every permission.
 TEST(UsbIpAttach, SaysWhichCommandGivesThePermission) {
     const FakeSystem system;
     Texts command = {Program, "usbip"};
@@ -355,7 +343,7 @@ TEST(UsbIpAttach, ADeviceThatTheKernelLetsGoCanBePluggedInAgain) {
     EXPECT_TRUE(std::regex_match(kernel.readLine(), std::regex("0 [0-9]+ 65538 2")));
     // Nobody holds the kernel's end this time: the terminal finds it closed.
     EXPECT_TRUE(waitUntil([&state] { return contains(state(), "\"plugged\": false"); }));
-    writeFile(kernel.system.folder + "/status", Status);
+    writeFile(kernel.system.folder + "/status", kStatus);
     const ProgramResult refused = pdasim({"ctl", "--control", control, "replug"});
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_TRUE(contains(refused.errors, "every port of vhci_hcd is taken")) << refused.errors;

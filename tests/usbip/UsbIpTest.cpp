@@ -1,6 +1,6 @@
 #include "BareClient.h"
+#include "DeviceDescription.h"
 #include "ProcessFacts.h"
-#include "ReportDescriptor.h"
 #include "SimulatedTerminal.h"
 #include "UsbIpClient.h"
 #include "usb/Descriptors.h"
@@ -33,8 +33,8 @@ using pdasim::usbip::TcpBus;
 using pdasim::usbip::UsbIpPort;
 using Reply = UsbIpClient::Reply;
 
-constexpr unsigned Submitted = 3;
-constexpr unsigned Unlinked = 4;
+constexpr unsigned kSubmitted = 3;
+constexpr unsigned kUnlinked = 4;
 
 class UsbIp : public testing::Test {
 protected:
@@ -56,11 +56,11 @@ protected:
         EXPECT_TRUE(client.import(busId));
         return client;
     }
-    /** True once the server knows that the last client has gone. */
+    /// True once the server knows that the last client has gone.
     bool isFreeSoon() const {
         return waitUntil([this] { return connect().list().size() == 2; });
     }
-    /** The device's bytes of a reply that the server ends the connection with. */
+    /// The device's bytes of a reply that the server ends the connection with.
     static bool isAtEnd(UsbIpClient& client) { return client.receive(1).empty(); }
 
     ServingLoop m_loop;
@@ -103,11 +103,11 @@ TEST_F(UsbIp, OneClientAtATimeHasATerminal) {
     const UsbIpClient third = attach("1-1");
 }
 
-/** What Linux asks of a device until its driver is there. */
+/// What Linux asks of a device until its driver is there.
 TEST_F(UsbIp, CanBeEnumerated) {
     UsbIpClient client = attach();
     Reply reply = client.controlIn(0x80, 0x06, 0x0100, 64);
-    EXPECT_EQ(reply.command, Submitted);
+    EXPECT_EQ(reply.command, kSubmitted);
     EXPECT_EQ(reply.status, 0);
     EXPECT_EQ(reply.data, pdasim::deviceDescriptor({}));
     EXPECT_EQ(client.controlIn(0x80, 0x06, 0x0200, 9).data.size(), 9U);
@@ -169,7 +169,7 @@ TEST_F(UsbIp, TakesABackOfATransferThatWaits) {
     const unsigned second = client.submitIn(1, 64);
     const unsigned unlink = client.unlink(first);
     const Reply reply = client.reply().value();
-    EXPECT_EQ(reply.command, Unlinked);
+    EXPECT_EQ(reply.command, kUnlinked);
     EXPECT_EQ(reply.sequence, unlink);
     EXPECT_EQ(reply.status, -ECONNRESET);
     EXPECT_EQ(client.write(getInfo()).status, 0);
@@ -181,7 +181,7 @@ TEST_F(UsbIp, TakesABackOfATransferThatWaits) {
     EXPECT_FALSE(client.hasReply());
 }
 
-/** A host's driver takes its transfers back when the last program closes the device. */
+/// A host's driver takes its transfers back when the last program closes the device.
 TEST_F(UsbIp, KnowsWhetherAnybodyListens) {
     UsbIpClient client = attach();
     EXPECT_EQ(terminal().openDescriptors(), 0);
@@ -372,7 +372,7 @@ TEST_F(UsbIp, BreaksOffAClientWithTooManyTransfers) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find("too many transfers at once"), std::string::npos);
 }
 
-/** As after "pdasim usbip" has been asked to end. */
+/// As after "pdasim usbip" has been asked to end.
 TEST_F(UsbIp, ClientsSeeTheEnd) {
     UsbIpClient client = attach();
     UsbIpClient idle = connect();

@@ -1,5 +1,5 @@
-#include "usbip/Vhci.h"
 #include "PrivateDirectory.h"
+#include "usbip/VhciBus.h"
 
 #include <gtest/gtest.h>
 
@@ -16,9 +16,9 @@ using pdasim::usbip::freeVhciPort;
 using pdasim::usbip::OfferedDevice;
 using pdasim::usbip::Vhci;
 
-const std::string Heading = "hub port sta spd dev      sockfd local_busid\n";
+const std::string kHeading = "hub port sta spd dev      sockfd local_busid\n";
 
-/** What sysfs shows of the module. */
+/// What sysfs shows of the module.
 class FakeVhci : public testing::Test {
 protected:
     FakeVhci() {
@@ -31,7 +31,7 @@ protected:
         status("status", "hs  0000 006 002 00010002 000005 3-1\nhs  0001 004 000 00000000 000000 0-0\n");
     }
     void status(const std::string& name, const std::string& lines) {
-        writeFile(m_folder + "/" + name, Heading + lines);
+        writeFile(m_folder + "/" + name, kHeading + lines);
     }
     std::string attached() const { return readFile(m_folder + "/attach"); }
 
@@ -57,13 +57,13 @@ std::string reasonOf(const std::function<void()>& action) {
 }
 
 TEST(VhciStatus, TheFirstFreePortForTheSpeedCounts) {
-    EXPECT_EQ(freeVhciPort(Heading + "hs  0000 004 000 00000000 000000 0-0\n"), 0U);
-    EXPECT_EQ(freeVhciPort(Heading + "hs  0000 006 002 00010002 000005 3-1\n"
-                                     "hs  0001 005 000 00000000 000000 0-0\n"
-                                     "hs  0002 004 000 00000000 000000 0-0\n"),
+    EXPECT_EQ(freeVhciPort(kHeading + "hs  0000 004 000 00000000 000000 0-0\n"), 0U);
+    EXPECT_EQ(freeVhciPort(kHeading + "hs  0000 006 002 00010002 000005 3-1\n"
+                                      "hs  0001 005 000 00000000 000000 0-0\n"
+                                      "hs  0002 004 000 00000000 000000 0-0\n"),
               2U);
-    EXPECT_EQ(freeVhciPort(Heading + "ss  0008 004 000 00000000 000000 0-0\n"), std::nullopt);
-    EXPECT_EQ(freeVhciPort(Heading), std::nullopt);
+    EXPECT_EQ(freeVhciPort(kHeading + "ss  0008 004 000 00000000 000000 0-0\n"), std::nullopt);
+    EXPECT_EQ(freeVhciPort(kHeading), std::nullopt);
     EXPECT_EQ(freeVhciPort(""), std::nullopt);
     EXPECT_EQ(freeVhciPort("hs x\nhs\n\nhs 99999999999999 004\n"), std::nullopt);
 }

@@ -1,7 +1,11 @@
 #pragma once
 
-#include "core/Reply.h"
+#include "core/Message.h"
 #include "core/TerminalState.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace pdasim {
 
@@ -42,5 +46,20 @@ Reply answerCurrentLockKey(const Request& request, TerminalState& state);
 Reply answerNewLockKeys(const Request& request, TerminalState& state);
 Reply answerLockOpening(const Request& request, TerminalState& state);
 Reply answerLockResults(const Request& request, TerminalState& state);
+
+// The rules that a single kind of message has to keep beyond its tags.
+
+void checkSentPacket(const ParsedMessage& message, std::vector<std::string>& violations);
+/// Ex_Total counts the items of the list after it.
+void checkItemCount(const ParsedMessage& message, std::vector<std::string>& violations);
+void checkLockOpening(const ParsedMessage& message, std::vector<std::string>& violations);
+/// A host acknowledges nothing but success.
+void checkSuccess(const ParsedMessage& message, std::vector<std::string>& violations);
+
+/// The six tags of a confirmation, their names after the prefix.
+void addConfirmation(Tags& tags, std::string_view prefix, const Confirmation& confirmation);
+
+/// The confirmations of the parties A, B and C.
+void addParties(Tags& tags, const HandoverResult& result);
 
 } // namespace pdasim

@@ -1,7 +1,5 @@
-#include "core/HexPacket.h"
 #include "core/Texts.h"
 #include "core/messages/Answers.h"
-#include "core/messages/Checks.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -19,7 +17,7 @@ void checkSentPacket(const ParsedMessage& message, std::vector<std::string>& vio
     const std::string& text = packet["Ex_HexVal"];
     const std::size_t size = lengthInCharacters(text);
     const bool isLast = current == total - 1;
-    if (isLast ? size < 1 || size > PacketSize : size != PacketSize) {
+    if (isLast ? size < 1 || size > kPacketSize : size != kPacketSize) {
         violations.push_back("packet " + std::to_string(current) + " of " + std::to_string(total) + " has " +
                              std::to_string(size) + " characters");
     }
@@ -49,12 +47,12 @@ Reply answerPacketRequest(const Request& request, TerminalState& state) {
     }
     const std::string& text = file->second;
     const std::int64_t total =
-        std::max<std::int64_t>(1, static_cast<std::int64_t>((text.size() + PacketSize - 1) / PacketSize));
+        std::max<std::int64_t>(1, static_cast<std::int64_t>((text.size() + kPacketSize - 1) / kPacketSize));
     const std::int64_t current = request.number("Ex_CurPkt");
     if (current < 0 || current >= total) {
         return Reply().withResult(code::UnknownPacket);
     }
-    const std::string packet = text.substr(static_cast<std::size_t>(current) * PacketSize, PacketSize);
+    const std::string packet = text.substr(static_cast<std::size_t>(current) * kPacketSize, kPacketSize);
     return Reply()
         .withResult(code::Accepted)
         .with("Ex_TotalPkt", std::to_string(total))

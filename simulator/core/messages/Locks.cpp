@@ -1,3 +1,4 @@
+#include "core/Texts.h"
 #include "core/messages/Answers.h"
 
 #include <algorithm>
@@ -16,7 +17,7 @@ Lock* findLock(TerminalState& state, const std::string& id) {
     return found == state.locks.end() ? nullptr : &*found;
 }
 
-/** The front of a reply about one lock; of one that is out of reach there is nothing more to say. */
+/// The front of a reply about one lock; of one that is out of reach there is nothing more to say.
 Reply singleLockReply(const Request& request, const Lock* lock) {
     return lockReply(request, lock == nullptr ? code::UnknownLock : code::Accepted)
         .with("Ex_LockId", request["Ex_LockId"]);
@@ -24,6 +25,29 @@ Reply singleLockReply(const Request& request, const Lock* lock) {
 
 LockKey readLockKey(const Request& request, const std::string& prefix) {
     return {request[prefix + "FV"], request[prefix + "EV"], request[prefix + "CV"]};
+}
+
+constexpr std::string_view kActionWithCode = "00";
+
+const std::string& valueIn(const Tags& group, std::string_view name) {
+    return findTag(group, name)->value;
+}
+
+LockOperation operationOn(const Lock* lock, const Tags& group, const std::string& localTime) {
+    LockOperation operation;
+    operation.lockId = valueIn(group, "Ex_LockId");
+    operation.action = valueIn(group, "Ex_Action");
+    operation.oneTimeCode = valueIn(group, "Ex_OTCCode");
+    operation.userA = valueIn(group, "Ex_UserA");
+    operation.userB = valueIn(group, "Ex_UserB");
+    operation.result = "01";
+    if (lock != nullptr) {
+        operation.result = "00";
+        operation.random = lock->random;
+        operation.openTime = localTime;
+        operation.battery = lock->battery;
+    }
+    return operation;
 }
 
 } // namespace
@@ -96,6 +120,52 @@ Reply answerNewLockKeys(const Request& request, TerminalState& state) {
         lock->params = request["Ex_LockParams"];
         lock->label = request["Ex_LockLabel"];
         reply.with("Ex_LockRnd", lock->random);
+    }
+    return reply;
+}
+
+void checkLockOpening(const ParsedMessage& message, std::vector<std::string>& violations) {
+    const std::string& count = findTag(message.tags, "Ex_LockNum")->value;
+    const auto expected = static_cast<std::size_t>(std::max(leadingNumber(count), 0));
+    if (message.groups.size() != expected) {
+        violations.push_back("Ex_LockNum is " + quoted(count) + ", the message has " +
+                             std::to_string(message.groups.size()) + " locks");
+    }
+    for (const Tags& group : message.groups) {
+        const std::string& oneTimeCode = valueIn(group, "Ex_OTCCode");
+        if (valueIn(group, "Ex_Action") != kActionWithCode && !oneTimeCode.empty()) {
+            violations.push_back("Ex_OTCCode is " + quoted(oneTimeCode) + " for the action " +
+                                 quoted(valueIn(group, "Ex_Action")));
+        }
+    }
+}
+
+Reply answerLockOpening(const Request& request, TerminalState& state) {
+    state.lockOperations.clear();
+    for (const Tags& group : request.message.groups) {
+        const auto lock = std::find_if(state.locks.begin(), state.locks.end(), [&group](const Lock& each) {
+            return each.id == valueIn(group, "Ex_LockId");
+        });
+        state.lockOperations.push_back(
+            operationOn(lock == state.locks.end() ? nullptr : &*lock, group, request.localTime));
+    }
+    return Reply().with("Ex_SrcSeqNo", request.message.sequence).withResult(code::Accepted);
+}
+
+Reply answerLockResults(const Request& request, TerminalState& state) {
+    Reply reply;
+    reply.with("Ex_SrcSeqNo", request.message.sequence)
+        .withResult(code::Accepted)
+        .with("Ex_LockNum", std::to_string(state.lockOperations.size()));
+    for (const LockOperation& operation : state.lockOperations) {
+        reply.groups.push_back({{"Ex_LockId", operation.lockId},
+                                {"Ex_Action", operation.action},
+                                {"Ex_Result", operation.result},
+                                {"Ex_UserA", operation.userA},
+                                {"Ex_UserB", operation.userB},
+                                {"Ex_LockRnd", operation.random},
+                                {"Ex_OpenTime", operation.openTime},
+                                {"Ex_Bat", operation.battery}});
     }
     return reply;
 }
