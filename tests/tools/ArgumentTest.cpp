@@ -7,7 +7,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-/** What a value may be, and how lists of values go together. */
+/// What a value may be, and how lists of values go together.
 class ArgumentTest : public PdactlTest {
 protected:
     std::string file(const std::string& bytes) {
@@ -44,7 +44,7 @@ TEST_F(ArgumentTest, IsNoFolder) {
 }
 
 TEST_F(ArgumentTest, IsText) {
-    const std::string reason = " holds bytes that are no UTF-8 text.";
+    const std::string reason = " holds bytes that are not UTF-8 text.";
     refuses({"key", "init", "--key", file("\xff\xfe"), "--check-value", file("\xff\xfe")}, 2,
             "--key" + reason);
     refuses({"call", "600012", "pKey=" + file(std::string("A\0B", 3)), "CheckVal=" + file("1")}, 2, reason);
@@ -125,7 +125,7 @@ protected:
         words.insert(words.end(), more.begin(), more.end());
         return words;
     }
-    /** The body that the terminal gets. */
+    /// The body that the terminal gets.
     std::string opened(const Words& words) {
         const ProgramResult result = pdactl(words);
         EXPECT_EQ(result.exitCode, 0) << result.errors;

@@ -102,7 +102,7 @@ TEST_F(CallTest, RefusesWhatMakesNoSense) {
         {{"call"}, "CODE is required"},
         {{"call", "600020"}, "There is no code \"600020\"; they are 600001 to 600019"},
         {{"call", "request.json"}, "For a whole request give @FILE, or - for standard input."},
-        {{"call", "600003", "pBagNumber"}, "\"pBagNumber\" is no key=value."},
+        {{"call", "600003", "pBagNumber"}, "\"pBagNumber\" is not key=value."},
         {{"call", "600003", "colour=red"}, "600003 takes no colour, but: pBagNumber, pAttrOrg, pBagType."},
         {{"call", "600002", "colour=red"}, "600002 takes no colour, but: nothing."},
         {{"call", "600006", "pTaskID=T", "pTotal=many", "pLabelList="},
@@ -175,7 +175,7 @@ TEST_F(SecretTest, IsRefusedOnTheCommandLine) {
         const ProgramResult result = pdactl(command);
         EXPECT_EQ(result.exitCode, 2) << command[1] << result.errors;
         EXPECT_THAT(result.errors,
-                    AllOf(HasSubstr("is secret and must not stand on the command line"), HasSubstr("@FILE"),
+                    AllOf(HasSubstr("is secret and must not be given on the command line"), HasSubstr("@FILE"),
                           HasSubstr("standard input"), Not(HasSubstr("OPENLY"))));
     }
     EXPECT_THAT(terminal().received(), IsEmpty());

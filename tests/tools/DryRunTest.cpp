@@ -9,7 +9,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-/** What the commands beside those of the tables print in place of a message, and what they send. */
+/// What the commands beside those of the tables print in place of a message, and what they send.
 class DryRunTest : public PdactlTest {
 protected:
     std::string file(const std::string& name, const std::string& bytes) {
@@ -23,7 +23,7 @@ protected:
         EXPECT_EQ(terminal().received().size(), before) << line;
         return withoutTime(result.output);
     }
-    /** The first message that a line sends, and what it printed in its place before. */
+    /// The first message that a line sends, and what it printed in its place before.
     void printsWhatItSends(const std::string& line, const Words& secrets = {}) {
         const std::string printed = dryRun(line);
         (void)shell(line);

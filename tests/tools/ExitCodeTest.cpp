@@ -48,7 +48,7 @@ TEST_F(ExitCodeTest, IsSixWithoutAVerdict) {
     terminal().addFault("8004", Fault().dropTag("Ex_RetCode"));
     const ProgramResult result = pdactl({"scan", "start"});
     EXPECT_EQ(result.exitCode, 6);
-    EXPECT_THAT(result.errors, AllOf(HasSubstr("without a verdict"),
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("without a result code"),
                                      HasSubstr("'pdactl log --full " + privateDirectory() + "/log'")));
 }
 
@@ -83,7 +83,7 @@ TEST_F(ExitCodeTest, IsSixWhenNoTellerRegistered) {
     EXPECT_EQ(json({"teller", "registered"}, 6).value("result").toInt(), 1);
 }
 
-/** A machine with a keyboard that is no USB device. */
+/// A machine with a keyboard that is no USB device.
 class OrphanTest : public PdactlTest {
 protected:
     OrphanTest() {

@@ -46,7 +46,7 @@ std::string hexOf(const std::string& bytes) {
     return text;
 }
 
-/** In a directory of its own, in which nothing else may be left behind. */
+/// In a directory of its own, in which nothing else may be left behind.
 class FileTest : public PdactlTest {
 protected:
     FileTest() : m_directory(scratchDirectory() + "/files") { fs::create_directory(m_directory); }
@@ -201,6 +201,25 @@ TEST_F(FileTest, IsNotWrittenWhenItsCheckIsWrongForEver) {
     EXPECT_THAT(names(), IsEmpty());
 }
 
+/// The log that would tell of refusals loses lines while the terminal takes its time.
+class CutLogTest : public FileTest, public testing::WithParamInterface<std::string> {};
+
+TEST_P(CutLogTest, FailsATransferThatTheLogDoesNotShowWhole) {
+    (void)file(someBytes(3 * PacketBytes));
+    offer(someBytes(3 * PacketBytes));
+    const std::string type = GetParam() == "send" ? "8015" : "8016";
+    terminal().addFault(type, Fault().delay(std::chrono::seconds(2)).from(2));
+    RunningPdactl transfer({"--json", "file", GetParam(), path("file"), "--command", "7"}, environment());
+    ASSERT_TRUE(terminal().waitForMessages(2, std::chrono::seconds(20)));
+    ASSERT_TRUE(waitUntil([] { return countOf(readLogText(), "Write XML: ") == 2; }));
+    fs::resize_file(logPath(), 0);
+    const ProgramResult result = transfer.finish();
+    EXPECT_EQ(result.exitCode, 8) << result.output;
+}
+
+INSTANTIATE_TEST_SUITE_P(, CutLogTest, testing::Values("send", "fetch"),
+                         [](const testing::TestParamInfo<std::string>& command) { return command.param; });
+
 // The same transfers as requests.
 
 TEST_F(FileTest, FailsAsARequestToo) {
@@ -286,16 +305,16 @@ TEST_F(RefusedFileTest, IsTooLarge) {
 
 TEST_F(RefusedFileTest, CannotBeReadOrWritten) {
     refuses({"file", "send", path("nothing")}, 1, "there is no such file");
-    refuses({"file", "send", scratchDirectory()}, 1, "no regular file");
+    refuses({"file", "send", scratchDirectory()}, 1, "not a regular file");
     refuses({"file", "fetch", path("no/such/place")}, 1, "Cannot write");
-    refuses({"file", "fetch", scratchDirectory()}, 1, "no regular file");
+    refuses({"file", "fetch", scratchDirectory()}, 1, "not a regular file");
 }
 
 TEST_F(RefusedFileTest, HasInformationThatTheProtocolCannotCarry) {
     refuses({"file", "send", file("12345"), "--info", "<b>"}, 2, "--info");
-    refuses({"file", "send", file("12345"), "--info", "x\xffy"}, 2, "no UTF-8 text");
+    refuses({"file", "send", file("12345"), "--info", "x\xffy"}, 2, "not UTF-8 text");
     refuses({"file", "fetch", path("new"), "--info", "x>"}, 2, "--info");
-    refuses({"file", "fetch", path("new"), "--pda", "\xff"}, 2, "--pda holds bytes that are no UTF-8 text");
+    refuses({"file", "fetch", path("new"), "--pda", "\xff"}, 2, "--pda holds bytes that are not UTF-8 text");
     const std::string unsendable = path("n\xffm");
     writeFile(unsendable, "12345");
     refuses({"file", "send", unsendable}, 2, "--info (the file's name unless given) holds bytes");
@@ -312,7 +331,7 @@ TEST_F(RefusedFileTest, HasNoLogThatWouldTellOfRefusals) {
 
 class ProgressTest : public FileTest {
 protected:
-    /** What a command writes to a terminal that is its standard error. */
+    /// What a command writes to a terminal that is its standard error.
     std::string watched(const std::string& line, std::size_t columns = 80) {
         const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
         EXPECT_EQ(::grantpt(master), 0);
@@ -343,7 +362,7 @@ TEST_F(ProgressTest, IsShownOnATerminal) {
                 AllOf(HasSubstr("fetching  ["), HasSubstr("#"), HasSubstr(" left")));
 }
 
-/** What was drawn each time. */
+/// What was drawn each time.
 std::vector<std::string> drawnLines(const std::string& text) {
     const std::string beginning = "\r\033[K";
     std::vector<std::string> lines;

@@ -54,7 +54,7 @@ check_shell(bash --norc -c "
 check_shell(zsh -f -c "
     fpath=(${share}/zsh/site-functions)
     compdef() {}
-    _describe() { print -rl -- \${\${(P)2}%%:*} | grep '^sc' }
+    _describe() { print -rl -- \${\${(P)2}%%:*} }
     autoload -Uz _pdactl
     words=(pdactl sc) CURRENT=2 _pdactl")
 check_shell(fish --no-config -c "

@@ -1,4 +1,4 @@
-#include "MessageSplitter.h"
+#include "listen/MessageSplitter.h"
 
 #include "WorkGrowth.h"
 
@@ -73,16 +73,31 @@ TEST_F(MessageSplitterTest, CountsCharactersNotBytes) {
 TEST_F(MessageSplitterTest, SkipsWhatBeginsNoMessage) {
     add("12345" + message("<a></a>") + "</a>" + message("<b></b>") + "\r\n");
     EXPECT_THAT(taken(), ElementsAre(message("<a></a>"), message("<b></b>")));
-    EXPECT_THAT(warnings(), ElementsAre("skipped 5 characters that begin no message",
-                                        "skipped 4 characters that begin no message",
-                                        "skipped 2 characters that begin no message"));
+    EXPECT_THAT(warnings(), ElementsAre("skipped 5 characters that do not begin a message",
+                                        "skipped 4 characters that do not begin a message",
+                                        "skipped 2 characters that do not begin a message"));
     EXPECT_FALSE(isUnfinished());
 }
 
 TEST_F(MessageSplitterTest, SkipsAHeaderThatIsTooShortForOne) {
     add("0000499001" + Constants + message("<a></a>"));
     EXPECT_THAT(taken(), ElementsAre(message("<a></a>")));
-    EXPECT_THAT(warnings(), ElementsAre("skipped 50 characters that begin no message"));
+    EXPECT_THAT(warnings(), ElementsAre("skipped 50 characters that do not begin a message"));
+}
+
+TEST_F(MessageSplitterTest, SkipsATypeThatIsNotFourDigits) {
+    add("000050900x" + Constants + message("<a></a>"));
+    EXPECT_THAT(taken(), ElementsAre(message("<a></a>")));
+    EXPECT_THAT(warnings(), ElementsAre("skipped 50 characters that do not begin a message"));
+}
+
+TEST_F(MessageSplitterTest, SkipsAHeaderWithoutTagsAfterIt) {
+    const QString header = message("<a></a>").left(50);
+    add(header);
+    EXPECT_TRUE(isUnfinished());
+    add("x" + message("<b></b>"));
+    EXPECT_THAT(taken(), ElementsAre(message("<b></b>")));
+    EXPECT_THAT(warnings(), ElementsAre("skipped 51 characters that do not begin a message"));
 }
 
 TEST_F(MessageSplitterTest, GivesUpWhenNothingComesAnyMore) {
@@ -95,7 +110,7 @@ TEST_F(MessageSplitterTest, GivesUpWhenNothingComesAnyMore) {
     wait(100ms);
     EXPECT_FALSE(isUnfinished());
     EXPECT_THAT(warnings(), ElementsAre("gave up a message of which only 56 characters came",
-                                        "skipped 55 characters that begin no message"));
+                                        "skipped 55 characters that do not begin a message"));
     add(message("<b></b>"));
     EXPECT_THAT(taken(), ElementsAre(message("<b></b>")));
 }

@@ -16,7 +16,7 @@ namespace {
 
 const std::string Program = PDACTL_PROGRAM;
 
-/** Spawned with the variables by env, as posix_spawn would replace the whole environment. */
+/// Spawned with the variables by env, as posix_spawn would replace the whole environment.
 Words throughEnv(const Words& command, const Variables& variables) {
     Words words{"/usr/bin/env"};
     for (const auto& [name, value] : variables) {

@@ -10,7 +10,7 @@ namespace {
 
 using Texts = std::vector<std::pair<std::string, std::string>>;
 
-/** The text with this in place of every "%". */
+/// The text with this in place of every "%".
 std::string filled(const std::string& pattern, const std::string& name) {
     std::string text;
     for (const char c : pattern) {
