@@ -175,8 +175,8 @@ TEST_F(SecretTest, IsRefusedOnTheCommandLine) {
         const ProgramResult result = pdactl(command);
         EXPECT_EQ(result.exitCode, 2) << command[1] << result.errors;
         EXPECT_THAT(result.errors,
-                    AllOf(HasSubstr("is secret and must not be given on the command line"), HasSubstr("@FILE"),
-                          HasSubstr("standard input"), Not(HasSubstr("OPENLY"))));
+                    AllOf(HasSubstr("is secret and must not be given on the command line"),
+                          HasSubstr("@FILE"), HasSubstr("standard input"), Not(HasSubstr("OPENLY"))));
     }
     EXPECT_THAT(terminal().received(), IsEmpty());
 }

@@ -66,7 +66,8 @@ TEST(CompletionTest, OffersCodesAndTheirMembers) {
 }
 
 TEST(CompletionTest, TellsWhatEachWordMeans) {
-    EXPECT_EQ(runPdactl({"__complete", "scan", "st"}).output, "start\tStart a scan run\nstop\tStop the scan run\n");
+    EXPECT_EQ(runPdactl({"__complete", "scan", "st"}).output,
+              "start\tStart a scan run\nstop\tStop the scan run\n");
     EXPECT_EQ(runPdactl({"__complete"}).output, "");
 }
 

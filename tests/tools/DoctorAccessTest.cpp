@@ -84,7 +84,8 @@ TEST_F(DoctorAccessTest, SeesThatTheNodeIsMissing) {
 /// The rule that the package brings, as udev understands it.
 TEST_F(DoctorAccessTest, PackagedRuleGivesTheNodeToItsGroupAndToWhoeverIsLoggedIn) {
     const std::string rule = readFile(PDALINK_UDEV_RULE);
-    EXPECT_THAT(rule, AllOf(HasSubstr("\n" R"(ACTION!="remove", SUBSYSTEM=="hidraw", )"
+    EXPECT_THAT(rule, AllOf(HasSubstr("\n"
+                                      R"(ACTION!="remove", SUBSYSTEM=="hidraw", )"
                                       R"(ATTRS{idVendor}=="1209", ATTRS{idProduct}=="0001", )"
                                       R"(MODE="0660", GROUP="plugdev", TAG+="uaccess")"),
                             Not(HasSubstr("ATTR{"))));
@@ -94,11 +95,11 @@ TEST_F(DoctorAccessTest, PackagedRuleGivesTheNodeToItsGroupAndToWhoeverIsLoggedI
     const std::string rules = scratchDirectory() + "/rules";
     fs::create_directory(rules);
     fs::copy_file(PDALINK_UDEV_RULE, rules + "/70-pdalink.rules");
-    const ProgramResult result = shell(
-        "unshare --mount sh -c 'mount --bind " + rules +
-        " /usr/lib/udev/rules.d && udevadm test --action=add /sys/class/hidraw/hidraw0 2>&1'");
-    EXPECT_THAT(result.output, AllOf(HasSubstr("70-pdalink.rules:4 MODE 0660"),
-                                     HasSubstr("TAGS=:uaccess:"))) << result.output;
+    const ProgramResult result =
+        shell("unshare --mount sh -c 'mount --bind " + rules +
+              " /usr/lib/udev/rules.d && udevadm test --action=add /sys/class/hidraw/hidraw0 2>&1'");
+    EXPECT_THAT(result.output, AllOf(HasSubstr("70-pdalink.rules:4 MODE 0660"), HasSubstr("TAGS=:uaccess:")))
+        << result.output;
 }
 
 } // namespace

@@ -100,7 +100,7 @@ TEST_F(DoctorTest, KeepsEveryCommandFromAnIniThatEndsTheLibrary) {
         {"login", "answer", "000000"},
     };
     const auto saysHowToFix = AllOf(HasSubstr("PDAConfigure.ini, line 2: too long"),
-                                     HasSubstr("\n  sudo sed -i 2d " + privateDirectory()));
+                                    HasSubstr("\n  sudo sed -i 2d " + privateDirectory()));
     for (const Words& command : commands) {
         const ProgramResult result = pdactl(command);
         EXPECT_EQ(result.exitCode, 1) << command[0];

@@ -201,25 +201,6 @@ TEST_F(FileTest, IsNotWrittenWhenItsCheckIsWrongForEver) {
     EXPECT_THAT(names(), IsEmpty());
 }
 
-/// The log that would tell of refusals loses lines while the terminal takes its time.
-class CutLogTest : public FileTest, public testing::WithParamInterface<std::string> {};
-
-TEST_P(CutLogTest, FailsATransferThatTheLogDoesNotShowWhole) {
-    (void)file(someBytes(3 * PacketBytes));
-    offer(someBytes(3 * PacketBytes));
-    const std::string type = GetParam() == "send" ? "8015" : "8016";
-    terminal().addFault(type, Fault().delay(std::chrono::seconds(2)).from(2));
-    RunningPdactl transfer({"--json", "file", GetParam(), path("file"), "--command", "7"}, environment());
-    ASSERT_TRUE(terminal().waitForMessages(2, std::chrono::seconds(20)));
-    ASSERT_TRUE(waitUntil([] { return countOf(readLogText(), "Write XML: ") == 2; }));
-    fs::resize_file(logPath(), 0);
-    const ProgramResult result = transfer.finish();
-    EXPECT_EQ(result.exitCode, 8) << result.output;
-}
-
-INSTANTIATE_TEST_SUITE_P(, CutLogTest, testing::Values("send", "fetch"),
-                         [](const testing::TestParamInfo<std::string>& command) { return command.param; });
-
 // The same transfers as requests.
 
 TEST_F(FileTest, FailsAsARequestToo) {
@@ -269,10 +250,38 @@ TEST_F(FileTest, EndsWhenTheTerminalFallsSilent) {
     EXPECT_EQ(json({"file", "send", file(someBytes(3 * PacketBytes))}, 5).value("result").toInt(), 2);
 }
 
-TEST_F(FileTest, LeavesNothingBehindWhenInterrupted) {
+/// On a file system on which every file has a name while it is written.
+class NamedFileTest : public FileTest {
+protected:
+    Variables spied() {
+        Variables variables = environment();
+        variables["LD_PRELOAD"] = PDACTL_FILE_SPY " " + variables["LD_PRELOAD"];
+        variables["FILE_SPY"] = scratchDirectory() + "/spy";
+        return variables;
+    }
+};
+
+TEST_F(NamedFileTest, ReachesTheDiskBeforeItGetsItsName) {
+    offer("12345");
+    EXPECT_EQ(runPdactl({"file", "fetch", path("file"), "--command", "7"}, spied()).exitCode, 0);
+    EXPECT_EQ(readFile(path("file")), "12345");
+    EXPECT_EQ(readFile(scratchDirectory() + "/spy"), "sync\nrename\n");
+}
+
+TEST_F(NamedFileTest, IsNotThereWhenItDoesNotReachTheDisk) {
+    offer("12345");
+    Variables failing = spied();
+    failing["FILE_SPY_FAILS"] = "1";
+    const ProgramResult result = runPdactl({"file", "fetch", path("file"), "--command", "7"}, failing);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.errors, HasSubstr("Cannot write '" + path("file") + "': Input/output error."));
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(NamedFileTest, LeavesNothingWhenItIsInterrupted) {
     offer(someBytes(2 * PacketBytes));
     terminal().addFault("8016", Fault().silence().always());
-    RunningPdactl fetching({"file", "fetch", path("file"), "--command", "7"}, environment());
+    RunningPdactl fetching({"file", "fetch", path("file"), "--command", "7"}, spied());
     ASSERT_TRUE(terminal().waitForMessages(1, std::chrono::seconds(20)));
     EXPECT_THAT(names(), SizeIs(1));
     fetching.signal(SIGTERM);
@@ -329,26 +338,46 @@ TEST_F(RefusedFileTest, HasNoLogThatWouldTellOfRefusals) {
 
 // Progress.
 
+/// A terminal screen, for a command's standard error.
+class Screen {
+public:
+    Screen() : m_master(::posix_openpt(O_RDWR | O_NOCTTY)) {
+        EXPECT_EQ(::grantpt(m_master), 0);
+        EXPECT_EQ(::unlockpt(m_master), 0);
+        EXPECT_EQ(::fcntl(m_master, F_SETFL, O_NONBLOCK), 0);
+        m_slave = ::open(::ptsname(m_master), O_RDWR | O_NOCTTY);
+    }
+    Screen(const Screen&) = delete;
+    Screen& operator=(const Screen&) = delete;
+    ~Screen() {
+        (void)::close(m_slave);
+        (void)::close(m_master);
+    }
+
+    std::string path() const { return ::ptsname(m_master); }
+    /// All that was written so far.
+    const std::string& text() {
+        char piece[4096];
+        for (ssize_t length = 0; (length = ::read(m_master, piece, sizeof piece)) > 0;) {
+            m_text.append(piece, static_cast<std::size_t>(length));
+        }
+        return m_text;
+    }
+
+private:
+    int m_master;
+    int m_slave;
+    std::string m_text;
+};
+
 class ProgressTest : public FileTest {
 protected:
     /// What a command writes to a terminal that is its standard error.
     std::string watched(const std::string& line, std::size_t columns = 80) {
-        const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
-        EXPECT_EQ(::grantpt(master), 0);
-        EXPECT_EQ(::unlockpt(master), 0);
-        const int slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
-        const std::string path = quoted(::ptsname(master));
-        EXPECT_EQ(shell("stty cols " + std::to_string(columns) + " < " + path).exitCode, 0);
-        EXPECT_EQ(shell(line + " 2>" + path).exitCode, 0);
-        EXPECT_EQ(::fcntl(master, F_SETFL, O_NONBLOCK), 0);
-        std::string text;
-        char piece[4096];
-        for (ssize_t length = 0; (length = ::read(master, piece, sizeof piece)) > 0;) {
-            text.append(piece, static_cast<std::size_t>(length));
-        }
-        (void)::close(slave);
-        (void)::close(master);
-        return text;
+        Screen screen;
+        EXPECT_EQ(shell("stty cols " + std::to_string(columns) + " < " + screen.path()).exitCode, 0);
+        EXPECT_EQ(shell(line + " 2>" + screen.path()).exitCode, 0);
+        return screen.text();
     }
 };
 
@@ -392,5 +421,27 @@ TEST_F(ProgressTest, StaysOnOneLineOfANarrowTerminal) {
 TEST_F(ProgressTest, IsNotShownInAPipe) {
     EXPECT_EQ(pdactl({"file", "send", file(someBytes(3 * PacketBytes))}).errors, "");
 }
+
+/// The log, which alone tells of refusals, loses lines during a transfer.
+class CutLogTest : public FileTest, public testing::WithParamInterface<std::string> {};
+
+TEST_P(CutLogTest, FailsTheTransfer) {
+    const bool isSent = GetParam() == "send";
+    (void)file(someBytes(3 * PacketBytes));
+    offer(someBytes(3 * PacketBytes));
+    terminal().addFault(isSent ? "8015" : "8016", Fault().delay(std::chrono::seconds(3)).from(2));
+    Screen screen;
+    RunningPdactl transfer({"--json", "file", GetParam(), path("file"), "--command", "7"}, environment(),
+                           {"sh", "-c", "exec \"$@\" 2> " + screen.path(), "sh"});
+    // Now the first reply has been read from the log, and the second comes later.
+    ASSERT_TRUE(waitUntil([&] { return screen.text().find(" 33 %") != std::string::npos; }));
+    fs::resize_file(logPath(), 0);
+    const ProgramResult result = transfer.finish();
+    EXPECT_EQ(result.exitCode, 8) << result.output;
+    EXPECT_THAT(result.output, HasSubstr(isSent ? "The log shows" : "Packets are missing"));
+}
+
+INSTANTIATE_TEST_SUITE_P(, CutLogTest, testing::Values("send", "fetch"),
+                         [](const testing::TestParamInfo<std::string>& command) { return command.param; });
 
 } // namespace

@@ -52,7 +52,7 @@ TEST_F(OutputTest, IsWholeWhenASignalIsIgnored) {
 
 TEST_F(OutputTest, ThatIsLostIsNoSuccess) {
     const std::vector<std::string> lines = {
-        "pdactl info > /dev/full",   "pdactl --json info > /dev/full",     "pdactl info >&-",
+        "pdactl info > /dev/full",   "pdactl --json info > /dev/full",  "pdactl info >&-",
         "pdactl --help > /dev/full", "pdactl __complete s > /dev/full", "pdactl doctor > /dev/full"};
     for (const std::string& line : lines) {
         const ProgramResult result = shell(line);

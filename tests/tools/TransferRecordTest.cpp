@@ -65,7 +65,8 @@ TEST(TransferRecordTest, TakesLinesInsideAReplyForItsText) {
     EXPECT_EQ(recordOf(log).refused(), 1);
     EXPECT_EQ(recordOf(log).firstRefusal(), "00\n0042");
     LogText imitation;
-    imitation.read(message("8016", Refusal + "\n" + stamp(0) + "INFO     : HID Read XML: " + packet(0, 1, "11")));
+    imitation.read(
+        message("8016", Refusal + "\n" + stamp(0) + "INFO     : HID Read XML: " + packet(0, 1, "11")));
     EXPECT_EQ(recordOf(imitation).accepted(), 0);
     EXPECT_EQ(recordOf(imitation).refused(), 1);
 }

@@ -11,8 +11,9 @@ namespace pdactl {
 
 /// A file that appears under its name only when it is whole and on the disk.
 ///
-/// Until then it is a temporary file beside its place, which goes again unless commit() is reached, also when
-/// a signal ends the program meanwhile. One at a time.
+/// Until then it has no name, or where the file system does not know such files, is a temporary file beside
+/// its place, which goes again unless commit() is reached, also when a signal ends the program meanwhile. One
+/// at a time.
 class AtomicFile {
 public:
     /// Throws a Failure when no file can be written there.
@@ -27,7 +28,7 @@ public:
     void commit();
 
 private:
-    [[noreturn]] void fail() const;
+    [[noreturn]] void fail(const QString& reason) const;
 
     QSaveFile m_file;
 };

@@ -66,7 +66,8 @@ std::string adviceOnCommands(const CLI::App& app) {
 void openStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) < 0) {
-            // Which takes the lowest free number. Not to be written to: what gets lost there must not count as success.
+            // Which takes the lowest free number. Not to be written to: what gets lost there must not count
+            // as success.
             (void)::open("/dev/null", stream == STDOUT_FILENO ? O_RDONLY : O_RDWR);
         }
     }

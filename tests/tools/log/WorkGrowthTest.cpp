@@ -1,5 +1,5 @@
-#include "LogLines.h"
 #include "WorkGrowth.h"
+#include "LogLines.h"
 
 #include "log/Entries.h"
 #include "log/ExchangeBuilder.h"

@@ -169,7 +169,8 @@ std::size_t Redactor::redactOne(std::vector<Entry>& entries, std::size_t index) 
         pieces = &piecesOf(line.kind, payload, own);
         hidden = pieces->add(payload);
     }
-    for (const Range& range : secrets.values) { // what the library writes around a value does not belong to it
+    for (const Range& range :
+         secrets.values) { // what the library writes around a value does not belong to it
         const std::size_t begin = std::max(range.begin, line.payload) - line.payload;
         const std::size_t end =
             std::clamp(range.end, line.payload, line.payload + payload.size()) - line.payload;
