@@ -53,7 +53,7 @@ check_shell(bash --norc -c "
 # Outside of an editor there is nothing to complete for zsh: the functions that would show it print it instead.
 check_shell(zsh -f -c "
     fpath=(${share}/zsh/site-functions)
-    compdef() {}
+    _files() {}
     _describe() { print -rl -- \${\${(P)2}%%:*} }
     autoload -Uz _pdactl
     words=(pdactl sc) CURRENT=2 _pdactl")
