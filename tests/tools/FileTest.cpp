@@ -24,7 +24,7 @@ using testing::SizeIs;
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t PacketBytes = 1500;
+constexpr std::size_t kPacketBytes = 1500;
 
 std::string someBytes(std::size_t count) {
     std::mt19937 random(20260102); // NOLINT(cert-msc51-cpp,cert-msc32-c): the same bytes in every run
@@ -79,7 +79,7 @@ private:
 };
 
 TEST_F(FileTest, ArrivesAtTheTerminalByteForByte) {
-    for (const std::size_t size : {std::size_t{5}, PacketBytes, PacketBytes + 1, 3 * PacketBytes}) {
+    for (const std::size_t size : {std::size_t{5}, kPacketBytes, kPacketBytes + 1, 3 * kPacketBytes}) {
         const std::string bytes = someBytes(size);
         const QJsonObject object = json({"file", "send", file(bytes), "--command", "7", "--info", "note"});
         EXPECT_EQ(terminal().state().files.sent.at(7).text(), hexOf(bytes));
@@ -87,7 +87,7 @@ TEST_F(FileTest, ArrivesAtTheTerminalByteForByte) {
         const QJsonObject response = object.value("response").toObject();
         EXPECT_EQ(response.value("bytes").toInt(), static_cast<int>(size));
         EXPECT_EQ(response.value("packets").toInt(),
-                  static_cast<int>((size + PacketBytes - 1) / PacketBytes));
+                  static_cast<int>((size + kPacketBytes - 1) / kPacketBytes));
     }
 }
 
@@ -97,7 +97,7 @@ TEST_F(FileTest, GoesUnderItsNameUnlessTold) {
 }
 
 TEST_F(FileTest, IsFetchedByteForByte) {
-    for (const std::size_t size : {std::size_t{1}, PacketBytes, PacketBytes + 1, 3 * PacketBytes}) {
+    for (const std::size_t size : {std::size_t{1}, kPacketBytes, kPacketBytes + 1, 3 * kPacketBytes}) {
         offer(someBytes(size));
         const QJsonObject response = fetch().value("response").toObject();
         EXPECT_EQ(readFile(path("file")), someBytes(size));
@@ -122,7 +122,7 @@ TEST_F(FileTest, IsFollowedThroughTheLogsRotation) {
     for (const bool sending : {true, false}) {
         // Full but for some packets.
         writeFile(logPath(), std::string(500000, 'x') + "\n");
-        const std::string bytes = someBytes(6 * PacketBytes);
+        const std::string bytes = someBytes(6 * kPacketBytes);
         offer(bytes);
         const ProgramResult result = pdactl(
             {"file", sending ? "send" : "fetch", sending ? file(bytes) : path("file"), "--command", "7"});
@@ -137,7 +137,7 @@ TEST_F(FileTest, IsFollowedThroughTheLogsRotation) {
 
 TEST_F(FileTest, FailsWhenAPacketWasRefusedAndTheLastOnesNeverSent) {
     terminal().addFault("8015", Fault().refuse("000042").from(2));
-    const QJsonObject object = json({"file", "send", file(someBytes(4 * PacketBytes))}, 8);
+    const QJsonObject object = json({"file", "send", file(someBytes(4 * kPacketBytes))}, 8);
     EXPECT_EQ(object.value("result").toInt(-1), 0);
     EXPECT_THAT(message(object),
                 AllOf(HasSubstr("refused 1 packet(s), the first with 000042"), HasSubstr("Send it again")));
@@ -151,17 +151,17 @@ TEST_F(FileTest, FailsWhenItsOnlyPacketWasRefused) {
 
 TEST_F(FileTest, FailsWhenAReplyHasNoVerdict) {
     terminal().addFault("8015", Fault().dropTag("Ex_RetCode").from(2));
-    EXPECT_THAT(message(json({"file", "send", file(someBytes(3 * PacketBytes))}, 8)),
+    EXPECT_THAT(message(json({"file", "send", file(someBytes(3 * kPacketBytes))}, 8)),
                 HasSubstr("no result code"));
 }
 
 TEST_F(FileTest, FailsAfterThreeRefusalsInARow) {
     terminal().addFault("8015", Fault().refuse("000042").always());
-    EXPECT_EQ(json({"file", "send", file(someBytes(4 * PacketBytes))}, 8).value("result").toInt(-1), 6);
+    EXPECT_EQ(json({"file", "send", file(someBytes(4 * kPacketBytes))}, 8).value("result").toInt(-1), 6);
 }
 
 TEST_F(FileTest, IsNotWrittenWhenAPacketIsMissing) {
-    offer(someBytes(3 * PacketBytes));
+    offer(someBytes(3 * kPacketBytes));
     terminal().addFault("8016", Fault().answerPacket(2).from(2));
     const QJsonObject object = fetch(8);
     EXPECT_EQ(object.value("result").toInt(-1), 0);
@@ -170,7 +170,7 @@ TEST_F(FileTest, IsNotWrittenWhenAPacketIsMissing) {
 }
 
 TEST_F(FileTest, IsNotWrittenWhenTheTerminalStopsHalfway) {
-    offer(someBytes(3 * PacketBytes));
+    offer(someBytes(3 * kPacketBytes));
     terminal().addFault("8016", Fault().refuse("000042").from(2));
     EXPECT_THAT(message(fetch(8)), HasSubstr("000042, after 1 that came"));
     EXPECT_THAT(names(), IsEmpty());
@@ -186,14 +186,14 @@ TEST_F(FileTest, IsNotWrittenWhenItIsNoHexadecimalText) {
 }
 
 TEST_F(FileTest, IsRepeatedAfterAWrongCheck) {
-    offer(someBytes(2 * PacketBytes));
+    offer(someBytes(2 * kPacketBytes));
     terminal().addFault("8016", Fault().wrongCheck());
     EXPECT_EQ(fetch().value("exitCode").toInt(-1), 0);
-    EXPECT_EQ(readFile(path("file")), someBytes(2 * PacketBytes));
+    EXPECT_EQ(readFile(path("file")), someBytes(2 * kPacketBytes));
 }
 
 TEST_F(FileTest, IsNotWrittenWhenItsCheckIsWrongForEver) {
-    offer(someBytes(2 * PacketBytes));
+    offer(someBytes(2 * kPacketBytes));
     terminal().addFault("8016", Fault().wrongCheck().from(2).always());
     const QJsonObject object = fetch(8);
     EXPECT_EQ(object.value("result").toInt(), 2);
@@ -205,15 +205,15 @@ TEST_F(FileTest, IsNotWrittenWhenItsCheckIsWrongForEver) {
 
 TEST_F(FileTest, FailsAsARequestToo) {
     const Words sending{"call", "600015", "pCmdEx=7", "pInfoEx=x",
-                        "pFilePath=" + hexOf(someBytes(3 * PacketBytes))};
+                        "pFilePath=" + hexOf(someBytes(3 * kPacketBytes))};
     EXPECT_EQ(json(sending).value("result").toInt(-1), 0);
     terminal().addFault("8015", Fault().refuse("000042").from(2));
     EXPECT_THAT(message(json(sending, 8)), HasSubstr("refused 1 packet(s), the first with 000042"));
 
-    offer(someBytes(3 * PacketBytes));
+    offer(someBytes(3 * kPacketBytes));
     const Words fetching{"call", "600016", "pCmdEx=7", "pInfEx=x"};
     EXPECT_EQ(json(fetching).value("response").toObject().value("pFilePath").toString().toStdString(),
-              hexOf(someBytes(3 * PacketBytes)));
+              hexOf(someBytes(3 * kPacketBytes)));
     terminal().addFault("8016", Fault().refuse("000042").from(2));
     EXPECT_THAT(message(json(fetching, 8)), HasSubstr("000042, after 1 that came"));
     terminal().addFault("8016", Fault().refuse("000042").from(2));
@@ -232,7 +232,7 @@ TEST_F(FileTest, IsNotThere) {
 
 TEST_F(FileTest, IsLeftAloneWhenTheTerminalIsUnpluggedHalfway) {
     (void)file("before");
-    offer(someBytes(3 * PacketBytes));
+    offer(someBytes(3 * kPacketBytes));
     terminal().addFault("8016", Fault().unplugAfterReply().from(2));
     const ProgramResult result = pdactl({"file", "fetch", path("file"), "--command", "7"});
     EXPECT_TRUE(result.exitCode == 4 || result.exitCode == 5) << result.exitCode << result.errors;
@@ -242,12 +242,12 @@ TEST_F(FileTest, IsLeftAloneWhenTheTerminalIsUnpluggedHalfway) {
 
 TEST_F(FileTest, EndsWhenTheTerminalIsUnpluggedWhileItIsSent) {
     terminal().addFault("8015", Fault().unplugAfterReply().from(2));
-    EXPECT_EQ(json({"file", "send", file(someBytes(4 * PacketBytes))}, 4).value("result").toInt(), -1);
+    EXPECT_EQ(json({"file", "send", file(someBytes(4 * kPacketBytes))}, 4).value("result").toInt(), -1);
 }
 
 TEST_F(FileTest, EndsWhenTheTerminalFallsSilent) {
     terminal().addFault("8015", Fault().silence().from(2));
-    EXPECT_EQ(json({"file", "send", file(someBytes(3 * PacketBytes))}, 5).value("result").toInt(), 2);
+    EXPECT_EQ(json({"file", "send", file(someBytes(3 * kPacketBytes))}, 5).value("result").toInt(), 2);
 }
 
 /// On a file system on which every file has a name while it is written.
@@ -279,7 +279,7 @@ TEST_F(NamedFileTest, IsNotThereWhenItDoesNotReachTheDisk) {
 }
 
 TEST_F(NamedFileTest, LeavesNothingWhenItIsInterrupted) {
-    offer(someBytes(2 * PacketBytes));
+    offer(someBytes(2 * kPacketBytes));
     terminal().addFault("8016", Fault().silence().always());
     RunningPdactl fetching({"file", "fetch", path("file"), "--command", "7"}, spied());
     ASSERT_TRUE(terminal().waitForMessages(1, std::chrono::seconds(20)));
@@ -382,11 +382,11 @@ protected:
 };
 
 TEST_F(ProgressTest, IsShownOnATerminal) {
-    const std::string path = file(someBytes(6 * PacketBytes));
+    const std::string path = file(someBytes(6 * kPacketBytes));
     EXPECT_THAT(watched("pdactl file send " + quoted(path)),
                 AllOf(HasSubstr("sending  ["), HasSubstr("#"), HasSubstr(" %  "), HasSubstr(" KB/s  0:00:0"),
                       HasSubstr(" left"), Not(ContainsRegex("0:00:0[4-9] left"))));
-    offer(someBytes(6 * PacketBytes));
+    offer(someBytes(6 * kPacketBytes));
     EXPECT_THAT(watched("pdactl file fetch --command 7 " + quoted(path)),
                 AllOf(HasSubstr("fetching  ["), HasSubstr("#"), HasSubstr(" left")));
 }
@@ -404,7 +404,7 @@ std::vector<std::string> drawnLines(const std::string& text) {
 }
 
 TEST_F(ProgressTest, StaysOnOneLineOfANarrowTerminal) {
-    const std::string command = "pdactl file send " + quoted(file(someBytes(6 * PacketBytes)));
+    const std::string command = "pdactl file send " + quoted(file(someBytes(6 * kPacketBytes)));
     for (const std::size_t columns : {60U, 40U, 12U}) {
         // A terminal that does not know its width leaves it to the variable.
         for (const std::string& text :
@@ -419,7 +419,7 @@ TEST_F(ProgressTest, StaysOnOneLineOfANarrowTerminal) {
 }
 
 TEST_F(ProgressTest, IsNotShownInAPipe) {
-    EXPECT_EQ(pdactl({"file", "send", file(someBytes(3 * PacketBytes))}).errors, "");
+    EXPECT_EQ(pdactl({"file", "send", file(someBytes(3 * kPacketBytes))}).errors, "");
 }
 
 /// The log, which alone tells of refusals, loses lines during a transfer.
@@ -427,8 +427,8 @@ class CutLogTest : public FileTest, public testing::WithParamInterface<std::stri
 
 TEST_P(CutLogTest, FailsTheTransfer) {
     const bool isSent = GetParam() == "send";
-    (void)file(someBytes(3 * PacketBytes));
-    offer(someBytes(3 * PacketBytes));
+    (void)file(someBytes(3 * kPacketBytes));
+    offer(someBytes(3 * kPacketBytes));
     terminal().addFault(isSent ? "8015" : "8016", Fault().delay(std::chrono::seconds(3)).from(2));
     Screen screen;
     RunningPdactl transfer({"--json", "file", GetParam(), path("file"), "--command", "7"}, environment(),

@@ -16,10 +16,10 @@ using pdalink::test::MaxLinearGrowth;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const QString Constants = "QEV   " + QString(24, '0') + QString(8, ' ') + "05";
+const QString kConstants = "QEV   " + QString(24, '0') + QString(8, ' ') + "05";
 
 QString message(const QString& body, const QString& type = "9001") {
-    const QString rest = type + Constants + body;
+    const QString rest = type + kConstants + body;
     return QString("%1").arg(rest.size() + 6, 6, 10, QChar('0')) + rest;
 }
 
@@ -80,13 +80,13 @@ TEST_F(MessageSplitterTest, SkipsWhatBeginsNoMessage) {
 }
 
 TEST_F(MessageSplitterTest, SkipsAHeaderThatIsTooShortForOne) {
-    add("0000499001" + Constants + message("<a></a>"));
+    add("0000499001" + kConstants + message("<a></a>"));
     EXPECT_THAT(taken(), ElementsAre(message("<a></a>")));
     EXPECT_THAT(warnings(), ElementsAre("skipped 50 characters that do not begin a message"));
 }
 
 TEST_F(MessageSplitterTest, SkipsATypeThatIsNotFourDigits) {
-    add("000050900x" + Constants + message("<a></a>"));
+    add("000050900x" + kConstants + message("<a></a>"));
     EXPECT_THAT(taken(), ElementsAre(message("<a></a>")));
     EXPECT_THAT(warnings(), ElementsAre("skipped 50 characters that do not begin a message"));
 }

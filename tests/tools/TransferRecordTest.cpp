@@ -12,7 +12,7 @@ using pdactl::log::test::message;
 using pdactl::log::test::stamp;
 using pdactl::log::test::tag;
 
-const std::string Refusal = tag("Ex_RetCode", "000042");
+const std::string kRefusal = tag("Ex_RetCode", "000042");
 
 std::string packet(int number, int total, const std::string& digits) {
     return message("8016", tag("Ex_RetCode", "000000") + tag("Ex_TotalPkt", std::to_string(total)) +
@@ -39,7 +39,7 @@ bool areWhole(const std::vector<std::string>& packets, std::size_t digits) {
 
 TEST(TransferRecordTest, CountsResultCodes) {
     LogText log;
-    log.read(packet(0, 2, "1122")).read(message("8016", Refusal));
+    log.read(packet(0, 2, "1122")).read(message("8016", kRefusal));
     log.read(message("8016", tag("Ex_RetCode", "000043"))).read(packet(1, 2, "33"));
     for (const std::size_t pieceSize : {1U, 7U, 64U, 10000U}) {
         const TransferRecord record = recordOf(log, pieceSize);
@@ -52,10 +52,10 @@ TEST(TransferRecordTest, CountsResultCodes) {
 }
 
 TEST(TransferRecordTest, LooksAtRepliesOfItsTypeOnly) {
-    const std::string other = message("8016", Refusal);
+    const std::string other = message("8016", kRefusal);
     LogText log;
     log.written(other).step("Read XML:" + other + " ---Wrong Command --Delete");
-    log.read(message("8015", Refusal)).read("");
+    log.read(message("8015", kRefusal)).read("");
     EXPECT_EQ(recordOf(log).accepted() + recordOf(log).refused(), 0);
 }
 
@@ -66,7 +66,7 @@ TEST(TransferRecordTest, TakesLinesInsideAReplyForItsText) {
     EXPECT_EQ(recordOf(log).firstRefusal(), "00\n0042");
     LogText imitation;
     imitation.read(
-        message("8016", Refusal + "\n" + stamp(0) + "INFO     : HID Read XML: " + packet(0, 1, "11")));
+        message("8016", kRefusal + "\n" + stamp(0) + "INFO     : HID Read XML: " + packet(0, 1, "11")));
     EXPECT_EQ(recordOf(imitation).accepted(), 0);
     EXPECT_EQ(recordOf(imitation).refused(), 1);
 }

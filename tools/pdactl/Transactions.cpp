@@ -11,7 +11,7 @@ constexpr const char* kLabels = "labels, each followed by \";\"";
 constexpr const char* kRetCode = "pRetCode";
 constexpr const char* kLockRetCode = "retCode";
 
-const Parameter kPda{"pdaNumber", "Ex_PdaSn", "pda", "the terminal's number", Kind::Text, "00000001"};
+const Parameter kPda{"pdaNumber", "Ex_PdaSn", "pda", "the terminal's number", Kind::Text, kPresetPda};
 const Parameter kTask{"pTaskID", "Ex_TaskId", "task", "the task's id"};
 const Parameter kTotal{"pTotal", "Ex_Total", "total", "how many labels there are", Kind::Total};
 const Parameter kLock{"lockId", "Ex_LockId", "lock", "the lock's id"};

@@ -20,6 +20,9 @@ enum class Kind {
     NotSent,
 };
 
+/// The terminal's number unless it is given.
+constexpr const char* kPresetPda = "00000001";
+
 /// One member of a request, or one parameter of a call.
 struct Parameter {
     const char* name;   ///< in JSON

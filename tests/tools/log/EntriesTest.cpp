@@ -21,7 +21,7 @@ std::vector<std::string> textsOf(const std::string& log) {
     return texts;
 }
 
-const std::string Imitation = stamp(7) + R"(MESSAGE  : inJson4:{"transCode":"600002"} inLen:22)";
+const std::string kImitation = stamp(7) + R"(MESSAGE  : inJson4:{"transCode":"600002"} inLen:22)";
 
 TEST(Entries, HaveTimeLevelAndText) {
     LogText log;
@@ -52,7 +52,7 @@ TEST(Entries, LinesWithoutAStampContinueTheOneBefore) {
 
 TEST(Entries, AStampCountsOnlyAtTheBeginningOfALine) {
     LogText log;
-    log.info("text " + Imitation).info("next");
+    log.info("text " + kImitation).info("next");
     EXPECT_EQ(readEntries(log.text()).size(), 2U);
 }
 
@@ -69,7 +69,7 @@ TEST(Entries, AStampHasToBeATime) {
 }
 
 TEST(Entries, ImitationsInsideAMessageAreText) {
-    const std::string text = message("8003", tag("Ex_Label", "x\n" + Imitation + "\ny"));
+    const std::string text = message("8003", tag("Ex_Label", "x\n" + kImitation + "\ny"));
     for (const std::string& line :
          {"Write XML: " + text + " sendLen:" + std::to_string(text.size()),
           "Write XML1: " + text + " sendLen:" + std::to_string(text.size()), "Write XML: " + text,
@@ -87,7 +87,7 @@ TEST(Entries, ImitationsInsideAMessageAreText) {
 }
 
 TEST(Entries, ImitationsInsideARequestAreText) {
-    const std::string json = "{\"pInfoEx\":\"\n" + Imitation + "\n\",\n\"transCode\":\"600002\"}";
+    const std::string json = "{\"pInfoEx\":\"\n" + kImitation + "\n\",\n\"transCode\":\"600002\"}";
     LogText log;
     log.request(json).step("next");
     ASSERT_EQ(readEntries(log.text()).size(), 2U);
@@ -98,20 +98,20 @@ TEST(Entries, ImitationsThatComeBackInALaterLineAreText) {
     LogText log;
     log.request(R"({"transCode":"x\n)" + stamp(7) + R"(MESSAGE  : [GetInfo] begin"})");
     log.step("info msg:transCode:x\n" + stamp(7) + "MESSAGE  : [GetInfo] begin do not have function");
-    log.read(message("8016", tag("Ex_HexCheck", "\n" + Imitation)));
-    log.step("pda return crc error:\n" + Imitation).step("next");
+    log.read(message("8016", tag("Ex_HexCheck", "\n" + kImitation)));
+    log.step("pda return crc error:\n" + kImitation).step("next");
     EXPECT_EQ(readEntries(log.text()).size(), 5U);
 }
 
 TEST(Entries, LengthsCountCharactersNotBytes) {
-    const std::string text = message("8003", tag("Ex_Label", "组织 ü 🔒\n" + Imitation));
+    const std::string text = message("8003", tag("Ex_Label", "组织 ü 🔒\n" + kImitation));
     LogText log;
     log.written(text).step("next");
     EXPECT_EQ(readEntries(log.text()).size(), 2U);
 }
 
 TEST(Entries, LengthsMayCountTheBytesOfAnotherEncoding) {
-    const std::string rest = "8008" + EnvelopeMiddle + tag("Ex_OrgNm", "\xC4\xA3\xC4\xA3\n" + Imitation);
+    const std::string rest = "8008" + kEnvelopeMiddle + tag("Ex_OrgNm", "\xC4\xA3\xC4\xA3\n" + kImitation);
     LogText log;
     log.info("Write XML1: " + lengthField(rest.size() + 6) + rest +
              " sendLen:" + std::to_string(rest.size() + 6));
@@ -120,7 +120,7 @@ TEST(Entries, LengthsMayCountTheBytesOfAnotherEncoding) {
 }
 
 TEST(Entries, AWrongLengthSwallowsNothing) {
-    const std::string rest = "8001" + EnvelopeMiddle + tag("Ex_EIMI", "1");
+    const std::string rest = "8001" + kEnvelopeMiddle + tag("Ex_EIMI", "1");
     for (const char* length : {"999999", "000200", "000000", "000003", "000060"}) {
         LogText log;
         log.read(length + rest).step("next").step("last");
@@ -152,8 +152,8 @@ TEST(Entries, CarriageReturnsBelongToTheLineEnd) {
 
 TEST(Entries, ComeOutTheSameHoweverTheBytesArrive) {
     LogText log;
-    log.raw("tail of something\n").getInfo().written(message("8003", tag("Ex_Label", "x\n" + Imitation)));
-    log.request("{\n\"transCode\":\"600002\",\n\"a\":\"" + Imitation + "\"}").info("a\nb\n").step("last");
+    log.raw("tail of something\n").getInfo().written(message("8003", tag("Ex_Label", "x\n" + kImitation)));
+    log.request("{\n\"transCode\":\"600002\",\n\"a\":\"" + kImitation + "\"}").info("a\nb\n").step("last");
     const std::vector<Entry> whole = readEntries(log.text());
     for (std::size_t size = 1; size < 40; ++size) {
         EntryReader reader;

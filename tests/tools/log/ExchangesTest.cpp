@@ -13,13 +13,13 @@ namespace pdactl::log::test {
 
 namespace {
 
-const std::string Pda = tag("Ex_PdaSn", "00000001");
+const std::string kPda = tag("Ex_PdaSn", "00000001");
 
 /// A request as far as its message has been written.
 LogText begun(const std::string& code, const std::string& method, const std::string& type) {
     LogText log;
     log.request(R"({"pdaNumber":"00000001","transCode":")" + code + "\"}").step("[" + method + "] begin");
-    return log.written(message(type, Pda)).after(100);
+    return log.written(message(type, kPda)).after(100);
 }
 
 std::string response(const std::string& code, const std::string& verdict) {
@@ -83,7 +83,7 @@ TEST(Exchanges, CanGetNoReply) {
 }
 
 TEST(Exchanges, CanGetAMessageOfAnotherType) {
-    const std::string other = message("9001", Pda);
+    const std::string other = message("9001", kPda);
     LogText log = begun("600002", "GetInfo", "8001");
     log.read(other).type("9001").step("Read XML:" + other + " ---Wrong Command --Delete");
     log.response(response("600002", "000060"), 2);
@@ -214,7 +214,7 @@ TEST(Exchanges, OfFilesHaveManyMessages) {
     LogText log = begun("600015", "ReadFileDataToPDA", "8015");
     for (int packet = 0; packet < 3; ++packet) {
         log.read(message("8015", tag("Ex_RetCode", "000007"))).type("8015");
-        log.written(message("8015", Pda)).after(100);
+        log.written(message("8015", kPda)).after(100);
     }
     log.step("data send error. already send:3 times").response(response("600015", "000007"), 6);
     const Exchange exchange = only(log);
@@ -235,11 +235,11 @@ TEST(Exchanges, CanBeDirectCalls) {
     log.read(message("7011", tag("Ex_RetCode", "000000"))).type("7011").after(1000);
     log.step("[GetLockInfo] begin").written(message("7016", "")).after(4900).read("").after(1000);
     log.step("[ReadLockRes] begin").info("hid device is not open").after(1000);
-    log.step("[Init] begin").written(message("8002", Pda)).after(4900).read("").after(4000);
+    log.step("[Init] begin").written(message("8002", kPda)).after(4900).read("").after(4000);
     log.read(message("8002", tag("Ex_RetCode", "000003"))).type("8002").after(1000);
     log.step("[SyncHandoverDotData1] begin").step("[GetRandomNumber] begin");
     log.step("[GetLoginData] begin").after(1000).step("user login info");
-    log.info("SyncLoginResult SendData pre: " + message("9002", Pda)).written(message("9002", Pda));
+    log.info("SyncLoginResult SendData pre: " + message("9002", kPda)).written(message("9002", kPda));
     const std::vector<Exchange> found = exchanges(log);
     const std::vector<std::pair<std::string, Outcome>> expected{
         {"GetLockList", Outcome::Done},          {"GetLockInfo", Outcome::NoReply},
@@ -261,16 +261,16 @@ TEST(Exchanges, CanBeDirectCalls) {
 
 TEST(Exchanges, CanBeginAtTheTerminal) {
     LogText log;
-    log.read("").read(message("9001", Pda + tag("Ex_Label", "B1"))).after(20);
+    log.read("").read(message("9001", kPda + tag("Ex_Label", "B1"))).after(20);
     log.step("[ReceiveScanResult] begin").written(message("9001", tag("Ex_RetCode", "000000"))).after(1000);
-    log.read(message("9003", Pda)).step("[ReceiveRandomNumber] begin").step("Read XML:-");
+    log.read(message("9003", kPda)).step("[ReceiveRandomNumber] begin").step("Read XML:-");
     log.written(message("9001", tag("Ex_RetCode", "000000"))).after(1000);
-    log.read(message("9002", Pda)).step("[ReceiveLoginData] begin").step("Read XML:-").after(1000);
-    log.read(message("9004", Pda))
+    log.read(message("9002", kPda)).step("[ReceiveLoginData] begin").step("Read XML:-").after(1000);
+    log.read(message("9004", kPda))
         .after(30)
         .written(message("9004", tag("Ex_RetCode", "000000")))
         .after(1000);
-    log.read(message("9005", Pda)).step("[ReceiveHandoverDotData] begin").info("hid device is not open");
+    log.read(message("9005", kPda)).step("[ReceiveHandoverDotData] begin").info("hid device is not open");
     const std::vector<Exchange> found = exchanges(log);
     ASSERT_EQ(found.size(), 5U);
     const std::vector<std::string> types{"9001", "9003", "9002", "9004", "9005"};
@@ -317,7 +317,7 @@ TEST(Exchanges, OfTwoHostsAreToldApart) {
     LogText log;
     log.request(R"({"transCode":"600002"})").request(R"({"transCode":"600013"})");
     log.step("[GetInfo] begin").step("[GetKeyVerificationValue] begin");
-    log.written(message("8013", Pda)).written(message("8001", "")).after(100);
+    log.written(message("8013", kPda)).written(message("8001", "")).after(100);
     log.read(message("8001", tag("Ex_RetCode", "000000"))).read(message("8013", tag("Ex_RetCode", "000004")));
     log.response(response("600002", "000000"), 0).after(50).response(response("600013", "000004"), 0);
     const std::vector<Exchange> found = exchanges(log);

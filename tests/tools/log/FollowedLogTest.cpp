@@ -38,8 +38,8 @@ std::string all(FollowedLog& followed) {
 /// Looks until nothing has come for some looks: stepping on to the next file brings no bytes itself.
 std::string settled(FollowedLog& followed) {
     std::string text;
-    constexpr int looks = 10;
-    for (int i = 0; i < looks; ++i) {
+    constexpr int kLooks = 10;
+    for (int i = 0; i < kLooks; ++i) {
         text += all(followed);
     }
     return text;
@@ -118,16 +118,16 @@ TEST(FollowedLog, BeginsAgainWhenTheLogIsEmptied) {
 TEST(FollowedLog, KeepsUpWithAWriterThatRotates) {
     const RotatedLog log("writer");
     constexpr int lines = 4000;
-    constexpr int linesPerFile = 40;
-    constexpr int mostAhead = 3 * linesPerFile; // a reader may miss no more than five rotations
+    constexpr int kLinesPerFile = 40;
+    constexpr int kMaxAhead = 3 * kLinesPerFile; // a reader may miss no more than five rotations
     std::atomic<int> seen{0};
     std::thread writer([&] {
         for (int line = 0; line < lines; ++line) {
-            while (line - seen > mostAhead) {
+            while (line - seen > kMaxAhead) {
                 std::this_thread::yield();
             }
             log.append(std::to_string(line) + "\n");
-            if (line % linesPerFile == linesPerFile - 1) {
+            if (line % kLinesPerFile == kLinesPerFile - 1) {
                 log.rotate();
             }
         }

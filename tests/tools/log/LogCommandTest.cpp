@@ -182,16 +182,16 @@ TEST(LogCommand, NeverShowsASecretUnlessAsked) {
     const std::string table = pdactlLog({path, "--full"}).output;
     const std::string json = pdactlLog({path, "--json"}).output;
     EXPECT_EQ(pdactlLog({path, "--html", page, "--redact", copy}).output, "");
-    EXPECT_TRUE(contains(log, Planted));
+    EXPECT_TRUE(contains(log, kPlanted));
     for (const std::string& output : {table, json, readFile(page), readFile(copy)}) {
         EXPECT_GT(output.size(), 100000U);
-        EXPECT_FALSE(contains(output, Planted)) << output.substr(output.find(Planted) - 300, 600);
+        EXPECT_FALSE(contains(output, kPlanted)) << output.substr(output.find(kPlanted) - 300, 600);
     }
     EXPECT_TRUE(contains(readFile(page), "are masked"));
-    EXPECT_TRUE(contains(pdactlLog({path, "--full", "--unredacted"}).output, Planted));
-    EXPECT_TRUE(contains(pdactlLog({path, "--json", "--unredacted"}).output, Planted));
+    EXPECT_TRUE(contains(pdactlLog({path, "--full", "--unredacted"}).output, kPlanted));
+    EXPECT_TRUE(contains(pdactlLog({path, "--json", "--unredacted"}).output, kPlanted));
     EXPECT_EQ(pdactlLog({path, "--html", page, "--unredacted"}).exitCode, 0);
-    EXPECT_TRUE(contains(readFile(page), Planted));
+    EXPECT_TRUE(contains(readFile(page), kPlanted));
     EXPECT_TRUE(contains(readFile(page), "This page is not redacted"));
 }
 

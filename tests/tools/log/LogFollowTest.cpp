@@ -63,8 +63,8 @@ TEST(LogFollow, GoesOnOverRotations) {
     log.append(LogText().getInfo().text());
     Following following(log);
     EXPECT_TRUE(following.shows("GetInfo"));
-    constexpr std::size_t rounds = 12;
-    for (std::size_t round = 0; round < rounds; ++round) {
+    constexpr std::size_t kRounds = 12;
+    for (std::size_t round = 0; round < kRounds; ++round) {
         const std::string text = LogText().after(static_cast<int>(round) * 1000).getInfo().text();
         log.append(text.substr(0, text.find("Write XML")));
         log.append(text.substr(text.find("Write XML")));
@@ -73,7 +73,7 @@ TEST(LogFollow, GoesOnOverRotations) {
         EXPECT_TRUE(following.shows("GetInfo", round + 2)) << following.output();
     }
     EXPECT_EQ(following.end(SIGTERM), 0);
-    EXPECT_EQ(count(following.output(), " done "), rounds + 1);
+    EXPECT_EQ(count(following.output(), " done "), kRounds + 1);
     EXPECT_EQ(following.errors(), "");
 }
 

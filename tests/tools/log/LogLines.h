@@ -7,7 +7,7 @@
 namespace pdactl::log::test {
 
 /// The fields between a message's type and its tags.
-inline const std::string EnvelopeMiddle = "QEV   " + std::string(24, '0') + std::string(8, ' ') + "05";
+inline const std::string kEnvelopeMiddle = "QEV   " + std::string(24, '0') + std::string(8, ' ') + "05";
 
 /// Six digits of a length.
 std::string lengthField(std::size_t length);

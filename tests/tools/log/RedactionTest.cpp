@@ -75,10 +75,10 @@ TEST(Redaction, LeavesEverythingElseByteForByte) {
 
 TEST(Redaction, MasksWhatAnImitationHasBrokenOff) {
     const std::string secret = "AB\n" + stamp(1) + "INFO     : CD\n" + stamp(2) + "INFO     : EF";
-    const std::string rest = "8012" + EnvelopeMiddle + tag("Ex_Key", secret) + tag("Ex_Tid", "1");
+    const std::string rest = "8012" + kEnvelopeMiddle + tag("Ex_Key", secret) + tag("Ex_Tid", "1");
     LogText log;
     log.read("000500" + rest).step("next");
-    EXPECT_EQ(redactedLog(log.text()), stamp(0) + "INFO     : HID Read XML: 0005008012" + EnvelopeMiddle +
+    EXPECT_EQ(redactedLog(log.text()), stamp(0) + "INFO     : HID Read XML: 0005008012" + kEnvelopeMiddle +
                                            "<Ex_Key>***\n" + stamp(1) + "INFO     : ***\n" + stamp(2) +
                                            "INFO     : ***</Ex_Key>" + tag("Ex_Tid", "1") + "\n" + stamp(0) +
                                            "MESSAGE  : next\n");
@@ -97,10 +97,10 @@ TEST(Redaction, MasksARequestThatAnImitationHasBrokenOff) {
 
 TEST(Redaction, ACutMessageDoesNotMaskTheNextOne) {
     LogText log;
-    log.read("0005008009" + EnvelopeMiddle + "<Ex_APwd>12").getInfo();
+    log.read("0005008009" + kEnvelopeMiddle + "<Ex_APwd>12").getInfo();
     log.read(message("8009", tag("Ex_Road", "1") + tag("Ex_APwd", "34")));
     LogText expected;
-    expected.read("0005008009" + EnvelopeMiddle + "<Ex_APwd>***").getInfo();
+    expected.read("0005008009" + kEnvelopeMiddle + "<Ex_APwd>***").getInfo();
     const std::string masked = redactedLog(log.text());
     EXPECT_EQ(masked.substr(0, expected.text().size()), expected.text());
     EXPECT_NE(masked.find(tag("Ex_Road", "1") + tag("Ex_APwd", "***")), std::string::npos);

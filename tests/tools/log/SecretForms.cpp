@@ -14,7 +14,7 @@ using Texts = std::vector<std::pair<std::string, std::string>>;
 std::string filled(const std::string& pattern, const std::string& name) {
     std::string text;
     for (const char c : pattern) {
-        text += c == '%' ? name : c == '$' ? Planted : std::string(1, c);
+        text += c == '%' ? name : c == '$' ? kPlanted : std::string(1, c);
     }
     return text;
 }
@@ -221,16 +221,16 @@ std::vector<SecretForm> secretForms(const std::string& name) {
     for (const auto& [form, json] : jsonTexts(name)) {
         addForms(forms, form, jsonLines(json));
     }
-    const std::string broken = Planted + imitation(Planted) + imitation(Planted);
+    const std::string broken = kPlanted + imitation(kPlanted) + imitation(kPlanted);
     addForms(forms, "tag with imitations", tagLines("<" + name + ">" + broken + "</" + name + ">"));
     addForms(forms, "member with imitations",
              {{"request", "inJson4:{\"" + name + "\":\"" + broken + "\"} inLen:0"}});
-    addForms(forms, "short file", {{"line", "file is too short:" + Planted}});
+    addForms(forms, "short file", {{"line", "file is too short:" + kPlanted}});
     LogText tail;
     tail.getInfo();
     forms.push_back(
-        {"tag at the cut beginning", Planted + "</" + name + "><Ex_Tid>1</Ex_Tid>\n" + tail.text()});
-    forms.push_back({"member at the cut beginning", Planted + "\",\"c\":1} inLen:99\n" + tail.text()});
+        {"tag at the cut beginning", kPlanted + "</" + name + "><Ex_Tid>1</Ex_Tid>\n" + tail.text()});
+    forms.push_back({"member at the cut beginning", kPlanted + "\",\"c\":1} inLen:99\n" + tail.text()});
     return forms;
 }
 

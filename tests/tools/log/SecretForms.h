@@ -6,7 +6,7 @@
 namespace pdactl::log::test {
 
 /// Every planted secret contains this, and each part of it on which a mask could stop short does.
-inline const std::string Planted = "S3CR3T";
+inline const std::string kPlanted = "S3CR3T";
 
 /// The names whose values are secrets, written down anew.
 const std::vector<std::string>& plantedNames();

@@ -11,7 +11,7 @@ namespace pdactl::log::test {
 namespace {
 
 bool isIn(const std::string& text) {
-    return text.find(Planted) != std::string::npos;
+    return text.find(kPlanted) != std::string::npos;
 }
 
 TEST(Secrets, AreInNoOutputInWhateverFormTheyWereLogged) {

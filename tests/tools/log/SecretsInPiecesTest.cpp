@@ -15,9 +15,9 @@ namespace pdactl::log::test {
 namespace {
 
 /// Consists of characters that are nowhere else in a log or a page, so that no part of it can hide.
-const std::string Secret = "^~^~^~";
+const std::string kSecret = "^~^~^~";
 /// One of digits, as the contents of a file are.
-const std::string Digits = "fcfcfcfcfcfc";
+const std::string kDigits = "fcfcfcfcfcfc";
 
 bool showsSecret(const std::string& text) {
     return text.find_first_of("^~") != std::string::npos || text.find("fc") != std::string::npos;
@@ -101,7 +101,7 @@ std::string beginningWithTheSecond(const Pieces& pieces) {
     return pieces[1] + "\n" + LogText().read(pieces[2]).text();
 }
 
-const std::vector<Logged> Ways{
+const std::vector<Logged> kWays{
     {"InOneCall", inOneCall},
     {"InThreeCalls", inThreeCalls},
     {"ToHandlers", toHandlers},
@@ -114,10 +114,10 @@ const std::vector<Logged> Ways{
 /// What terminals say that is nobody's business.
 std::vector<std::string> messages() {
     return {
-        message("8013", tag("Ex_Tid", "1") + tag("Ex_Pwd", Secret) + tag("Ex_RetCode", "000000")),
-        message("9002", tag("Ex_AFigData", Secret) + tag("Ex_Rnd", Secret) + tag("Ex_Name", "A")),
-        message("8016", tag("Ex_CurPkt", "1") + tag("Ex_HexVal", Digits) + tag("Ex_HexCheck", "00ff")),
-        message("7019", "<LockList>" + tag("Ex_LockId", "1") + tag("Ex_LockRnd", Secret) + "</LockList>"),
+        message("8013", tag("Ex_Tid", "1") + tag("Ex_Pwd", kSecret) + tag("Ex_RetCode", "000000")),
+        message("9002", tag("Ex_AFigData", kSecret) + tag("Ex_Rnd", kSecret) + tag("Ex_Name", "A")),
+        message("8016", tag("Ex_CurPkt", "1") + tag("Ex_HexVal", kDigits) + tag("Ex_HexCheck", "00ff")),
+        message("7019", "<LockList>" + tag("Ex_LockId", "1") + tag("Ex_LockRnd", kSecret) + "</LockList>"),
     };
 }
 
@@ -147,13 +147,13 @@ TEST_P(MessagesLogged, ShowNothingOfASecretWhereverTheyAreCut) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(, MessagesLogged, testing::ValuesIn(Ways),
+INSTANTIATE_TEST_SUITE_P(, MessagesLogged, testing::ValuesIn(kWays),
                          [](const testing::TestParamInfo<Logged>& logged) { return logged.param.how; });
 
 TEST(SecretsInPieces, AreInNoEntryEvenIfTheyLookLikeElements) {
-    const std::string value = Secret + "<" + Secret + ">" + tag("Ex_Tid", Secret);
-    expectNoSecretWhereverCut(message("7012", tag("Ex_PublicKey", value)), Ways[0]);
-    expectNoSecretWhereverCut(message("7012", tag("Ex_PublicKey", value)), Ways[1]);
+    const std::string value = kSecret + "<" + kSecret + ">" + tag("Ex_Tid", kSecret);
+    expectNoSecretWhereverCut(message("7012", tag("Ex_PublicKey", value)), kWays[0]);
+    expectNoSecretWhereverCut(message("7012", tag("Ex_PublicKey", value)), kWays[1]);
 }
 
 TEST(SecretsInPieces, AreInNoOutputWhereverAMessageIsCut) {
@@ -165,7 +165,7 @@ TEST(SecretsInPieces, AreInNoOutputWhereverAMessageIsCut) {
 
 /// A host's text may hold lines that look like entries.
 TEST(SecretsInPieces, AreInNoOutputWhereverARequestIsBrokenOff) {
-    const std::string json = R"({"a":"1","pKey":")" + Secret + R"(","transCode":"600012"})";
+    const std::string json = R"({"a":"1","pKey":")" + kSecret + R"(","transCode":"600012"})";
     forEveryPairOfCuts(json, [&](const Pieces& pieces) {
         LogText log;
         log.step("inJson4:" + pieces[0]).info(pieces[1]).info(pieces[2] + " inLen:99").getInfo();
@@ -177,7 +177,7 @@ TEST(SecretsInPieces, AreInNoOutputWhereverARequestIsBrokenOff) {
 TEST(SecretsInPieces, AreFoundByTheseTestsWhenNothingIsMasked) {
     for (const std::string& whole : messages()) {
         const std::size_t middle = whole.find_first_of("^f") + 2;
-        for (const Logged& logged : Ways) {
+        for (const Logged& logged : kWays) {
             const Pieces pieces{whole.substr(0, middle), whole.substr(middle, 2), whole.substr(middle + 2)};
             EXPECT_TRUE(showsSecret(logged.log(pieces))) << logged.how << ": " << whole;
         }
@@ -189,7 +189,7 @@ TEST(SecretsInPieces, AreFoundByTheseTestsWhenNothingIsMasked) {
 TEST(SecretsInPieces, LeaveHarmlessElementsOfThePiecesReadable) {
     const std::string whole = messages()[0];
     const std::size_t name = whole.find("Ex_Pwd");
-    const std::size_t value = whole.find(Secret);
+    const std::size_t value = whole.find(kSecret);
     LogText log;
     log.read(whole.substr(0, name)).read(whole.substr(name, value + 3 - name)).read(whole.substr(value + 3));
     LogText expected;

@@ -9,12 +9,12 @@ namespace pdactl::log::test {
 
 namespace {
 
-const std::string TerminalTag = tag("Ex_TerminalTagSn", "00000001");
+const std::string kTerminalTag = tag("Ex_TerminalTagSn", "00000001");
 
 /// A fetch that the host called directly, as far as its beginning.
 LogText fetch() {
     LogText log;
-    return log.step("[ReceiveDataSaveToFile] begin").written(message("8016", TerminalTag)).after(100);
+    return log.step("[ReceiveDataSaveToFile] begin").written(message("8016", kTerminalTag)).after(100);
 }
 
 std::string packet(const std::string& number, const std::string& total) {
@@ -25,7 +25,7 @@ std::string packet(const std::string& number, const std::string& total) {
 
 TEST(Fetches, AreDoneWithTheLastPacket) {
     LogText log = fetch();
-    log.read(packet("0", "2")).type("8016").written(message("8016", TerminalTag)).after(100);
+    log.read(packet("0", "2")).type("8016").written(message("8016", kTerminalTag)).after(100);
     EXPECT_EQ(only(log).outcome, Outcome::Unfinished);
     log.read(packet("1", "2")).type("8016");
     EXPECT_EQ(only(log).outcome, Outcome::Done);
@@ -44,7 +44,7 @@ TEST(Fetches, GetNoReplyWhenEveryPacketIsDamaged) {
     LogText log = fetch();
     for (int i = 0; i < 100; ++i) {
         log.read(packet("0", "1")).type("8016").step("pda return crc error:ffff");
-        log.written(message("8016", TerminalTag)).after(100);
+        log.written(message("8016", kTerminalTag)).after(100);
     }
     log.read(packet("0", "1")).type("8016").step("pda return crc error:ffff");
     EXPECT_EQ(only(log).outcome, Outcome::NoReply);
@@ -56,7 +56,7 @@ TEST(Fetches, GetNoReplyWhenEveryPacketIsDamaged) {
 TEST(Fetches, GetNoReplyWhenTheTerminalRepeatsItself) {
     LogText log = fetch();
     for (int i = 0; i < 100; ++i) {
-        log.read(packet("0", "2")).type("8016").written(message("8016", TerminalTag)).after(100);
+        log.read(packet("0", "2")).type("8016").written(message("8016", kTerminalTag)).after(100);
     }
     log.read(packet("0", "2")).type("8016");
     log.warning("file transfer given up: the terminal brings no new packet");
@@ -66,14 +66,17 @@ TEST(Fetches, GetNoReplyWhenTheTerminalRepeatsItself) {
 TEST(Fetches, GetNoReplyWhenAllWaitsAreSpent) {
     LogText silent = fetch();
     silent.after(4900).read("").after(4900).read("").after(4900).read("");
-    silent.written(message("8016", TerminalTag)).written(message("8016", TerminalTag)).after(1000).getInfo();
+    silent.written(message("8016", kTerminalTag))
+        .written(message("8016", kTerminalTag))
+        .after(1000)
+        .getInfo();
     ASSERT_EQ(exchanges(silent).size(), 2U);
     EXPECT_EQ(exchanges(silent)[0].outcome, Outcome::NoReply);
     EXPECT_EQ(exchanges(silent)[0].timeouts, 3);
     LogText later = fetch();
-    later.read("").read(packet("0", "2")).type("8016").written(message("8016", TerminalTag)).read("");
+    later.read("").read(packet("0", "2")).type("8016").written(message("8016", kTerminalTag)).read("");
     EXPECT_EQ(only(later).outcome, Outcome::NoReply);
-    later.read("").written(message("8016", TerminalTag)).written(message("8016", TerminalTag));
+    later.read("").written(message("8016", kTerminalTag)).written(message("8016", kTerminalTag));
     EXPECT_EQ(only(later).outcome, Outcome::NoReply);
 }
 
@@ -97,7 +100,7 @@ TEST(SentFiles, TellTheirOutcomeWhenTheHostCallsDirectly) {
     LogText log;
     log.step("[ReadFileDataToPDA] begin").written(first).after(100).read(reply("000000")).type("8015");
     EXPECT_EQ(only(log).outcome, Outcome::Unfinished);
-    log.written(message("8015", TerminalTag)).after(100).read(reply("000000")).type("8015");
+    log.written(message("8015", kTerminalTag)).after(100).read(reply("000000")).type("8015");
     EXPECT_EQ(only(log).outcome, Outcome::Done);
     LogText refused;
     refused.step("[ReadFileDataToPDA] begin");

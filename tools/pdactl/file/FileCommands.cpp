@@ -11,8 +11,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kPresetPda = "00000001";
-
 struct FileOptions {
     std::string file;
     FileOrder order{kPresetPda, 1, ""};

@@ -12,12 +12,11 @@ namespace pdactl {
 
 namespace {
 
-constexpr const char* kPresetPda = "00000001";
 constexpr std::size_t kCodeLength = 6;
 
 const CLI::Range kPositive(1, std::numeric_limits<int>::max());
 
-std::string requireCode(const std::string& code) {
+std::string requireAnswer(const std::string& code) {
     const bool isCode = code.size() == kCodeLength && std::all_of(code.begin(), code.end(), [](char digit) {
                             return digit >= '0' && digit <= '9';
                         });
@@ -42,7 +41,7 @@ void addListen(Program& program) {
     command->callback([&program, options] {
         program.action = [&program, options] {
             if (!options->answerToLogin.empty()) {
-                (void)requireCode(options->answerToLogin);
+                (void)requireAnswer(options->answerToLogin);
             }
             return Listener(*options, program.asJson, program.verbose).run();
         };
@@ -67,7 +66,7 @@ void addLoginWait(Program& program) {
 
 int answer(const Program& program, const std::string& code, std::string number) {
     const Transaction& login = *findMember("SyncLoginResult");
-    std::string resultCode = requireCode(code);
+    std::string resultCode = requireAnswer(code);
     requireSendable("--pda", number);
     Message message(login.type);
     message.add("Ex_PdaSn", number);

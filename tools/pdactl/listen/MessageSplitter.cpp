@@ -7,8 +7,8 @@ namespace pdactl {
 
 namespace {
 
-constexpr int kLengthDigits = 6;
-constexpr int kHeaderDigits = 10; // length and type
+constexpr int kDigitsOfLength = 6;
+constexpr int kDigitsOfHeader = 10; // length and type
 constexpr int kHeaderLength = 50;
 constexpr std::chrono::seconds kPatience{5};
 
@@ -18,14 +18,14 @@ bool isLengthDigit(QChar character) {
 
 /// Whether a message can begin here, as far as the text tells.
 bool canBegin(const QString& text, int begin) {
-    const int known = std::min(text.size() - begin, kHeaderDigits);
+    const int known = std::min(text.size() - begin, kDigitsOfHeader);
     if (!std::all_of(text.begin() + begin, text.begin() + begin + known, isLengthDigit)) {
         return false;
     }
-    if (known < kLengthDigits) {
+    if (known < kDigitsOfLength) {
         return true;
     }
-    const int length = text.midRef(begin, kLengthDigits).toInt();
+    const int length = text.midRef(begin, kDigitsOfLength).toInt();
     if (length <= kHeaderLength || begin + kHeaderLength >= text.size()) {
         return length >= kHeaderLength;
     }
@@ -80,8 +80,8 @@ void MessageSplitter::cut(int position) {
                                  " characters that do not begin a message");
             position = begin;
         }
-        const int length = m_rest.midRef(position, kLengthDigits).toInt();
-        if (m_rest.size() - position < std::max(length, kLengthDigits)) {
+        const int length = m_rest.midRef(position, kDigitsOfLength).toInt();
+        if (m_rest.size() - position < std::max(length, kDigitsOfLength)) {
             break;
         }
         m_messages.push_back(m_rest.mid(position, length));

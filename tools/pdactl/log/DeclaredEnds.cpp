@@ -8,7 +8,6 @@ namespace pdactl::log {
 
 namespace {
 
-constexpr std::size_t npos = std::string_view::npos;
 constexpr std::size_t kMarkDistance = 1024; // bytes
 constexpr std::size_t kMaxSuffix = 128;     // after a message, the next entry's head included
 constexpr std::size_t kMinMessage = 10;     // its length and its type
@@ -64,17 +63,17 @@ std::size_t suffixEnd(std::string_view bytes, std::size_t position, LineKind kin
     std::string_view rest = bytes.substr(position);
     if (kind == LineKind::Written && take(rest, " sendLen:")) {
         if (!takeNumber(rest)) {
-            return npos;
+            return kNone;
         }
     } else if (kind == LineKind::WriteFailed) {
         if (!take(rest, "  sendLen:") || !takeNumber(rest) || !take(rest, " bufferLen:") ||
             !takeNumber(rest)) {
-            return npos;
+            return kNone;
         }
     } else if (kind == LineKind::WrongMessage && !take(rest, kWrongTail)) {
-        return npos;
+        return kNone;
     }
-    return isEntryEnd(rest) ? bytes.size() - rest.size() : npos;
+    return isEntryEnd(rest) ? bytes.size() - rest.size() : kNone;
 }
 
 /// Whether a message of this length can end here: with a tag, unless it has none. A wrong length may lead
@@ -83,9 +82,9 @@ bool canEnd(std::string_view text, std::size_t end, std::size_t length) {
     return length == kMessageHeader || (end > 0 && text[end - 1] == '>');
 }
 
-/// After this many bytes; npos beyond the text's end.
+/// After this many bytes; kNone beyond the text's end.
 std::size_t afterBytes(std::string_view text, std::size_t begin, std::size_t count) {
-    return count <= text.size() - begin ? begin + count : npos;
+    return count <= text.size() - begin ? begin + count : kNone;
 }
 
 } // namespace
@@ -116,7 +115,7 @@ std::size_t CharacterIndex::after(std::size_t begin, std::size_t units) {
     const std::size_t target = walk([&](const Mark& mark) { return mark.position < begin; }).units + units;
     extend([&](const Mark& mark) { return mark.units >= target; });
     const Mark end = walk([&](const Mark& mark) { return mark.units < target; });
-    return end.units >= target ? end.position : npos;
+    return end.units >= target ? end.position : kNone;
 }
 
 std::size_t DeclaredEnds::of(std::size_t begin, bool& needsMore) {
@@ -134,38 +133,38 @@ std::size_t DeclaredEnds::of(std::size_t begin, bool& needsMore) {
         bool bytesNeedMore = false;
         const std::size_t end = ofMessages(payload, line.kind, false, needsMore);
         // Some messages are logged as bytes of an encoding that happens to look like another.
-        return end != npos ? end : ofMessages(payload, line.kind, true, bytesNeedMore);
+        return end != kNone ? end : ofMessages(payload, line.kind, true, bytesNeedMore);
     }
     default:
-        return npos;
+        return kNone;
     }
 }
 
-/// The end of a run of messages; npos when their lengths lead nowhere.
+/// The end of a run of messages; kNone when their lengths lead nowhere.
 std::size_t DeclaredEnds::ofMessages(std::size_t begin, LineKind kind, bool inBytes, bool& needsMore) {
     for (int message = 0; message < kMaxMessages; ++message) {
         const std::optional<std::size_t> length = declaredLength(m_bytes.substr(begin));
         if (!length || *length < kMinMessage) {
-            return npos;
+            return kNone;
         }
         begin = inBytes ? afterBytes(m_bytes, begin, *length) : m_characters.after(begin, *length);
-        if (begin == npos) {
+        if (begin == kNone) {
             needsMore = true;
-            return npos;
+            return kNone;
         }
-        const std::size_t end = canEnd(m_bytes, begin, *length) ? suffixEnd(m_bytes, begin, kind) : npos;
-        if (end != npos) {
+        const std::size_t end = canEnd(m_bytes, begin, *length) ? suffixEnd(m_bytes, begin, kind) : kNone;
+        if (end != kNone) {
             return end;
         }
         needsMore = m_bytes.size() - begin < kMaxSuffix;
     }
-    return npos;
+    return kNone;
 }
 
 /// The end of a request, which " inLen:" and its number of bytes follow.
 std::size_t DeclaredEnds::ofRequest(std::size_t begin) {
     std::size_t found = requestTail(begin);
-    for (int attempt = 0; attempt < kMaxRequestTails && found != npos; ++attempt) {
+    for (int attempt = 0; attempt < kMaxRequestTails && found != kNone; ++attempt) {
         std::string_view rest = m_bytes.substr(found + kRequestTail.size());
         const std::optional<long long> length = takeNumber(rest);
         if (length && *length == static_cast<long long>(found - begin) && isEntryEnd(rest)) {
@@ -173,19 +172,19 @@ std::size_t DeclaredEnds::ofRequest(std::size_t begin) {
         }
         found = requestTail(found + 1);
     }
-    return npos;
+    return kNone;
 }
 
 std::size_t DeclaredEnds::requestTail(std::size_t begin) {
     while (m_searched < m_bytes.size() && (m_tails.empty() || m_tails.back() < begin)) {
         const std::size_t found = m_bytes.find(kRequestTail, m_searched);
-        m_searched = found == npos ? m_bytes.size() : found + 1;
-        if (found != npos) {
+        m_searched = found == kNone ? m_bytes.size() : found + 1;
+        if (found != kNone) {
             m_tails.push_back(found);
         }
     }
     const auto tail = std::lower_bound(m_tails.begin(), m_tails.end(), begin);
-    return tail != m_tails.end() ? *tail : npos;
+    return tail != m_tails.end() ? *tail : kNone;
 }
 
 bool areWholeMessages(std::string_view text) {
@@ -195,7 +194,7 @@ bool areWholeMessages(std::string_view text) {
         while (begin < text.size() && beginsMessage(text.substr(begin))) {
             const std::size_t length = std::max(*declaredLength(text.substr(begin)), kMessageHeader);
             begin = inBytes ? afterBytes(text, begin, length) : characters.after(begin, length);
-            begin = begin != npos && canEnd(text, begin, length) ? begin : npos;
+            begin = begin != kNone && canEnd(text, begin, length) ? begin : kNone;
         }
         return begin == text.size();
     };

@@ -13,7 +13,8 @@ class CharacterIndex {
 public:
     explicit CharacterIndex(std::string_view text) : m_text(text) {}
 
-    /// The position this many UTF-16 units after one at which a character begins; npos beyond the text's end.
+    /// The position this many UTF-16 units after one at which a character begins; kNone beyond the text's
+    /// end.
     std::size_t after(std::size_t begin, std::size_t units);
 
 private:
@@ -34,7 +35,7 @@ public:
     explicit DeclaredEnds(std::string_view bytes) : m_bytes(bytes), m_characters(bytes) {}
 
     /// Where the text of an entry ends that begins here: at a line end after which the next entry begins, or
-    /// at the end of the bytes. npos when it declares no length or a wrong one; `needsMore` is set when only
+    /// at the end of the bytes. kNone when it declares no length or a wrong one; `needsMore` is set when only
     /// more bytes can tell.
     std::size_t of(std::size_t begin, bool& needsMore);
 

@@ -34,7 +34,7 @@ Entry makeEntry(std::string_view bytes) {
     if (head != 0) {
         entry.head = bytes.substr(0, head);
         entry.time = *parseStamp(bytes);
-        entry.level = levelOf(bytes[StampLength]);
+        entry.level = levelOf(bytes[kStampLength]);
         bytes.remove_prefix(head);
     }
     std::size_t length = bytes.size();

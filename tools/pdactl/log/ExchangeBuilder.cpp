@@ -34,11 +34,11 @@ std::optional<Outcome> toldOutcome(std::string_view text) {
 
 /// Whether the line tells why something went wrong.
 bool isNoteworthy(const Entry& entry) {
-    constexpr std::array<std::string_view, 8> beginnings{
+    constexpr std::array<std::string_view, 8> kBeginnings{
         "info msg:",       "sendLen error",        "hid device is not open", "port open fail",
         "data send error", "pda return crc error", "file is too short",      "openHidDevice port: ",
     };
-    const bool isKnown = std::any_of(beginnings.begin(), beginnings.end(), [&](std::string_view beginning) {
+    const bool isKnown = std::any_of(kBeginnings.begin(), kBeginnings.end(), [&](std::string_view beginning) {
         return startsWith(entry.text, beginning);
     });
     const bool isFound = startsWith(entry.text, "openHidDevice port: /");

@@ -42,11 +42,15 @@ Growth FollowedLog::grow() {
     if (m_file == nullptr && !openOldest()) {
         return growth;
     }
+    if (m_file->size() < m_file->pos()) { // emptied
+        (void)m_file->seek(0);
+        growth.hasGap = true;
+    }
     for (;;) {
         growth.bytes += m_file->readAll().toStdString();
         const int number = ownNumber();
         if (number == 0) {
-            break;
+            return growth;
         }
         // Nobody writes to a file that has been renamed: its rest can be read before the next one is opened.
         growth.bytes += m_file->readAll().toStdString();
@@ -56,11 +60,6 @@ Growth FollowedLog::grow() {
         }
         growth.hasGap = growth.hasGap || isLost;
     }
-    if (growth.bytes.empty() && m_file->size() < m_file->pos()) {
-        (void)m_file->seek(0);
-        growth.hasGap = true;
-    }
-    return growth;
 }
 
 /// Opens the file that was begun when the present one was rotated; false when that has to wait.

@@ -39,13 +39,13 @@ Escape unicodeEscape(std::string_view text) {
 }
 
 Escape escapeAt(std::string_view text) {
-    constexpr std::string_view letters = "\"\\/bfnrt";
-    constexpr std::string_view meanings = "\"\\/\b\f\n\r\t";
+    constexpr std::string_view kLetters = "\"\\/bfnrt";
+    constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
     if (text.size() > 1 && text[1] == 'u') {
         return unicodeEscape(text);
     }
-    const std::size_t letter = text.size() > 1 ? letters.find(text[1]) : std::string_view::npos;
-    return letter == std::string_view::npos ? Escape{1, "\\"} : Escape{2, std::string(1, meanings[letter])};
+    const std::size_t letter = text.size() > 1 ? kLetters.find(text[1]) : std::string_view::npos;
+    return letter == std::string_view::npos ? Escape{1, "\\"} : Escape{2, std::string(1, kMeanings[letter])};
 }
 
 /// Reads JSON from the front; every function returns false, or nothing, at the first thing that is none.

@@ -175,8 +175,8 @@ private:
 
     /// The quote that ends a name which may go on a little after a word; the text's size without one.
     std::size_t quoteAfter(std::size_t nameEnd) const {
-        constexpr std::size_t most = 32;
-        const std::string_view name = m_text.substr(nameEnd, most);
+        constexpr std::size_t kMaxRest = 32;
+        const std::string_view name = m_text.substr(nameEnd, kMaxRest);
         const std::size_t end = name.find_first_of("\"'\\,:=<>{}\n");
         return end != std::string_view::npos && isQuote(name[end]) ? nameEnd + end : m_text.size();
     }

@@ -9,7 +9,7 @@ namespace pdactl::log {
 namespace {
 
 constexpr std::array<std::size_t, 7> kWidths{25, 8, 34, 18, 10, 12, 12};
-constexpr const char* kNone = "-";
+constexpr const char* kNoValue = "-";
 
 std::string line(const std::array<std::string, 8>& cells) {
     std::string result;
@@ -25,7 +25,7 @@ std::string line(const std::array<std::string, 8>& cells) {
 }
 
 std::string orNone(const std::string& text) {
-    return text.empty() ? kNone : printable(text);
+    return text.empty() ? kNoValue : printable(text);
 }
 
 std::string joined(const std::vector<std::string>& texts) {
@@ -52,7 +52,7 @@ std::string tableRow(const Exchange& exchange, bool withMessages) {
     std::string row =
         line({formatTime(exchange.begin), orNone(exchange.code), printable(callOf(exchange)),
               std::string(nameOf(exchange.outcome)), orNone(exchange.resultCode),
-              formatDuration(exchange.duration()), exchange.gap ? formatDuration(*exchange.gap) : kNone,
+              formatDuration(exchange.duration()), exchange.gap ? formatDuration(*exchange.gap) : kNoValue,
               joined(remarksOf(exchange))});
     if (withMessages) {
         const bool isTerminal = exchange.origin == Origin::Terminal;

@@ -11,7 +11,7 @@ namespace pdactl::log {
 using Time = std::int64_t;
 
 /// How many characters "2026-01-02 03:04:05678 " has.
-constexpr std::size_t StampLength = 23;
+constexpr std::size_t kStampLength = 23;
 
 /// The time of the stamp with which the text begins; nothing when it does not begin with one.
 std::optional<Time> parseStamp(std::string_view text);

@@ -11,7 +11,6 @@ namespace pdactl::log {
 
 namespace {
 
-constexpr std::size_t npos = std::string_view::npos;
 constexpr std::size_t kLengthDigits = 6;
 constexpr std::ptrdiff_t kHeadDigits = 10; // length and type
 constexpr std::string_view kPrepared = " SendData pre: ";
@@ -33,13 +32,13 @@ constexpr std::array<Label, 8> kLabels{{
 }};
 
 bool isTail(std::string_view text, std::string_view allowed) {
-    return !text.empty() && text.find_first_not_of(allowed) == npos;
+    return !text.empty() && text.find_first_not_of(allowed) == kNone;
 }
 
 /// Cuts the last occurrence of a label off, with what follows it, if that consists of these characters.
 bool cutTail(std::string_view& text, std::string_view label, std::string_view allowed) {
     const std::size_t found = text.rfind(label);
-    if (found == npos || !isTail(text.substr(found + label.size()), allowed)) {
+    if (found == kNone || !isTail(text.substr(found + label.size()), allowed)) {
         return false;
     }
     text = text.substr(0, found);
@@ -49,13 +48,14 @@ bool cutTail(std::string_view& text, std::string_view label, std::string_view al
 } // namespace
 
 std::size_t entryHeadLength(std::string_view text) {
-    constexpr std::array<std::string_view, 4> words{"MESSAGE  : ", "ERROR  : ", "WARNING  : ", "INFO     : "};
+    constexpr std::array<std::string_view, 4> kLevelWords{
+        "MESSAGE  : ", "ERROR  : ", "WARNING  : ", "INFO     : "};
     if (!parseStamp(text)) {
         return 0;
     }
-    for (const std::string_view word : words) {
-        if (startsWith(text.substr(StampLength), word)) {
-            return StampLength + word.size();
+    for (const std::string_view word : kLevelWords) {
+        if (startsWith(text.substr(kStampLength), word)) {
+            return kStampLength + word.size();
         }
     }
     return 0;
@@ -67,9 +67,11 @@ bool isEntryHead(std::string_view text) {
 
 bool beginsMessage(std::string_view text) {
     const std::string_view header = text.substr(0, kMessageHeader);
-    const auto isHexDigit = [](char c) { return std::string_view("0123456789abcdefABCDEF").find(c) != npos; };
+    const auto isHexDigit = [](char c) {
+        return std::string_view("0123456789abcdefABCDEF").find(c) != kNone;
+    };
     return header.size() == kMessageHeader && declaredLength(text).has_value() &&
-           std::string_view("789").find(header[kLengthDigits]) != npos && header[kLengthDigits + 1] == '0' &&
+           std::string_view("789").find(header[kLengthDigits]) != kNone && header[kLengthDigits + 1] == '0' &&
            (text.size() == kMessageHeader || text[kMessageHeader] == '<') &&
            !std::all_of(header.begin(), header.end(), isHexDigit); // those may be part of a file
 }
@@ -93,7 +95,7 @@ TrafficLine trafficLine(std::string_view text) {
     }
     constexpr std::size_t kMaxWord = 20;
     const std::size_t blank = text.substr(0, kMaxWord).find(' ');
-    if (blank != npos && blank > 0 && startsWith(text.substr(blank), kPrepared)) {
+    if (blank != kNone && blank > 0 && startsWith(text.substr(blank), kPrepared)) {
         return {LineKind::Prepared, blank + kPrepared.size()};
     }
     return {};

@@ -8,6 +8,9 @@
 
 namespace pdactl::log {
 
+/// For no position.
+constexpr std::size_t kNone = std::string_view::npos;
+
 /// What a log line tells of a message or of a request.
 enum class LineKind {
     Request,      ///< "inJson4:"
