@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <ostream>
 #include <random>
 
 namespace {
@@ -133,54 +134,83 @@ TEST_F(FileTest, IsFollowedThroughTheLogsRotation) {
     }
 }
 
-// Transfers that the library takes for successes.
+/// A transfer that comes to nothing.
+struct Mishap {
+    const char* name;
+    std::size_t packets;
+    Fault fault;
+    int exitCode;
+    int result;
+    const char* message; ///< part of it
+};
 
-TEST_F(FileTest, FailsWhenAPacketWasRefusedAndTheLastOnesNeverSent) {
+void PrintTo(const Mishap& mishap, std::ostream* stream) {
+    *stream << mishap.name;
+}
+
+std::string nameOfMishap(const testing::TestParamInfo<Mishap>& mishap) {
+    return mishap.param.name;
+}
+
+class SendFailureTest : public FileTest, public testing::WithParamInterface<Mishap> {};
+
+TEST_P(SendFailureTest, IsReported) {
+    const Mishap& mishap = GetParam();
+    terminal().addFault("8015", mishap.fault);
+    const QJsonObject object =
+        json({"file", "send", file(someBytes(mishap.packets * kPacketBytes))}, mishap.exitCode);
+    EXPECT_EQ(object.value("result").toInt(-9), mishap.result);
+    EXPECT_THAT(message(object), HasSubstr(mishap.message));
+}
+
+class FetchFailureTest : public FileTest, public testing::WithParamInterface<Mishap> {};
+
+TEST_P(FetchFailureTest, IsReportedAndWritesNothing) {
+    const Mishap& mishap = GetParam();
+    offer(someBytes(mishap.packets * kPacketBytes));
+    terminal().addFault("8016", mishap.fault);
+    const QJsonObject object = fetch(mishap.exitCode);
+    EXPECT_EQ(object.value("result").toInt(-9), mishap.result);
+    EXPECT_THAT(message(object), HasSubstr(mishap.message));
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+// clang-format off
+// Where the result is 0 the library takes the transfer for a success.
+INSTANTIATE_TEST_SUITE_P(
+    After, SendFailureTest,
+    testing::Values(
+        Mishap{"ARefusalAlthoughTheLastPacketWasNeverSent", 4, Fault().refuse("000042").from(2), 8, 0,
+               "refused 1 packet(s), the first with 000042, so the file is not whole there. Send it again"},
+        Mishap{"ARefusalOfTheOnlyPacket", 1, Fault().refuse("000042"), 8, 0, "refused 1 packet(s)"},
+        Mishap{"AReplyWithoutAResultCode", 3, Fault().dropTag("Ex_RetCode").from(2), 8, 0, "no result code"},
+        Mishap{"ThreeRefusalsInARow", 4, Fault().refuse("000042").always(), 8, 6, "three times in a row"},
+        Mishap{"Unplugging", 4, Fault().unplugAfterReply().from(2), 4, -1, "could not be written"},
+        Mishap{"Silence", 3, Fault().silence().from(2), 5, 2, "no usable reply"}),
+    nameOfMishap);
+
+INSTANTIATE_TEST_SUITE_P(
+    After, FetchFailureTest,
+    testing::Values(
+        Mishap{"AMissingPacket", 3, Fault().answerPacket(2).from(2), 8, 0, "Packets are missing"},
+        Mishap{"ARefusalHalfway", 3, Fault().refuse("000042").from(2), 8, 0, "000042, after 1 that came"},
+        Mishap{"TextThatIsNotHexadecimal", 1,
+               Fault().setTag("Ex_HexVal", "zz11223344").setTag("Ex_HexCheck", "0000"), 8, 0,
+               "not pairs of hexadecimal digits"},
+        Mishap{"WrongChecksForEver", 2, Fault().wrongCheck().from(2).always(), 8, 2,
+               "packets that had come before or whose check was wrong"},
+        Mishap{"ARefusalOfTheFirstPacket", 1, Fault().refuse("000003"), 6, 0, "000003"}),
+    nameOfMishap);
+// clang-format on
+
+TEST_F(FileTest, IsNotSentWholeAfterARefusal) {
     terminal().addFault("8015", Fault().refuse("000042").from(2));
-    const QJsonObject object = json({"file", "send", file(someBytes(4 * kPacketBytes))}, 8);
-    EXPECT_EQ(object.value("result").toInt(-1), 0);
-    EXPECT_THAT(message(object),
-                AllOf(HasSubstr("refused 1 packet(s), the first with 000042"), HasSubstr("Send it again")));
+    (void)json({"file", "send", file(someBytes(4 * kPacketBytes))}, 8);
     EXPECT_LT(terminal().state().files.sent.at(1).packets.size(), 4U);
 }
 
-TEST_F(FileTest, FailsWhenItsOnlyPacketWasRefused) {
-    terminal().addFault("8015", Fault().refuse("000042"));
-    EXPECT_EQ(json({"file", "send", file("12345")}, 8).value("result").toInt(-1), 0);
-}
-
-TEST_F(FileTest, FailsWhenAReplyHasNoVerdict) {
-    terminal().addFault("8015", Fault().dropTag("Ex_RetCode").from(2));
-    EXPECT_THAT(message(json({"file", "send", file(someBytes(3 * kPacketBytes))}, 8)),
-                HasSubstr("no result code"));
-}
-
-TEST_F(FileTest, FailsAfterThreeRefusalsInARow) {
-    terminal().addFault("8015", Fault().refuse("000042").always());
-    EXPECT_EQ(json({"file", "send", file(someBytes(4 * kPacketBytes))}, 8).value("result").toInt(-1), 6);
-}
-
-TEST_F(FileTest, IsNotWrittenWhenAPacketIsMissing) {
-    offer(someBytes(3 * kPacketBytes));
-    terminal().addFault("8016", Fault().answerPacket(2).from(2));
-    const QJsonObject object = fetch(8);
-    EXPECT_EQ(object.value("result").toInt(-1), 0);
-    EXPECT_THAT(message(object), HasSubstr("Packets are missing"));
-    EXPECT_THAT(names(), IsEmpty());
-}
-
-TEST_F(FileTest, IsNotWrittenWhenTheTerminalStopsHalfway) {
-    offer(someBytes(3 * kPacketBytes));
-    terminal().addFault("8016", Fault().refuse("000042").from(2));
-    EXPECT_THAT(message(fetch(8)), HasSubstr("000042, after 1 that came"));
-    EXPECT_THAT(names(), IsEmpty());
-}
-
-TEST_F(FileTest, IsNotWrittenWhenItIsNoHexadecimalText) {
+TEST_F(FileTest, IsNotWrittenWhenItHasHalfAByte) {
     offerText("11223344556");
-    EXPECT_THAT(message(fetch(8)), HasSubstr("not pairs of hexadecimal digits"));
-    offerText("1122");
-    terminal().addFault("8016", Fault().setTag("Ex_HexVal", "zz11223344").setTag("Ex_HexCheck", "0000"));
     EXPECT_THAT(message(fetch(8)), HasSubstr("not pairs of hexadecimal digits"));
     EXPECT_THAT(names(), IsEmpty());
 }
@@ -190,15 +220,6 @@ TEST_F(FileTest, IsRepeatedAfterAWrongCheck) {
     terminal().addFault("8016", Fault().wrongCheck());
     EXPECT_EQ(fetch().value("exitCode").toInt(-1), 0);
     EXPECT_EQ(readFile(path("file")), someBytes(2 * kPacketBytes));
-}
-
-TEST_F(FileTest, IsNotWrittenWhenItsCheckIsWrongForEver) {
-    offer(someBytes(2 * kPacketBytes));
-    terminal().addFault("8016", Fault().wrongCheck().from(2).always());
-    const QJsonObject object = fetch(8);
-    EXPECT_EQ(object.value("result").toInt(), 2);
-    EXPECT_THAT(message(object), HasSubstr("packets that had come before or whose check was wrong"));
-    EXPECT_THAT(names(), IsEmpty());
 }
 
 // The same transfers as requests.
@@ -238,16 +259,6 @@ TEST_F(FileTest, IsLeftAloneWhenTheTerminalIsUnpluggedHalfway) {
     EXPECT_TRUE(result.exitCode == 4 || result.exitCode == 5) << result.exitCode << result.errors;
     EXPECT_EQ(readFile(path("file")), "before");
     EXPECT_THAT(names(), ElementsAre("file"));
-}
-
-TEST_F(FileTest, EndsWhenTheTerminalIsUnpluggedWhileItIsSent) {
-    terminal().addFault("8015", Fault().unplugAfterReply().from(2));
-    EXPECT_EQ(json({"file", "send", file(someBytes(4 * kPacketBytes))}, 4).value("result").toInt(), -1);
-}
-
-TEST_F(FileTest, EndsWhenTheTerminalFallsSilent) {
-    terminal().addFault("8015", Fault().silence().from(2));
-    EXPECT_EQ(json({"file", "send", file(someBytes(3 * kPacketBytes))}, 5).value("result").toInt(), 2);
 }
 
 /// On a file system on which every file has a name while it is written.
