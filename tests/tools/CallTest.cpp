@@ -42,7 +42,7 @@ TEST_F(CallTest, PrintsListsAsTheColumnsOfATable) {
                              "LOCK-22          0       -7\n");
 }
 
-TEST_F(CallTest, LeavesWhatIsNoListInOneLine) {
+TEST_F(CallTest, LeavesWhatIsNotAListInOneLine) {
     const ProgramResult result = pdactl({"lock", "result"});
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_EQ(result.output, "srcSeqNo   0001\n"
@@ -128,7 +128,7 @@ TEST_F(CallTest, TellsAMistakeInJsonToo) {
     EXPECT_THAT(json({"fly"}, 2).value("message").toString().toStdString(), HasSubstr("--help"));
 }
 
-TEST_F(CallTest, SendsARequestAsItStands) {
+TEST_F(CallTest, SendsAWholeRequestUnchanged) {
     const std::string path = scratchDirectory() + "/request.json";
     writeFile(path, R"({"transCode":"600003","pBagNumber":"B7","pAttrOrg":"O","pBagType":"1","more":true})");
     for (const std::string& line :

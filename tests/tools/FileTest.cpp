@@ -47,7 +47,7 @@ std::string hexOf(const std::string& bytes) {
     return text;
 }
 
-/// In a directory of its own, in which nothing else may be left behind.
+/// In a directory of its own, in which nothing else may be left.
 class FileTest : public PdactlTest {
 protected:
     FileTest() : m_directory(scratchDirectory() + "/files") { fs::create_directory(m_directory); }

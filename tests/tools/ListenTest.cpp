@@ -124,7 +124,7 @@ TEST_F(ListenTest, PrintsALineOfJsonWhenAMessageComes) {
     EXPECT_EQ(listener.finish().exitCode, 0);
 }
 
-TEST_F(ListenTest, EndsWhenNobodyGetsItsLines) {
+TEST_F(ListenTest, EndsWhenItsLinesCannotBeWritten) {
     RunningPdactl full({"listen", "--seconds", "60"}, environment(),
                        {"sh", "-c", "exec \"$@\" > /dev/full", "sh"});
     ASSERT_TRUE(full.complains("pdactl: listening"));
@@ -133,7 +133,7 @@ TEST_F(ListenTest, EndsWhenNobodyGetsItsLines) {
     EXPECT_EQ(full.finish().exitCode, 1);
 }
 
-TEST_F(ListenTest, TakesALabelAfterTheOther) {
+TEST_F(ListenTest, TakesOneLabelAfterTheOther) {
     RunningPdactl& listener = listen({"--json", "--count", "3"});
     for (const std::string name : {"A1", "A2", "A3"}) {
         const std::size_t before = terminal().acknowledgements().size();
@@ -176,7 +176,7 @@ TEST_F(ListenTest, TakesAMessageThatComesInPieces) {
     EXPECT_THAT(acknowledgedTypes(), ElementsAre("9001", "9001"));
 }
 
-TEST_F(ListenTest, SkipsWhatBeginsNoMessage) {
+TEST_F(ListenTest, SkipsWhatDoesNotBeginAMessage) {
     RunningPdactl& listener = listen({"--json", "--count", "1"});
     terminal().sendText("garbage" + label("A1"));
     const ProgramResult result = listener.finish();
@@ -194,7 +194,7 @@ TEST_F(ListenTest, GivesUpWhatIsNeverFinished) {
     EXPECT_THAT(labelsIn(listener.finish().output), ElementsAre("A2"));
 }
 
-TEST_F(ListenTest, FindsTheNextMessageBehindOneWithAWrongLength) {
+TEST_F(ListenTest, FindsTheNextMessageAfterOneWithAWrongLength) {
     RunningPdactl& listener = listen({"--json", "--count", "1"});
     std::string wrong = label("A1");
     wrong.replace(0, 6, "000900");

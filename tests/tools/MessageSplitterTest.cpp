@@ -45,7 +45,7 @@ private:
     MessageSplitter::Clock::time_point m_now = MessageSplitter::Clock::now();
 };
 
-TEST_F(MessageSplitterTest, CutsBehindEachOther) {
+TEST_F(MessageSplitterTest, CutsMessagesThatFollowEachOther) {
     add(message("<a>1</a>") + message("<b></b>") + message(""));
     EXPECT_THAT(taken(), ElementsAre(message("<a>1</a>"), message("<b></b>"), message("")));
     EXPECT_FALSE(isUnfinished());
@@ -70,7 +70,7 @@ TEST_F(MessageSplitterTest, CountsCharactersNotBytes) {
     EXPECT_THAT(taken(), ElementsAre(text, message("<b></b>")));
 }
 
-TEST_F(MessageSplitterTest, SkipsWhatBeginsNoMessage) {
+TEST_F(MessageSplitterTest, SkipsWhatDoesNotBeginAMessage) {
     add("12345" + message("<a></a>") + "</a>" + message("<b></b>") + "\r\n");
     EXPECT_THAT(taken(), ElementsAre(message("<a></a>"), message("<b></b>")));
     EXPECT_THAT(warnings(), ElementsAre("skipped 5 characters that do not begin a message",
@@ -115,7 +115,7 @@ TEST_F(MessageSplitterTest, GivesUpWhenNothingComesAnyMore) {
     EXPECT_THAT(taken(), ElementsAre(message("<b></b>")));
 }
 
-TEST_F(MessageSplitterTest, FindsMessagesBehindOneWithAWrongLength) {
+TEST_F(MessageSplitterTest, FindsMessagesAfterOneWithAWrongLength) {
     QString wrong = message("<a></a>");
     wrong.replace(0, 6, "900000");
     add(wrong + message("<b></b>"));
@@ -134,7 +134,7 @@ TEST(MessageSplitterWork, GrowsLinearlyWithTheNumberOfMessages) {
     EXPECT_LT(growthOf(split, 3000), MaxLinearGrowth);
 }
 
-TEST(MessageSplitterWork, GrowsLinearlyWithWhatBeginsNoMessage) {
+TEST(MessageSplitterWork, GrowsLinearlyWithWhatDoesNotBeginAMessage) {
     const auto split = [](std::size_t count) {
         MessageSplitter splitter;
         splitter.add(("x" + message("<a></a>")).repeated(static_cast<int>(count)), {});

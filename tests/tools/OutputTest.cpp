@@ -50,7 +50,7 @@ TEST_F(OutputTest, IsWholeWhenASignalIsIgnored) {
     EXPECT_EQ(onlyDocument(result.output).object().value("exitCode").toInt(-1), 5);
 }
 
-TEST_F(OutputTest, ThatIsLostIsNoSuccess) {
+TEST_F(OutputTest, MakesTheCommandFailWhenItIsLost) {
     const std::vector<std::string> lines = {
         "pdactl info > /dev/full",   "pdactl --json info > /dev/full",  "pdactl info >&-",
         "pdactl --help > /dev/full", "pdactl __complete s > /dev/full", "pdactl doctor > /dev/full"};

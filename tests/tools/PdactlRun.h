@@ -60,7 +60,7 @@ private:
 /// pdactl while it runs.
 class RunningPdactl {
 public:
-    /// `starter` is a command that runs the one behind it.
+    /// `starter` is a command that runs the one after it.
     RunningPdactl(const Words& arguments, const Variables& variables, const Words& starter = {});
     RunningPdactl(const RunningPdactl&) = delete;
     RunningPdactl& operator=(const RunningPdactl&) = delete;

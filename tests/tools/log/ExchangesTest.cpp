@@ -22,8 +22,8 @@ LogText begun(const std::string& code, const std::string& method, const std::str
     return log.written(message(type, kPda)).after(100);
 }
 
-std::string response(const std::string& code, const std::string& verdict) {
-    return R"({"pRetCode":")" + verdict + R"(","transCode":")" + code + "\"}";
+std::string response(const std::string& code, const std::string& resultCode) {
+    return R"({"pRetCode":")" + resultCode + R"(","transCode":")" + code + "\"}";
 }
 
 TEST(Exchanges, TellRequestReplyResultAndTime) {
@@ -66,7 +66,7 @@ TEST(Exchanges, CanBeRefusedByTheTerminal) {
     EXPECT_EQ(only(log).resultCode, "000002");
 }
 
-TEST(Exchanges, CanBeRefusedWithoutAVerdictInTheResponse) {
+TEST(Exchanges, CanBeRefusedWithoutAResultCodeInTheResponse) {
     LogText log = begun("600005", "GetScanLabelList", "8005");
     log.read(message("8005", tag("Ex_RetCode", "000009"))).type("8005");
     log.response(R"({"pLabelList":"","transCode":"600005"})", 0);
@@ -296,6 +296,18 @@ TEST(Exchanges, MayBeUnfinished) {
     EXPECT_EQ(found[1].outcome, Outcome::Done);
     EXPECT_EQ(found[2].outcome, Outcome::Done);
     EXPECT_FALSE(found[1].isInterleaved || found[2].isInterleaved);
+}
+
+/// With a library that waits for whole replies.
+TEST(Exchanges, MayWaitLongForTheRestOfAReply) {
+    LogText log = begun("600002", "GetInfo", "8001");
+    log.after(64000).step("[GetLockList] begin");
+    log.read(message("8001", tag("Ex_RetCode", "000000")))
+        .type("8001")
+        .response(response("600002", "000000"), 0);
+    ASSERT_EQ(exchanges(log).size(), 2U);
+    EXPECT_EQ(exchanges(log)[0].outcome, Outcome::Done);
+    EXPECT_EQ(exchanges(log)[0].duration(), 64100);
 }
 
 TEST(Exchanges, MayLackTheirBeginning) {

@@ -117,7 +117,7 @@ TEST(LogFiles, AreWrittenWholeOrNotAtAll) {
     for ([[maybe_unused]] const auto& file : std::filesystem::directory_iterator(log.directory())) {
         ++files;
     }
-    EXPECT_EQ(files, 2U) << "something temporary was left behind";
+    EXPECT_EQ(files, 2U) << "a temporary file is left";
 }
 
 } // namespace

@@ -18,7 +18,7 @@ std::string message(const std::string& type, const std::string& tags);
 /// "<name>value</name>"
 std::string tag(const std::string& name, const std::string& value);
 
-/// A log as the library writes it, by the line. The clock stands still unless it is moved.
+/// A log as the library writes it, by the line. The clock is stopped unless it is moved.
 class LogText {
 public:
     /// Moves the clock on.
@@ -47,7 +47,7 @@ private:
     std::string m_text;
 };
 
-/// The stamp of an entry so many milliseconds after 2026-01-02 03:04:05, with its blank.
+/// The stamp of an entry this many milliseconds after 2026-01-02 03:04:05, with its blank.
 std::string stamp(long long milliseconds);
 
 } // namespace pdactl::log::test

@@ -59,7 +59,7 @@ TEST(Filters, TakeCodesNamesAndTypes) {
         contains(failureOf(BadUsage, [&] { wrong.setCodes({"600020"}); }), "'600020' is not a transaction"));
 }
 
-TEST(Filters, TakeOutcomesNumbersAndVerdicts) {
+TEST(Filters, TakeOutcomesNumbersAndResultCodes) {
     const std::vector<std::pair<std::string, std::string>> cases{
         {"done", "GetInfo "},
         {"terminal-refused", "GetKeyVerificationValue "},

@@ -11,7 +11,7 @@ inline const std::string kPlanted = "S3CR3T";
 /// The names whose values are secrets, written down anew.
 const std::vector<std::string>& plantedNames();
 
-/// A log in which a secret stands under this name, in one form.
+/// A log in which a secret is under this name, in one form.
 struct SecretForm {
     std::string form;
     std::string log;

@@ -96,7 +96,7 @@ TEST(Fetches, FailInsideTheLibraryWithTooMuchData) {
 
 TEST(SentFiles, TellTheirOutcomeWhenTheHostCallsDirectly) {
     const std::string first = message("8015", tag("Ex_TotalPkt", "2") + tag("Ex_CurPkt", "0"));
-    const auto reply = [](const char* verdict) { return message("8015", tag("Ex_RetCode", verdict)); };
+    const auto reply = [](const char* resultCode) { return message("8015", tag("Ex_RetCode", resultCode)); };
     LogText log;
     log.step("[ReadFileDataToPDA] begin").written(first).after(100).read(reply("000000")).type("8015");
     EXPECT_EQ(only(log).outcome, Outcome::Unfinished);

@@ -52,8 +52,7 @@ std::string bar(int width, double part) {
     return "[" + std::string(filled, '#') + std::string(static_cast<std::size_t>(width) - filled, '.') + "] ";
 }
 
-} // namespace
-
+/// What the line says after this many seconds, in this many columns at most.
 std::string progressLine(const std::string& verb, int packets, int total, double seconds, int columns) {
     const double rate = seconds > 0 ? packets / seconds : 0;
     std::string text = formatted("%.1f KB/s", rate * kPacketKilobytes);
@@ -69,6 +68,8 @@ std::string progressLine(const std::string& verb, int packets, int total, double
     }
     return text.substr(0, static_cast<std::size_t>(std::max(columns, 0)));
 }
+
+} // namespace
 
 Progress::Progress(std::string verb) : m_verb(std::move(verb)), m_isWatched(::isatty(STDERR_FILENO) == 1) {
 }

@@ -26,7 +26,4 @@ private:
     Clock::time_point m_begin = Clock::now();
 };
 
-/// What the line says after this many seconds, in this many columns at most.
-std::string progressLine(const std::string& verb, int packets, int total, double seconds, int columns);
-
 } // namespace pdactl
