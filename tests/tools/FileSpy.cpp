@@ -31,6 +31,8 @@ Function original(const char* name) {
 
 #pragma GCC visibility push(default)
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's names are reserved
+
 extern "C" {
 
 int open64(const char* path, int flags, ...) {
@@ -59,3 +61,5 @@ int rename(const char* from, const char* to) noexcept {
     return original<int (*)(const char*, const char*)>("rename")(from, to);
 }
 }
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

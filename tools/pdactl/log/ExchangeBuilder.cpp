@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <utility>
 
 namespace pdactl::log {
 
@@ -214,11 +215,8 @@ void ExchangeBuilder::addBegin(const Entry& entry, std::string_view name) {
             chosen->exchange.notes.push_back("unknown: " + std::string(name));
         }
         if (isHandler && !m_announced.empty()) {
-            chosen->exchange.begin = std::min(m_announcedAt, entry.time);
-            chosen->exchange.received.swap(m_announced);
-            chosen->exchange.messagesReceived = 1;
+            adoptAnnounced(chosen->exchange);
             chosen->exchange.type = typeOf(chosen->exchange.received);
-            m_announced.clear();
         }
     }
     chosen->exchange.member = member;
@@ -231,6 +229,13 @@ void ExchangeBuilder::addBegin(const Entry& entry, std::string_view name) {
         chosen->stage = Stage::Over;
         endDirectCall(*chosen);
     }
+}
+
+/// Begins with the message that the terminal has started and that nobody has handled yet.
+void ExchangeBuilder::adoptAnnounced(Exchange& exchange) {
+    exchange.begin = std::min(m_announcedAt, exchange.begin);
+    exchange.received = std::exchange(m_announced, {});
+    exchange.messagesReceived = 1;
 }
 
 void ExchangeBuilder::addPrepared(const Entry& entry, std::string_view label) {
@@ -266,10 +271,7 @@ void ExchangeBuilder::addWritten(const Entry& entry, std::string_view message, b
         chosen->exchange.type = type;
         chosen->exchange.lacksBeginning = member == nullptr || member->member != "ReceiveInventoryData";
         if (isHandler && typeOf(m_announced) == type) {
-            chosen->exchange.begin = std::min(m_announcedAt, entry.time);
-            chosen->exchange.received.swap(m_announced);
-            chosen->exchange.messagesReceived = 1;
-            m_announced.clear();
+            adoptAnnounced(chosen->exchange);
         }
     }
     touch(*chosen, entry);

@@ -50,6 +50,7 @@ private:
     void addRequest(const Entry& entry, std::string_view json);
     void addResponse(const Entry& entry, std::string_view json);
     void addBegin(const Entry& entry, std::string_view name);
+    void adoptAnnounced(Exchange& exchange);
     void addPrepared(const Entry& entry, std::string_view label);
     void addWritten(const Entry& entry, std::string_view message, bool hasFailed);
     void addRead(const Entry& entry, std::string_view message);
