@@ -8,7 +8,7 @@ build_packages=(
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     clang clang-format clang-tidy
-    binutils git python3 python3-jsonschema zsh fish groff-base man-db openjdk-17-jdk-headless usbip chromium
+    binutils git python3 python3-jsonschema zsh fish groff-base man-db openjdk-17-jdk-headless udev usbip chromium
 )
 
 # Installs those of the named packages that are missing; asks the package servers only then.

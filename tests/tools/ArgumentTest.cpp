@@ -7,7 +7,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-/** What a value may be, and how lists of values go together. */
+/// What a value may be, and how lists of values go together.
 class ArgumentTest : public PdactlTest {
 protected:
     std::string file(const std::string& bytes) {
@@ -31,27 +31,27 @@ private:
     int m_files = 0;
 };
 
-TEST_F(ArgumentTest, LosesItsLineEndWhateverThatIs) {
+TEST_F(ArgumentTest, IsReadFromAFileWithoutOneLineEnd) {
     EXPECT_EQ(keyFrom("0123\n"), "0123");
     EXPECT_EQ(keyFrom("4567\r\n"), "4567");
     EXPECT_EQ(keyFrom("89\n\n"), "89\n");
 }
 
-TEST_F(ArgumentTest, IsNoFolder) {
+TEST_F(ArgumentTest, IsNotReadFromAFolder) {
     refuses({"key", "init", "--key", "@" + scratchDirectory(), "--check-value", file("1")}, 1,
-            scratchDirectory() + ": it is a folder. Give a file in it.");
-    refuses({"call", "@" + scratchDirectory()}, 1, "it is a folder");
+            scratchDirectory() + ": file to open is a directory. Give a file that you may read.");
+    refuses({"call", "@" + scratchDirectory()}, 1, "file to open is a directory");
 }
 
-TEST_F(ArgumentTest, IsText) {
-    const std::string reason = " holds bytes that are no UTF-8 text.";
+TEST_F(ArgumentTest, IsRefusedUnlessItIsUtf8Text) {
+    const std::string reason = " holds bytes that are not UTF-8 text.";
     refuses({"key", "init", "--key", file("\xff\xfe"), "--check-value", file("\xff\xfe")}, 2,
             "--key" + reason);
     refuses({"call", "600012", "pKey=" + file(std::string("A\0B", 3)), "CheckVal=" + file("1")}, 2, reason);
     refuses({"bag", "write", "--number", "\xff", "--org", "O", "--type", "1"}, 2, "--number" + reason);
 }
 
-TEST_F(ArgumentTest, HoldsNoMarksOfTheProtocol) {
+TEST_F(ArgumentTest, IsRefusedWithAngleBrackets) {
     const std::string reason = R"( holds "<" or ">", which have a meaning in the protocol.)";
     refuses({"bag", "write", "--number", "B<", "--org", "O", "--type", "1"}, 2, "--number" + reason);
     refuses({"call", "600013", "pdaNumber=<x>"}, 2, "pdaNumber" + reason);
@@ -59,12 +59,22 @@ TEST_F(ArgumentTest, HoldsNoMarksOfTheProtocol) {
     refuses({"login", "answer", "000000", "--pda", "<x>"}, 2, "--pda" + reason);
 }
 
-TEST_F(ArgumentTest, IsGivenOnce) {
+TEST_F(ArgumentTest, IsRefusedWhenItIsGivenTwice) {
     refuses({"call", "600003", "pBagNumber=A", "pBagNumber=B", "pAttrOrg=O", "pBagType=1"}, 2,
             "pBagNumber is given twice.");
+    refuses({"call", file(R"({"transCode":"600013","pdaNumber":"1","pda\u004eumber":"2"})")}, 2,
+            "pdaNumber is given twice in the request.");
 }
 
-TEST_F(ArgumentTest, IsNotEmptyWhereNothingWorksWithoutIt) {
+TEST_F(ArgumentTest, IsRefusedAsAListWhoseLastValueWouldNotBeCounted) {
+    const std::string reason = " ends without \";\", so its last value would not be counted.";
+    refuses({"teller", "sync", "--tellers", "A;B"}, 2, "--tellers" + reason);
+    refuses({"call", "600018", "pAuthRet=000000"}, 2, "pAuthRet" + reason);
+    refuses({"call", file(R"({"transCode":"600019","pdaNumber":"1","pTellerNo":"A"})")}, 2,
+            "pTellerNo" + reason);
+}
+
+TEST_F(ArgumentTest, IsRefusedWhenItIsEmptyAndNeeded) {
     const std::string reason = " is empty. Give its value; nothing was sent.";
     const std::string empty = file("\n");
     const std::string check = file("1");
@@ -89,7 +99,7 @@ TEST_F(ArgumentTest, IsNotEmptyWhereNothingWorksWithoutIt) {
     EXPECT_THAT(terminal().received(), IsEmpty());
 }
 
-TEST_F(ArgumentTest, IsTheNumberOfTheLabelsThatItCounts) {
+TEST_F(ArgumentTest, IsRefusedAsATotalThatIsNotTheNumberOfLabels) {
     refuses({"inventory", "send", "--task", "T", "--total", "3", "--labels", "A1;A2;"}, 2,
             "--total says 3, but --labels has 2 label(s).");
     refuses({"inventory", "send", "--task", "T", "--total", "-1", "--labels", "A1;"}, 2,
@@ -104,7 +114,7 @@ TEST_F(ArgumentTest, IsTheNumberOfTheLabelsThatItCounts) {
               0);
 }
 
-TEST_F(ArgumentTest, FitsIntoOneMessage) {
+TEST_F(ArgumentTest, IsRefusedWhenTheMessageWouldBeTooLong) {
     const auto bagOfBytes = [this](std::size_t count) {
         return Words{"bag", "write", "--number", file(std::string(count, 'B')), "--org", "O", "--type", "1"};
     };
@@ -125,7 +135,7 @@ protected:
         words.insert(words.end(), more.begin(), more.end());
         return words;
     }
-    /** The body that the terminal gets. */
+    /// The body that the terminal gets.
     std::string opened(const Words& words) {
         const ProgramResult result = pdactl(words);
         EXPECT_EQ(result.exitCode, 0) << result.errors;

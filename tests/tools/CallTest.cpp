@@ -42,7 +42,7 @@ TEST_F(CallTest, PrintsListsAsTheColumnsOfATable) {
                              "LOCK-22          0       -7\n");
 }
 
-TEST_F(CallTest, LeavesWhatIsNoListInOneLine) {
+TEST_F(CallTest, LeavesWhatIsNotAListInOneLine) {
     const ProgramResult result = pdactl({"lock", "result"});
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_EQ(result.output, "srcSeqNo   0001\n"
@@ -102,7 +102,7 @@ TEST_F(CallTest, RefusesWhatMakesNoSense) {
         {{"call"}, "CODE is required"},
         {{"call", "600020"}, "There is no code \"600020\"; they are 600001 to 600019"},
         {{"call", "request.json"}, "For a whole request give @FILE, or - for standard input."},
-        {{"call", "600003", "pBagNumber"}, "\"pBagNumber\" is no key=value."},
+        {{"call", "600003", "pBagNumber"}, "\"pBagNumber\" is not key=value."},
         {{"call", "600003", "colour=red"}, "600003 takes no colour, but: pBagNumber, pAttrOrg, pBagType."},
         {{"call", "600002", "colour=red"}, "600002 takes no colour, but: nothing."},
         {{"call", "600006", "pTaskID=T", "pTotal=many", "pLabelList="},
@@ -128,7 +128,7 @@ TEST_F(CallTest, TellsAMistakeInJsonToo) {
     EXPECT_THAT(json({"fly"}, 2).value("message").toString().toStdString(), HasSubstr("--help"));
 }
 
-TEST_F(CallTest, SendsARequestAsItStands) {
+TEST_F(CallTest, SendsAWholeRequestUnchanged) {
     const std::string path = scratchDirectory() + "/request.json";
     writeFile(path, R"({"transCode":"600003","pBagNumber":"B7","pAttrOrg":"O","pBagType":"1","more":true})");
     for (const std::string& line :
@@ -175,8 +175,8 @@ TEST_F(SecretTest, IsRefusedOnTheCommandLine) {
         const ProgramResult result = pdactl(command);
         EXPECT_EQ(result.exitCode, 2) << command[1] << result.errors;
         EXPECT_THAT(result.errors,
-                    AllOf(HasSubstr("is secret and must not stand on the command line"), HasSubstr("@FILE"),
-                          HasSubstr("standard input"), Not(HasSubstr("OPENLY"))));
+                    AllOf(HasSubstr("is secret and must not be given on the command line"),
+                          HasSubstr("@FILE"), HasSubstr("standard input"), Not(HasSubstr("OPENLY"))));
     }
     EXPECT_THAT(terminal().received(), IsEmpty());
 }

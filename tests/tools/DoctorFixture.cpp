@@ -19,23 +19,8 @@ void letEverybodyInto(const std::string& directory) {
 
 } // namespace
 
-DoctorFixture::DoctorFixture() : m_root(scratchDirectory() + "/root") {
-    fs::remove_all(m_root);
-    fs::create_directories(m_root + "/etc/udev/rules.d");
-    fs::create_directories(m_root + "/usr/lib/udev/rules.d");
-    writeRule("/etc", "70-terminal.rules", GoodRule);
-}
-
-void DoctorFixture::writeRule(const std::string& place, const std::string& name, const std::string& text) {
-    writeFile(m_root + place + "/udev/rules.d/" + name, text);
-}
-
-void DoctorFixture::removeRules() {
-    fs::remove(m_root + "/etc/udev/rules.d/70-terminal.rules");
-}
-
 void DoctorFixture::becomeNobody(gid_t group) {
-    for (const std::string& directory : {privateDirectory(), m_root, terminal().testBed().rootDirectory()}) {
+    for (const std::string& directory : {privateDirectory(), terminal().testBed().rootDirectory()}) {
         letEverybodyInto(directory);
     }
     m_user =
@@ -43,8 +28,6 @@ void DoctorFixture::becomeNobody(gid_t group) {
 }
 
 ProgramResult DoctorFixture::doctor(const Words& options) {
-    Variables variables = environment();
-    variables["PDACTL_ROOT"] = m_root;
     std::string line = m_user;
     if (!m_libraryDirectory.empty()) {
         line = "LD_LIBRARY_PATH=" + test::quoted(m_libraryDirectory) + " " + line;
@@ -53,7 +36,7 @@ ProgramResult DoctorFixture::doctor(const Words& options) {
     for (const std::string& option : options) {
         line += " " + quoted(option);
     }
-    return runShell(line, variables);
+    return shell(line);
 }
 
 std::vector<QJsonObject> DoctorFixture::findings(const std::string& check) {
@@ -86,7 +69,7 @@ void DoctorFixture::finds(const std::string& check, const std::string& health, c
     EXPECT_THAT(found.value("command").toString().toStdString(), testing::HasSubstr(command));
 }
 
-void DoctorFixture::mend(const std::string& check) {
+void DoctorFixture::fix(const std::string& check) {
     const std::string command = finding(check).value("command").toString().toStdString();
     ASSERT_THAT(command, testing::HasSubstr(fs::path(privateDirectory()).parent_path().string()))
         << "would change something of the machine's own";

@@ -32,7 +32,6 @@ TEST_F(DoctorTest, FindsAHealthyMachine) {
                       HasSubstr("ok       every hidraw node belongs to a USB device\n"),
                       HasSubstr("ok       /dev/hidraw0 belongs to USB device 1209:0001\n"),
                       HasSubstr("ok       you may read and write /dev/hidraw0\n"),
-                      HasSubstr("/etc/udev/rules.d/70-terminal.rules is for 1209:0001\n"),
                       EndsWith("ok       the terminal answers: it is 860123456789012\n")));
     EXPECT_THAT(terminal().received(), SizeIs(1));
 }
@@ -50,7 +49,6 @@ TEST_F(DoctorTest, MissesTheIni) {
     removeIni();
     finds("ini", "problem", "is not there", "sudo tee " + privateDirectory() + "/PDAConfigure.ini");
     EXPECT_THAT(findings("node"), IsEmpty());
-    EXPECT_THAT(findings("rules"), IsEmpty());
     EXPECT_THAT(findings("answer"), IsEmpty());
 }
 
@@ -79,7 +77,7 @@ TEST_F(DoctorTest, TakesOutEveryLineThatEndsTheLibrary) {
     const std::string tooLong = "VID=PID=" + std::string(300, 'x') + "\n";
     writeIni("VID=0x1209\n" + tooLong + "PID=0x0001\n" + tooLong);
     finds("ini", "problem", "line 2: too long", "sudo sed -i '2d;4d' ");
-    mend("ini");
+    fix("ini");
     finds("ini", "ok", "says 1209:0001");
     finds("answer", "ok", "the terminal answers");
 }
@@ -101,14 +99,14 @@ TEST_F(DoctorTest, KeepsEveryCommandFromAnIniThatEndsTheLibrary) {
         {"login", "wait"},
         {"login", "answer", "000000"},
     };
-    const auto saysHowToMend = AllOf(HasSubstr("PDAConfigure.ini, line 2: too long"),
-                                     HasSubstr("\n  sudo sed -i 2d " + privateDirectory()));
+    const auto saysHowToFix = AllOf(HasSubstr("PDAConfigure.ini, line 2: too long"),
+                                    HasSubstr("\n  sudo sed -i 2d " + privateDirectory()));
     for (const Words& command : commands) {
         const ProgramResult result = pdactl(command);
         EXPECT_EQ(result.exitCode, 1) << command[0];
-        EXPECT_THAT(result.errors, saysHowToMend) << command[0];
+        EXPECT_THAT(result.errors, saysHowToFix) << command[0];
         EXPECT_EQ(result.output, "") << command[0];
-        EXPECT_THAT(json(command, 1).value("message").toString().toStdString(), saysHowToMend) << command[0];
+        EXPECT_THAT(json(command, 1).value("message").toString().toStdString(), saysHowToFix) << command[0];
     }
     EXPECT_THAT(terminal().received(), IsEmpty());
     EXPECT_FALSE(fs::exists(file + ".new"));
@@ -123,7 +121,7 @@ TEST_F(DoctorTest, DoesNotReplaceAnIniThatItMayNotRead) {
     const std::string ini = privateDirectory() + "/PDAConfigure.ini";
     ASSERT_EQ(::chmod(ini.c_str(), 0600), 0);
     finds("ini", "problem", "is there, but you may not read it", "sudo chmod a+r " + ini);
-    mend("ini");
+    fix("ini");
     finds("ini", "ok", "says 1209:0001");
 }
 
@@ -132,25 +130,25 @@ TEST_F(DoctorTest, SeesAFolderInPlaceOfTheIni) {
     const std::string ini = privateDirectory() + "/PDAConfigure.ini";
     fs::create_directory(ini);
     finds("ini", "problem", "is a folder");
-    mend("ini");
+    fix("ini");
     finds("ini", "problem", "is not there");
-    mend("ini");
+    fix("ini");
     finds("ini", "ok", "says 1209:0001");
 }
 
 TEST_F(DoctorTest, MissesAPlaceForTheLog) {
     const std::string log = privateDirectory() + "/log";
     writeFile(log, "in the way");
-    finds("log", "problem", "is no folder", "sudo mv " + log + " " + log + ".old");
-    mend("log");
+    finds("log", "problem", "is not a folder", "sudo mv " + log + " " + log + ".old");
+    fix("log");
     finds("log", "ok", "can be made");
     EXPECT_EQ(readFile(log + ".old"), "in the way");
 }
 
 TEST_F(DoctorTest, SeesALogThatLeadsNowhere) {
     fs::create_directory_symlink(scratchDirectory() + "/nowhere", privateDirectory() + "/log");
-    finds("log", "problem", "leads to none: nothing is logged");
-    mend("log");
+    finds("log", "problem", "does not lead to one: nothing is logged");
+    fix("log");
     finds("log", "ok", "can be made");
 }
 
@@ -167,7 +165,7 @@ TEST_F(DoctorTest, SeesALogFolderThatOnlyOthersMayWrite) {
 TEST_F(DoctorTest, SeesAFolderInPlaceOfTheLog) {
     fs::create_directories(logPath());
     finds("log", "warning", "PDA.log is a folder: the library writes PDA_T1.log", "sudo mv ");
-    mend("log");
+    fix("log");
     finds("log", "ok", "PDA.log can be written");
 }
 
@@ -203,14 +201,14 @@ TEST_F(DoctorTest, QuotesWhatAShellWouldTakeApart) {
     fs::copy_file(privateDirectory() + "/libpdalink.so.1", directory + "/libpdalink.so.1");
     setLibraryDirectory(directory);
     finds("library", "ok", directory);
-    mend("ini");
+    fix("ini");
     finds("ini", "ok", directory + "/PDAConfigure.ini says 1209:0001");
     writeFile(directory + "/PDAConfigure.ini", "VID=1209\nPID=" + std::string(16, '0') + "\nPID=0001\n");
-    mend("ini");
+    fix("ini");
     finds("ini", "ok", directory + "/PDAConfigure.ini says 1209:0001");
     fs::remove_all(directory + "/log");
     writeFile(directory + "/log", "");
-    mend("log");
+    fix("log");
     finds("log", "ok", directory + "/log can be made");
     EXPECT_TRUE(fs::exists(directory + "/log.old"));
 }
@@ -243,7 +241,7 @@ TEST_F(DoctorTest, TakesTheLastOfSeveralNodes) {
               ", is used");
 }
 
-/** Gives the terminal's USB device a second HID interface with a node of its own. */
+/// Gives the terminal's USB device a second HID interface with a node of its own.
 void addInterface(const std::string& root) {
     const fs::path node = fs::canonical(root + "/sys/class/hidraw/hidraw0");
     const fs::path interface = node.parent_path().parent_path().parent_path();

@@ -1,6 +1,7 @@
 #include "PdactlRun.h"
 
 #include <filesystem>
+#include <ostream>
 
 namespace {
 
@@ -9,7 +10,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-/** What the commands beside those of the tables print in place of a message, and what they send. */
+/// What the commands beside those of the tables print in place of a message, and what they send.
 class DryRunTest : public PdactlTest {
 protected:
     std::string file(const std::string& name, const std::string& bytes) {
@@ -23,7 +24,7 @@ protected:
         EXPECT_EQ(terminal().received().size(), before) << line;
         return withoutTime(result.output);
     }
-    /** The first message that a line sends, and what it printed in its place before. */
+    /// The first message that a line sends, and what it printed in its place before.
     void printsWhatItSends(const std::string& line, const Words& secrets = {}) {
         const std::string printed = dryRun(line);
         (void)shell(line);
@@ -32,10 +33,50 @@ protected:
     }
 };
 
-TEST_F(DryRunTest, PrintsTheFirstPacketOfAFileThatWouldBeSent) {
-    const std::string path = file("small", "12345");
-    printsWhatItSends("pdactl file send --command 7 --info note " + quoted(path), {"3132333435"});
+/// What follows "pdactl", where the files of the test are, and the secret values in its message.
+struct DryRun {
+    const char* name;
+    const char* line;
+    Words secrets;
+};
+
+void PrintTo(const DryRun& dryRun, std::ostream* stream) {
+    *stream << dryRun.name;
 }
+
+class MessageTest : public DryRunTest, public testing::WithParamInterface<DryRun> {
+protected:
+    MessageTest() {
+        (void)file("small", "12345");
+        (void)file("key", "C0FFEE");
+        (void)file("codes", "1111;2222;");
+        (void)file("request",
+                   R"({"transCode":"600006","pdaNumber":"1","pTaskID":"T","pTotal":2,"pLabelList":"A;B;"})");
+    }
+};
+
+TEST_P(MessageTest, IsPrintedAsItIsSent) {
+    printsWhatItSends("cd " + quoted(scratchDirectory()) + "; pdactl " + GetParam().line, GetParam().secrets);
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(
+    Of, MessageTest,
+    testing::Values(
+        DryRun{"AFilesFirstPacket", "file send --command 7 --info note small", {"3132333435"}},
+        DryRun{"TheFirstQuestionForAFile", "file fetch --command 7 fetched", {}},
+        DryRun{"AnAnswerToALogin", "login answer 000042 --pda 7", {}},
+        DryRun{"ACode", "call 600012 pKey=@key CheckVal=@key", {"C0FFEE"}},
+        DryRun{"AWholeRequest", "call @request", {}},
+        DryRun{"ASentText", "call 600015 pCmdEx=7 pInfoEx=note pFilePath=112233445566778", {"112233445566778"}},
+        DryRun{"BytesThatAreRecoded",
+               "handover dot send --task T1 --type 1 --route '\u00b0 \u524d' --time 2 --org O "
+               "--org-name '\u00d7' --total 1 --labels 'A1;' --user-a Z\u00e4 --user-b B", {}},
+        DryRun{"LocksOfWhichOneTakesACode",
+               "lock open --locks 'L1;L2;' --actions '01;00;' --codes @codes --users-a 'A;B;' --users-b 'C;D;'",
+               {"2222"}}),
+    [](const testing::TestParamInfo<DryRun>& dryRun) { return std::string(dryRun.param.name); });
+// clang-format on
 
 TEST_F(DryRunTest, CountsThePacketsOfALargeFile) {
     const std::string bytes(3 * 1500 + 1, 'a');
@@ -47,30 +88,9 @@ TEST_F(DryRunTest, CountsThePacketsOfALargeFile) {
     EXPECT_THAT(terminal().received().front(), HasSubstr("<Ex_TotalPkt>4</Ex_TotalPkt>"));
 }
 
-TEST_F(DryRunTest, PrintsTheFirstQuestionForAFile) {
-    const std::string path = scratchDirectory() + "/fetched";
-    printsWhatItSends("pdactl file fetch --command 7 " + quoted(path));
-    EXPECT_FALSE(std::filesystem::exists(path));
-}
-
-TEST_F(DryRunTest, PrintsTheAnswerToALogin) {
-    printsWhatItSends("pdactl login answer 000042 --pda 7");
-}
-
-TEST_F(DryRunTest, PrintsTheMessageOfACode) {
-    const std::string key = file("key", "C0FFEE");
-    printsWhatItSends("pdactl call 600012 pKey=@" + quoted(key) + " CheckVal=@" + quoted(key), {"C0FFEE"});
-}
-
-TEST_F(DryRunTest, PrintsTheMessageOfAWholeRequest) {
-    const std::string request = file(
-        "request", R"({"transCode":"600006","pdaNumber":"1","pTaskID":"T","pTotal":2,"pLabelList":"A;B;"})");
-    printsWhatItSends("pdactl call @" + quoted(request));
-}
-
-TEST_F(DryRunTest, PrintsTheMessageOfASentText) {
-    printsWhatItSends("pdactl call 600015 pCmdEx=7 pInfoEx=note pFilePath=112233445566778",
-                      {"112233445566778"});
+TEST_F(DryRunTest, WritesNoFile) {
+    (void)dryRun("pdactl file fetch " + quoted(scratchDirectory() + "/fetched"));
+    EXPECT_FALSE(std::filesystem::exists(scratchDirectory() + "/fetched"));
 }
 
 TEST_F(DryRunTest, PrintsTextAsTheLocaleHasItSent) {
@@ -81,18 +101,6 @@ TEST_F(DryRunTest, PrintsTextAsTheLocaleHasItSent) {
         EXPECT_EQ(shell(line).exitCode, 0);
         EXPECT_EQ(printed, withoutTime(terminal().received().back()) + "\n") << locale;
     }
-}
-
-TEST_F(DryRunTest, PrintsBytesAsTheyAreRecoded) {
-    printsWhatItSends("pdactl handover dot send --task T1 --type 1 --route '\u00b0 \u524d' --time 2 --org O "
-                      "--org-name '\u00d7' --total 1 --labels 'A1;' --user-a Z\u00e4 --user-b B");
-}
-
-TEST_F(DryRunTest, SendsOneTimeCodesWithTheActionThatTakesThemOnly) {
-    const std::string codes = file("codes", "1111;2222;");
-    printsWhatItSends("pdactl lock open --locks 'L1;L2;' --actions '01;00;' --codes @" + quoted(codes) +
-                          " --users-a 'A;B;' --users-b 'C;D;'",
-                      {"2222"});
 }
 
 TEST_F(DryRunTest, IsOneDocumentWithJson) {

@@ -1,6 +1,7 @@
 #include "PdactlRun.h"
 
 #include <cerrno>
+#include <ostream>
 
 namespace {
 
@@ -10,9 +11,60 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-using ExitCodeTest = PdactlTest;
+/// What a terminal does to a command, and how it ends.
+struct Outcome {
+    const char* name;
+    Words command;
+    const char* type; ///< of the message that the fault is about; null for none
+    Fault fault;
+    int exitCode;
+    int result;
+    const char* message; ///< part of it
+};
 
-TEST_F(ExitCodeTest, IsFourWithoutATerminal) {
+void PrintTo(const Outcome& outcome, std::ostream* stream) {
+    *stream << outcome.name;
+}
+
+class ExitCodeTest : public PdactlTest, public testing::WithParamInterface<Outcome> {};
+
+TEST_P(ExitCodeTest, AndResultTellTheOutcome) {
+    const Outcome& outcome = GetParam();
+    if (outcome.type != nullptr) {
+        terminal().addFault(outcome.type, outcome.fault);
+    }
+    const QJsonObject object = json(outcome.command, outcome.exitCode);
+    EXPECT_EQ(object.value("result").toInt(-9), outcome.result);
+    EXPECT_THAT(object.value("message").toString().toStdString(), HasSubstr(outcome.message));
+}
+
+const Words kScan{"scan", "start"};
+const Words kTeller{"teller", "registered"};
+
+// clang-format off
+// The tellers' results are others than those of all the rest.
+INSTANTIATE_TEST_SUITE_P(
+    Of, ExitCodeTest,
+    testing::Values(
+        Outcome{"ARefusedWrite", {"info"}, "8001", Fault().refuseWrite(EIO), 4, -1, "could not be written"},
+        Outcome{"Silence", kScan, "8004", Fault().silence(), 5, 2, "no usable reply"},
+        Outcome{"AReplyOfAnotherType", kScan, "8004", Fault().replyType("8005"), 5, 2, "no usable reply"},
+        Outcome{"ARefusal", kScan, "8004", Fault().refuse("000042"), 6, 0, "refused with 000042"},
+        Outcome{"AReplyWithoutAResultCode", kScan, "8004", Fault().dropTag("Ex_RetCode"), 6, 0, "/log'"},
+        // More than a host's buffer holds, once it is written as JSON.
+        Outcome{"ATooLongResponse", {"scan", "list"}, "8005",
+               Fault().setTag("Ex_Label", std::string(20000, '\x01')), 7, 1, "pdactl log"},
+        Outcome{"ATellersReply", {"teller", "sync", "--tellers", "T1;"}, nullptr, Fault(), 0, 1, ""},
+        Outcome{"ASilentTeller", kTeller, "8017", Fault().silence(), 5, -1, "no usable reply"},
+        Outcome{"ATellerThatCannotBeAsked", kTeller, "8017", Fault().refuseWrite(EIO), 4, -1,
+               "could not be written"},
+        Outcome{"NoTeller", kTeller, nullptr, Fault(), 6, 1, "refused with"}),
+    [](const testing::TestParamInfo<Outcome>& outcome) { return std::string(outcome.param.name); });
+// clang-format on
+
+class OutcomeTest : public PdactlTest {};
+
+TEST_F(OutcomeTest, PrintsNoTableOfNothing) {
     terminal().unplug();
     const ProgramResult result = pdactl({"info"});
     EXPECT_EQ(result.exitCode, 4);
@@ -20,70 +72,24 @@ TEST_F(ExitCodeTest, IsFourWithoutATerminal) {
     EXPECT_EQ(result.output, ""); // a table of nothing would look like an answer
 }
 
-TEST_F(ExitCodeTest, IsFourAfterAFailedWrite) {
-    terminal().addFault("8001", Fault().refuseWrite(EIO));
-    EXPECT_EQ(json({"info"}, 4).value("result").toInt(), -1);
-}
-
-TEST_F(ExitCodeTest, IsFiveForSilence) {
+TEST_F(OutcomeTest, PrintsTheResultCodeOfATimeout) {
     terminal().addFault("8004", Fault().silence());
-    const QJsonObject object = json({"scan", "start"}, 5);
-    EXPECT_EQ(object.value("result").toInt(), 2);
-    EXPECT_EQ(object.value("response").toObject().value("pRetCode").toString(), "000060");
+    const QJsonObject response = json(kScan, 5).value("response").toObject();
+    EXPECT_EQ(response.value("pRetCode").toString(), "000060");
 }
 
-TEST_F(ExitCodeTest, IsFiveForAReplyOfAnotherType) {
-    terminal().addFault("8004", Fault().replyType("8005"));
-    EXPECT_EQ(pdactl({"scan", "start"}).exitCode, 5);
-}
-
-TEST_F(ExitCodeTest, IsSixForARefusal) {
-    terminal().addFault("8004", Fault().refuse("000042"));
-    const QJsonObject object = json({"scan", "start"}, 6);
-    EXPECT_EQ(object.value("result").toInt(-1), 0);
-    EXPECT_THAT(object.value("message").toString().toStdString(), HasSubstr("refused with 000042"));
-}
-
-TEST_F(ExitCodeTest, IsSixWithoutAVerdict) {
-    terminal().addFault("8004", Fault().dropTag("Ex_RetCode"));
-    const ProgramResult result = pdactl({"scan", "start"});
-    EXPECT_EQ(result.exitCode, 6);
-    EXPECT_THAT(result.errors, AllOf(HasSubstr("without a verdict"),
-                                     HasSubstr("'pdactl log --full " + privateDirectory() + "/log'")));
-}
-
-TEST_F(ExitCodeTest, IsSevenWhenTheLibraryFails) {
-    // More than a host's buffer holds, once it is written as JSON.
-    terminal().addFault("8005", Fault().setTag("Ex_Label", std::string(20000, '\x01')));
-    const ProgramResult result = pdactl({"scan", "list"});
-    EXPECT_EQ(result.exitCode, 7) << result.errors;
-    EXPECT_THAT(result.errors, HasSubstr("pdactl log"));
-}
-
-// The tellers' results are others than those of all the rest.
-
-TEST_F(ExitCodeTest, IsZeroForATellersReply) {
+TEST_F(OutcomeTest, PrintsATellersReply) {
     terminal().changeState([](pdasim::TerminalState& state) { state.tellers.registered = "T0815"; });
-    const QJsonObject object = json({"teller", "registered"});
-    EXPECT_EQ(object.value("result").toInt(), 1);
-    EXPECT_EQ(object.value("response").toObject().value("pTellerNo").toString(), "T0815");
+    EXPECT_EQ(json(kTeller).value("response").toObject().value("pTellerNo").toString(), "T0815");
 }
 
-TEST_F(ExitCodeTest, IsFiveForASilentTeller) {
-    terminal().addFault("8017", Fault().silence());
-    EXPECT_EQ(json({"teller", "registered"}, 5).value("result").toInt(), -1);
+TEST_F(OutcomeTest, LeadsToTheReplyThatHasNoResultCode) {
+    terminal().addFault("8004", Fault().dropTag("Ex_RetCode"));
+    EXPECT_THAT(pdactl(kScan).errors, AllOf(HasSubstr("without a result code"),
+                                            HasSubstr("'pdactl log --full " + privateDirectory() + "/log'")));
 }
 
-TEST_F(ExitCodeTest, IsFourForATellerThatCannotBeAsked) {
-    terminal().addFault("8017", Fault().refuseWrite(EIO));
-    EXPECT_EQ(json({"teller", "registered"}, 4).value("result").toInt(), -1);
-}
-
-TEST_F(ExitCodeTest, IsSixWhenNoTellerRegistered) {
-    EXPECT_EQ(json({"teller", "registered"}, 6).value("result").toInt(), 1);
-}
-
-/** A machine with a keyboard that is no USB device. */
+/// A machine with a keyboard that is no USB device.
 class OrphanTest : public PdactlTest {
 protected:
     OrphanTest() {

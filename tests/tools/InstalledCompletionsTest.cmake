@@ -53,8 +53,8 @@ check_shell(bash --norc -c "
 # Outside of an editor there is nothing to complete for zsh: the functions that would show it print it instead.
 check_shell(zsh -f -c "
     fpath=(${share}/zsh/site-functions)
-    compdef() {}
-    _describe() { print -rl -- \${\${(P)2}%%:*} | grep '^sc' }
+    _files() {}
+    _describe() { print -rl -- \${\${(P)2}%%:*} }
     autoload -Uz _pdactl
     words=(pdactl sc) CURRENT=2 _pdactl")
 check_shell(fish --no-config -c "

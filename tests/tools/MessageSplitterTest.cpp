@@ -1,4 +1,4 @@
-#include "MessageSplitter.h"
+#include "listen/MessageSplitter.h"
 
 #include "WorkGrowth.h"
 
@@ -16,10 +16,10 @@ using pdalink::test::MaxLinearGrowth;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const QString Constants = "QEV   " + QString(24, '0') + QString(8, ' ') + "05";
+const QString kConstants = "QEV   " + QString(24, '0') + QString(8, ' ') + "05";
 
 QString message(const QString& body, const QString& type = "9001") {
-    const QString rest = type + Constants + body;
+    const QString rest = type + kConstants + body;
     return QString("%1").arg(rest.size() + 6, 6, 10, QChar('0')) + rest;
 }
 
@@ -45,7 +45,7 @@ private:
     MessageSplitter::Clock::time_point m_now = MessageSplitter::Clock::now();
 };
 
-TEST_F(MessageSplitterTest, CutsBehindEachOther) {
+TEST_F(MessageSplitterTest, CutsMessagesThatFollowEachOther) {
     add(message("<a>1</a>") + message("<b></b>") + message(""));
     EXPECT_THAT(taken(), ElementsAre(message("<a>1</a>"), message("<b></b>"), message("")));
     EXPECT_FALSE(isUnfinished());
@@ -70,19 +70,34 @@ TEST_F(MessageSplitterTest, CountsCharactersNotBytes) {
     EXPECT_THAT(taken(), ElementsAre(text, message("<b></b>")));
 }
 
-TEST_F(MessageSplitterTest, SkipsWhatBeginsNoMessage) {
+TEST_F(MessageSplitterTest, SkipsWhatDoesNotBeginAMessage) {
     add("12345" + message("<a></a>") + "</a>" + message("<b></b>") + "\r\n");
     EXPECT_THAT(taken(), ElementsAre(message("<a></a>"), message("<b></b>")));
-    EXPECT_THAT(warnings(), ElementsAre("skipped 5 characters that begin no message",
-                                        "skipped 4 characters that begin no message",
-                                        "skipped 2 characters that begin no message"));
+    EXPECT_THAT(warnings(), ElementsAre("skipped 5 characters that do not begin a message",
+                                        "skipped 4 characters that do not begin a message",
+                                        "skipped 2 characters that do not begin a message"));
     EXPECT_FALSE(isUnfinished());
 }
 
 TEST_F(MessageSplitterTest, SkipsAHeaderThatIsTooShortForOne) {
-    add("0000499001" + Constants + message("<a></a>"));
+    add("0000499001" + kConstants + message("<a></a>"));
     EXPECT_THAT(taken(), ElementsAre(message("<a></a>")));
-    EXPECT_THAT(warnings(), ElementsAre("skipped 50 characters that begin no message"));
+    EXPECT_THAT(warnings(), ElementsAre("skipped 50 characters that do not begin a message"));
+}
+
+TEST_F(MessageSplitterTest, SkipsATypeThatIsNotFourDigits) {
+    add("000050900x" + kConstants + message("<a></a>"));
+    EXPECT_THAT(taken(), ElementsAre(message("<a></a>")));
+    EXPECT_THAT(warnings(), ElementsAre("skipped 50 characters that do not begin a message"));
+}
+
+TEST_F(MessageSplitterTest, SkipsAHeaderWithoutTagsAfterIt) {
+    const QString header = message("<a></a>").left(50);
+    add(header);
+    EXPECT_TRUE(isUnfinished());
+    add("x" + message("<b></b>"));
+    EXPECT_THAT(taken(), ElementsAre(message("<b></b>")));
+    EXPECT_THAT(warnings(), ElementsAre("skipped 51 characters that do not begin a message"));
 }
 
 TEST_F(MessageSplitterTest, GivesUpWhenNothingComesAnyMore) {
@@ -95,12 +110,12 @@ TEST_F(MessageSplitterTest, GivesUpWhenNothingComesAnyMore) {
     wait(100ms);
     EXPECT_FALSE(isUnfinished());
     EXPECT_THAT(warnings(), ElementsAre("gave up a message of which only 56 characters came",
-                                        "skipped 55 characters that begin no message"));
+                                        "skipped 55 characters that do not begin a message"));
     add(message("<b></b>"));
     EXPECT_THAT(taken(), ElementsAre(message("<b></b>")));
 }
 
-TEST_F(MessageSplitterTest, FindsMessagesBehindOneWithAWrongLength) {
+TEST_F(MessageSplitterTest, FindsMessagesAfterOneWithAWrongLength) {
     QString wrong = message("<a></a>");
     wrong.replace(0, 6, "900000");
     add(wrong + message("<b></b>"));
@@ -119,7 +134,7 @@ TEST(MessageSplitterWork, GrowsLinearlyWithTheNumberOfMessages) {
     EXPECT_LT(growthOf(split, 3000), MaxLinearGrowth);
 }
 
-TEST(MessageSplitterWork, GrowsLinearlyWithWhatBeginsNoMessage) {
+TEST(MessageSplitterWork, GrowsLinearlyWithWhatDoesNotBeginAMessage) {
     const auto split = [](std::size_t count) {
         MessageSplitter splitter;
         splitter.add(("x" + message("<a></a>")).repeated(static_cast<int>(count)), {});

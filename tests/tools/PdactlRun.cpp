@@ -14,9 +14,9 @@ namespace pdalink::test {
 
 namespace {
 
-const std::string Program = PDACTL_PROGRAM;
+const std::string kProgram = PDACTL_PROGRAM;
 
-/** Spawned with the variables by env, as posix_spawn would replace the whole environment. */
+/// Spawned with the variables by env, as posix_spawn would replace the whole environment.
 Words throughEnv(const Words& command, const Variables& variables) {
     Words words{"/usr/bin/env"};
     for (const auto& [name, value] : variables) {
@@ -32,12 +32,12 @@ pid_t spawn(Words command, const std::string& output, const std::string& errors)
         pointers.push_back(word.data());
     }
     pointers.push_back(nullptr);
-    constexpr int Flags = O_WRONLY | O_CREAT | O_TRUNC;
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
     posix_spawn_file_actions_t actions{};
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), Flags, 0600);
-    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors.c_str(), Flags, 0600);
+    ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), kFlags, 0600);
+    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors.c_str(), kFlags, 0600);
     pid_t process = 0;
     EXPECT_EQ(::posix_spawn(&process, pointers.front(), &actions, nullptr, pointers.data(), environ), 0);
     ::posix_spawn_file_actions_destroy(&actions);
@@ -47,13 +47,13 @@ pid_t spawn(Words command, const std::string& output, const std::string& errors)
 } // namespace
 
 ProgramResult runPdactl(const Words& arguments, const Variables& variables) {
-    Words command{Program};
+    Words command{kProgram};
     command.insert(command.end(), arguments.begin(), arguments.end());
     return runProgram(command, variables);
 }
 
 ProgramResult runShell(const std::string& line, const Variables& variables) {
-    return runProgram({"bash", "-c", "pdactl() { " + quoted(Program) + " \"$@\"; }; " + line}, variables);
+    return runProgram({"bash", "-c", "pdactl() { " + quoted(kProgram) + " \"$@\"; }; " + line}, variables);
 }
 
 QJsonDocument onlyDocument(const std::string& text) {
@@ -107,7 +107,7 @@ RunningPdactl::RunningPdactl(const Words& arguments, const Variables& variables,
     m_output = base + ".out";
     m_errors = base + ".err";
     Words command = starter;
-    command.push_back(Program);
+    command.push_back(kProgram);
     command.insert(command.end(), arguments.begin(), arguments.end());
     m_process = spawn(throughEnv(command, variables), m_output, m_errors);
 }

@@ -6,7 +6,7 @@ namespace {
 
 using namespace pdalink::test;
 
-/** A command for people, and the message that the terminal gets for it. */
+/// A command for people, and the message that the terminal gets for it.
 struct Task {
     Words command;
     std::string type;
@@ -41,7 +41,7 @@ protected:
         });
     }
 
-    /** The command with "@secret" as the file that it stands for. */
+    /// The command with "@secret" as the file that it stands for.
     static Words withSecrets() {
         Words words = GetParam().command;
         const std::string path = scratchDirectory() + "/secret";

@@ -1,5 +1,8 @@
 #include "HidNodes.h"
 
+#include "Failure.h"
+#include "Text.h"
+
 #include <strings.h>
 
 #include <algorithm>
@@ -13,9 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* HidrawClass = "/sys/class/hidraw";
+constexpr const char* kHidrawClass = "/sys/class/hidraw";
 
-/** The value of a line "KEY=value" in a device's uevent file. */
+/// The value of a line "KEY=value" in a device's uevent file.
 std::string ueventValue(const fs::path& device, const std::string& key) {
     std::ifstream file(device / "uevent");
     for (std::string line; std::getline(file, line);) {
@@ -33,7 +36,7 @@ std::string attribute(const fs::path& device, const char* name) {
     return value;
 }
 
-/** The USB device above, or an empty path. */
+/// The USB device above, or an empty path.
 fs::path usbParent(const fs::path& device) {
     for (fs::path parent = device; parent.has_relative_path() && parent != "/sys";
          parent = parent.parent_path()) {
@@ -69,7 +72,7 @@ bool isSame(const std::string& wanted, const std::string& id) {
 std::vector<HidNode> findHidNodes() {
     std::vector<fs::path> devices;
     std::error_code missing;
-    for (const fs::directory_entry& entry : fs::directory_iterator(HidrawClass, missing)) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(kHidrawClass, missing)) {
         std::error_code gone;
         const fs::path device = fs::canonical(entry.path(), gone);
         if (!gone) {
@@ -86,6 +89,32 @@ std::vector<HidNode> findHidNodes() {
 
 bool hasIds(const HidNode& node, const std::string& vendorId, const std::string& productId) {
     return isSame(vendorId, node.vendorId) && isSame(productId, node.productId);
+}
+
+std::vector<HidNode> findOrphanNodes() {
+    std::vector<HidNode> nodes = findHidNodes();
+    nodes.erase(
+        std::remove_if(nodes.begin(), nodes.end(), [](const HidNode& node) { return !node.usbPath.empty(); }),
+        nodes.end());
+    return nodes;
+}
+
+std::string commandToUnbind(const HidNode& node) {
+    const std::string hid = fs::path(node.path).filename();
+    return "echo " + shellWord(hid) + " | sudo tee " + shellWord(node.path + "/driver/unbind");
+}
+
+std::string describeOrphan(const HidNode& orphan) {
+    return orphan.node + " (" + (orphan.name.empty() ? "unnamed" : orphan.name) +
+           ") belongs to no USB device, and the library makes every program that meets such a node exit";
+}
+
+void requireNoOrphanNodes() {
+    const std::vector<HidNode> orphans = findOrphanNodes();
+    if (!orphans.empty()) {
+        throw Failure(LocalFailure, describeOrphan(orphans.front()) + ". Disconnect it, or run:\n  " +
+                                        commandToUnbind(orphans.front()));
+    }
 }
 
 } // namespace pdactl

@@ -4,38 +4,46 @@
 
 #include <QCoreApplication>
 
+#include <cstddef>
+#include <cstdlib>
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace pdactl {
 
-/** What the library made of a request. */
+/// The library's file, under the name by which it was loaded.
+std::string libraryFile();
+/// Where the library looks for its PDAConfigure.ini and writes its log.
+std::string libraryDirectory();
+std::string iniFile();
+std::string logDirectory();
+
+/// What the library made of a request.
 struct Answer {
     int result = 0;
     std::string response; ///< empty when the library wrote none
 };
 
-/** Carries out one JSON request, by the exported member, whose result the C entry keeps to itself. */
+/// Carries out one JSON request, by the exported member, whose result the C entry keeps to itself.
 Answer request(CPDAXMLAnalysis& library, const std::string& json);
 
-/** Takes the library's lines for Qt's debug output, of which it writes some even when it is unloaded. */
+/// Takes the library's lines for Qt's debug output, of which it writes some even when it is unloaded.
 void silenceLibrary();
 
-/**
- * This program as a host of the library: calls it so that nothing of its own lines gets onto standard output.
- *
- * With `verbose` those lines appear on standard error. Holds the application object whose events the library
- * processes while it waits.
- */
+/// This program as a host of the library: calls it so that none of its own lines get onto standard output.
+///
+/// With `verbose` those lines appear on standard error. Holds the application object whose events the library
+/// processes while it waits.
 class Host {
 public:
     explicit Host(bool verbose);
 
-    /** Carries out one JSON request. */
+    /// Carries out one JSON request.
     Answer request(const std::string& json) const;
 
-    /** Runs something that calls the library. Throws when the ini or a device would end the process. */
-    void call(const std::function<void()>& calls) const;
+    /// Runs something that calls the library. Throws when the ini or a device would make the process exit.
+    void call(const std::function<void(CPDAXMLAnalysis& library)>& calls) const;
 
 private:
     bool m_verbose;
@@ -43,6 +51,22 @@ private:
     char m_name[7] = "pdactl";
     char* m_arguments[2] = {m_name, nullptr};
     QCoreApplication m_application;
+};
+
+/// Room for any value of a reply, which has 16 Mi characters at most, of three bytes each.
+constexpr std::size_t kReplyRoom = std::size_t{64} * 1024 * 1024;
+
+/// Zeroed memory for an output of any length: address space only, until it is written.
+class ReservedBuffer {
+public:
+    /// Throws std::bad_alloc.
+    explicit ReservedBuffer(std::size_t size = kReplyRoom);
+
+    char* data() { return m_data.get(); }
+    std::string text() const { return m_data.get(); }
+
+private:
+    std::unique_ptr<char, decltype(&std::free)> m_data;
 };
 
 } // namespace pdactl

@@ -1,7 +1,7 @@
 #include "IniFile.h"
 
 #include "Failure.h"
-#include "ShellQuoting.h"
+#include "Text.h"
 
 #include <unistd.h>
 
@@ -15,11 +15,11 @@ namespace pdactl {
 
 namespace {
 
-constexpr std::size_t LongestValue = 15;
-constexpr std::size_t LongestName = 255;
-constexpr std::size_t LongestRest = 254;
+constexpr std::size_t kMaxValue = 15;
+constexpr std::size_t kMaxName = 255;
+constexpr std::size_t kMaxRest = 254;
 
-/** Up to a NUL, without blanks at either end, one in place of several. Tabs and line ends are no blanks. */
+/// Up to a NUL, without blanks at either end, one in place of several. Tabs and line ends are not blanks.
 std::string squeeze(const std::string& text) {
     std::string squeezed;
     for (const char character : text.substr(0, text.find('\0'))) {
@@ -49,8 +49,7 @@ void takeLine(IniFile& ini, const std::string& line, int number, const char* key
     }
     const std::string value = squeeze(line.substr(equals + 1));
     const bool isKey = squeeze(line.substr(0, equals)) == key;
-    if (equals > LongestName || line.size() - equals - 1 > LongestRest ||
-        (isKey && value.size() > LongestValue)) {
+    if (equals > kMaxName || line.size() - equals - 1 > kMaxRest || (isKey && value.size() > kMaxValue)) {
         if (ini.fatalLines.empty() || ini.fatalLines.back() != number) {
             ini.fatalLines.push_back(number);
         }
@@ -64,7 +63,7 @@ void takeLine(IniFile& ini, const std::string& line, int number, const char* key
 IniFile readIni(const std::string& path) {
     IniFile ini;
     ini.path = path;
-    ini.isThere = ::access(path.c_str(), F_OK) == 0;
+    ini.exists = ::access(path.c_str(), F_OK) == 0;
     ini.isReadable = ::access(path.c_str(), R_OK) == 0;
     std::error_code unknown;
     ini.isDirectory = std::filesystem::is_directory(path, unknown);
@@ -88,7 +87,7 @@ bool isUsbId(const std::string& id) {
 
 std::string describeFatalLines(const IniFile& ini) {
     return ini.path + ", line " + std::to_string(ini.fatalLines.front()) +
-           ": too long, the library ends every program that reads it";
+           ": too long, the library makes every program that reads it exit";
 }
 
 std::string commandToDeleteFatalLines(const IniFile& ini) {

@@ -1,21 +1,21 @@
 #pragma once
 
-#include "ExitCode.h"
+#include "Failure.h"
+#include "Transactions.h"
 
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace pdactl {
 
-/** One value that the terminal returned, under its name in JSON. */
+/// One value that the terminal returned, under its name in JSON.
 struct Field {
     std::string name;
     std::string value;
     bool isNumber = false;
 };
 
-/** What came of one call. */
+/// What came of one call.
 struct Outcome {
     int result = 0;
     ExitCode exitCode = Success;
@@ -23,25 +23,17 @@ struct Outcome {
     std::vector<Field> fields;
 };
 
-/** Which results a call has. */
-enum class Results {
-    Usual,  ///< 0 reply, 2 none, -1 not sent
-    Teller, ///< 1 reply, -1 none or not sent
-    Send,   ///< of a file: as usual, and 5 and 6 when it is too short or was refused
-    Fetch,  ///< of a file: as usual
-};
+/// Fills in exit code and message from the result and from the terminal's result code.
+void judge(Outcome& outcome, const Transaction& transaction);
 
-/**
- * Fills in exit code and message from the result and from the terminal's verdict, the field of this name
- * (null for calls without one).
- */
-void judge(Outcome& outcome, Results results, const char* verdictName);
+/// Prints the fields on standard output: single values one in each line, then the lists, whose values are
+/// each followed by ";", as the columns of one table.
+void printTable(const std::vector<Field>& fields);
 
-/** Prints the outcome on standard output: one JSON document, or a table. The message goes to standard error.
- */
+/// Prints the outcome on standard output: one JSON document, or a table. The message goes to standard error.
 void print(const Outcome& outcome, bool asJson);
 
-/** Throws a Failure unless what was printed on standard output has arrived. */
+/// Throws a Failure unless what was printed on standard output has arrived.
 void requireOutput();
 
 } // namespace pdactl

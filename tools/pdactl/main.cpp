@@ -1,7 +1,7 @@
 #include "Commands.h"
-#include "Endings.h"
 #include "Failure.h"
 #include "Host.h"
+#include "Signals.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr const char* Footer =
+constexpr const char* kFooter =
     "First: pdactl doctor, then pdactl info. Each command has --help with an example.\n"
     "Values that are secret are given as @FILE, or as - for standard input.\n\n"
     "Exit codes:\n"
@@ -34,13 +34,13 @@ bool asksForJson(int argc, char** argv) {
     return std::find(argv, argv + argc, std::string("--json")) != argv + argc;
 }
 
-/** The one JSON document of a run that comes to nothing else. */
+/// The one JSON document of a run that comes to nothing else.
 void printFailure(int exitCode, const std::string& message) {
     const QJsonObject object{{"exitCode", exitCode}, {"message", QString::fromStdString(message)}};
     std::cout << QJsonDocument(object).toJson(QJsonDocument::Compact).constData() << std::endl;
 }
 
-/** The commands that could have come next, when one is missing or unknown; empty for any other mistake. */
+/// The commands that could have come next, when one is missing or unknown; empty for any other mistake.
 std::string adviceOnCommands(const CLI::App& app) {
     const CLI::App* command = &app;
     std::string name = app.get_name();
@@ -57,24 +57,23 @@ std::string adviceOnCommands(const CLI::App& app) {
     }
     const std::vector<std::string> rest = app.remaining(true);
     const std::string mistake = rest.empty() || rest.front()[0] == '-'
-                                    ? "A subcommand is required behind \"" + name + "\""
+                                    ? "A subcommand is required after \"" + name + "\""
                                     : "\"" + name + "\" has no subcommand \"" + rest.front() + "\"";
     return mistake + ". There are: " + known + ". '" + name + " --help' tells what each does.";
 }
 
-/** A standard stream that is closed would be the next file that is opened, the library's log for example. */
+/// A standard stream that is closed would be the next file that is opened, the library's log for example.
 void openStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) < 0) {
-            // Which takes the lowest free number. Not to be written to: what gets lost there is no success.
+            // Which takes the lowest free number. Not to be written to: what gets lost there must not count
+            // as success.
             (void)::open("/dev/null", stream == STDOUT_FILENO ? O_RDONLY : O_RDWR);
         }
     }
 }
 
-int run(int argc, char** argv) {
-    CLI::App app("Drives a handheld terminal for valuables bags through the library pdalink.", "pdactl");
-    pdactl::Program program(app);
+void describe(CLI::App& app, pdactl::Program& program) {
     app.add_flag("--json", program.asJson, "print exactly one JSON document on standard output")
         ->disable_flag_override();
     app.add_flag("--verbose", program.verbose, "show the library's own lines on standard error")
@@ -83,15 +82,24 @@ int run(int argc, char** argv) {
     app.require_subcommand(1);
     app.fallthrough();
     pdactl::addCallCommand(program);
-    pdactl::addTaskCommands(program);
-    pdactl::addLockCommands(program);
+    pdactl::addVerbCommands(program);
     pdactl::addFileCommands(program);
     pdactl::addListenCommands(program);
     pdactl::addDoctorCommand(program);
     pdactl::addLogCommand(program);
-    pdactl::addCompletionCommand(program);
     pdactl::describeGroups(program);
-    app.footer(Footer); // at the end: commands added later would take it over
+    app.footer(kFooter); // at the end: commands added later would take it over
+}
+
+int run(int argc, char** argv) {
+    CLI::App app("Drives a handheld terminal for valuables bags through the library pdalink.", "pdactl");
+    pdactl::Program program(app);
+    describe(app, program);
+    if (argc > 1 && argv[1] == std::string("__complete")) { // by the shells' completion scripts
+        pdactl::printCompletions(app, {argv + 2, argv + argc});
+        pdactl::requireOutput();
+        return pdactl::Success;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {
@@ -104,7 +112,7 @@ int run(int argc, char** argv) {
                                                                 : std::string(mistake.what()) +
                                                                       ". Add --help to see what fits.");
     }
-    pdactl::handleEndings(program.asJson);
+    pdactl::handleSignals(program.asJson);
     const int exitCode = program.action();
     pdactl::requireOutput();
     return exitCode;

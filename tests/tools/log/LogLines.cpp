@@ -25,7 +25,7 @@ std::string lengthField(std::size_t length) {
 }
 
 std::string message(const std::string& type, const std::string& tags) {
-    const std::string rest = type + EnvelopeMiddle + tags;
+    const std::string rest = type + kEnvelopeMiddle + tags;
     return lengthField(characters(rest) + 6) + rest;
 }
 

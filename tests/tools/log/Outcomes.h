@@ -2,9 +2,12 @@
 
 #include "Failure.h"
 #include "LogLines.h"
-#include "log/Entry.h"
-#include "log/EntryReader.h"
+#include "log/Entries.h"
 #include "log/ExchangeBuilder.h"
+#include "log/Redaction.h"
+#include "log/Report.h"
+
+#include <QJsonDocument>
 
 #include <gtest/gtest.h>
 
@@ -14,7 +17,7 @@
 
 namespace pdactl::log::test {
 
-/** What the entries were read from. */
+/// What the entries were read from.
 inline std::string bytesOf(const std::vector<Entry>& entries) {
     std::string bytes;
     for (const Entry& entry : entries) {
@@ -23,19 +26,37 @@ inline std::string bytesOf(const std::vector<Entry>& entries) {
     return bytes;
 }
 
-/** What a log tells. */
+/// What a log tells.
 inline std::vector<Exchange> exchanges(const LogText& log) {
     return exchangesOf(readEntries(log.text()));
 }
 
-/** The only thing that it tells. */
+/// The only thing that it tells.
 inline Exchange only(const LogText& log) {
     const std::vector<Exchange> found = exchanges(log);
     EXPECT_EQ(found.size(), 1U);
     return found.empty() ? Exchange() : found.front();
 }
 
-/** What an action fails with, which has to go with this exit code; "none" when it does not fail. */
+/// What is shown of exchanges as page, table and JSON.
+inline std::string everyOutput(const std::vector<Exchange>& exchanges) {
+    Report report;
+    report.exchanges = exchanges;
+    std::string text = htmlPage(report) + QJsonDocument(jsonOf(report)).toJson().toStdString();
+    for (const Exchange& exchange : exchanges) {
+        text += tableRow(exchange, true);
+    }
+    return text;
+}
+
+/// A log's entries without their secrets.
+inline std::vector<Entry> redactedEntries(const std::string& log) {
+    std::vector<Entry> entries = readEntries(log);
+    redact(entries);
+    return entries;
+}
+
+/// What an action fails with, which has to go with this exit code; "none" when it does not fail.
 inline std::string failureOf(ExitCode exitCode, const std::function<void()>& action) {
     try {
         action();

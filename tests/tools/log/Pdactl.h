@@ -1,16 +1,16 @@
 #pragma once
 
-#include "ProgramRun.h"
+#include "PdactlRun.h"
 
 #include <string>
 #include <vector>
 
 namespace pdactl::log::test {
 
-/** Runs "pdactl log" with these arguments. */
-inline pdalink::test::ProgramResult pdactlLog(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), {PDACTL_PROGRAM, "log"});
-    return pdalink::test::runProgram(std::move(arguments));
+/// Runs "pdactl log" with these arguments.
+inline pdalink::test::ProgramResult pdactlLog(pdalink::test::Words arguments) {
+    arguments.insert(arguments.begin(), "log");
+    return pdalink::test::runPdactl(arguments);
 }
 
 inline bool contains(const std::string& text, const std::string& part) {

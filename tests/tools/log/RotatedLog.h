@@ -4,7 +4,7 @@
 
 namespace pdactl::log::test {
 
-/** A log in a directory of its own that a test writes and rotates as the library does. */
+/// A log in a directory of its own that a test writes and rotates as the library does.
 class RotatedLog {
 public:
     explicit RotatedLog(const std::string& name);

@@ -10,11 +10,11 @@ namespace {
 
 using Texts = std::vector<std::pair<std::string, std::string>>;
 
-/** The text with this in place of every "%". */
+/// The text with this in place of every "%".
 std::string filled(const std::string& pattern, const std::string& name) {
     std::string text;
     for (const char c : pattern) {
-        text += c == '%' ? name : c == '$' ? Planted : std::string(1, c);
+        text += c == '%' ? name : c == '$' ? kPlanted : std::string(1, c);
     }
     return text;
 }
@@ -62,8 +62,8 @@ Texts jsonTexts(const std::string& name) {
         {"as several values", R"({"%":"$","$"})"},
         {"as several lists", R"({"%":["a"],["$"],"c":1})"},
         {"as a list in single quotes", R"({"%":['a',']','$'],"c":1})"},
-        {"behind its name in a list", R"({"l":["a","%","$"],"c":1})"},
-        {"in a list behind one of names", R"({"l":["%"],"m":["$"]})"},
+        {"after its name in a list", R"({"l":["a","%","$"],"c":1})"},
+        {"in a list after one of names", R"({"l":["%"],"m":["$"]})"},
         {"beside its name", R"({"l":[{"name":"%","value":"$"}]})"},
         {"in a list in a string", R"({"a":"[\"%\",\"$\"]"})"},
         {"with an index", R"({"%[0]":"$"})"},
@@ -77,7 +77,7 @@ Texts jsonTexts(const std::string& name) {
         {"as an escaped tag in a string", R"({"a":"<%>$<\/%>","b":1})"},
         {"as a tag of unicode escapes", R"({"a":"\u003c%\u003e$\u003c\/%\u003e"})"},
         {"cut", R"({"a":"b","%":"$)"},
-        {"cut behind an escape", R"({"%":"$\)"},
+        {"cut after an escape", R"({"%":"$\)"},
         {"cut in a list", R"({"%":["$","$)"},
         {"cut in a string", R"({"a":"{\"%\":\"$)"},
         {"without an end", R"({"%":"$")"},
@@ -140,76 +140,21 @@ std::string imitation(const std::string& text) {
 } // namespace
 
 const std::vector<std::string>& plantedNames() {
+    // clang-format off
     static const std::vector<std::string> names{
-        "Ex_Key",
-        "Ex_CheckVal",
-        "Ex_EncKey",
-        "Ex_MacKey",
-        "Ex_EncChkVal",
-        "Ex_MacChkVal",
-        "Ex_Pwd",
-        "Ex_APwd",
-        "Ex_BPwd",
-        "Ex_CPwd",
-        "Ex_FigData",
-        "Ex_AFigData",
-        "Ex_BFigData",
-        "Ex_CFigData",
-        "Ex_Rnd",
-        "Ex_ARnd",
-        "Ex_BRnd",
-        "Ex_CRnd",
-        "Ex_AMacChkVal",
-        "Ex_BMacChkVal",
-        "Ex_CMacChkVal",
-        "Ex_OTCCode",
-        "Ex_HexVal",
-        "Ex_PublicKey",
-        "Ex_FactorCDK",
-        "Ex_InitCDKKFV",
-        "Ex_InitCDKKEV",
-        "Ex_InitCDKKCV",
-        "Ex_NewCDKKFV",
-        "Ex_NewCDKKEV",
-        "Ex_NewCDKKCV",
-        "Ex_CurrentCDKKFV",
-        "Ex_CurrentCDKKEV",
-        "Ex_CurrentCDKKCV",
-        "Ex_NormalUnLockKFV",
-        "Ex_NormalUnLockKEV",
-        "Ex_NormalUnLockKCV",
-        "Ex_UrgentUnLockKFV",
-        "Ex_UrgentUnLockKEV",
-        "Ex_UrgentUnLockKCV",
-        "Ex_LockRnd",
-        "pKey",
-        "CheckVal",
-        "pCheckVal",
-        "pEncKey",
-        "pMacKey",
-        "pEncChkVal",
-        "pMacChkVal",
-        "pFigData",
-        "pAFigData",
-        "pBFigData",
-        "pCFigData",
-        "pRnd",
-        "pARnd",
-        "pBRnd",
-        "pCRnd",
-        "pUserPwd",
-        "pAPwd",
-        "pBPwd",
-        "pCPwd",
-        "pAMacChkVal",
-        "pBMacChkVal",
-        "pCMacChkVal",
-        "pFilePath",
-        "Key",
-        "password",
-        "userPin",
-        "APIToken2",
+        "Ex_Key", "Ex_CheckVal", "Ex_EncKey", "Ex_MacKey", "Ex_EncChkVal", "Ex_MacChkVal", "Ex_Pwd",
+        "Ex_APwd", "Ex_BPwd", "Ex_CPwd", "Ex_FigData", "Ex_AFigData", "Ex_BFigData", "Ex_CFigData",
+        "Ex_Rnd", "Ex_ARnd", "Ex_BRnd", "Ex_CRnd", "Ex_AMacChkVal", "Ex_BMacChkVal", "Ex_CMacChkVal",
+        "Ex_OTCCode", "Ex_HexVal", "Ex_PublicKey", "Ex_FactorCDK", "Ex_InitCDKKFV", "Ex_InitCDKKEV",
+        "Ex_InitCDKKCV", "Ex_NewCDKKFV", "Ex_NewCDKKEV", "Ex_NewCDKKCV", "Ex_CurrentCDKKFV",
+        "Ex_CurrentCDKKEV", "Ex_CurrentCDKKCV", "Ex_NormalUnLockKFV", "Ex_NormalUnLockKEV",
+        "Ex_NormalUnLockKCV", "Ex_UrgentUnLockKFV", "Ex_UrgentUnLockKEV", "Ex_UrgentUnLockKCV",
+        "Ex_LockRnd", "pKey", "CheckVal", "pCheckVal", "pEncKey", "pMacKey", "pEncChkVal", "pMacChkVal",
+        "pFigData", "pAFigData", "pBFigData", "pCFigData", "pRnd", "pARnd", "pBRnd", "pCRnd", "pUserPwd",
+        "pAPwd", "pBPwd", "pCPwd", "pAMacChkVal", "pBMacChkVal", "pCMacChkVal", "pFilePath", "Key",
+        "password", "userPin", "APIToken2",
     };
+    // clang-format on
     return names;
 }
 
@@ -221,16 +166,16 @@ std::vector<SecretForm> secretForms(const std::string& name) {
     for (const auto& [form, json] : jsonTexts(name)) {
         addForms(forms, form, jsonLines(json));
     }
-    const std::string broken = Planted + imitation(Planted) + imitation(Planted);
+    const std::string broken = kPlanted + imitation(kPlanted) + imitation(kPlanted);
     addForms(forms, "tag with imitations", tagLines("<" + name + ">" + broken + "</" + name + ">"));
     addForms(forms, "member with imitations",
              {{"request", "inJson4:{\"" + name + "\":\"" + broken + "\"} inLen:0"}});
-    addForms(forms, "short file", {{"line", "file is too short:" + Planted}});
+    addForms(forms, "short file", {{"line", "file is too short:" + kPlanted}});
     LogText tail;
     tail.getInfo();
     forms.push_back(
-        {"tag at the cut beginning", Planted + "</" + name + "><Ex_Tid>1</Ex_Tid>\n" + tail.text()});
-    forms.push_back({"member at the cut beginning", Planted + "\",\"c\":1} inLen:99\n" + tail.text()});
+        {"tag at the cut beginning", kPlanted + "</" + name + "><Ex_Tid>1</Ex_Tid>\n" + tail.text()});
+    forms.push_back({"member at the cut beginning", kPlanted + "\",\"c\":1} inLen:99\n" + tail.text()});
     return forms;
 }
 

@@ -5,19 +5,19 @@
 
 namespace pdactl::log::test {
 
-/** Every planted secret contains this, and each part of it on which a mask could stop short does. */
-inline const std::string Planted = "S3CR3T";
+/// Every planted secret contains this, and each part of it on which a mask could stop short does.
+inline const std::string kPlanted = "S3CR3T";
 
-/** The names whose values are secrets, written down anew. */
+/// The names whose values are secrets, written down anew.
 const std::vector<std::string>& plantedNames();
 
-/** A log in which a secret stands under this name, in one form. */
+/// A log in which a secret is under this name, in one form.
 struct SecretForm {
     std::string form;
     std::string log;
 };
 
-/** The name's secret in every form in which a log may hold one. */
+/// The name's secret in every form in which a log may hold one.
 std::vector<SecretForm> secretForms(const std::string& name);
 
 } // namespace pdactl::log::test

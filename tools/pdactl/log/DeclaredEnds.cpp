@@ -8,15 +8,14 @@ namespace pdactl::log {
 
 namespace {
 
-constexpr std::size_t npos = std::string_view::npos;
-constexpr std::size_t MarkDistance = 1024; // bytes
-constexpr std::size_t MaxSuffix = 128;     // after a message, the next entry's head included
-constexpr std::size_t MinMessage = 10;     // its length and its type
-constexpr int MaxMessages = 64;            // in one entry whose lengths are believed
-constexpr int MaxRequestTails = 16;        // a host may pass any number
-constexpr std::string_view RequestTail = " inLen:";
+constexpr std::size_t kMarkDistance = 1024; // bytes
+constexpr std::size_t kMaxSuffix = 128;     // after a message, the next entry's head included
+constexpr std::size_t kMinMessage = 10;     // its length and its type
+constexpr int kMaxMessages = 64;            // in one entry whose lengths are believed
+constexpr int kMaxRequestTails = 16;        // a host may pass any number
+constexpr std::string_view kRequestTail = " inLen:";
 
-/** Takes a fixed text off the front. */
+/// Takes a fixed text off the front.
 bool take(std::string_view& text, std::string_view expected) {
     if (text.substr(0, expected.size()) != expected) {
         return false;
@@ -35,7 +34,7 @@ std::optional<long long> takeNumber(std::string_view& text) {
     return number;
 }
 
-/** Whether an entry can end here: at a line end that another entry or nothing follows. */
+/// Whether an entry can end here: at a line end that another entry or nothing follows.
 bool isEntryEnd(std::string_view rest) {
     if (rest.empty()) {
         return true;
@@ -44,7 +43,7 @@ bool isEntryEnd(std::string_view rest) {
     return take(rest, "\n") && (rest.empty() || isEntryHead(rest));
 }
 
-/** How many bytes of the sequence that begins here form one character; an invalid byte counts for itself. */
+/// How many bytes of the sequence that begins here form one character; an invalid byte counts for itself.
 std::size_t sequenceLength(std::string_view text) {
     const auto lead = static_cast<unsigned char>(text.front());
     const std::size_t length = lead < 0xC2 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 1;
@@ -59,33 +58,33 @@ std::size_t sequenceLength(std::string_view text) {
     return length;
 }
 
-/** Whether what the library writes after a message of this kind stands here; returns where it ends. */
+/// Whether what the library writes after a message of this kind is here; returns where it ends.
 std::size_t suffixEnd(std::string_view bytes, std::size_t position, LineKind kind) {
     std::string_view rest = bytes.substr(position);
     if (kind == LineKind::Written && take(rest, " sendLen:")) {
         if (!takeNumber(rest)) {
-            return npos;
+            return kNone;
         }
     } else if (kind == LineKind::WriteFailed) {
         if (!take(rest, "  sendLen:") || !takeNumber(rest) || !take(rest, " bufferLen:") ||
             !takeNumber(rest)) {
-            return npos;
+            return kNone;
         }
-    } else if (kind == LineKind::WrongMessage && !take(rest, WrongTail)) {
-        return npos;
+    } else if (kind == LineKind::WrongMessage && !take(rest, kWrongTail)) {
+        return kNone;
     }
-    return isEntryEnd(rest) ? bytes.size() - rest.size() : npos;
+    return isEntryEnd(rest) ? bytes.size() - rest.size() : kNone;
 }
 
-/** Whether a message of this length can end here: with a tag, unless it has none. A wrong length may lead
- * anywhere. */
+/// Whether a message of this length can end here: with a tag, unless it has none. A wrong length may lead
+/// anywhere.
 bool canEnd(std::string_view text, std::size_t end, std::size_t length) {
-    return length == MessageHeader || (end > 0 && text[end - 1] == '>');
+    return length == kMessageHeader || (end > 0 && text[end - 1] == '>');
 }
 
-/** After so many bytes; npos beyond the text's end. */
+/// After this many bytes; kNone beyond the text's end.
 std::size_t afterBytes(std::string_view text, std::size_t begin, std::size_t count) {
-    return count <= text.size() - begin ? begin + count : npos;
+    return count <= text.size() - begin ? begin + count : kNone;
 }
 
 } // namespace
@@ -100,7 +99,7 @@ std::size_t CharacterIndex::after(std::size_t begin, std::size_t units) {
     const auto extend = [&](auto isEnough) {
         for (Mark mark = m_marks.back(); !isEnough(mark) && mark.position < m_text.size();) {
             step(mark);
-            if (mark.position >= m_marks.back().position + MarkDistance) {
+            if (mark.position >= m_marks.back().position + kMarkDistance) {
                 m_marks.push_back(mark);
             }
         }
@@ -116,7 +115,7 @@ std::size_t CharacterIndex::after(std::size_t begin, std::size_t units) {
     const std::size_t target = walk([&](const Mark& mark) { return mark.position < begin; }).units + units;
     extend([&](const Mark& mark) { return mark.units >= target; });
     const Mark end = walk([&](const Mark& mark) { return mark.units < target; });
-    return end.units >= target ? end.position : npos;
+    return end.units >= target ? end.position : kNone;
 }
 
 std::size_t DeclaredEnds::of(std::size_t begin, bool& needsMore) {
@@ -134,58 +133,58 @@ std::size_t DeclaredEnds::of(std::size_t begin, bool& needsMore) {
         bool bytesNeedMore = false;
         const std::size_t end = ofMessages(payload, line.kind, false, needsMore);
         // Some messages are logged as bytes of an encoding that happens to look like another.
-        return end != npos ? end : ofMessages(payload, line.kind, true, bytesNeedMore);
+        return end != kNone ? end : ofMessages(payload, line.kind, true, bytesNeedMore);
     }
     default:
-        return npos;
+        return kNone;
     }
 }
 
-/** The end of a run of messages; npos when their lengths lead nowhere. */
+/// The end of a run of messages; kNone when their lengths lead nowhere.
 std::size_t DeclaredEnds::ofMessages(std::size_t begin, LineKind kind, bool inBytes, bool& needsMore) {
-    for (int message = 0; message < MaxMessages; ++message) {
+    for (int message = 0; message < kMaxMessages; ++message) {
         const std::optional<std::size_t> length = declaredLength(m_bytes.substr(begin));
-        if (!length || *length < MinMessage) {
-            return npos;
+        if (!length || *length < kMinMessage) {
+            return kNone;
         }
         begin = inBytes ? afterBytes(m_bytes, begin, *length) : m_characters.after(begin, *length);
-        if (begin == npos) {
+        if (begin == kNone) {
             needsMore = true;
-            return npos;
+            return kNone;
         }
-        const std::size_t end = canEnd(m_bytes, begin, *length) ? suffixEnd(m_bytes, begin, kind) : npos;
-        if (end != npos) {
+        const std::size_t end = canEnd(m_bytes, begin, *length) ? suffixEnd(m_bytes, begin, kind) : kNone;
+        if (end != kNone) {
             return end;
         }
-        needsMore = m_bytes.size() - begin < MaxSuffix;
+        needsMore = m_bytes.size() - begin < kMaxSuffix;
     }
-    return npos;
+    return kNone;
 }
 
-/** The end of a request, which " inLen:" and its number of bytes follow. */
+/// The end of a request, which " inLen:" and its number of bytes follow.
 std::size_t DeclaredEnds::ofRequest(std::size_t begin) {
     std::size_t found = requestTail(begin);
-    for (int attempt = 0; attempt < MaxRequestTails && found != npos; ++attempt) {
-        std::string_view rest = m_bytes.substr(found + RequestTail.size());
+    for (int attempt = 0; attempt < kMaxRequestTails && found != kNone; ++attempt) {
+        std::string_view rest = m_bytes.substr(found + kRequestTail.size());
         const std::optional<long long> length = takeNumber(rest);
         if (length && *length == static_cast<long long>(found - begin) && isEntryEnd(rest)) {
             return m_bytes.size() - rest.size();
         }
         found = requestTail(found + 1);
     }
-    return npos;
+    return kNone;
 }
 
 std::size_t DeclaredEnds::requestTail(std::size_t begin) {
     while (m_searched < m_bytes.size() && (m_tails.empty() || m_tails.back() < begin)) {
-        const std::size_t found = m_bytes.find(RequestTail, m_searched);
-        m_searched = found == npos ? m_bytes.size() : found + 1;
-        if (found != npos) {
+        const std::size_t found = m_bytes.find(kRequestTail, m_searched);
+        m_searched = found == kNone ? m_bytes.size() : found + 1;
+        if (found != kNone) {
             m_tails.push_back(found);
         }
     }
     const auto tail = std::lower_bound(m_tails.begin(), m_tails.end(), begin);
-    return tail != m_tails.end() ? *tail : npos;
+    return tail != m_tails.end() ? *tail : kNone;
 }
 
 bool areWholeMessages(std::string_view text) {
@@ -193,9 +192,9 @@ bool areWholeMessages(std::string_view text) {
     const auto areWhole = [&](bool inBytes) {
         std::size_t begin = 0;
         while (begin < text.size() && beginsMessage(text.substr(begin))) {
-            const std::size_t length = std::max(*declaredLength(text.substr(begin)), MessageHeader);
+            const std::size_t length = std::max(*declaredLength(text.substr(begin)), kMessageHeader);
             begin = inBytes ? afterBytes(text, begin, length) : characters.after(begin, length);
-            begin = begin != npos && canEnd(text, begin, length) ? begin : npos;
+            begin = begin != kNone && canEnd(text, begin, length) ? begin : kNone;
         }
         return begin == text.size();
     };

@@ -8,13 +8,13 @@
 
 namespace pdactl::log {
 
-/** Finds a position by the number of characters before it, without going through the text for each. */
+/// Finds a position by the number of characters before it, without going through the text for each.
 class CharacterIndex {
 public:
     explicit CharacterIndex(std::string_view text) : m_text(text) {}
 
-    /** The position so many UTF-16 units after one at which a character begins; npos beyond the text's end.
-     */
+    /// The position this many UTF-16 units after one at which a character begins; kNone beyond the text's
+    /// end.
     std::size_t after(std::size_t begin, std::size_t units);
 
 private:
@@ -29,16 +29,14 @@ private:
     std::vector<Mark> m_marks{Mark{}}; ///< about evenly spaced, as far as the text has been looked through
 };
 
-/** Where entries of a log end according to the lengths that they declare themselves. */
+/// Where entries of a log end according to the lengths that they declare themselves.
 class DeclaredEnds {
 public:
     explicit DeclaredEnds(std::string_view bytes) : m_bytes(bytes), m_characters(bytes) {}
 
-    /**
-     * Where the text of an entry ends that begins here: at a line end after which the next entry begins, or
-     * at the end of the bytes. npos when it declares no length or a wrong one; `needsMore` is set when only
-     * more bytes can tell.
-     */
+    /// Where the text of an entry ends that begins here: at a line end after which the next entry begins, or
+    /// at the end of the bytes. kNone when it declares no length or a wrong one; `needsMore` is set when only
+    /// more bytes can tell.
     std::size_t of(std::size_t begin, bool& needsMore);
 
 private:
@@ -52,7 +50,7 @@ private:
     std::size_t m_searched = 0;
 };
 
-/** Whether these are messages one after the other, as long as they say in characters or in bytes. */
+/// Whether these are messages one after the other, as long as they say in characters or in bytes.
 bool areWholeMessages(std::string_view text);
 
 } // namespace pdactl::log

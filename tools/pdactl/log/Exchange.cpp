@@ -1,9 +1,70 @@
 #include "log/Exchange.h"
 
+#include "log/JsonScan.h"
+
 #include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <tuple>
 
 namespace pdactl::log {
+
+namespace {
+
+// In the order of the outcomes.
+constexpr std::array<std::string_view, 9> kOutcomeNames{
+    "done",      "request-refused",  "terminal-refused", "no-reply", "not-sent", "transfer-refused",
+    "too-short", "internal-failure", "unfinished",
+};
+constexpr std::string_view kNoData = "000060";
+constexpr std::string_view kSendType = "8015";
+constexpr std::string_view kFetchType = "8016";
+
+Outcome answered(const Exchange& exchange) {
+    return exchange.resultCode.empty() || exchange.resultCode == kAccepted ? Outcome::Done
+                                                                           : Outcome::TerminalRefused;
+}
+
+Outcome ofTeller(const Exchange& exchange, int result) {
+    if (result == 1) {
+        return answered(exchange);
+    }
+    return exchange.resultCode == kNoData ? Outcome::NoReply : Outcome::NotSent;
+}
+
+Outcome ofResult(const Exchange& exchange, int result) {
+    switch (result) {
+    case 0:
+        return answered(exchange);
+    case -1:
+        return Outcome::NotSent;
+    case 2:
+        return Outcome::NoReply;
+    case 5:
+        return Outcome::TooShort;
+    case 6:
+        return Outcome::TransferRefused;
+    default:
+        return Outcome::InternalFailure;
+    }
+}
+
+Outcome ofProgress(const Exchange& exchange, Progress progress) {
+    switch (progress) {
+    case Progress::Answered:
+        return answered(exchange);
+    case Progress::Silent:
+        return Outcome::NoReply;
+    case Progress::NotSent:
+        return Outcome::NotSent;
+    case Progress::Finished:
+        return Outcome::Done;
+    default:
+        return Outcome::Unfinished;
+    }
+}
+
+} // namespace
 
 std::string_view nameOf(Origin origin) {
     switch (origin) {
@@ -17,34 +78,17 @@ std::string_view nameOf(Origin origin) {
 }
 
 std::string_view nameOf(Outcome outcome) {
-    switch (outcome) {
-    case Outcome::Done:
-        return "done";
-    case Outcome::RequestRefused:
-        return "request-refused";
-    case Outcome::TerminalRefused:
-        return "terminal-refused";
-    case Outcome::NoReply:
-        return "no-reply";
-    case Outcome::NotSent:
-        return "not-sent";
-    case Outcome::TransferRefused:
-        return "transfer-refused";
-    case Outcome::TooShort:
-        return "too-short";
-    case Outcome::InternalFailure:
-        return "internal-failure";
-    default:
-        return "unfinished";
-    }
+    return kOutcomeNames.at(static_cast<std::size_t>(outcome));
 }
 
 const std::vector<Outcome>& allOutcomes() {
-    static const std::vector<Outcome> outcomes{
-        Outcome::Done,     Outcome::RequestRefused,  Outcome::TerminalRefused,
-        Outcome::NoReply,  Outcome::NotSent,         Outcome::TransferRefused,
-        Outcome::TooShort, Outcome::InternalFailure, Outcome::Unfinished,
-    };
+    static const std::vector<Outcome> outcomes = [] {
+        std::vector<Outcome> all;
+        for (std::size_t i = 0; i < kOutcomeNames.size(); ++i) {
+            all.push_back(static_cast<Outcome>(i));
+        }
+        return all;
+    }();
     return outcomes;
 }
 
@@ -73,10 +117,57 @@ std::string_view tagValue(std::string_view message, std::string_view tag) {
     return end == std::string_view::npos ? std::string_view() : message.substr(value, end - value);
 }
 
+long numberIn(std::string_view message, std::string_view tag) {
+    return std::strtol(std::string(tagValue(message, tag)).c_str(), nullptr, 10);
+}
+
 std::string_view typeOf(std::string_view message) {
-    constexpr std::size_t lengthDigits = 6;
-    constexpr std::size_t typeDigits = 4;
-    return message.size() > lengthDigits ? message.substr(lengthDigits, typeDigits) : std::string_view();
+    constexpr std::size_t kLengthDigits = 6;
+    constexpr std::size_t kTypeDigits = 4;
+    return message.size() > kLengthDigits ? message.substr(kLengthDigits, kTypeDigits) : std::string_view();
+}
+
+bool isUsableReply(std::string_view message) {
+    constexpr long kMaxPackets = 200000;
+    const long packet = numberIn(message, "Ex_CurPkt");
+    return typeOf(message) != kFetchType || tagValue(message, "Ex_RetCode") != kAccepted ||
+           (packet >= 0 && packet < kMaxPackets);
+}
+
+Progress progressOfTransfer(const Exchange& exchange, Progress progress) {
+    constexpr int kWaitBudget = 3;
+    if (exchange.type == kFetchType && progress == Progress::Begun && exchange.timeouts >= kWaitBudget) {
+        return Progress::Silent;
+    }
+    if (progress != Progress::Answered) {
+        return progress;
+    }
+    const std::string_view reply = exchange.received;
+    const bool isMissingPackets =
+        exchange.type == kFetchType ? tagValue(reply, "Ex_RetCode") == kAccepted &&
+                                          numberIn(reply, "Ex_CurPkt") + 1 != numberIn(reply, "Ex_TotalPkt")
+        : exchange.type == kSendType ? exchange.messagesSent < numberIn(exchange.sent, "Ex_TotalPkt")
+                                     : false;
+    return isMissingPackets ? Progress::Begun : progress;
+}
+
+void judge(Exchange& exchange, Progress progress, bool isRefused) {
+    if (const auto member = rootMember(exchange.response, "pRetCode"); member && !member->empty()) {
+        exchange.resultCode = *member;
+    } else if (exchange.origin != Origin::Terminal) {
+        exchange.resultCode = tagValue(exchange.received, "Ex_RetCode");
+    }
+    if (isRefused) {
+        exchange.outcome = Outcome::RequestRefused;
+    } else if (!exchange.result && exchange.told && exchange.origin == Origin::Direct) {
+        exchange.outcome = *exchange.told;
+    } else if (!exchange.result) {
+        exchange.outcome = ofProgress(exchange, progress);
+    } else if (exchange.member != nullptr && exchange.member->results == Results::Teller) {
+        exchange.outcome = ofTeller(exchange, *exchange.result);
+    } else {
+        exchange.outcome = ofResult(exchange, *exchange.result);
+    }
 }
 
 } // namespace pdactl::log

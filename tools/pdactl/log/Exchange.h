@@ -1,6 +1,6 @@
 #pragma once
 
-#include "log/MethodTable.h"
+#include "Transactions.h"
 #include "log/Time.h"
 
 #include <optional>
@@ -10,14 +10,14 @@
 
 namespace pdactl::log {
 
-/** Who began it. */
+/// Who began it.
 enum class Origin {
     Request,  ///< a host with a request
     Direct,   ///< a host that called a member of the library
     Terminal, ///< the terminal
 };
 
-/** How it ended. */
+/// How it ended.
 enum class Outcome {
     Done,
     RequestRefused,  ///< by the library
@@ -34,28 +34,28 @@ std::string_view nameOf(Origin origin);
 std::string_view nameOf(Outcome outcome);
 const std::vector<Outcome>& allOutcomes();
 
-/** What was said about one thing, from its first line in the log to its last. */
+/// What was said about one thing, from its first line in the log to its last.
 struct Exchange {
     Time begin = 0;
     Time end = 0;
     std::size_t number = 0; ///< tells those apart that began at the same time
-    /** Since the end of the exchange before; nothing for the first. */
+    /// Since the end of the exchange before; nothing for the first.
     std::optional<Time> gap;
     Origin origin = Origin::Request;
     Outcome outcome = Outcome::Unfinished;
-    const Method* method = nullptr; ///< null when the log does not tell
-    std::string code;               ///< of the request
-    std::string type;               ///< of the messages
-    std::optional<int> result;      ///< of the request
-    std::optional<Outcome> told;    ///< what the log says came of it, without a number
-    std::string verdict;            ///< the terminal's result code
-    std::string request;            ///< the host's JSON
-    std::string sent;               ///< the first message to the terminal
-    std::string received;           ///< the last message from it
-    std::string response;           ///< JSON to the host
+    const Transaction* member = nullptr; ///< null when the log does not tell
+    std::string code;                    ///< of the request
+    std::string type;                    ///< of the messages
+    std::optional<int> result;           ///< of the request
+    std::optional<Outcome> told;         ///< what the log says came of it, without a number
+    std::string resultCode;              ///< the terminal's
+    std::string request;                 ///< the host's JSON
+    std::string sent;                    ///< the first message to the terminal
+    std::string received;                ///< the last message from it
+    std::string response;                ///< JSON to the host
     int messagesSent = 0;
     int messagesReceived = 0;
-    int waitsInVain = 0;
+    int timeouts = 0;
     int wrongMessages = 0;
     int failedWrites = 0;
     bool lacksBeginning = false; ///< the log begins in its middle
@@ -66,16 +66,36 @@ struct Exchange {
     bool failed() const { return outcome != Outcome::Done; }
 };
 
-/** Whether one comes before the other. */
+/// Whether one comes before the other.
 bool isEarlier(const Exchange& left, const Exchange& right);
 
-/** Puts exchanges in the order in which they began, and fills in the gaps between them. */
+/// Puts exchanges in the order in which they began, and fills in the gaps between them.
 void putInOrder(std::vector<Exchange>& exchanges);
 
-/** What a message says in this tag, the first if there are several; empty when it has none. */
+/// What a message says in this tag, the first if there are several; empty when it has none.
 std::string_view tagValue(std::string_view message, std::string_view tag);
 
-/** The four digits behind a message's length. */
+/// The number in a tag; 0 without one, as the library reads it.
+long numberIn(std::string_view message, std::string_view tag);
+
+/// The four digits after a message's length.
 std::string_view typeOf(std::string_view message);
+
+/// The terminal's result code for success.
+constexpr std::string_view kAccepted = "000000";
+
+/// How far an exchange without a result has come.
+enum class Progress { Begun, Answered, Silent, NotSent, Finished };
+
+/// The progress of a transfer of a file, whose packets are exchanges of their own: it is answered only when
+/// the last one is, and silent once the waits of a whole fetch have been spent. That of anything else as it
+/// is.
+Progress progressOfTransfer(const Exchange& exchange, Progress progress);
+
+/// Whether the library takes the reply for one: a packet needs a number.
+bool isUsableReply(std::string_view message);
+
+/// Fills in the terminal's result code and the outcome.
+void judge(Exchange& exchange, Progress progress, bool isRefused);
 
 } // namespace pdactl::log

@@ -1,20 +1,50 @@
 #include "log/ExchangeBuilder.h"
 
-#include "log/JsonText.h"
-#include "log/StepLine.h"
-#include "log/Verdict.h"
+#include "Text.h"
+#include "log/JsonScan.h"
 
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <utility>
 
 namespace pdactl::log {
 
 namespace {
 
-constexpr Time LongestSilence = 30000; // ms; no step of the protocol waits as long
-constexpr Time LongestRefusal = 100;   // ms, in which a request is accepted or not
-constexpr std::size_t MaxOpen = 32;    // hosts that share a log
+constexpr Time kMaxSilence = 70000;  // ms; a step that waits for whole replies takes up to 65 s
+constexpr Time kMaxRefusal = 100;    // ms, in which a request is accepted or not
+constexpr std::size_t kMaxOpen = 32; // hosts that share a log
+
+/// What the line says has come of a transfer; nothing for any other line.
+std::optional<Outcome> toldOutcome(std::string_view text) {
+    struct Told {
+        std::string_view beginning;
+        Outcome outcome;
+    };
+    constexpr std::array<Told, 4> lines{{
+        {"file is too short:", Outcome::TooShort},
+        {"data send error. already send:", Outcome::TransferRefused},
+        {"file transfer given up: more data", Outcome::InternalFailure},
+        {"file transfer given up:", Outcome::NoReply},
+    }};
+    const auto line = std::find_if(lines.begin(), lines.end(),
+                                   [&](const Told& told) { return startsWith(text, told.beginning); });
+    return line != lines.end() ? std::optional(line->outcome) : std::nullopt;
+}
+
+/// Whether the line tells why something went wrong.
+bool isNoteworthy(const Entry& entry) {
+    constexpr std::array<std::string_view, 8> kBeginnings{
+        "info msg:",       "sendLen error",        "hid device is not open", "port open fail",
+        "data send error", "pda return crc error", "file is too short",      "openHidDevice port: ",
+    };
+    const bool isKnown = std::any_of(kBeginnings.begin(), kBeginnings.end(), [&](std::string_view beginning) {
+        return startsWith(entry.text, beginning);
+    });
+    const bool isFound = startsWith(entry.text, "openHidDevice port: /");
+    return (isKnown && !isFound) || entry.level == Level::Warning || entry.level == Level::Error;
+}
 
 } // namespace
 
@@ -64,9 +94,9 @@ std::vector<Exchange> ExchangeBuilder::takeFinished() {
     return finished;
 }
 
-ExchangeBuilder::Open& ExchangeBuilder::open(const Entry& entry, Origin origin, const Method* method) {
+ExchangeBuilder::Open& ExchangeBuilder::open(const Entry& entry, Origin origin, const Transaction* member) {
     closeStale(entry);
-    if (m_open.size() == MaxOpen) {
+    if (m_open.size() == kMaxOpen) {
         close(m_open.begin());
     }
     m_hasJustEnded = false;
@@ -75,10 +105,10 @@ ExchangeBuilder::Open& ExchangeBuilder::open(const Entry& entry, Origin origin, 
     fresh.exchange.number = ++m_opened;
     fresh.exchange.end = entry.time;
     fresh.exchange.origin = origin;
-    fresh.exchange.method = method;
-    if (method != nullptr) {
-        fresh.exchange.code = method->code;
-        fresh.exchange.type = method->type;
+    fresh.exchange.member = member;
+    if (member != nullptr) {
+        fresh.exchange.code = member->code;
+        fresh.exchange.type = member->type;
     }
     m_open.push_back(std::move(fresh));
     return m_open.back();
@@ -87,7 +117,7 @@ ExchangeBuilder::Open& ExchangeBuilder::open(const Entry& entry, Origin origin, 
 void ExchangeBuilder::close(Iterator position) {
     Exchange& exchange = position->exchange;
     const bool isUnanswered = position->isWholeRequest && !position->hasBegun && !exchange.result;
-    const bool isNone = isUnanswered && (exchange.code.empty() || !isObject(exchange.request));
+    const bool isNone = isUnanswered && (exchange.code.empty() || !rootNames(exchange.request));
     judge(exchange, position->progress(), position->isRefused || isNone);
     if (isNone) {
         exchange.notes.emplace_back("the library gave no response: no JSON object with a member transCode");
@@ -104,22 +134,22 @@ Progress ExchangeBuilder::Open::progress() const {
                          : Progress::Begun;
 }
 
-/** Closes what will not go on when something new begins. */
+/// Closes what will not go on when something new begins.
 void ExchangeBuilder::closeStale(const Entry& entry) {
     for (auto position = m_open.begin(); position != m_open.end();) {
         const Exchange& exchange = position->exchange;
         const bool isOver = exchange.origin == Origin::Request
-                                ? !position->hasBegun && entry.time - exchange.end > LongestRefusal
+                                ? !position->hasBegun && entry.time - exchange.end > kMaxRefusal
                                 : position->stage != Stage::Begun && position->stage != Stage::Sent;
         const auto next = std::next(position);
-        if (isOver || entry.time - exchange.end > LongestSilence) {
+        if (isOver || entry.time - exchange.end > kMaxSilence) {
             close(position);
         }
         position = next;
     }
 }
 
-/** The exchange that passes the test and was touched last; null when there is none. */
+/// The exchange that passes the test and was touched last; null when there is none.
 template <typename Test>
 ExchangeBuilder::Open* ExchangeBuilder::choose(Test test) {
     const auto found = std::find_if(m_open.rbegin(), m_open.rend(), test);
@@ -148,7 +178,7 @@ void ExchangeBuilder::touch(Open& chosen, const Entry& entry) {
 
 void ExchangeBuilder::addRequest(const Entry& entry, std::string_view json) {
     const std::string code = rootMember(json, "transCode").value_or("");
-    Open& fresh = open(entry, Origin::Request, methodOfCode(code));
+    Open& fresh = open(entry, Origin::Request, findCode(code));
     fresh.exchange.code = code;
     fresh.exchange.request = json;
     fresh.isWholeRequest = json.data() + json.size() < entry.text.data() + entry.text.size();
@@ -157,12 +187,12 @@ void ExchangeBuilder::addRequest(const Entry& entry, std::string_view json) {
 void ExchangeBuilder::addResponse(const Entry& entry, std::string_view json) {
     const std::string code = rootMember(json, "transCode").value_or("");
     Open* chosen = choose([&](const Open& open) {
-        const bool hasMethodBegun = open.hasBegun && !open.isRefused;
+        const bool hasMemberBegun = open.hasBegun && !open.isRefused;
         return open.exchange.origin == Origin::Request &&
-               (code.empty() ? !hasMethodBegun : open.exchange.code == code && !open.isRefused);
+               (code.empty() ? !hasMemberBegun : open.exchange.code == code && !open.isRefused);
     });
     if (chosen == nullptr) {
-        chosen = &open(entry, Origin::Request, methodOfCode(code));
+        chosen = &open(entry, Origin::Request, findCode(code));
         chosen->exchange.code = code;
         chosen->exchange.lacksBeginning = true;
     }
@@ -173,44 +203,48 @@ void ExchangeBuilder::addResponse(const Entry& entry, std::string_view json) {
 }
 
 void ExchangeBuilder::addBegin(const Entry& entry, std::string_view name) {
-    const Method* method = methodOfName(name);
-    Open* chosen = method == nullptr || method->code.empty() ? nullptr : choose([&](const Open& open) {
+    const Transaction* member = findMember(name);
+    Open* chosen = member == nullptr || member->code.empty() ? nullptr : choose([&](const Open& open) {
         return open.exchange.origin == Origin::Request && !open.hasBegun && !open.exchange.lacksBeginning &&
-               (open.exchange.method == method || open.exchange.code.empty());
+               (open.exchange.member == member || open.exchange.code.empty());
     });
     if (chosen == nullptr) {
-        const bool isHandler = method != nullptr && method->isHandler;
-        chosen = &open(entry, isHandler ? Origin::Terminal : Origin::Direct, method);
-        if (method == nullptr) {
+        const bool isHandler = member != nullptr && member->isHandler;
+        chosen = &open(entry, isHandler ? Origin::Terminal : Origin::Direct, member);
+        if (member == nullptr) {
             chosen->exchange.notes.push_back("unknown: " + std::string(name));
         }
         if (isHandler && !m_announced.empty()) {
-            chosen->exchange.begin = std::min(m_announcedAt, entry.time);
-            chosen->exchange.received.swap(m_announced);
-            chosen->exchange.messagesReceived = 1;
+            adoptAnnounced(chosen->exchange);
             chosen->exchange.type = typeOf(chosen->exchange.received);
-            m_announced.clear();
         }
     }
-    chosen->exchange.method = method;
-    if (method != nullptr) {
-        chosen->exchange.code = method->code;
-        chosen->exchange.type = chosen->exchange.type.empty() ? method->type : chosen->exchange.type;
+    chosen->exchange.member = member;
+    if (member != nullptr) {
+        chosen->exchange.code = member->code;
+        chosen->exchange.type = chosen->exchange.type.empty() ? member->type : chosen->exchange.type;
     }
     touch(*chosen, entry);
-    if (method != nullptr && method->ending == Ending::Begin) {
+    if (member != nullptr && member->end == End::Begin) {
         chosen->stage = Stage::Over;
         endDirectCall(*chosen);
     }
 }
 
+/// Begins with the message that the terminal has started and that nobody has handled yet.
+void ExchangeBuilder::adoptAnnounced(Exchange& exchange) {
+    exchange.begin = std::min(m_announcedAt, exchange.begin);
+    exchange.received = std::exchange(m_announced, {});
+    exchange.messagesReceived = 1;
+}
+
 void ExchangeBuilder::addPrepared(const Entry& entry, std::string_view label) {
-    const Method* byCode = methodOfCode(label);
-    const Method* method = byCode != nullptr ? byCode : methodOfName(label);
+    const Transaction* byCode = findCode(label);
+    const Transaction* member = byCode != nullptr ? byCode : findMember(label);
     Open* chosen =
-        choose([&](const Open& open) { return open.exchange.method == method && method != nullptr; });
+        choose([&](const Open& open) { return open.exchange.member == member && member != nullptr; });
     if (chosen == nullptr) {
-        chosen = &open(entry, byCode != nullptr ? Origin::Request : Origin::Direct, method);
+        chosen = &open(entry, byCode != nullptr ? Origin::Request : Origin::Direct, member);
         chosen->exchange.lacksBeginning = byCode != nullptr;
     }
     touch(*chosen, entry);
@@ -219,28 +253,25 @@ void ExchangeBuilder::addPrepared(const Entry& entry, std::string_view label) {
 void ExchangeBuilder::addWritten(const Entry& entry, std::string_view message, bool hasFailed) {
     const std::string_view type = typeOf(message);
     const auto belongs = [&](const Open& open) {
-        return open.exchange.method != nullptr && open.exchange.method->type == type;
+        return open.exchange.member != nullptr && open.exchange.member->type == type;
     };
     Open* chosen = choose([&](const Open& open) {
         return belongs(open) && (open.stage == Stage::Begun || open.stage == Stage::NotSent);
     });
     chosen = chosen != nullptr ? chosen : choose(belongs);
     if (chosen == nullptr) {
-        const Method* method = methodOfType(type);
+        const Transaction* member = findType(type);
         const bool isHandler = isTerminalType(type) && type != "9002";
-        const bool isRequest = method != nullptr && !method->code.empty();
+        const bool isRequest = member != nullptr && !member->code.empty();
         chosen = &open(entry,
                        isHandler   ? Origin::Terminal
                        : isRequest ? Origin::Request
                                    : Origin::Direct,
-                       method);
+                       member);
         chosen->exchange.type = type;
-        chosen->exchange.lacksBeginning = method == nullptr || method->name != "ReceiveInventoryData";
+        chosen->exchange.lacksBeginning = member == nullptr || member->member != "ReceiveInventoryData";
         if (isHandler && typeOf(m_announced) == type) {
-            chosen->exchange.begin = std::min(m_announcedAt, entry.time);
-            chosen->exchange.received.swap(m_announced);
-            chosen->exchange.messagesReceived = 1;
-            m_announced.clear();
+            adoptAnnounced(chosen->exchange);
         }
     }
     touch(*chosen, entry);
@@ -251,7 +282,7 @@ void ExchangeBuilder::addWritten(const Entry& entry, std::string_view message, b
     ++(hasFailed ? exchange.failedWrites : exchange.messagesSent);
     chosen->stage = hasFailed ? Stage::NotSent : Stage::Sent;
     const bool isWhole = exchange.origin == Origin::Terminal ||
-                         (exchange.method != nullptr && exchange.method->ending == Ending::Written);
+                         (exchange.member != nullptr && exchange.member->end == End::Written);
     if (isWhole && !hasFailed) {
         chosen->stage = Stage::Over;
     }
@@ -280,7 +311,7 @@ void ExchangeBuilder::addRead(const Entry& entry, std::string_view message) {
     touch(*chosen, entry);
     Exchange& exchange = chosen->exchange;
     if (message.empty()) {
-        ++exchange.waitsInVain;
+        ++exchange.timeouts;
         chosen->stage = Stage::Silent;
         endDirectCall(*chosen);
         return;
@@ -295,9 +326,9 @@ void ExchangeBuilder::addRead(const Entry& entry, std::string_view message) {
 }
 
 void ExchangeBuilder::addWrongMessage(const Entry& entry) {
-    constexpr std::string_view tail = "--Delete";
-    const bool isComplete = entry.text.size() > tail.size() &&
-                            entry.text.compare(entry.text.size() - tail.size(), tail.size(), tail) == 0;
+    constexpr std::string_view kTail = "--Delete";
+    const bool isComplete = entry.text.size() > kTail.size() &&
+                            entry.text.compare(entry.text.size() - kTail.size(), kTail.size(), kTail) == 0;
     Open* chosen = choose([&](const Open& open) {
         return open.exchange.origin == Origin::Terminal ||
                (isComplete && open.stage != Stage::Begun && open.exchange.messagesReceived > 0);
@@ -314,7 +345,7 @@ void ExchangeBuilder::addWrongMessage(const Entry& entry) {
 }
 
 void ExchangeBuilder::addOther(const Entry& entry) {
-    if (const std::string_view name = begunMethod(entry.text); !name.empty()) {
+    if (const std::string_view name = begunMember(entry.text); !name.empty()) {
         addBegin(entry, name);
         return;
     }
@@ -337,16 +368,16 @@ void ExchangeBuilder::addOther(const Entry& entry) {
     addEnding(entry, *chosen);
 }
 
-/** What the library says right after the line with which a direct call has ended. */
+/// What the library says right after the line with which a direct call has ended.
 bool ExchangeBuilder::addLateWarning(const Entry& entry) {
-    if (!m_hasJustEnded || m_finished.empty() || entry.time - m_finished.back().end > LongestRefusal) {
+    if (!m_hasJustEnded || m_finished.empty() || entry.time - m_finished.back().end > kMaxRefusal) {
         return false;
     }
     m_finished.back().notes.push_back(entry.text);
     return true;
 }
 
-/** Lines that tell what comes of an exchange. */
+/// Lines that tell what comes of an exchange.
 void ExchangeBuilder::addEnding(const Entry& entry, Open& chosen) {
     if (startsWith(entry.text, "hid device is not open")) {
         chosen.stage = Stage::NotSent;
@@ -361,11 +392,11 @@ void ExchangeBuilder::addEnding(const Entry& entry, Open& chosen) {
     }
 }
 
-/** A member called directly leaves no line at its end: the log's last line of it has to do. */
+/// A member called directly leaves no line at its end: the log's last line of it has to do.
 void ExchangeBuilder::endDirectCall(Open& chosen) {
     const Exchange& exchange = chosen.exchange;
-    const bool maySayMore = exchange.origin == Origin::Request || exchange.method == nullptr ||
-                            exchange.method->ending == Ending::Next;
+    const bool maySayMore =
+        exchange.origin == Origin::Request || exchange.member == nullptr || exchange.member->end == End::Next;
     if (!maySayMore) {
         const auto position =
             std::find_if(m_open.begin(), m_open.end(), [&](const Open& open) { return &open == &chosen; });

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "log/Entry.h"
+#include "log/Entries.h"
 #include "log/Exchange.h"
 #include "log/Traffic.h"
-#include "log/Verdict.h"
 
 #include <list>
 #include <string>
@@ -12,21 +11,19 @@
 
 namespace pdactl::log {
 
-/**
- * Makes exchanges of a log's entries.
- *
- * Lines of several hosts that share a log are told apart by code, method and message type, and by how far
- * each exchange has come; where that leaves a choice, the most recent one is taken and all that come into
- * question are marked as interleaved.
- */
+/// Makes exchanges of a log's entries.
+///
+/// Lines of several hosts that share a log are told apart by code, method and message type, and by how far
+/// each exchange has come; where that leaves a choice, the most recent one is taken and all that come into
+/// question are marked as interleaved.
 class ExchangeBuilder {
 public:
     void add(const Entry& entry);
 
-    /** Something is missing here: what is open stays unfinished. */
+    /// Something is missing here: what is open stays unfinished.
     void closeAll();
 
-    /** Those that have come to their end since the last time, in the order in which they began. */
+    /// Those that have come to their end since the last time, in the order in which they began.
     std::vector<Exchange> takeFinished();
 
 private:
@@ -43,7 +40,7 @@ private:
     };
     using Iterator = std::list<Open>::iterator;
 
-    Open& open(const Entry& entry, Origin origin, const Method* method);
+    Open& open(const Entry& entry, Origin origin, const Transaction* member);
     void close(Iterator position);
     void closeStale(const Entry& entry);
     template <typename Test>
@@ -53,6 +50,7 @@ private:
     void addRequest(const Entry& entry, std::string_view json);
     void addResponse(const Entry& entry, std::string_view json);
     void addBegin(const Entry& entry, std::string_view name);
+    void adoptAnnounced(Exchange& exchange);
     void addPrepared(const Entry& entry, std::string_view label);
     void addWritten(const Entry& entry, std::string_view message, bool hasFailed);
     void addRead(const Entry& entry, std::string_view message);
@@ -70,7 +68,7 @@ private:
     bool m_hasJustEnded = false; ///< a direct call, and nothing has begun since
 };
 
-/** All exchanges of these entries, in order. */
+/// All exchanges of these entries, in order.
 std::vector<Exchange> exchangesOf(const std::vector<Entry>& entries);
 
 } // namespace pdactl::log

@@ -8,7 +8,7 @@ namespace pdactl::log {
 
 namespace {
 
-constexpr std::size_t VerdictLength = 6;
+constexpr std::size_t kResultCodeLength = 6;
 
 bool isNumber(const std::string& text) {
     const std::size_t digits = text.find_first_not_of('-') == 1 ? 1 : 0;
@@ -16,11 +16,11 @@ bool isNumber(const std::string& text) {
 }
 
 bool isKnownCode(const std::string& code) {
-    return std::any_of(allMethods().begin(), allMethods().end(),
-                       [&](const Method& method) {
-                           return method.code == code || method.name == code || method.type == code;
-                       }) ||
-           isTerminalType(code);
+    const std::vector<Transaction>& all = allTransactions();
+    const auto isIt = [&](const Transaction& each) {
+        return each.code == code || each.member == code || each.type == code;
+    };
+    return isTerminalType(code) || std::any_of(all.begin(), all.end(), isIt);
 }
 
 bool isOutcome(const std::string& word) {
@@ -30,11 +30,11 @@ bool isOutcome(const std::string& word) {
 
 bool hasCode(const Exchange& exchange, const std::string& code) {
     return exchange.code == code || exchange.type == code ||
-           (exchange.method != nullptr && exchange.method->name == code);
+           (exchange.member != nullptr && exchange.member->member == code);
 }
 
 bool hasResult(const Exchange& exchange, const std::string& result) {
-    return nameOf(exchange.outcome) == result || exchange.verdict == result ||
+    return nameOf(exchange.outcome) == result || exchange.resultCode == result ||
            (exchange.result && std::to_string(*exchange.result) == result);
 }
 
@@ -43,7 +43,7 @@ Moment momentOf(const std::string& text) {
     if (!moment) {
         throw Failure(BadUsage,
                       "'" + text +
-                          "' is no time. Write 2026-01-02, 2026-01-02T03:04, 2026-01-02T03:04:05 or "
+                          "' is not a time. Write 2026-01-02, 2026-01-02T03:04, 2026-01-02T03:04:05 or "
                           "2026-01-02T03:04:05.678, on the clock of the log's machine.");
     }
     return *moment;
@@ -67,9 +67,10 @@ std::string outcomeNames() {
 void Filter::setCodes(const std::vector<std::string>& codes) {
     for (const std::string& code : codes) {
         if (!isKnownCode(code)) {
-            throw Failure(BadUsage, "'" + code +
-                                        "' is no transaction. Give a code such as 600002, a member such as "
-                                        "GetInfo, or a message type such as 8001.");
+            throw Failure(BadUsage,
+                          "'" + code +
+                              "' is not a transaction. Give a code such as 600002, a member such as "
+                              "GetInfo, or a message type such as 8001.");
         }
     }
     m_codes = codes;
@@ -78,11 +79,11 @@ void Filter::setCodes(const std::vector<std::string>& codes) {
 void Filter::setResults(const std::vector<std::string>& results) {
     const auto isKnown = [](const std::string& result) {
         return isOutcome(result) ||
-               (isNumber(result) && (result.size() < 3 || result.size() == VerdictLength));
+               (isNumber(result) && (result.size() < 3 || result.size() == kResultCodeLength));
     };
     const auto unknown = std::find_if_not(results.begin(), results.end(), isKnown);
     if (unknown != results.end()) {
-        throw Failure(BadUsage, "'" + *unknown + "' is no result. Give one of " + outcomeNames() +
+        throw Failure(BadUsage, "'" + *unknown + "' is not a result. Give one of " + outcomeNames() +
                                     ", the library's number, or the terminal's six digits.");
     }
     m_results = results;

@@ -8,17 +8,15 @@
 
 namespace pdactl::log {
 
-/** Which exchanges somebody wants to see. */
+/// Which exchanges somebody wants to see.
 class Filter {
 public:
-    /** Request codes, names of members or message types. Throws Failure for one that does not exist. */
+    /// Request codes, names of members or message types. Throws Failure for one that does not exist.
     void setCodes(const std::vector<std::string>& codes);
-    /** Outcomes, the library's results or the terminal's codes. Throws Failure for what is none of them. */
+    /// Outcomes, the library's results or the terminal's codes. Throws Failure for what is none of them.
     void setResults(const std::vector<std::string>& results);
-    /**
-     * From the beginning of a moment on, and up to its end. Throw Failure for what is no moment, and when
-     * nothing is between them.
-     */
+    /// From the beginning of a moment on, and up to its end. Throw Failure for what is not a moment, and when
+    /// nothing is between them.
     void setSince(const std::string& moment);
     void setUntil(const std::string& moment);
     void setOnlyFailed() { m_isOnlyFailed = true; }

@@ -2,128 +2,97 @@
 
 #include "log/LogFiles.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace pdactl::log {
 
 namespace {
 
-constexpr int Nowhere = -1;
+constexpr int kNowhere = -1;
+
+std::unique_ptr<QFile> opened(const std::string& path) {
+    auto file = std::make_unique<QFile>(QString::fromStdString(path));
+    return file->open(QIODevice::ReadOnly | QIODevice::Unbuffered) ? std::move(file) : nullptr;
+}
+
+int oldestNumber(const std::string& base) {
+    std::error_code error;
+    int number = kMaxCopies;
+    while (number > 0 && !std::filesystem::exists(copyName(base, number), error)) {
+        --number;
+    }
+    return number;
+}
 
 } // namespace
 
-FollowedLog::FollowedLog(std::string base) : m_base(std::move(base)) {
-}
-
-FollowedLog::~FollowedLog() {
-    adopt(Nowhere);
+FollowedLog::FollowedLog(std::string base, From from) : m_base(std::move(base)) {
+    if (from == From::End) {
+        m_file = opened(m_base);
+        if (m_file != nullptr) {
+            (void)m_file->seek(m_file->size());
+        }
+    }
 }
 
 Growth FollowedLog::grow() {
     Growth growth;
-    if (m_descriptor == Nowhere && !openOldest()) {
+    if (m_file == nullptr && !openOldest()) {
         return growth;
     }
-    growth.bytes = readRest();
-    const int number = ownNumber();
-    if (!growth.bytes.empty() || number == 0) {
-        if (growth.bytes.empty() && wasCut()) {
-            (void)::lseek(m_descriptor, 0, SEEK_SET);
-            growth.hasGap = true;
+    if (m_file->size() < m_file->pos()) { // emptied
+        (void)m_file->seek(0);
+        growth.hasGap = true;
+    }
+    for (;;) {
+        growth.bytes += m_file->readAll().toStdString();
+        const int number = ownNumber();
+        if (number == 0) {
+            return growth;
         }
-        return growth;
-    }
-    // Nobody writes to a file that has been renamed: its rest can be read before the next one is opened.
-    growth.bytes = readRest();
-    const int previous = m_descriptor;
-    m_descriptor = Nowhere;
-    if (!(number == Nowhere ? openOldest() : openNumber(number - 1))) {
-        m_descriptor = previous;
-        return growth;
-    }
-    const int next = std::exchange(m_descriptor, previous);
-    if (ownNumber() != number) {
-        (void)::close(next); // rotated once more in between
-        return growth;
-    }
-    adopt(next);
-    growth.hasGap = number == Nowhere;
-    return growth;
-}
-
-std::string FollowedLog::readRest() {
-    std::string bytes;
-    std::array<char, 65536> buffer{};
-    for (ssize_t count = 1; count > 0;) {
-        count = ::read(m_descriptor, buffer.data(), buffer.size());
-        if (count > 0) {
-            bytes.append(buffer.data(), static_cast<std::size_t>(count));
+        // Nobody writes to a file that has been renamed: its rest can be read before the next one is opened.
+        growth.bytes += m_file->readAll().toStdString();
+        const bool isLost = number == kNowhere;
+        if ((isLost && !growth.bytes.empty()) || !goOnAfter(number)) {
+            return growth; // a gap is told with what follows it
         }
+        growth.hasGap = growth.hasGap || isLost;
     }
-    return bytes;
 }
 
-/** Which copy the open file is by now; 0 for the log itself, -1 when it has gone. */
-int FollowedLog::ownNumber() const {
-    struct stat own {};
-    if (::fstat(m_descriptor, &own) != 0) {
-        return Nowhere;
-    }
-    for (int number = 0; number <= MostCopies; ++number) {
-        struct stat named {};
-        if (::stat(copyName(m_base, number).c_str(), &named) == 0 && named.st_ino == own.st_ino &&
-            named.st_dev == own.st_dev) {
-            return number;
-        }
-    }
-    return Nowhere;
-}
-
-int FollowedLog::oldestNumber() const {
-    for (int number = MostCopies; number > 0; --number) {
-        if (::access(copyName(m_base, number).c_str(), F_OK) == 0) {
-            return number;
-        }
-    }
-    return 0;
-}
-
-bool FollowedLog::openNumber(int number) {
-    const int descriptor = ::open(copyName(m_base, number).c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor >= 0) {
-        adopt(descriptor);
-    }
-    return descriptor >= 0;
-}
-
-/** Leaves it to the next look when the log is rotated meanwhile. */
-bool FollowedLog::openOldest() {
-    const int number = oldestNumber();
-    if (!openNumber(number)) {
+/// Opens the file that was begun when the present one was rotated; false when that has to wait.
+bool FollowedLog::goOnAfter(int number) {
+    std::unique_ptr<QFile> previous = std::move(m_file);
+    const bool isOpen =
+        number == kNowhere ? openOldest() : (m_file = opened(copyName(m_base, number - 1))) != nullptr;
+    std::swap(previous, m_file);
+    if (!isOpen || ownNumber() != number) { // rotated once more in between
         return false;
     }
-    if (oldestNumber() == number && ownNumber() == number) {
-        return true;
-    }
-    adopt(Nowhere);
-    return false;
+    m_file = std::move(previous);
+    return true;
 }
 
-void FollowedLog::adopt(int descriptor) {
-    if (m_descriptor != Nowhere) {
-        (void)::close(m_descriptor);
+/// Which copy the open file is by now; 0 for the log itself, -1 when it has gone.
+int FollowedLog::ownNumber() const {
+    for (int number = 0; number <= kMaxCopies; ++number) {
+        if (isNamed(*m_file, copyName(m_base, number))) {
+            return number;
+        }
     }
-    m_descriptor = descriptor;
+    return kNowhere;
 }
 
-bool FollowedLog::wasCut() const {
-    struct stat own {};
-    return ::fstat(m_descriptor, &own) == 0 && own.st_size < ::lseek(m_descriptor, 0, SEEK_CUR);
+/// Leaves it to the next look when the log is rotated meanwhile.
+bool FollowedLog::openOldest() {
+    const int number = oldestNumber(m_base);
+    m_file = opened(copyName(m_base, number));
+    if (m_file != nullptr && (oldestNumber(m_base) != number || ownNumber() != number)) {
+        m_file = nullptr;
+    }
+    return m_file != nullptr;
 }
 
 } // namespace pdactl::log

@@ -1,42 +1,41 @@
 #pragma once
 
+#include <QFile>
+
+#include <memory>
 #include <string>
 
 namespace pdactl::log {
 
-/** What a log's file has grown by. */
+/// What a log's file has grown by.
 struct Growth {
     std::string bytes;
     bool hasGap = false; ///< something before them is lost
 };
 
-/**
- * A log that is being written, from its oldest copy on and over its rotations.
- *
- * The open descriptor stays with a file while it is renamed, so that nothing is lost as long as no more than
- * five rotations pass between two looks.
- */
+/// A log that is being written, over its rotations.
+///
+/// The open file stays the same while it is renamed, so that nothing is lost as long as no more than five
+/// rotations pass between two looks.
 class FollowedLog {
 public:
-    explicit FollowedLog(std::string base);
-    FollowedLog(const FollowedLog&) = delete;
-    FollowedLog& operator=(const FollowedLog&) = delete;
-    ~FollowedLog();
+    /// Where to begin: with the oldest copy, or with what is written from now on.
+    enum class From { OldestCopy, End };
 
-    /** What has come since the last time, up to the end of one file; empty when nothing has. */
+    explicit FollowedLog(std::string base, From from = From::OldestCopy);
+
+    const std::string& base() const { return m_base; }
+
+    /// What has been added since the last time, up to the next gap or the present end.
     Growth grow();
 
 private:
-    std::string readRest();
+    bool goOnAfter(int number);
     int ownNumber() const;
-    int oldestNumber() const;
-    bool openNumber(int number);
     bool openOldest();
-    void adopt(int descriptor);
-    bool wasCut() const;
 
     std::string m_base;
-    int m_descriptor = -1;
+    std::unique_ptr<QFile> m_file; ///< null as long as there is none
 };
 
 } // namespace pdactl::log

@@ -1,7 +1,7 @@
 #include "Commands.h"
 #include "Failure.h"
-
-#include "log/EntryReader.h"
+#include "Signals.h"
+#include "log/Entries.h"
 #include "log/ExchangeBuilder.h"
 #include "log/Filter.h"
 #include "log/FollowedLog.h"
@@ -9,19 +9,16 @@
 #include "log/Redaction.h"
 #include "log/Report.h"
 
-#include <csignal>
-#include <ctime>
+#include <QJsonDocument>
 
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <iterator>
 
-namespace pdactl {
+namespace pdactl::log {
 
 namespace {
-
-using namespace log;
 
 struct Options {
     std::vector<std::string> files;
@@ -57,12 +54,12 @@ void warn(const std::string& what) {
     std::cerr << "pdactl: " << what << "." << std::endl;
 }
 
-/** A log's entries, in stretches without a gap. Throws Failure when there is something, but no entry. */
+/// A log's entries, in stretches without a gap. Throws Failure when there is something, but no entry.
 std::vector<std::vector<Entry>> entriesOf(const LogSet& log, bool unredacted) {
     std::vector<std::vector<Entry>> stretches;
     bool isEmpty = true;
     bool isLog = false;
-    for (const std::string& part : readLog(log).parts) {
+    for (const std::string& part : readLog(log)) {
         stretches.push_back(readEntries(part));
         isEmpty = isEmpty && part.empty();
         isLog = isLog || std::any_of(stretches.back().begin(), stretches.back().end(),
@@ -125,7 +122,7 @@ void requireOther(const std::string& output, const std::vector<LogSet>& logs) {
     }
 }
 
-/** The second would take the place of the first. */
+/// The second would take the place of the first.
 void requireDifferent(const std::string& page, const std::string& copy) {
     std::error_code error;
     if (!page.empty() && !copy.empty() &&
@@ -148,7 +145,7 @@ void writeCopy(const std::vector<LogSet>& logs, const std::string& path) {
     }
     writeWhole(path, bytes);
     std::cerr << "pdactl: wrote the redacted log to '" << path
-              << "'. Look through it before it leaves the house." << std::endl;
+              << "'. Look through it before you give it away." << std::endl;
 }
 
 void printTable(const Report& report, bool withMessages) {
@@ -157,14 +154,6 @@ void printTable(const Report& report, bool withMessages) {
         std::cout << tableRow(exchange, withMessages);
     }
     std::cout << tableFoot(report) << std::flush;
-}
-
-void printJson(const Report& report) {
-    std::cout << jsonHead(report);
-    for (std::size_t i = 0; i < report.exchanges.size(); ++i) {
-        std::cout << (i == 0 ? "\n" : ",\n") << jsonOf(report.exchanges[i]);
-    }
-    std::cout << jsonFoot() << std::flush;
 }
 
 int show(const Options& options, bool asJson) {
@@ -188,49 +177,29 @@ int show(const Options& options, bool asJson) {
         std::cerr << "pdactl: wrote '" << options.page << "'; open it in a browser." << std::endl;
     }
     if (asJson) {
-        printJson(report);
+        std::cout << QJsonDocument(jsonOf(report)).toJson(QJsonDocument::Compact).constData() << std::endl;
     } else if (isPrinted) {
         printTable(report, options.withMessages);
     }
     return Success;
 }
 
-/** Blocks the signals that end a program, to take them at a point of its own choosing. */
-class EndSignals {
-public:
-    EndSignals() {
-        (void)::sigemptyset(&m_signals);
-        (void)::sigaddset(&m_signals, SIGINT);
-        (void)::sigaddset(&m_signals, SIGTERM);
-        (void)::sigprocmask(SIG_BLOCK, &m_signals, nullptr);
-    }
-
-    /** Whether one comes within this time. */
-    bool arriveWithin(long milliseconds) const {
-        const timespec time{0, milliseconds * 1000000};
-        return ::sigtimedwait(&m_signals, nullptr, &time) > 0;
-    }
-
-private:
-    sigset_t m_signals{};
-};
-
-/** Shows exchanges while the log grows. */
+/// Shows exchanges while the log grows.
 class Follower {
 public:
     Follower(const Options& options, std::string base, bool asJson)
         : m_options(options), m_filter(filterOf(options)), m_asJson(asJson), m_log(std::move(base)) {}
 
     int run() {
-        constexpr long pause = 100; // ms; a line that has not grown for as long is complete
-        const EndSignals endSignals;
+        constexpr long kPause = 100; // ms; a line that has not grown for as long is complete
+        const BlockedSignals blocked;
         std::cout << (m_asJson ? "" : tableHead()) << std::flush;
         bool isEnd = false;
         while (!isEnd) {
             const Growth growth = m_log.grow();
             take(growth);
             const bool isIdle = growth.bytes.empty() && !growth.hasGap;
-            isEnd = endSignals.arriveWithin(isIdle ? pause : 0);
+            isEnd = blocked.arriveWithin(isIdle ? kPause : 0);
             if (isIdle && m_reader.isAtLineEnd()) {
                 add(m_reader.finish());
             }
@@ -270,7 +239,10 @@ private:
             exchange.gap = m_end ? std::optional(std::max<Time>(exchange.begin - *m_end, 0)) : std::nullopt;
             m_end = m_end ? std::max(*m_end, exchange.end) : exchange.end;
             if (m_filter.matches(exchange)) {
-                std::cout << (m_asJson ? jsonOf(exchange) + "\n"
+                std::cout << (m_asJson ? QJsonDocument(jsonOf(exchange))
+                                             .toJson(QJsonDocument::Compact)
+                                             .append('\n')
+                                             .toStdString()
                                        : tableRow(exchange, m_options.withMessages));
             }
         }
@@ -299,10 +271,14 @@ int follow(const Options& options, bool asJson) {
 
 } // namespace
 
+} // namespace pdactl::log
+
+namespace pdactl {
+
 void addLogCommand(Program& program) {
     CLI::App* command = program.app.add_subcommand(
         "log", "Show what a log of the library tells: requests, replies, results, times");
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<log::Options>();
     command
         ->add_option("FILE", options->files,
                      "logs, rotated copies or folders; a log stands for its copies too")
@@ -330,8 +306,8 @@ void addLogCommand(Program& program) {
     addExample(*command, {"log"}, "--failed --since 2026-01-02 /opt/bank/lib/log");
     command->callback([options, &program] {
         program.action = [options, &program] {
-            return options->follow ? pdactl::follow(*options, program.asJson)
-                                   : show(*options, program.asJson);
+            return options->follow ? log::follow(*options, program.asJson)
+                                   : log::show(*options, program.asJson);
         };
     });
 }

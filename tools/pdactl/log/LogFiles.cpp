@@ -1,17 +1,16 @@
 #include "log/LogFiles.h"
 
+#include "AtomicFile.h"
 #include "Failure.h"
 
-#include <fcntl.h>
+#include <QFile>
+
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <system_error>
@@ -23,65 +22,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** As the log itself: narrowed by the umask, which can only be read by setting it. */
-mode_t fileMode() {
-    const mode_t mask = ::umask(0);
-    (void)::umask(mask);
-    return 0640 & ~mask;
-}
-
-[[noreturn]] void cannotRead(const std::string& path, int error) {
-    const std::string hint = error == EACCES || error == EPERM
+[[noreturn]] void cannotRead(const QFile& file) {
+    const std::string hint = file.error() == QFileDevice::PermissionsError
                                  ? " The log belongs to the user who runs the host; run pdactl as that user."
                                  : " Copy it to a place where it can be read, and give the copy.";
-    throw Failure(LocalFailure,
-                  "Cannot read '" + path + "': " + std::system_category().message(error) + "." + hint);
+    throw Failure(LocalFailure, "Cannot read '" + file.fileName().toStdString() +
+                                    "': " + file.errorString().toStdString() + "." + hint);
 }
 
-[[noreturn]] void cannotWrite(const std::string& path, int error) {
-    throw Failure(LocalFailure, "Cannot write '" + path + "': " + std::system_category().message(error) +
-                                    ". Choose a place where there is room and you may write.");
-}
-
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    Descriptor(Descriptor&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
-    Descriptor& operator=(Descriptor&&) = delete;
-    ~Descriptor() {
-        if (m_descriptor >= 0) {
-            (void)::close(m_descriptor);
-        }
-    }
-
-    int number() const { return m_descriptor; }
-
-private:
-    int m_descriptor;
-};
-
-std::string readAll(const Descriptor& file, const std::string& path) {
-    std::string bytes;
-    std::array<char, 65536> buffer{};
-    for (;;) {
-        const ssize_t count = ::read(file.number(), buffer.data(), buffer.size());
-        if (count < 0 && errno != EINTR) {
-            cannotRead(path, errno);
-        }
-        if (count == 0) {
-            return bytes;
-        }
-        bytes.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-    }
-}
-
-/** The number behind a copy's name; 0 for the log itself. */
+/// The number at the end of a copy's name; 0 for the log itself.
 int copyNumber(const std::string& path) {
     const std::size_t length = path.size();
     const bool isCopy = length > 2 && path[length - 2] == '.' && path[length - 1] >= '1' &&
-                        path[length - 1] <= '0' + MostCopies;
+                        path[length - 1] <= '0' + kMaxCopies;
     return isCopy ? path[length - 1] - '0' : 0;
 }
 
@@ -90,16 +43,16 @@ bool exists(const std::string& path) {
     return fs::exists(path, error);
 }
 
-/** The logs of a directory: the usual one, and those that were written while that could not be. */
+/// The logs of a directory: the usual one, and those that were written while that could not be.
 std::vector<std::string> logsIn(const std::string& directory) {
-    constexpr int mostOthers = 19;
+    constexpr int kMaxOthers = 19;
     const std::string base = (fs::path(directory) / "PDA").string();
     std::vector<std::string> names{base + ".log"};
-    for (int number = 1; number <= mostOthers; ++number) {
+    for (int number = 1; number <= kMaxOthers; ++number) {
         names.push_back(base + "_T" + std::to_string(number) + ".log");
     }
     const auto isMissing = [](const std::string& name) {
-        for (int number = 0; number <= MostCopies; ++number) {
+        for (int number = 0; number <= kMaxCopies; ++number) {
             if (exists(copyName(name, number))) {
                 return false;
             }
@@ -170,7 +123,7 @@ private:
 
     void addAll(const std::string& base) {
         std::set<int> numbers;
-        for (int number = 0; number <= MostCopies; ++number) {
+        for (int number = 0; number <= kMaxCopies; ++number) {
             if (exists(copyName(base, number))) {
                 numbers.insert(number);
             }
@@ -185,44 +138,35 @@ private:
     std::map<std::string, std::set<int>> m_wanted;
 };
 
-/** Reads the files if none of them is renamed between the first and the last opening. */
-std::optional<LogText> tryToRead(const LogSet& log) {
-    std::vector<std::pair<std::string, std::optional<Descriptor>>> files;
+/// Opens the files of a log; nothing for those that are missing. Nothing at all when one is renamed between
+/// the first and the last opening.
+std::optional<std::vector<std::unique_ptr<QFile>>> tryToOpen(const LogSet& log) {
+    std::vector<std::unique_ptr<QFile>> files;
     for (const std::string& path : log.files) {
-        if (path.empty()) {
-            files.emplace_back(path, std::nullopt);
-            continue;
-        }
-        Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-        if (file.number() < 0) {
-            if (errno == ENOENT) {
-                return {};
+        files.push_back(path.empty() ? nullptr : std::make_unique<QFile>(QString::fromStdString(path)));
+        if (files.back() != nullptr && !files.back()->open(QIODevice::ReadOnly)) {
+            if (exists(path)) {
+                cannotRead(*files.back());
             }
-            cannotRead(path, errno);
-        }
-        files.emplace_back(path, std::move(file));
-    }
-    for (const auto& [path, file] : files) {
-        struct stat opened {};
-        struct stat named {};
-        if (file && (::fstat(file->number(), &opened) != 0 || ::stat(path.c_str(), &named) != 0 ||
-                     opened.st_ino != named.st_ino)) {
             return {};
         }
     }
-    LogText text;
-    text.parts.emplace_back();
-    for (const auto& [path, file] : files) {
-        if (file) {
-            text.parts.back() += readAll(*file, path);
-        } else {
-            text.parts.emplace_back();
+    for (const std::unique_ptr<QFile>& file : files) {
+        if (file != nullptr && !isNamed(*file, file->fileName().toStdString())) {
+            return {};
         }
     }
-    return text;
+    return files;
 }
 
 } // namespace
+
+bool isNamed(const QFile& file, const std::string& path) {
+    struct stat opened {};
+    struct stat named {};
+    return ::fstat(file.handle(), &opened) == 0 && ::stat(path.c_str(), &named) == 0 &&
+           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}
 
 std::string copyName(const std::string& base, int number) {
     return number == 0 ? base : base + "." + std::to_string(number);
@@ -236,12 +180,25 @@ std::vector<LogSet> findLogs(const std::vector<std::string>& names) {
     return found.logs();
 }
 
-LogText readLog(const LogSet& log) {
-    constexpr int mostAttempts = 10;
-    for (int attempt = 0; attempt < mostAttempts; ++attempt) {
-        if (std::optional<LogText> text = tryToRead(log)) {
-            return std::move(*text);
+std::vector<std::string> readLog(const LogSet& log) {
+    constexpr int kMaxAttempts = 10;
+    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+        const auto files = tryToOpen(log);
+        if (!files) {
+            continue;
         }
+        std::vector<std::string> parts(1);
+        for (const std::unique_ptr<QFile>& file : *files) {
+            if (file == nullptr) {
+                parts.emplace_back();
+                continue;
+            }
+            parts.back() += file->readAll().toStdString();
+            if (file->error() != QFileDevice::NoError) {
+                cannotRead(*file);
+            }
+        }
+        return parts;
     }
     throw Failure(LocalFailure,
                   "'" + log.base +
@@ -249,23 +206,11 @@ LogText readLog(const LogSet& log) {
 }
 
 void writeWhole(const std::string& path, const std::string& bytes) {
-    std::string temporary = path + ".XXXXXX";
-    const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (file.number() < 0) {
-        cannotWrite(path, errno);
-    }
-    std::size_t written = 0;
-    bool isWhole = ::fchmod(file.number(), fileMode()) == 0;
-    while (isWhole && written < bytes.size()) {
-        const ssize_t count = ::write(file.number(), bytes.data() + written, bytes.size() - written);
-        isWhole = count >= 0 || errno == EINTR;
-        written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
-    }
-    if (!isWhole || ::fsync(file.number()) != 0 || ::rename(temporary.c_str(), path.c_str()) != 0) {
-        const int error = errno;
-        (void)::unlink(temporary.c_str());
-        cannotWrite(path, error);
-    }
+    constexpr mode_t kModeOfLogs = 0640;
+    AtomicFile file(path);
+    file.restrictTo(kModeOfLogs);
+    file.write(bytes);
+    file.commit();
 }
 
 } // namespace pdactl::log

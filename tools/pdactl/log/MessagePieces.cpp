@@ -1,7 +1,7 @@
 #include "log/MessagePieces.h"
 
+#include "Transactions.h"
 #include "log/DeclaredEnds.h"
-#include "log/SecretNames.h"
 #include "log/Traffic.h"
 
 #include <algorithm>
@@ -11,8 +11,8 @@ namespace pdactl::log {
 
 namespace {
 
-constexpr std::size_t MaxTag = 80; // characters; what is longer is not a tag
-constexpr std::string_view Container = "LockList";
+constexpr std::size_t kMaxTag = 80; // characters; what is longer is not a tag
+constexpr std::string_view kContainer = "LockList";
 
 enum class TagState { None, Cut, Whole };
 
@@ -28,9 +28,9 @@ bool isNameCharacter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
 }
 
-/** The tag whose "<" is here. */
+/// The tag whose "<" is here.
 Tag tagAt(std::string_view text, std::size_t begin) {
-    const std::string_view markup = text.substr(begin, MaxTag);
+    const std::string_view markup = text.substr(begin, kMaxTag);
     const bool isClosing = markup.size() > 1 && markup[1] == '/';
     const std::size_t name = isClosing ? 2 : 1;
     std::size_t nameEnd = name;
@@ -39,7 +39,7 @@ Tag tagAt(std::string_view text, std::size_t begin) {
     }
     const std::size_t end = markup.find_first_not_of(" \t\r\n", nameEnd);
     if (end == std::string_view::npos) {
-        return {markup.size() < MaxTag ? TagState::Cut : TagState::None, isClosing, {}, begin, text.size()};
+        return {markup.size() < kMaxTag ? TagState::Cut : TagState::None, isClosing, {}, begin, text.size()};
     }
     const bool isWhole = nameEnd > name && markup[end] == '>';
     return {isWhole ? TagState::Whole : TagState::None, isClosing, markup.substr(name, nameEnd - name), begin,
@@ -48,7 +48,7 @@ Tag tagAt(std::string_view text, std::size_t begin) {
 
 } // namespace
 
-/** Goes through one piece, from one "<" to the next. */
+/// Goes through one piece, from one "<" to the next.
 class MessagePieces::Scan {
 public:
     Scan(MessagePieces& pieces, std::string_view text) : m_pieces(pieces), m_text(text) {}
@@ -57,7 +57,7 @@ public:
         std::size_t position = 0;
         while (position < m_text.size()) {
             if (m_pieces.m_secret.empty() && beginsMessage(m_text.substr(position))) {
-                position += MessageHeader;
+                position += kMessageHeader;
                 m_message = position;
             }
             const std::size_t bracket = std::min(m_text.find('<', position), m_text.size());
@@ -79,7 +79,7 @@ private:
         return tag.end;
     }
 
-    /** Decides about a tag, and about its value when that is harmless. Returns where to go on. */
+    /// Decides about a tag, and about its value when that is harmless. Returns where to go on.
     std::size_t after(Tag tag) {
         std::string& secret = m_pieces.m_secret;
         if (tag.state != TagState::Whole) {
@@ -105,7 +105,7 @@ private:
     }
 
     std::size_t afterHarmless(const Tag& tag) {
-        if (tag.name == Container) {
+        if (tag.name == kContainer) {
             return tag.end;
         }
         const std::size_t valueEnd = m_text.find('<', tag.end);

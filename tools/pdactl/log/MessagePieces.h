@@ -8,25 +8,23 @@
 
 namespace pdactl::log {
 
-/**
- * What a channel brought, in the pieces in which it was logged.
- *
- * Nobody knows what a piece is part of that is not a whole message: the tag that would tell may be in another
- * piece, or lost. So of such a piece only headers, tags of secrets and whole elements under harmless names
- * may be shown.
- */
+/// What a channel brought, in the pieces in which it was logged.
+///
+/// Nobody knows what a piece is part of that is not a whole message: the tag that would tell may be in
+/// another piece, or lost. So of such a piece only headers, tags of secrets and whole elements under harmless
+/// names may be shown.
 class MessagePieces {
 public:
-    /** What may not be shown of the next piece. */
+    /// What may not be shown of the next piece.
     std::vector<Range> add(std::string_view piece);
 
-    /** The next piece begins within the value of this tag; its name in lower case. */
+    /// The next piece begins within the value of this tag; its name in lower case.
     void beginWithin(const std::string& secret) {
         m_secret = secret;
         m_isBroken = !secret.empty();
     }
 
-    /** Whether the last piece was not a whole message. */
+    /// Whether the last piece was not a whole message.
     bool isBroken() const { return m_isBroken; }
 
 private:
@@ -37,7 +35,7 @@ private:
     bool m_isBroken = false;
 };
 
-/** Whether there is a closing tag of any name. */
+/// Whether there is a closing tag of any name.
 bool hasClosingTag(std::string_view text);
 
 } // namespace pdactl::log

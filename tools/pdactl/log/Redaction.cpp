@@ -1,5 +1,6 @@
 #include "log/Redaction.h"
 
+#include "Text.h"
 #include "log/Exchange.h"
 #include "log/SecretSearch.h"
 
@@ -10,10 +11,10 @@ namespace pdactl::log {
 
 namespace {
 
-constexpr std::size_t LongestBreak = 64; // entries in which the end of a broken value is looked for
-constexpr std::string_view ShortFile = "file is too short:";
+constexpr std::size_t kMaxBreak = 64; // entries in which the end of a broken value is looked for
+constexpr std::string_view kShortFile = "file is too short:";
 
-/** Replaces the ranges by the mask, those that touch by one. */
+/// Replaces the ranges by the mask, those that touch by one.
 std::string masked(std::string_view text, std::vector<Range> ranges) {
     std::sort(ranges.begin(), ranges.end(),
               [](const Range& left, const Range& right) { return left.begin < right.begin; });
@@ -27,24 +28,24 @@ std::string masked(std::string_view text, std::vector<Range> ranges) {
         for (++i; i < ranges.size() && ranges[i].begin <= end; ++i) {
             end = std::max(end, ranges[i].end);
         }
-        result.append(text.substr(position, begin - position)).append(Mask);
+        result.append(text.substr(position, begin - position)).append(kMask);
         position = end;
     }
     return result.append(text.substr(position));
 }
 
-/** Whether the text has what the library writes after a request or after a response. */
+/// Whether the text has what the library writes after a request or after a response.
 bool hasJsonEnd(std::string_view text) {
     return payloadOf(text, {LineKind::Request, 0}).size() < text.size() ||
            payloadOf(text, {LineKind::Response, 0}).size() < text.size();
 }
 
-/** What a handler and a timed-out wait write instead of a message. */
+/// What a handler and a timed-out wait write instead of a message.
 bool isPlaceholder(std::string_view payload) {
     return payload.empty() || payload == "-" || startsWith(payload, " time out");
 }
 
-/** JSON that begins in its middle tells nothing of what it begins with. */
+/// JSON that begins in its middle tells nothing of what it begins with.
 std::vector<Range> hiddenInJson(std::string_view payload) {
     const std::size_t first = payload.find_first_not_of(" \t\r\n");
     const bool isObject = first == std::string_view::npos || payload[first] == '{';
@@ -56,7 +57,7 @@ bool isEscaped(std::string_view text, std::size_t position) {
     return (position - (before == std::string_view::npos ? 0 : before + 1)) % 2 != 0;
 }
 
-/** The end of the string in which JSON without its beginning begins, or after whose cut name it does. */
+/// The end of the string in which JSON without its beginning begins, or after whose cut name it does.
 std::size_t endOfHeadlessValue(std::string_view text) {
     for (std::size_t quote = text.find('"'); quote != std::string_view::npos;
          quote = text.find('"', quote + 1)) {
@@ -69,7 +70,7 @@ std::size_t endOfHeadlessValue(std::string_view text) {
     return text.size();
 }
 
-/** A message's type as the library logs it; four characters of whatever it got. */
+/// A message's type as the library logs it; four characters of whatever it got.
 std::string_view loggedType(std::string_view text) {
     for (const std::string_view label : {"Xml Type:", "Xml1 Type:"}) {
         if (startsWith(text, label)) {
@@ -79,31 +80,31 @@ std::string_view loggedType(std::string_view text) {
     return {};
 }
 
-/** Some of the library's lines repeat what would be known by its tag or its name elsewhere. */
+/// Some of the library's lines repeat what would be known by its tag or its name elsewhere.
 std::vector<Range> hiddenInStep(std::string_view text, std::string_view type) {
     const std::string_view logged = loggedType(text);
     if (!logged.empty() && logged != type) {
         const auto begin = static_cast<std::size_t>(logged.data() - text.data());
         return {{begin, begin + logged.size()}};
     }
-    if (startsWith(text, ShortFile) && text.size() > ShortFile.size()) {
-        return {{ShortFile.size(), text.size()}};
+    if (startsWith(text, kShortFile) && text.size() > kShortFile.size()) {
+        return {{kShortFile.size(), text.size()}};
     }
     return {};
 }
 
-/** What goes on after a text that was broken off by a line which looks like another entry. */
+/// What goes on after a text that was broken off by a line which looks like another entry.
 class Continuation {
 public:
     Continuation(std::vector<Entry>& entries, std::size_t broken)
         : m_entries(entries), m_first(broken + 1), m_end(m_first) {
-        const std::size_t most = std::min(m_first + LongestBreak, entries.size());
+        const std::size_t most = std::min(m_first + kMaxBreak, entries.size());
         while (m_end < most && trafficLine(entries[m_end].text).kind == LineKind::Other) {
             ++m_end;
         }
     }
 
-    /** Up to the last closing tag. Returns how many entries that are. */
+    /// Up to the last closing tag. Returns how many entries that are.
     std::size_t maskMessage(MessagePieces& pieces) {
         const std::size_t end = endAfter([](std::string_view text) { return hasClosingTag(text); });
         for (std::size_t i = m_first; i < end; ++i) {
@@ -112,11 +113,11 @@ public:
         return end - m_first;
     }
 
-    /** Up to the end that the library writes after JSON. */
+    /// Up to the end that the library writes after JSON.
     std::size_t maskJson() {
         const std::size_t end = endAfter(hasJsonEnd);
         for (std::size_t i = m_first; i < end; ++i) {
-            m_entries[i].text = Mask;
+            m_entries[i].text = kMask;
         }
         return end - m_first;
     }
@@ -144,7 +145,7 @@ void Redactor::redact(std::vector<Entry>& entries) {
     }
 }
 
-/** Masks what goes on in the following entries too. Returns how many these are. */
+/// Masks what goes on in the following entries too. Returns how many these are.
 std::size_t Redactor::redactOne(std::vector<Entry>& entries, std::size_t index) {
     std::string& text = entries[index].text;
     const bool isHeadless = entries[index].head.empty();
@@ -168,7 +169,8 @@ std::size_t Redactor::redactOne(std::vector<Entry>& entries, std::size_t index) 
         pieces = &piecesOf(line.kind, payload, own);
         hidden = pieces->add(payload);
     }
-    for (const Range& range : secrets.values) { // what the library writes around is no part of a value
+    for (const Range& range :
+         secrets.values) { // what the library writes around a value does not belong to it
         const std::size_t begin = std::max(range.begin, line.payload) - line.payload;
         const std::size_t end =
             std::clamp(range.end, line.payload, line.payload + payload.size()) - line.payload;
@@ -182,7 +184,7 @@ std::size_t Redactor::redactOne(std::vector<Entry>& entries, std::size_t index) 
                                 : 0;
 }
 
-/** With what came before this line, as far as it belongs to it. */
+/// With what came before this line, as far as it belongs to it.
 MessagePieces& Redactor::piecesOf(LineKind kind, std::string_view payload, MessagePieces& own) {
     if (kind == LineKind::Read && !payload.empty()) {
         m_lastRead = payload;
@@ -194,7 +196,7 @@ MessagePieces& Redactor::piecesOf(LineKind kind, std::string_view payload, Messa
     return own;
 }
 
-/** What begins without a stamp may be the rest of anything. */
+/// What begins without a stamp may be the rest of anything.
 std::vector<Range> Redactor::hiddenInHeadless(std::string_view text) {
     return hasJsonEnd(text) ? std::vector<Range>{{0, endOfHeadlessValue(text)}} : m_received.add(text);
 }

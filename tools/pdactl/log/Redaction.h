@@ -1,6 +1,6 @@
 #pragma once
 
-#include "log/Entry.h"
+#include "log/Entries.h"
 #include "log/MessagePieces.h"
 #include "log/Traffic.h"
 
@@ -10,10 +10,8 @@
 
 namespace pdactl::log {
 
-/**
- * Masks the secrets of a log's entries. They may come in several parts: a value that one entry breaks off is
- * masked in the following ones too, even if that is all that they hold.
- */
+/// Masks the secrets of a log's entries. They may come in several parts: a value that one entry breaks off is
+/// masked in the following ones too, even if that is all that they hold.
 class Redactor {
 public:
     void redact(std::vector<Entry>& entries);
@@ -29,7 +27,7 @@ private:
     std::string m_type; ///< of the last message read; empty when its header was not there
 };
 
-/** Masks the secrets of a log's entries, all that there are. */
+/// Masks the secrets of a log's entries, all that there are.
 void redact(std::vector<Entry>& entries);
 
 } // namespace pdactl::log

@@ -2,13 +2,14 @@
 
 #include "log/Exchange.h"
 
-#include <map>
+#include <QJsonObject>
+
 #include <string>
 #include <vector>
 
 namespace pdactl::log {
 
-/** What a log tells, ready to be shown. */
+/// What a log tells, ready to be shown.
 struct Report {
     std::vector<std::string> files;
     std::vector<std::string> gaps;
@@ -16,13 +17,13 @@ struct Report {
     bool isRedacted = true;
 };
 
-/** How an exchange is called: its member, or its message's type. */
+/// How an exchange is called: its member, or its message's type.
 std::string callOf(const Exchange& exchange);
 
-/** What is special about it, in short. */
+/// What is special about it, in short.
 std::vector<std::string> remarksOf(const Exchange& exchange);
 
-/** How long the transactions of one kind took. */
+/// How long the transactions of one kind took.
 struct Latency {
     std::string code;
     std::string call;
@@ -34,22 +35,17 @@ struct Latency {
     Time most = 0;
 };
 
-/** By kind, in the order of codes and names. */
+/// By kind, in the order of codes and names.
 std::vector<Latency> latencies(const std::vector<Exchange>& exchanges);
 
-// ---- table
 std::string tableHead();
-/** One line; with the messages beneath it when they are wanted. */
+/// One line; with the messages beneath it when they are wanted.
 std::string tableRow(const Exchange& exchange, bool withMessages);
 std::string tableFoot(const Report& report);
 
-// ---- JSON
-std::string jsonOf(const Exchange& exchange);
-/** The document up to its exchanges, which are separated by commas, and the rest. */
-std::string jsonHead(const Report& report);
-std::string jsonFoot();
+QJsonObject jsonOf(const Exchange& exchange);
+QJsonObject jsonOf(const Report& report);
 
-// ---- HTML
 std::string htmlPage(const Report& report);
 
 } // namespace pdactl::log

@@ -1,7 +1,7 @@
 #include "log/SecretSearch.h"
 
-#include "log/JsonText.h"
-#include "log/SecretNames.h"
+#include "Transactions.h"
+#include "log/JsonScan.h"
 
 #include <algorithm>
 #include <list>
@@ -12,8 +12,8 @@ namespace pdactl::log {
 
 namespace {
 
-constexpr std::string_view Blanks = " \t\r\n";
-constexpr std::size_t DeepestNesting = 4; // of JSON in strings of JSON
+constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::size_t kMaxNesting = 4; // of JSON in strings of JSON
 
 bool isWordCharacter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
@@ -31,7 +31,7 @@ bool isQuote(char c) {
     return c == '"' || c == '\'';
 }
 
-/** Whether "</" stands in front of the name; its "/" may be escaped. Returns where it begins, npos for no. */
+/// Whether "</" precedes the name; its "/" may be escaped. Returns where it begins, npos for no.
 std::size_t closingTagAt(std::string_view text, std::size_t name) {
     std::size_t position = name;
     if (position == 0 || text[--position] != '/') {
@@ -43,7 +43,7 @@ std::size_t closingTagAt(std::string_view text, std::size_t name) {
     return position > 0 && text[position - 1] == '<' ? position - 1 : std::string_view::npos;
 }
 
-/** The words of a text, one after the other. */
+/// The words of a text, one after the other.
 class Words {
 public:
     explicit Words(std::string_view text) : m_text(text) {}
@@ -70,7 +70,7 @@ private:
     std::size_t m_end = 0;
 };
 
-/** Looks through a text as it stands, or through one whose escapes have been resolved once more. */
+/// Looks through a text as it is, or through one whose escapes have been resolved once more.
 class Search {
 public:
     explicit Search(std::string_view text) : m_text(text) {}
@@ -84,7 +84,7 @@ public:
     std::string_view text() const { return m_text; }
     const Secrets& found() const { return m_found; }
 
-    /** Where a position was before any escape was resolved. */
+    /// Where a position was before any escape was resolved.
     std::size_t origin(std::size_t position) const {
         return m_parent == nullptr ? position : m_parent->origin(m_decoded.origins[position]);
     }
@@ -122,11 +122,11 @@ private:
     }
 
     void open(const std::string& name, std::size_t nameEnd) {
-        const std::size_t bracket = skip(m_text, nameEnd, Blanks);
+        const std::size_t bracket = skip(m_text, nameEnd, kBlanks);
         m_openings.emplace(name, at(m_text, bracket) == '>' ? bracket + 1 : nameEnd);
     }
 
-    /** Ends the value that the tag has begun. Without one, what stands before it may be the rest of one. */
+    /// Ends the value that the tag has begun. Without one, what precedes it may be the rest of one.
     void close(const std::string& name, std::size_t position) {
         const auto opening = m_openings.find(name);
         if (opening != m_openings.end()) {
@@ -139,7 +139,7 @@ private:
         m_closed = position;
     }
 
-    /** Whether a character is the same without resolving escapes. */
+    /// Whether a character is the same without resolving escapes.
     bool isRaw(std::size_t position) const {
         if (m_parent == nullptr || position >= m_text.size()) {
             return true;
@@ -148,8 +148,7 @@ private:
         return m_decoded.origins[position + 1] == before + 1 && m_parent->m_text[before] == m_text[position];
     }
 
-    /** A name is what stands between quotes, or a word without any. Names inside a masked value are skipped.
-     */
+    /// A name is what is between quotes, or a word without any. Names inside a masked value are skipped.
     void member(std::size_t nameBegin, std::size_t nameEnd) {
         if (nameEnd < m_masked) {
             return;
@@ -174,22 +173,22 @@ private:
         }
     }
 
-    /** The quote that ends a name which may go on a little after a word; the text's size without one. */
+    /// The quote that ends a name which may go on a little after a word; the text's size without one.
     std::size_t quoteAfter(std::size_t nameEnd) const {
-        constexpr std::size_t most = 32;
-        const std::string_view name = m_text.substr(nameEnd, most);
+        constexpr std::size_t kMaxRest = 32;
+        const std::string_view name = m_text.substr(nameEnd, kMaxRest);
         const std::size_t end = name.find_first_of("\"'\\,:=<>{}\n");
         return end != std::string_view::npos && isQuote(name[end]) ? nameEnd + end : m_text.size();
     }
 
-    /** A member's value, and more of them where a list has lost its brackets. */
+    /// A member's value, and more of them where a list has lost its brackets.
     void values(std::size_t position) {
         for (bool isValue = position < m_text.size(); isValue;) {
             m_masked = endOfValue(position);
             const char first = m_text[position];
             const bool isClosed = isQuote(first) && m_masked > position + 1 && m_text[m_masked - 1] == first;
             add(position + (isQuote(first) ? 1 : 0), m_masked - (isClosed ? 1 : 0));
-            const std::size_t comma = skip(m_text, m_masked, Blanks);
+            const std::size_t comma = skip(m_text, m_masked, kBlanks);
             position = skip(m_text, comma, ", \t\r\n");
             isValue = at(m_text, comma) == ',' && isNamelessValue(position);
         }
@@ -201,10 +200,10 @@ private:
             return std::string_view("[{-0123456789").find(first) != std::string_view::npos;
         }
         const std::size_t end = closingQuote(position + 1, first, false);
-        return at(m_text, skip(m_text, end + 1, Blanks)) != ':';
+        return at(m_text, skip(m_text, end + 1, kBlanks)) != ':';
     }
 
-    /** After the value that begins here; the end of the text when it has none. */
+    /// After the value that begins here; the end of the text when it has none.
     std::size_t endOfValue(std::size_t begin) const {
         const char first = at(m_text, begin);
         if (isQuote(first)) {
@@ -217,11 +216,11 @@ private:
     }
 
     bool endsValue(std::size_t position) const {
-        const std::size_t next = skip(m_text, position, Blanks);
+        const std::size_t next = skip(m_text, position, kBlanks);
         return next == m_text.size() || m_text[next] == ',' || m_text[next] == '}' || m_text[next] == ']';
     }
 
-    /** Where a value is damaged, only a quote at which a value can end is taken for its end. */
+    /// Where a value is damaged, only a quote at which a value can end is taken for its end.
     std::size_t closingQuote(std::size_t begin, char quote, bool endsHere) const {
         for (std::size_t i = begin; i < m_text.size(); ++i) {
             if (m_text[i] == '\\' && !(m_parent != nullptr && isRaw(i + 1) && at(m_text, i + 1) == quote)) {
@@ -233,7 +232,7 @@ private:
         return m_text.size();
     }
 
-    /** The bracket that closes what is open at `begin`, strings left out; the text's size without one. */
+    /// The bracket that closes what is open at `begin`, strings left out; the text's size without one.
     std::size_t closingBracket(std::size_t begin, std::size_t depth = 0) const {
         for (std::size_t i = begin; i < m_text.size(); ++i) {
             const char c = m_text[i];
@@ -248,20 +247,20 @@ private:
         return m_text.size();
     }
 
-    /** A number or a word; anything else is no JSON, and nobody knows where it ends. */
+    /// A number or a word; anything else is not JSON, and nobody knows where it ends.
     std::size_t endOfWord(std::size_t begin) const {
         std::size_t end = begin;
         while (end < m_text.size() && (isWordCharacter(m_text[end]) || m_text[end] == '-' ||
                                        m_text[end] == '+' || m_text[end] == '.')) {
             ++end;
         }
-        if (m_text.substr(begin, Mask.size()) == Mask) {
-            end = begin + Mask.size();
+        if (m_text.substr(begin, kMask.size()) == kMask) {
+            end = begin + kMask.size();
         }
         return end > begin && endsValue(end) ? end : m_text.size();
     }
 
-    /** A name that is itself a value, in a list for example: what follows may be what it names. */
+    /// A name that is itself a value, in a list for example: what follows may be what it names.
     void restOfContainer(std::size_t position) {
         const std::size_t begin = skip(m_text, position, ",]} \t\r\n");
         if (std::string_view("\"'[{-0123456789").find(at(m_text, begin)) != std::string_view::npos) {
@@ -285,7 +284,7 @@ Secrets findSecrets(std::string_view text) {
     std::list<Search> searches;
     searches.emplace_back(text).run();
     for (std::size_t depth = 0;
-         depth < DeepestNesting && searches.back().text().find('\\') != std::string_view::npos; ++depth) {
+         depth < kMaxNesting && searches.back().text().find('\\') != std::string_view::npos; ++depth) {
         Search& parent = searches.back();
         searches.emplace_back(decoded(parent.text()), parent).run();
     }

@@ -1,6 +1,6 @@
 #include "log/Traffic.h"
 
-#include "log/Entry.h"
+#include "Text.h"
 #include "log/Time.h"
 
 #include <algorithm>
@@ -11,17 +11,16 @@ namespace pdactl::log {
 
 namespace {
 
-constexpr std::size_t npos = std::string_view::npos;
-constexpr std::size_t LengthDigits = 6;
-constexpr std::ptrdiff_t HeadDigits = 10; // length and type
-constexpr std::string_view Prepared = " SendData pre: ";
+constexpr std::size_t kLengthDigits = 6;
+constexpr std::ptrdiff_t kHeadDigits = 10; // length and type
+constexpr std::string_view kPrepared = " SendData pre: ";
 
 struct Label {
     std::string_view text;
     LineKind kind;
 };
 
-constexpr std::array<Label, 8> Labels{{
+constexpr std::array<Label, 8> kLabels{{
     {"inJson4:", LineKind::Request},
     {"outJson:", LineKind::Response},
     {"Write XML: ", LineKind::Written},
@@ -33,13 +32,13 @@ constexpr std::array<Label, 8> Labels{{
 }};
 
 bool isTail(std::string_view text, std::string_view allowed) {
-    return !text.empty() && text.find_first_not_of(allowed) == npos;
+    return !text.empty() && text.find_first_not_of(allowed) == kNone;
 }
 
-/** Cuts the last occurrence of a label off, with what follows it, if that consists of these characters. */
+/// Cuts the last occurrence of a label off, with what follows it, if that consists of these characters.
 bool cutTail(std::string_view& text, std::string_view label, std::string_view allowed) {
     const std::size_t found = text.rfind(label);
-    if (found == npos || !isTail(text.substr(found + label.size()), allowed)) {
+    if (found == kNone || !isTail(text.substr(found + label.size()), allowed)) {
         return false;
     }
     text = text.substr(0, found);
@@ -49,13 +48,14 @@ bool cutTail(std::string_view& text, std::string_view label, std::string_view al
 } // namespace
 
 std::size_t entryHeadLength(std::string_view text) {
-    constexpr std::array<std::string_view, 4> words{"MESSAGE  : ", "ERROR  : ", "WARNING  : ", "INFO     : "};
+    constexpr std::array<std::string_view, 4> kLevelWords{
+        "MESSAGE  : ", "ERROR  : ", "WARNING  : ", "INFO     : "};
     if (!parseStamp(text)) {
         return 0;
     }
-    for (const std::string_view word : words) {
-        if (startsWith(text.substr(StampLength), word)) {
-            return StampLength + word.size();
+    for (const std::string_view word : kLevelWords) {
+        if (startsWith(text.substr(kStampLength), word)) {
+            return kStampLength + word.size();
         }
     }
     return 0;
@@ -66,69 +66,92 @@ bool isEntryHead(std::string_view text) {
 }
 
 bool beginsMessage(std::string_view text) {
-    const std::string_view header = text.substr(0, MessageHeader);
-    const auto isHexDigit = [](char c) { return std::string_view("0123456789abcdefABCDEF").find(c) != npos; };
-    return header.size() == MessageHeader && declaredLength(text).has_value() &&
-           std::string_view("789").find(header[LengthDigits]) != npos && header[LengthDigits + 1] == '0' &&
-           (text.size() == MessageHeader || text[MessageHeader] == '<') &&
+    const std::string_view header = text.substr(0, kMessageHeader);
+    const auto isHexDigit = [](char c) {
+        return std::string_view("0123456789abcdefABCDEF").find(c) != kNone;
+    };
+    return header.size() == kMessageHeader && declaredLength(text).has_value() &&
+           std::string_view("789").find(header[kLengthDigits]) != kNone && header[kLengthDigits + 1] == '0' &&
+           (text.size() == kMessageHeader || text[kMessageHeader] == '<') &&
            !std::all_of(header.begin(), header.end(), isHexDigit); // those may be part of a file
 }
 
 std::optional<std::size_t> declaredLength(std::string_view text) {
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    if (text.size() < std::size_t{HeadDigits} ||
-        !std::all_of(text.begin(), text.begin() + HeadDigits, isDigit)) {
+    if (text.size() < std::size_t{kHeadDigits} ||
+        !std::all_of(text.begin(), text.begin() + kHeadDigits, isDigit)) {
         return {};
     }
     std::size_t length = 0;
-    (void)std::from_chars(text.data(), text.data() + LengthDigits, length);
+    (void)std::from_chars(text.data(), text.data() + kLengthDigits, length);
     return length;
 }
 
 TrafficLine trafficLine(std::string_view text) {
-    for (const Label& label : Labels) {
+    for (const Label& label : kLabels) {
         if (startsWith(text, label.text)) {
             return {label.kind, label.text.size()};
         }
     }
-    constexpr std::size_t longestWord = 20;
-    const std::size_t blank = text.substr(0, longestWord).find(' ');
-    if (blank != npos && blank > 0 && startsWith(text.substr(blank), Prepared)) {
-        return {LineKind::Prepared, blank + Prepared.size()};
+    constexpr std::size_t kMaxWord = 20;
+    const std::size_t blank = text.substr(0, kMaxWord).find(' ');
+    if (blank != kNone && blank > 0 && startsWith(text.substr(blank), kPrepared)) {
+        return {LineKind::Prepared, blank + kPrepared.size()};
     }
     return {};
 }
 
 std::string_view payloadOf(std::string_view text, TrafficLine line) {
-    constexpr std::string_view number = "-0123456789";
+    constexpr std::string_view kNumber = "-0123456789";
     std::string_view payload = text.substr(std::min(line.payload, text.size()));
     switch (line.kind) {
     case LineKind::Request:
-        (void)cutTail(payload, " inLen:", number);
+        (void)cutTail(payload, " inLen:", kNumber);
         break;
     case LineKind::Response:
-        if (cutTail(payload, " ret:", number)) {
-            (void)cutTail(payload, " outLen:", number);
+        if (cutTail(payload, " ret:", kNumber)) {
+            (void)cutTail(payload, " outLen:", kNumber);
         }
         break;
     case LineKind::Written:
-        (void)cutTail(payload, " sendLen:", number);
+        (void)cutTail(payload, " sendLen:", kNumber);
         break;
     case LineKind::WriteFailed:
-        if (cutTail(payload, " bufferLen:", number)) {
-            (void)cutTail(payload, "  sendLen:", number);
+        if (cutTail(payload, " bufferLen:", kNumber)) {
+            (void)cutTail(payload, "  sendLen:", kNumber);
         }
         break;
     case LineKind::WrongMessage:
-        if (payload.size() >= WrongTail.size() &&
-            payload.substr(payload.size() - WrongTail.size()) == WrongTail) {
-            payload.remove_suffix(WrongTail.size());
+        if (payload.size() >= kWrongTail.size() &&
+            payload.substr(payload.size() - kWrongTail.size()) == kWrongTail) {
+            payload.remove_suffix(kWrongTail.size());
         }
         break;
     default:
         break;
     }
     return payload;
+}
+
+std::string_view begunMember(std::string_view text) {
+    constexpr std::string_view kEnd = "] begin";
+    if (text.size() <= kEnd.size() || text.front() != '[' || text.substr(text.size() - kEnd.size()) != kEnd) {
+        return {};
+    }
+    return text.substr(1, text.size() - kEnd.size() - 1);
+}
+
+std::optional<int> resultOf(std::string_view text) {
+    constexpr std::string_view kLabel = " ret:";
+    const std::size_t found = text.rfind(kLabel);
+    int result = 0;
+    if (found == std::string_view::npos) {
+        return {};
+    }
+    const std::string_view digits = text.substr(found + kLabel.size());
+    const bool isNumber =
+        std::from_chars(digits.data(), digits.data() + digits.size(), result).ec == std::errc();
+    return isNumber ? std::optional(result) : std::nullopt;
 }
 
 } // namespace pdactl::log

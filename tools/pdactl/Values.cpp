@@ -1,0 +1,170 @@
+#include "Values.h"
+
+#include "Failure.h"
+#include "lock/Locks.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QString>
+
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+namespace pdactl {
+
+namespace {
+
+void removeLineEnd(std::string& text) {
+    for (const char end : {'\n', '\r'}) {
+        if (!text.empty() && text.back() == end) {
+            text.pop_back();
+        }
+    }
+}
+
+std::string readStandardInput() {
+    static bool isTaken = false;
+    if (isTaken) {
+        throw Failure(BadUsage, "Standard input can give one value only: put the others into files and "
+                                "give @FILE for them.");
+    }
+    isTaken = true;
+    std::ostringstream content;
+    content << std::cin.rdbuf();
+    return content.str();
+}
+
+std::string toInteger(const std::string& name, const std::string& value) {
+    bool isInteger = false;
+    const int number = QString::fromStdString(value).toInt(&isInteger);
+    if (!isInteger) {
+        throw Failure(BadUsage, name + " takes an integer, not \"" + value + "\".");
+    }
+    return std::to_string(number);
+}
+
+/// How many labels a list has, whichever of the two semicolons separates them.
+int countLabels(const std::string& list) {
+    const QRegularExpression semicolon(QStringLiteral("[;\uFF1B]"));
+    return QString::fromStdString(list).split(semicolon, Qt::SkipEmptyParts).size();
+}
+
+void requireTotal(const Parameter& total, const Parameter& list, const Values& values, Naming nameOf) {
+    const std::string count = std::to_string(countLabels(values.at(list.name)));
+    if (values.at(total.name) != count) {
+        throw Failure(BadUsage, nameOf(total) + " says " + values.at(total.name) + ", but " + nameOf(list) +
+                                    " has " + count + " label(s). Correct one of them.");
+    }
+}
+
+/// The library counts what is followed by ";" only.
+void requireEndOfList(const std::string& name, const std::string& list) {
+    if (!list.empty() && list.back() != ';') {
+        throw Failure(BadUsage, name + " ends without \";\", so its last value would not be counted. Put "
+                                       "\";\" after each value.");
+    }
+}
+
+Values withPresets(const Transaction& transaction, Values values, Naming nameOf) {
+    std::string missing;
+    for (const Parameter& parameter : transaction.parameters) {
+        if (values.count(parameter.name) == 0 && parameter.preset == nullptr) {
+            missing += (missing.empty() ? "" : ", ") + nameOf(parameter);
+        } else {
+            values.emplace(parameter.name, parameter.preset != nullptr ? parameter.preset : "");
+        }
+    }
+    if (!missing.empty()) {
+        throw Failure(BadUsage, transaction.code + " also needs " + missing + ". Give each as NAME=VALUE.");
+    }
+    return values;
+}
+
+/// Checks and completes a value that was given.
+void check(const Parameter& parameter, const std::string& name, std::string& value) {
+    if (!parameter.mayBeEmpty() && isBlank(value)) {
+        throw Failure(BadUsage, name + " is empty. Give its value; nothing was sent.");
+    }
+    if (parameter.isInteger()) {
+        value = toInteger(name, value);
+    } else if (parameter.kind == Kind::Items) {
+        requireEndOfList(name, value);
+    }
+}
+
+} // namespace
+
+std::string asMember(const Parameter& parameter) {
+    return parameter.name;
+}
+
+std::string asOption(const Parameter& parameter) {
+    return std::string("--") + parameter.option;
+}
+
+std::string readArgument(const std::string& name, const std::string& text, bool isSecret) {
+    const bool isElsewhere = text == "-" || text.rfind('@', 0) == 0;
+    if (isSecret && !isElsewhere) {
+        throw Failure(BadUsage, name +
+                                    " is secret and must not be given on the command line, where every user "
+                                    "of this machine sees it. Put it into a file and give @FILE, or send it "
+                                    "to standard input and give -");
+    }
+    std::string value = isElsewhere ? readWhole(text == "-" ? text : text.substr(1)) : text;
+    if (isElsewhere) {
+        removeLineEnd(value);
+    }
+    requireSendable(name, value);
+    return value;
+}
+
+std::string readWhole(const std::string& path) {
+    if (path == "-") {
+        return readStandardInput();
+    }
+    QFile file(QString::fromStdString(path));
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw Failure(LocalFailure, "Cannot read " + path + ": " + file.errorString().toStdString() +
+                                        ". Give a file that you may read.");
+    }
+    return file.readAll().toStdString();
+}
+
+void requireSendable(const std::string& name, const std::string& value) {
+    const QByteArray bytes = QByteArray::fromStdString(value);
+    if (bytes.contains('\0') || QString::fromUtf8(bytes).toUtf8() != bytes) {
+        throw Failure(BadUsage, name +
+                                    " holds bytes that are not UTF-8 text. Write them as the text that the "
+                                    "terminal expects, hexadecimal digits for example.");
+    }
+    if (value.find_first_of("<>") != std::string::npos) {
+        throw Failure(BadUsage, name + R"( holds "<" or ">", which have a meaning in the protocol. Give it )"
+                                       "without them.");
+    }
+}
+
+bool isBlank(std::string_view text) {
+    return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+Values complete(const Transaction& transaction, const Values& given, Naming nameOf) {
+    Values values = withPresets(transaction, given, nameOf);
+    const std::vector<Parameter>& parameters = transaction.parameters;
+    for (const Parameter& parameter : parameters) {
+        if (given.count(parameter.name) != 0) {
+            check(parameter, nameOf(parameter), values[parameter.name]);
+        }
+    }
+    for (auto total = parameters.begin(); total != parameters.end(); ++total) {
+        if (total->kind == Kind::Total) {
+            requireTotal(*total, *std::next(total), values, nameOf);
+        }
+    }
+    if (opensLocks(transaction)) {
+        completeOpening(values);
+    }
+    return values;
+}
+
+} // namespace pdactl

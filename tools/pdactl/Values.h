@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Transactions.h"
+
+#include <string>
+#include <string_view>
+
+namespace pdactl {
+
+/// How a user calls a parameter.
+using Naming = std::string (*)(const Parameter& parameter);
+std::string asMember(const Parameter& parameter); ///< "pTotal"
+std::string asOption(const Parameter& parameter); ///< "--total"
+
+/// The value of an argument: "@FILE" stands for a file's content, "-" for standard input's, both without the
+/// line end at their end; everything else for itself. A secret must not be given on the command line, where
+/// every user of the machine sees it. `name` is for messages. Throws a Failure that says how to do it.
+std::string readArgument(const std::string& name, const std::string& text, bool isSecret);
+
+/// A file's content, "-" for standard input. Throws a Failure.
+std::string readWhole(const std::string& path);
+
+/// Throws a Failure for a value that cannot be sent as it is: bytes that are not UTF-8 would be replaced, or
+/// cut, on their way to the terminal, and values travel between tags as they are.
+void requireSendable(const std::string& name, const std::string& value);
+
+/// True for a text of nothing but blanks and line ends.
+bool isBlank(std::string_view text);
+
+/// All values, presets included. Throws a Failure that names what is missing, empty, not an integer, or does
+/// not go together.
+Values complete(const Transaction& transaction, const Values& given, Naming nameOf);
+
+} // namespace pdactl

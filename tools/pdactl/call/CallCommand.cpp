@@ -1,0 +1,195 @@
+#include "Commands.h"
+#include "Failure.h"
+#include "Message.h"
+#include "Values.h"
+#include "log/JsonScan.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <set>
+
+namespace pdactl {
+
+namespace {
+
+struct CallOptions {
+    std::string code;
+    std::vector<std::string> members;
+};
+
+const Parameter& findParameter(const Transaction& code, const std::string& name) {
+    const auto found = std::find_if(code.parameters.begin(), code.parameters.end(),
+                                    [&](const Parameter& parameter) { return name == parameter.name; });
+    if (found == code.parameters.end()) {
+        std::string known;
+        for (const Parameter& parameter : code.parameters) {
+            known += (known.empty() ? "" : ", ") + std::string(parameter.name);
+        }
+        throw Failure(BadUsage, code.code + " takes no " + name +
+                                    ", but: " + (known.empty() ? "nothing" : known) + ".");
+    }
+    return *found;
+}
+
+Values readMembers(const Transaction& code, const std::vector<std::string>& members) {
+    Values values;
+    for (const std::string& member : members) {
+        const std::size_t equals = member.find('=');
+        if (equals == std::string::npos) {
+            throw Failure(BadUsage, "\"" + member +
+                                        R"(" is not key=value. Write the member's name, "=" and its value.)");
+        }
+        const std::string name = member.substr(0, equals);
+        const Parameter& parameter = findParameter(code, name);
+        if (values.count(name) != 0) {
+            throw Failure(BadUsage, name + " is given twice. Give it once.");
+        }
+        values[name] = readArgument(name, member.substr(equals + 1), parameter.isSecret());
+    }
+    return values;
+}
+
+const Transaction& requireCode(const std::string& number) {
+    const Transaction* const code = findCode(number);
+    if (code == nullptr) {
+        throw Failure(BadUsage, "There is no code \"" + number +
+                                    "\"; they are 600001 to 600019, and 'pdactl call --help' lists them. "
+                                    "For a whole request give @FILE, or - for standard input.");
+    }
+    return *code;
+}
+
+bool isWholeRequest(const std::string& code) {
+    return code == "-" || code.rfind('@', 0) == 0;
+}
+
+/// The value of a member; nothing for one that is missing or of the wrong type.
+std::optional<std::string> valueOf(const Parameter& parameter, const QJsonValue& value) {
+    if (parameter.isInteger()) {
+        constexpr int kNoInteger = std::numeric_limits<int>::min();
+        const int number = value.toInt(kNoInteger);
+        return number != kNoInteger ? std::optional(std::to_string(number)) : std::nullopt;
+    }
+    return value.isString() ? std::optional(value.toString().toStdString()) : std::nullopt;
+}
+
+/// The values of a whole request; nothing for one that the library refuses.
+std::optional<Values> valuesOf(const Transaction& code, const QJsonObject& request) {
+    Values values;
+    for (const Parameter& parameter : code.parameters) {
+        const std::optional<std::string> value =
+            valueOf(parameter, request.value(QLatin1String(parameter.name)));
+        if (!value) {
+            return std::nullopt;
+        }
+        requireSendable(parameter.name, *value);
+        values[parameter.name] = *value;
+    }
+    return values;
+}
+
+/// True when a whole request is to be carried out.
+bool isToBeCalled(const Transaction* code, const QJsonObject& request, const Settings& settings) {
+    const std::optional<Values> values = code != nullptr ? valuesOf(*code, request) : std::nullopt;
+    if (values) {
+        return isToBeSent(messageOf(*code, complete(*code, *values, asMember)), settings.isDryRun,
+                          settings.asJson);
+    }
+    if (settings.isDryRun) {
+        throw Failure(RequestRefused,
+                      "The library would refuse the request: its code is unknown, or a member "
+                      "is missing or has the wrong type. 'pdactl call --help' lists them.");
+    }
+    return true;
+}
+
+/// The library takes the first of several members of one name, the checks here the last.
+void requireDistinctMembers(const std::string& request) {
+    std::set<std::string> names;
+    for (const std::string& name : log::rootNames(request).value_or(std::vector<std::string>())) {
+        if (!names.insert(name).second) {
+            throw Failure(BadUsage, name + " is given twice in the request. Give it once.");
+        }
+    }
+}
+
+/// A request from a file, and its response, as they are.
+int callWhole(const CallOptions& options, const Settings& settings) {
+    if (!options.members.empty()) {
+        throw Failure(BadUsage, options.code + " holds the whole request: leave MEMBER out.");
+    }
+    const std::string request = readWhole(options.code == "-" ? options.code : options.code.substr(1));
+    requireDistinctMembers(request);
+    const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(request)).object();
+    const Transaction* const code = findCode(object.value("transCode").toString().toStdString());
+    const Host host(settings.verbose);
+    if (!isToBeCalled(code, object, settings)) {
+        return Success;
+    }
+    Answer answer;
+    Outcome outcome;
+    if (code != nullptr) {
+        outcome = ask(host, *code, request, answer);
+    } else {
+        answer = host.request(request);
+        outcome.exitCode = RequestRefused;
+        outcome.message = refusalMessage();
+    }
+    std::cout << (answer.response.empty() ? "null" : answer.response) << std::endl;
+    if (!outcome.message.empty()) {
+        std::cerr << "pdactl: " << outcome.message << std::endl;
+    }
+    return outcome.exitCode;
+}
+
+std::string codeList() {
+    std::string list = "Codes and their members (int: an integer; secret: only as key=@FILE or key=-):\n";
+    std::string last;
+    for (const Transaction& code : allTransactions()) {
+        if (code.code.empty() || last == code.code) {
+            continue;
+        }
+        last = code.code;
+        list += "  " + last + "  " + code.help + "\n";
+        for (const Parameter& parameter : code.parameters) {
+            list += std::string("            ") + parameter.name + (parameter.isInteger() ? " (int)" : "") +
+                    (parameter.isSecret() ? " (secret)" : "") + ": " + parameter.help +
+                    (parameter.preset != nullptr ? std::string(", \"") + parameter.preset + "\" unless given"
+                                                 : "") +
+                    "\n";
+        }
+    }
+    return list;
+}
+
+} // namespace
+
+void addCallCommand(Program& program) {
+    const auto options = std::make_shared<CallOptions>();
+    CLI::App* const command = program.app.add_subcommand("call", "Make one request by its transaction code");
+    command
+        ->add_option("CODE", options->code,
+                     "600001 to 600019; or @FILE, or - for standard input, with the JSON of a whole request, "
+                     "which goes to the library as it is and whose response is printed as it is")
+        ->required();
+    command->add_option("MEMBER", options->members, "key=value, key=@FILE or key=- for standard input");
+    addDryRun(*command, program);
+    command->footer("Example: pdactl call 600003 pBagNumber=B0001 pAttrOrg=1001 pBagType=1\n\n" + codeList());
+    command->callback([&program, options] {
+        program.action = [&program, options] {
+            if (isWholeRequest(options->code)) {
+                return callWhole(*options, program);
+            }
+            const Transaction& code = requireCode(options->code);
+            return carryOut(code, readMembers(code, options->members), asMember, program);
+        };
+    });
+}
+
+} // namespace pdactl
