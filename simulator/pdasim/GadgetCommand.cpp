@@ -4,8 +4,8 @@
 #include "gadget/Gadget.h"
 #include "gadget/GadgetPort.h"
 #include "pdasim/ChildProcess.h"
-#include "pdasim/Session.h"
 #include "pdasim/Reporting.h"
+#include "pdasim/Session.h"
 #include "pdasim/TerminalOptions.h"
 
 #include <cstdlib>
@@ -52,7 +52,8 @@ int serveGadget(const GadgetOptions& options) {
     // A test bed that this process might have been started in would hide the real devices.
     (void)::unsetenv("UMOCKDEV_DIR");
     ServingLoop loop;
-    const Session session(options.terminal, [&](std::size_t /*place*/, const SimulatedTerminal::Options& settings) {
+    const Session session(options.terminal, [&](std::size_t /*place*/,
+                                                const SimulatedTerminal::Options& settings) {
         return std::make_unique<SimulatedTerminal>(
             std::make_unique<GadgetPort>(loop,
                                          GadgetPort::Place{settings.device, options.controller, options.node},
