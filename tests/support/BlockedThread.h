@@ -1,12 +1,13 @@
 #pragma once
 
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <thread>
@@ -19,12 +20,21 @@ inline pid_t currentThread() {
     return static_cast<pid_t>(::syscall(SYS_gettid));
 }
 
+/// The system call that a thread of this process is in, by its number; -1 for none. Takes no lock itself.
+inline long systemCallOf(pid_t thread) {
+    const std::string path = "/proc/self/task/" + std::to_string(thread) + "/syscall";
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    char text[32] = {};
+    const bool isRead =
+        file >= 0 && ::read(file, text, sizeof text - 1) > 0 && text[0] >= '0' && text[0] <= '9';
+    ::close(file);
+    return isRead ? std::strtol(text, nullptr, 10) : -1;
+}
+
 /// Waits until a thread of this process waits for a lock; false when it does not within ten seconds.
 inline bool becomesBlocked(pid_t thread) {
     for (int look = 0; look < 10000; ++look) {
-        long call = -1;
-        std::ifstream("/proc/self/task/" + std::to_string(thread) + "/syscall") >> call;
-        if (call == SYS_futex) {
+        if (systemCallOf(thread) == SYS_futex) {
             return true;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
