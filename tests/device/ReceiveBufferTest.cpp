@@ -36,7 +36,7 @@ protected:
 TEST_F(ReceiveBuffer, GathersReportsUpToTheirFirstNulInTheirOrder) {
     expectBuffered({"<a>", "1", "</a>", "<b>2</b>"}, "<a>1</a><b>2</b>");
     expectBuffered({std::string("first\0lost", 10), std::string("second\0\0lost too", 16)}, "firstsecond");
-    for (const std::size_t size : {64, 4096}) { // without padding, and as much as one read takes
+    for (const std::size_t size : {64U, 4096U}) { // without padding, and as much as one read takes
         const std::string full = std::string(size - 1, 'a') + "b";
         expectBuffered({full, "c"}, QString::fromStdString(full + "c"));
     }
@@ -63,7 +63,7 @@ TEST_F(ReceiveBuffer, IsFilledUnderItsLock) {
     const pid_t receiver = receiverThread();
     g_lock_buffer.Lock();
     send("hello");
-    EXPECT_TRUE(becomesBlocked(receiver));
+    EXPECT_TRUE(becomesBlocked(receiver, &g_lock_buffer, sizeof g_lock_buffer));
     EXPECT_EQ(g_buffer, "");
     EXPECT_FALSE(g_isBufferCome);
     g_lock_buffer.Unlock();
@@ -74,7 +74,7 @@ TEST_F(ReceiveBuffer, IsClearedUnderItsLock) {
     sendAndWait("left over");
     g_lock_buffer.Lock();
     BlockedCall clearing([] { g_HIDDevice.clearBuffer(); });
-    EXPECT_TRUE(clearing.isBlocked());
+    EXPECT_TRUE(clearing.isBlockedOn(g_lock_buffer));
     EXPECT_EQ(g_buffer, "left over");
     g_lock_buffer.Unlock();
     clearing.join();
@@ -152,7 +152,9 @@ protected:
     static std::string restOf(const std::string& begun) {
         const auto first = static_cast<unsigned char>(begun.front());
         const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-        return std::string(length - begun.size(), '\x93');
+        std::string rest;
+        rest.resize(length - begun.size(), '\x93');
+        return rest;
     }
     static bool isReplacements(const QString& text) {
         return !text.isEmpty() && text == QString(text.size(), kReplacement);

@@ -116,7 +116,7 @@ TEST_F(ReplyWait, TakesTheBufferUnderItsLockTogetherWithItsFlag) {
     g_lock_buffer.Lock();
     QString taken;
     BlockedCall waiting([&taken] { taken = g_HIDDevice.getBuffer(); });
-    EXPECT_TRUE(waiting.isBlocked());
+    EXPECT_TRUE(waiting.isBlockedOn(g_lock_buffer));
     EXPECT_TRUE(g_isBufferCome) << "the flag is lowered under the same hold";
     EXPECT_EQ(g_buffer, "reply");
     g_buffer = "last moment";

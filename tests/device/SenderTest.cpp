@@ -65,7 +65,7 @@ TEST_P(Sender, EmptiesTheBufferUnderItsLock) {
     setBuffer("left over");
     g_lock_buffer.Lock();
     BlockedCall sending([] { send("hello"); });
-    EXPECT_TRUE(sending.isBlocked());
+    EXPECT_TRUE(sending.isBlockedOn(g_lock_buffer));
     EXPECT_EQ(g_buffer, "left over");
     g_lock_buffer.Unlock();
     sending.join();

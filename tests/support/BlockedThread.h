@@ -1,12 +1,14 @@
 #pragma once
 
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
+#include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <thread>
@@ -19,12 +21,25 @@ inline pid_t currentThread() {
     return static_cast<pid_t>(::syscall(SYS_gettid));
 }
 
-/// Waits until a thread of this process waits for a lock; false when it does not within ten seconds.
-inline bool becomesBlocked(pid_t thread) {
+/// The address of the lock that a thread of this process waits for; 0 for none. Takes no lock itself.
+inline std::uintptr_t lockAwaitedBy(pid_t thread) {
+    const std::string path = "/proc/self/task/" + std::to_string(thread) + "/syscall";
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    char text[64] = {};
+    const bool isRead = file >= 0 && ::read(file, text, sizeof text - 1) > 0;
+    ::close(file);
+    char* arguments = text;
+    const bool isWait = isRead && std::strtol(text, &arguments, 10) == SYS_futex && arguments != text;
+    return isWait ? std::strtoul(arguments, nullptr, 16) : 0;
+}
+
+/// Waits until a thread of this process waits for a lock, if an object is given for one in it; false when it
+/// does not within ten seconds.
+inline bool becomesBlocked(pid_t thread, const void* object = nullptr, std::size_t size = 0) {
+    const auto begin = reinterpret_cast<std::uintptr_t>(object);
     for (int look = 0; look < 10000; ++look) {
-        long call = -1;
-        std::ifstream("/proc/self/task/" + std::to_string(thread) + "/syscall") >> call;
-        if (call == SYS_futex) {
+        const std::uintptr_t lock = lockAwaitedBy(thread);
+        if (lock != 0 && (object == nullptr || lock - begin < size)) {
             return true;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -45,12 +60,12 @@ public:
     BlockedCall(const BlockedCall&) = delete;
     BlockedCall& operator=(const BlockedCall&) = delete;
 
-    /// True once the call waits for a lock; false when it has ended without.
-    bool isBlocked() const {
-        while (m_thread == 0) {
-            std::this_thread::yield();
-        }
-        return becomesBlocked(m_thread) && !m_isDone;
+    /// True once the call waits for a lock; false when it does not.
+    bool isBlocked() const { return becomesBlocked(startedThread()) && !m_isDone; }
+    /// The same for a lock in this object.
+    template <typename Object>
+    bool isBlockedOn(const Object& object) const {
+        return becomesBlocked(startedThread(), &object, sizeof object) && !m_isDone;
     }
     void join() {
         if (m_caller.joinable()) {
@@ -59,6 +74,13 @@ public:
     }
 
 private:
+    pid_t startedThread() const {
+        while (m_thread == 0) {
+            std::this_thread::yield();
+        }
+        return m_thread;
+    }
+
     std::atomic<pid_t> m_thread{0};
     std::atomic<bool> m_isDone{false};
     std::thread m_caller;

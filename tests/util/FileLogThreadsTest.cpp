@@ -185,7 +185,7 @@ protected:
         while (!readSome()) { // until the line has begun
         }
         pdalink::test::BlockedCall other(action);
-        const bool waits = other.isBlocked();
+        const bool waits = other.isBlockedOn(log());
         while (!lineEnded) {
             readSome();
         }

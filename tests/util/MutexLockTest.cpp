@@ -19,7 +19,7 @@ TEST(MutexLock, KeepsASecondThreadOut) {
         entered = true;
         EXPECT_EQ(mutex.Unlock(), 0);
     });
-    EXPECT_TRUE(second.isBlocked());
+    EXPECT_TRUE(second.isBlockedOn(mutex));
     EXPECT_FALSE(entered);
     EXPECT_EQ(mutex.Unlock(), 0);
     second.join();

@@ -25,7 +25,7 @@ TEST_F(FileFetching, AsksForEachPacketAndJoinsThem) {
                                                 "<Ex_PdaSn>00000007</Ex_PdaSn><Ex_CmdEx>3</Ex_CmdEx>"
                                                 "<Ex_InfEx>about it</Ex_InfEx><Ex_CurPkt>0</Ex_CurPkt>"));
     newBodies();
-    for (const std::size_t length : {1, 9, 10, 2999, 3000, 3001, 6000, 6001}) {
+    for (const std::size_t length : {1U, 9U, 10U, 2999U, 3000U, 3001U, 6000U, 6001U}) {
         SCOPED_TRACE(length);
         const std::string text = digits(length);
         offerWhole(text);

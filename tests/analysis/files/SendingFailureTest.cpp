@@ -29,7 +29,7 @@ protected:
 
 TEST_F(FileSendingFailure, OfAReplyEndsTheTransfer) {
     const std::string wrong = reply("8016", tag("Ex_RetCode", "000000"));
-    for (const std::size_t good : {0, 1, 2}) {
+    for (const std::size_t good : {0U, 1U, 2U}) {
         SCOPED_TRACE(good);
         {
             const ShortSilence silence(terminal(), good);
@@ -61,7 +61,7 @@ TEST_F(FileSendingFailure, OfAReplyEndsTheTransfer) {
 }
 
 TEST_F(FileSendingFailure, OfAWriteEndsTheTransferWithTheCodeOfThePacketBefore) {
-    for (const std::size_t good : {0, 1, 2}) {
+    for (const std::size_t good : {0U, 1U, 2U}) {
         SCOPED_TRACE(good);
         const std::string codeOfTheGood = good > 0 ? "000000" : "";
         EXPECT_EQ(sendInto(Fault().shortWrite(50), good), (Transfer{-1, codeOfTheGood, ""}));

@@ -63,7 +63,7 @@ TEST_F(FileSending, OpensTheChannelOnce) {
 }
 
 TEST_F(FileSending, CutsTheTextIntoPacketsOf3000AndTheRest) {
-    for (const std::size_t length : {10, 11, 2999, 3000, 3001, 5999, 6000, 6001, 12000}) {
+    for (const std::size_t length : {10U, 11U, 2999U, 3000U, 3001U, 5999U, 6000U, 6001U, 12000U}) {
         SCOPED_TRACE(length);
         const std::string text = digits(length);
         const std::vector<std::string> packets = packetsOf(text);

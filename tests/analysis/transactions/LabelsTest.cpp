@@ -6,8 +6,6 @@
 
 namespace {
 
-using pdasim::Fault;
-
 /// Starting and stopping a scan run.
 class ScanRun : public TransactionTest {
 protected:
