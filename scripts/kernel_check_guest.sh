@@ -144,12 +144,24 @@ check 'a second one finds no free controller' 71 $?
 end
 check 'no violation' 0 "$exitCode"
 check_soon 'and it goes' '' 'nodes; ls /sys/kernel/config/usb_gadget'
+# From here on reports may take longer than the protocol waits for the rest of a reply.
+echo 'REPLY=whole' >>/pdalink/PDAConfigure.ini
 start pdasim gadget --user
 check_soon 'again' /dev/hidraw0 nodes
 work_a_day
 check 'a working day with a gadget' 0 $?
 end
 check 'no violation' 0 "$exitCode"
+
+# A file's packet is up to a hundred reports.
+for size in 32 64 512; do
+    echo "{\"name\": \"reports\", \"device\": {\"reportSize\": $size}, \"files\": [{\"command\": 1, \"size\": 150000}]}" >/tmp/scenario.json
+    start pdasim usbip --scenario /tmp/scenario.json
+    pdactl file fetch "/tmp/fetched-$size" --command 1 >/tmp/fetching 2>&1 || tail -n 3 /tmp/fetching
+    check "a file of 300000 digits in reports of $size bytes" 150000 "$(wc -c <"/tmp/fetched-$size")"
+    end
+    check 'no violation' 0 "$exitCode"
+done
 
 [ "$failures" = 0 ] && echo 'CHECK all is well'
 poweroff -f
