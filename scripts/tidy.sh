@@ -4,6 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 # Many sources at a time, joined as in a unity build, take a fifth of the time that they take one by one.
+rm -rf build/tidy
 cmake --preset debug -B build/tidy --log-level=WARNING -D PDALINK_UNITY_LIBRARY=ON \
     -D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=16 > /dev/null
 directories=(build/tidy/CMakeFiles)

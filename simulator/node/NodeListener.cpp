@@ -135,7 +135,10 @@ public:
     OpenFile& operator=(const OpenFile&) = delete;
     ~OpenFile() override {
         if (m_node != nullptr) {
-            m_node->closed(this);
+            try {
+                m_node->closed(this);
+            } catch (const std::exception&) { // what could not be delivered now is with the next report
+            }
         }
     }
 
