@@ -84,6 +84,9 @@ void Receiver::leave() {
     }
     m_descriptor = -1;
     m_isOpening = false;
+    if (!m_isStopRequested) { // its successor owns the flag then
+        g_hidRun = false;
+    }
     if (g_channel.reader == this) {
         g_channel.reader = nullptr;
     }

@@ -30,7 +30,7 @@ public:
     /// Makes run() return soon and leave g_hidRun alone from now on. Under the channel's lock.
     void requestStop() { m_isStopRequested = true; }
 
-    /// Closes the node and gives up the claim, as far as run() has not done so.
+    /// Closes the node, lowers g_hidRun and gives up the claim, as far as run() has not done so.
     void leave();
 
 private:

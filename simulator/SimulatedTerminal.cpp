@@ -32,7 +32,7 @@ SimulatedTerminal::SimulatedTerminal(std::unique_ptr<TerminalPort> port, Options
 void SimulatedTerminal::start() {
     const Lock held = lock();
     m_core.state().identity = m_options.identity;
-    m_port->setOwner(*this);
+    m_port->setOwner(m_hostActions);
     if (m_options.plugged) {
         m_port->plug();
     }
@@ -162,7 +162,7 @@ int SimulatedTerminal::openDescriptors() const {
     return static_cast<int>(m_port->openFiles());
 }
 
-NodeOwner::WriteResult SimulatedTerminal::hostWrote(std::string_view bytes) {
+NodeOwner::WriteResult SimulatedTerminal::takeMessage(std::string_view bytes) {
     tell(Direction::FromHost, bytes);
     const WriteOutcome outcome = m_core.handleWrite(bytes, localStamp());
     m_receivedCondition.notify_all();

@@ -40,7 +40,7 @@ struct SimulatedTerminalOptions {
 ///
 /// Plugged in when the constructor returns. All calls may come from any thread. The process has to be linked
 /// with libumockdev-preload ahead of libc.
-class SimulatedTerminal : private NodeOwner {
+class SimulatedTerminal {
 public:
     using Options = SimulatedTerminalOptions;
     using Direction = Options::Direction;
@@ -57,7 +57,7 @@ public:
     SimulatedTerminal(const SimulatedTerminal&) = delete;
     SimulatedTerminal& operator=(const SimulatedTerminal&) = delete;
     /// Unplugs the terminal. A client that still has the node open finds it gone.
-    ~SimulatedTerminal() override;
+    ~SimulatedTerminal();
 
     /// For a terminal in a test bed only.
     TestBed& testBed() { return *m_testBed; }
@@ -116,9 +116,21 @@ private:
     SimulatedTerminal(std::unique_ptr<TestBed> testBed, Options options);
     void start();
 
-    void hostOpened() override { m_core.allowSequenceGap(); }
-    WriteResult hostWrote(std::string_view bytes) override;
-    void hostWriteFailed() override { m_core.allowSequenceGap(); }
+    /// What hosts do at the port. An object of its own: the port's thread may call while a class that is
+    /// derived from the terminal's is still being constructed or is being destroyed already.
+    class HostActions final : public NodeOwner {
+    public:
+        explicit HostActions(SimulatedTerminal& terminal) : m_terminal(terminal) {}
+
+        void hostOpened() override { m_terminal.m_core.allowSequenceGap(); }
+        WriteResult hostWrote(std::string_view bytes) override { return m_terminal.takeMessage(bytes); }
+        void hostWriteFailed() override { m_terminal.m_core.allowSequenceGap(); }
+
+    private:
+        SimulatedTerminal& m_terminal;
+    };
+
+    NodeOwner::WriteResult takeMessage(std::string_view bytes);
 
     Lock lock() const { return Lock(m_port->loop().mutex()); }
     Lock settledLock() const;
@@ -128,6 +140,7 @@ private:
     void unplugLocked();
     void tell(Direction direction, std::string_view text) const;
 
+    HostActions m_hostActions{*this};
     std::unique_ptr<TestBed> m_ownTestBed;
     TestBed* m_testBed = nullptr;
     std::unique_ptr<TerminalPort> m_port;

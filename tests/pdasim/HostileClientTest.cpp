@@ -96,6 +96,12 @@ TEST(HostileClient, ThatFollowsButNeverReadsIsGivenUp) {
     (void)follower.read(1000);
 }
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr double kAtOnce = 10000; // ms of CPU time; comparing each name with all others would take minutes
+#else
+constexpr double kAtOnce = 2000;
+#endif
+
 TEST(HostileClient, ThatSendsAnObjectOf90000NamesIsAnsweredAtOnce) {
     ServedTerminal served;
     const SocketClient client(served.folder() + "/pdasim.sock");
@@ -106,7 +112,7 @@ TEST(HostileClient, ThatSendsAnObjectOf90000NamesIsAnsweredAtOnce) {
     line += "\"n7\":0}\n";
     EXPECT_EQ(client.send(line), line.size());
     EXPECT_TRUE(contains(client.read(1), R"(\"n7\" appears twice)"));
-    EXPECT_LT(cpuMilliseconds(served.program().process()), 2000);
+    EXPECT_LT(cpuMilliseconds(served.program().process()), kAtOnce);
     EXPECT_EQ(served.end(), 0);
 }
 

@@ -17,7 +17,7 @@ public:
     using SimulatedTerminal::SimulatedTerminal;
     TestTerminal(const TestTerminal&) = delete;
     TestTerminal& operator=(const TestTerminal&) = delete;
-    ~TestTerminal() override {
+    ~TestTerminal() {
         for (const std::string& violation : violations()) {
             ADD_FAILURE() << "the terminal objects: " << violation;
         }
