@@ -20,7 +20,7 @@ protected:
         }
         terminal().addFault("8015", trouble);
         const int before = m_SeqNo;
-        const Transfer transfer = send(digits(6010));
+        Transfer transfer = send(digits(6010));
         EXPECT_EQ(newBodies().size(), good + 1) << "it is given up at once";
         EXPECT_EQ(m_SeqNo, before + static_cast<int>(good) + 1);
         return transfer;
