@@ -84,7 +84,10 @@ void copyValue(const QString& value, Copy copy, const Reply& reply, const Output
     case Copy::Characters:
         return output.copyCharacters(value);
     case Copy::TerminatedOnSuccess:
-        return reply.isSuccess() ? output.copyTerminated(value.toUtf8()) : void();
+        if (reply.isSuccess()) {
+            output.copyTerminated(value.toUtf8());
+        }
+        return;
     case Copy::Terminated:
         return output.copyTerminated(value.toUtf8());
     case Copy::LabelCount:
@@ -92,7 +95,7 @@ void copyValue(const QString& value, Copy copy, const Reply& reply, const Output
     case Copy::LabelStride:
         return output.setNumber(countLabels(value).stride);
     case Copy::ListedLocks:
-        return; // see appendLockLists
+        return;
     }
 }
 
@@ -155,12 +158,12 @@ bool sendRequest(const Call& call, const QString& moreTags) {
     return send(call.row, message);
 }
 
-int sendUnanswered(const Call& call, const QString& moreTags) {
-    return send(call.row, prepare(call, moreTags)) ? kReplied : kNotSent;
+int sendOnly(const Call& call) {
+    return sendOnly(call, {});
 }
 
-int sendOnly(const Call& call) {
-    return sendUnanswered(call);
+int sendOnly(const Call& call, const QString& moreTags) {
+    return send(call.row, prepare(call, moreTags)) ? kReplied : kNotSent;
 }
 
 std::optional<Reply> acceptReply(const Transaction& row, const QString& received) {
@@ -193,6 +196,9 @@ void copyFields(const Call& call, const Reply& reply) {
     const char* extracted = "";
     for (std::size_t i = 0; i < row.outputs.size(); ++i) {
         const ReplyField& field = row.outputs[i];
+        if (field.copy == Copy::ListedLocks) {
+            continue; // see appendLockLists
+        }
         if (std::strcmp(field.tag, extracted) != 0) { // one value can have several outputs
             value = reply.field(field.tag);
             extracted = field.tag;

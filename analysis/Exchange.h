@@ -55,10 +55,10 @@ int exchange(const Call& call, const QString& moreTags);
 
 /// Builds the message with `moreTags` at its end, raises the task flag, opens the channel if need be, and
 /// sends. False when the message was not written whole.
-bool sendRequest(const Call& call, const QString& moreTags = {});
+bool sendRequest(const Call& call, const QString& moreTags);
 
-/// Sends a message that the terminal does not answer. Returns a transaction's result.
-int sendUnanswered(const Call& call, const QString& moreTags = {});
+/// The steps of a message that the terminal does not answer, with `moreTags` at its end.
+int sendOnly(const Call& call, const QString& moreTags);
 
 /// The reply in what was received; nothing when that is empty. A message of another type is logged and
 /// dropped, for good.

@@ -125,7 +125,7 @@ int acknowledge(const Handler& handler) {
     }
     Transaction row{};
     row.type = handler.acknowledgementType;
-    return sendUnanswered({row, nullptr, nullptr}, tags);
+    return sendOnly({row, nullptr, nullptr}, tags);
 }
 
 /// Takes a message's values into the slots, unless those are null, and acknowledges it.

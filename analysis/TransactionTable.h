@@ -21,6 +21,7 @@ int requestOpening(const Call& call);
 void appendLockLists(const Call& call, const Reply& reply);
 
 // Exchange.cpp
+/// Sends a message that the terminal does not answer.
 int sendOnly(const Call& call);
 
 // ResultStores.cpp

@@ -7,7 +7,7 @@ add_library(pdalink_objects OBJECT
     analysis/FileTransfer.cpp
     analysis/Lists.cpp
     analysis/LockCommands.cpp
-    analysis/LoginExchange.cpp
+    analysis/MembersWithoutExchange.cpp
     analysis/MessageEnvelope.cpp
     analysis/PDAXMLAnalysis.cpp
     analysis/ReceivedMessages.cpp

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <initializer_list>
 
-// What arrived with the terminal's own messages, for the host. There is no exchange.
+// Members that only take what the terminal's own messages have brought, and one that only logs.
 
 namespace {
 
