@@ -1,14 +1,12 @@
 // What an open channel costs: the CPU time of the library's threads, and in turn that of a bare program.
 
+#include "Benchmarks.h"
 #include "Channel.h"
 #include "PrivateRun.h"
 #include "PseudoTerminal.h"
 #include "ThreadMeter.h"
 
-#include <benchmark/benchmark.h>
-
 #include <chrono>
-#include <cstdlib>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -17,8 +15,6 @@
 namespace {
 
 using namespace pdalink::bench;
-
-bool g_failed = false;
 
 /// What something used, in the calling and the receiver's thread together, and how long it took.
 struct Cost {
@@ -68,8 +64,7 @@ void measure(benchmark::State& state, int pieces, const Action& prepare, const A
             bare.add(costOf(openBareChannel, prepare, action));
         }
     } catch (const std::exception& failure) {
-        state.SkipWithError(failure.what());
-        g_failed = true;
+        failUnless(false, state, failure.what());
         return;
     }
     const double count = static_cast<double>(state.iterations()) * pieces;
@@ -127,11 +122,5 @@ BENCHMARK(SilentWait)->UseManualTime()->Iterations(2)->Unit(benchmark::kMillisec
 
 int main(int argc, char** argv) {
     ensurePrivateRun(argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        return EXIT_FAILURE;
-    }
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return g_failed ? EXIT_FAILURE : EXIT_SUCCESS;
+    return pdalink::bench::runBenchmarks(argc, argv);
 }

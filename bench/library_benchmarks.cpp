@@ -1,34 +1,24 @@
 // What single operations of the library cost.
 
+#include "Benchmarks.h"
 #include "PrivateRun.h"
 #include "interface/pdalink.h"
 #include "util/FileLog.h"
 #include "util/LockConfig.h"
 #include "util/Util.h"
 
-#include <benchmark/benchmark.h>
-
 #include <QCoreApplication>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 namespace {
 
+using pdalink::bench::failUnless;
+
 constexpr std::size_t kResponseRoom = std::size_t{128} * 1024;
 constexpr std::size_t kLineLength = 100;
 constexpr std::size_t kTextBefore = 20000;
-
-bool g_failed = false;
-
-/// The library under test did not do its work: its times are worth nothing, and the program fails.
-void failUnless(bool condition, benchmark::State& state, const char* what) {
-    if (!condition) {
-        state.SkipWithError(what);
-        g_failed = true;
-    }
-}
 
 // Requests that are refused: configuration, log and dispatcher, no terminal.
 
@@ -211,11 +201,5 @@ BENCHMARK(DelayWithApplication)->Arg(10)->Arg(100)->Iterations(kWaits)->Unit(ben
 
 int main(int argc, char** argv) {
     pdalink::bench::ensurePrivateRun(argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        return EXIT_FAILURE;
-    }
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return g_failed ? EXIT_FAILURE : EXIT_SUCCESS;
+    return pdalink::bench::runBenchmarks(argc, argv);
 }

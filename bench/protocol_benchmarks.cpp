@@ -1,29 +1,19 @@
 // What single steps inside the library cost: building messages, and cutting and joining files.
 
+#include "Benchmarks.h"
 #include "analysis/FilePackets.h"
 #include "analysis/MessageEnvelope.h"
 
-#include <benchmark/benchmark.h>
-
 #include <malloc.h>
 
-#include <cstdlib>
 #include <string>
 
 namespace {
 
 using namespace pdalink;
+using pdalink::bench::failUnless;
 
 constexpr std::size_t kPacketLength = 3000;
-
-bool g_failed = false;
-
-void failUnless(bool condition, benchmark::State& state, const char* what) {
-    if (!condition) {
-        state.SkipWithError(what);
-        g_failed = true;
-    }
-}
 
 double bytesInUse() {
     const struct mallinfo2 memory = ::mallinfo2();
@@ -110,11 +100,5 @@ BENCHMARK(JoinFile)
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        return EXIT_FAILURE;
-    }
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return g_failed ? EXIT_FAILURE : EXIT_SUCCESS;
+    return pdalink::bench::runBenchmarks(argc, argv);
 }
