@@ -49,11 +49,8 @@ double cpuMilliseconds(pid_t process) {
     return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::size_t kAllowedKilobytes = 1024UL * 1024; // the sanitizers keep what is freed
-#else
-constexpr std::size_t kAllowedKilobytes = 24UL * 1024;
-#endif
+// The sanitizers keep what is freed.
+constexpr std::size_t kAllowedKilobytes = PDALINK_IS_SANITIZED ? 1024UL * 1024 : 24UL * 1024;
 
 std::string times(std::size_t count, const std::string& text) {
     std::string all;
@@ -96,11 +93,8 @@ TEST(HostileClient, ThatFollowsButNeverReadsIsGivenUp) {
     (void)follower.read(1000);
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr double kAtOnce = 10000; // ms of CPU time; comparing each name with all others would take minutes
-#else
-constexpr double kAtOnce = 2000;
-#endif
+// ms of CPU time; comparing each name with all others would take minutes under the sanitizers.
+constexpr double kAtOnce = PDALINK_IS_SANITIZED ? 10000 : 2000;
 
 TEST(HostileClient, ThatSendsAnObjectOf90000NamesIsAnsweredAtOnce) {
     ServedTerminal served;

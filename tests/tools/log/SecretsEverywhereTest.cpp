@@ -14,11 +14,8 @@ bool isIn(const std::string& text) {
     return text.find(kPlanted) != std::string::npos;
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::size_t kEveryForm = 5; // the Nth: all of them take minutes there
-#else
-constexpr std::size_t kEveryForm = 1;
-#endif
+// The Nth: all of them take minutes under the sanitizers.
+constexpr std::size_t kEveryForm = PDALINK_IS_SANITIZED ? 5 : 1;
 
 TEST(Secrets, AreInNoOutputInWhateverFormTheyWereLogged) {
     std::size_t count = 0;

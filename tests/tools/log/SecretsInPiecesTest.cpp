@@ -121,31 +121,14 @@ std::vector<std::string> messages() {
     };
 }
 
-/// Where a text is cut: everywhere, but for a message's time stamp and what comes before it, where every
-/// tenth place is like the ones beside it.
-std::vector<std::size_t> cutsOf(const std::string& text) {
-    const std::size_t sequence = text.find("<Ex_SeqNo>");
-    const std::size_t sparseUpTo = sequence != std::string::npos ? sequence : 0;
-    std::vector<std::size_t> cuts;
-    for (std::size_t cut = 0; cut <= text.size(); cut += cut < sparseUpTo ? 10 : 1) {
-        cuts.push_back(cut);
-    }
-    return cuts;
-}
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::size_t kEveryPair = 5; // the Nth: all of them take minutes there
-#else
-constexpr std::size_t kEveryPair = 1;
-#endif
+// The Nth: all of them take minutes under the sanitizers.
+constexpr std::size_t kEveryPair = PDALINK_IS_SANITIZED ? 5 : 1;
 
 /// Calls back with every pair of cuts in a text.
 void forEveryPairOfCuts(const std::string& text, const std::function<void(const Pieces&)>& test) {
-    const std::vector<std::size_t> cuts = cutsOf(text);
-    for (std::size_t first = 0; first < cuts.size(); ++first) {
-        for (std::size_t second = first; second < cuts.size(); second += kEveryPair) {
-            test({text.substr(0, cuts[first]), text.substr(cuts[first], cuts[second] - cuts[first]),
-                  text.substr(cuts[second])});
+    for (std::size_t first = 0; first <= text.size(); ++first) {
+        for (std::size_t second = first; second <= text.size(); second += kEveryPair) {
+            test({text.substr(0, first), text.substr(first, second - first), text.substr(second)});
         }
     }
 }
