@@ -1,6 +1,6 @@
 #include "PrivateDirectory.h"
 #include "ProcessFacts.h"
-#include "ProgramRun.h"
+#include "ServedTerminal.h"
 
 #include <gtest/gtest.h>
 
@@ -22,21 +22,14 @@ using pdalink::test::runProgram;
 using pdalink::test::scratchDirectory;
 using pdalink::test::waitUntil;
 using pdalink::test::writeFile;
+using pdasim::test::contains;
+using pdasim::test::pdasim;
+using pdasim::test::Program;
 
-const std::string kProgram = PDASIM_PROGRAM;
-const std::string kClient = PDASIM_BARE_CLIENT;
-
-ProgramResult pdasim(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), kProgram);
-    return runProgram(std::move(arguments));
-}
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
+const std::string kBareProgram = PDASIM_BARE_CLIENT;
 
 TEST(Pdasim, RunsAClientInC) {
-    const ProgramResult result = pdasim({"run", "--", kClient, "good"});
+    const ProgramResult result = pdasim({"run", "--", kBareProgram, "good"});
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_EQ(result.output.substr(0, 16), "0002418001QEV   ");
     EXPECT_TRUE(contains(result.output, "<Ex_RetCode>000000</Ex_RetCode>"));
@@ -84,38 +77,39 @@ TEST(Pdasim, NoReadWaitsWhetherItsDescriptorBlocksOrNot) {
 }
 
 TEST(Pdasim, EndsWithTheExitCodeOfItsCommand) {
-    EXPECT_EQ(pdasim({"run", "--", kClient, "exit", "0"}).exitCode, 0);
-    EXPECT_EQ(pdasim({"run", "--", kClient, "exit", "7"}).exitCode, 7);
-    EXPECT_EQ(pdasim({"run", "--", kClient, "signal", std::to_string(SIGTERM)}).exitCode, 128 + SIGTERM);
-    EXPECT_EQ(pdasim({"run", "--", kClient, "signal", std::to_string(SIGKILL)}).exitCode, 128 + SIGKILL);
+    EXPECT_EQ(pdasim({"run", "--", kBareProgram, "exit", "0"}).exitCode, 0);
+    EXPECT_EQ(pdasim({"run", "--", kBareProgram, "exit", "7"}).exitCode, 7);
+    EXPECT_EQ(pdasim({"run", "--", kBareProgram, "signal", std::to_string(SIGTERM)}).exitCode, 128 + SIGTERM);
+    EXPECT_EQ(pdasim({"run", "--", kBareProgram, "signal", std::to_string(SIGKILL)}).exitCode, 128 + SIGKILL);
 }
 
 TEST(Pdasim, FailsWhenTheCommandBreaksTheProtocol) {
-    const ProgramResult result = pdasim({"run", "--", kClient, "gap"});
+    const ProgramResult result = pdasim({"run", "--", kBareProgram, "gap"});
     EXPECT_EQ(result.exitCode, 70);
     EXPECT_EQ(result.errors, "pdasim: protocol violated: message 2 of type 8001: Ex_SeqNo is 0003 after 1\n");
 }
 
 TEST(Pdasim, KeepsTheFailureOfACommandThatAlsoBreaksTheProtocol) {
-    const ProgramResult result = pdasim({"run", "--", "sh", "-c", kClient + " gap; exit 3"});
+    const ProgramResult result = pdasim({"run", "--", "sh", "-c", kBareProgram + " gap; exit 3"});
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_TRUE(contains(result.errors, "protocol violated"));
 }
 
 TEST(Pdasim, AcceptsSeveralClientsOneAfterTheOther) {
-    const ProgramResult result = pdasim({"run", "--", "sh", "-c", kClient + " good; " + kClient + " good"});
+    const ProgramResult result =
+        pdasim({"run", "--", "sh", "-c", kBareProgram + " good; " + kBareProgram + " good"});
     EXPECT_EQ(result.exitCode, 0) << result.errors;
 }
 
 TEST(Pdasim, TracesBothDirectionsDecoded) {
     const std::string path = scratchDirectory() + "/trace";
-    EXPECT_EQ(pdasim({"run", "--trace", path, "--", kClient, "good"}).exitCode, 0);
+    EXPECT_EQ(pdasim({"run", "--trace", path, "--", kBareProgram, "good"}).exitCode, 0);
     const std::string trace = readFile(path);
     EXPECT_TRUE(contains(trace, "  host -> terminal  8001 terminal information (112 bytes) "
                                 "Ex_TrTime=20260102030405 Ex_SeqNo=0001\n"))
         << trace;
     EXPECT_TRUE(contains(trace, "  terminal -> host  8001 terminal information (241 bytes) ")) << trace;
-    const ProgramResult onErrors = pdasim({"run", "--trace", "-", "--", kClient, "good"});
+    const ProgramResult onErrors = pdasim({"run", "--trace", "-", "--", kBareProgram, "good"});
     EXPECT_TRUE(contains(onErrors.errors, "host -> terminal  8001"));
     EXPECT_FALSE(contains(onErrors.output, "host -> terminal"));
 }
@@ -199,15 +193,15 @@ class RunningPdasim {
 public:
     RunningPdasim() {
         const std::string command = "echo $$ > " + m_pidFile + ".new; mv " + m_pidFile + ".new " + m_pidFile +
-                                    "; exec " + kClient + " wait";
-        std::vector<std::string> arguments = {kProgram, "run", "--", "sh", "-c", command};
+                                    "; exec " + kBareProgram + " wait";
+        std::vector<std::string> arguments = {Program, "run", "--", "sh", "-c", command};
         std::vector<char*> pointers;
         pointers.reserve(arguments.size() + 1);
         for (std::string& argument : arguments) {
             pointers.push_back(argument.data());
         }
         pointers.push_back(nullptr);
-        EXPECT_EQ(::posix_spawn(&m_process, kProgram.c_str(), nullptr, nullptr, pointers.data(), environ), 0);
+        EXPECT_EQ(::posix_spawn(&m_process, Program.c_str(), nullptr, nullptr, pointers.data(), environ), 0);
         EXPECT_TRUE(waitUntil([this] { return std::filesystem::exists(m_pidFile); }));
         m_command = std::stoi("0" + readFile(m_pidFile));
     }
