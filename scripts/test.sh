@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# What every change must pass: format, tidiness, the release build with all its tests, the tests of the library under the
+# What every change must pass: format, clang-tidy, the release build with all its tests, the tests of the library under the
 # address and undefined-behaviour sanitizers, those of its threads under the thread sanitizer.
 #
-# With --deep everything everywhere: all tests under both sanitizers, the tests' own sources tidied, and the library and
-# the examples compiled by clang++ too.
+# With --deep also: all tests under both sanitizers, clang-tidy on the tests' own sources, the library and the examples
+# compiled by clang++.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
@@ -24,9 +24,9 @@ install_packages "${build_packages[@]}" "${test_packages[@]}"
 presets=(release asan tsan)
 # What is built and tested of each; everything where nothing is said.
 declare -A targets=() tests=()
-tidied=(simulator tools)
+checked=(simulator tools) # by clang-tidy, besides the library
 if $deep; then
-    tidied+=(tests bench examples)
+    checked+=(tests bench examples)
 else
     targets[asan]="tests/util/all tests/device/all tests/analysis/all tests/interface/all"
     tests[asan]="--label-regex library|threads"
@@ -52,8 +52,8 @@ for preset in "${presets[@]}"; do
     cmake --build --preset "$preset" --target ${targets[$preset]:-all} -- --quiet
 done
 
-step "tidiness"
-scripts/tidy.sh "${tidied[@]}"
+step "clang-tidy"
+scripts/tidy.sh "${checked[@]}"
 
 # The waits of the protocol are idle, so far more tests than cores run side by side.
 failed=0

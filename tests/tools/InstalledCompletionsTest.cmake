@@ -8,14 +8,7 @@ cmake_minimum_required(VERSION 3.25)
 set(share ${SCRATCH}/prefix/share)
 cmake_path(GET PDACTL PARENT_PATH directory)
 
-function(run what)
-    execute_process(COMMAND ${ARGN} RESULT_VARIABLE code OUTPUT_VARIABLE output ERROR_VARIABLE errors)
-    if(NOT code EQUAL 0)
-        message(FATAL_ERROR "${what} failed (${code}):\n${output}${errors}")
-    endif()
-    set(output "${output}" PARENT_SCOPE)
-    set(errors "${errors}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/../cmake/Run.cmake)
 
 # With the program in the PATH the word "sc" becomes "scan", without it nothing happens, not even a complaint.
 function(check_shell shell)
