@@ -82,7 +82,7 @@ std::string Response::limit() {
 QByteArray Response::json() const {
     QJsonObject response{{QStringLiteral("transCode"), QLatin1String(m_code)}};
     for (const Value& value : m_values) {
-        response.insert(QLatin1String(value.key),
+        response.insert(QString::fromLatin1(value.key),
                         value.isNumber ? QJsonValue(value.number) : QJsonValue(value.text.toQString()));
     }
     return QJsonDocument(response).toJson(QJsonDocument::Compact);

@@ -94,7 +94,7 @@ void CUtil::plitStr(QString text, QString separator, std::vector<QString>& parts
 }
 
 void CUtil::removeEndChar(QString& text) {
-    text.remove(QLatin1String("0x"));
+    text.remove(QStringLiteral("0x"));
     text.remove(QLatin1Char('\r'));
     text.remove(QLatin1Char('\n'));
 }
