@@ -13,10 +13,13 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion)
 
 add_compile_options(-fstack-protector-strong)
-# Not every compiler has these for every machine: control-flow protection is for amd64.
+# Not every compiler has these for every machine: control-flow protection is for amd64. clang only warns of one that it
+# does not have.
 include(CheckCXXCompilerFlag)
+set(CMAKE_REQUIRED_FLAGS -Werror)
 check_cxx_compiler_flag(-fstack-clash-protection PDALINK_HAS_STACK_CLASH_PROTECTION)
 check_cxx_compiler_flag(-fcf-protection PDALINK_HAS_CF_PROTECTION)
+unset(CMAKE_REQUIRED_FLAGS)
 if(PDALINK_HAS_STACK_CLASH_PROTECTION)
     add_compile_options(-fstack-clash-protection)
 endif()

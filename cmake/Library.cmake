@@ -38,6 +38,8 @@ add_library(pdalink_objects OBJECT
 # Compiled file by file also in a unity build, so that what is tested is what is delivered; joined for a check alone.
 set_target_properties(pdalink_objects PROPERTIES UNITY_BUILD "${PDALINK_UNITY_LIBRARY}")
 target_include_directories(pdalink_objects PUBLIC ${PROJECT_SOURCE_DIR})
+# Otherwise only a Qt as new as the one of the build would do.
+target_compile_definitions(pdalink_objects PRIVATE QT_NO_VERSION_TAGGING)
 target_link_libraries(pdalink_objects PUBLIC Qt5::Core PRIVATE PkgConfig::udev Threads::Threads)
 target_include_directories(pdalink_objects SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})
 

@@ -10,6 +10,7 @@ test_packages=(
     clang clang-format clang-tidy
     binutils git python3 python3-jsonschema zsh fish groff-base man-db openjdk-17-jdk-headless udev usbip chromium
 )
+release_packages=(clang lld binutils qemu-user-static)
 
 # Installs those of the named packages that are missing; asks the package servers only then.
 install_packages() {
