@@ -76,16 +76,6 @@ TEST(Configuration, OpensTheLogAndLogsTheIds) {
     EXPECT_EQ(logPath(), logDirectory() + "/PDA.log");
 }
 
-TEST(Configuration, AppendsToTheLogAtEveryLoading) {
-    EXPECT_TRUE(LoadLockConfig());
-    EXPECT_TRUE(g_PDA_Log.AddLog(pdalink::Message, "between"));
-    EXPECT_TRUE(LoadLockConfig());
-    const std::vector<std::string> texts = readLogTexts();
-    ASSERT_EQ(texts.size(), 3U);
-    EXPECT_EQ(texts[0], texts[2]);
-    EXPECT_EQ(texts[1], "between");
-}
-
 TEST(Configuration, LogsAnyLatin1IdAsUtf8) {
     writeIni("VID=\xE9\nPID=%s%n\n");
     EXPECT_TRUE(LoadLockConfig());
@@ -104,16 +94,6 @@ TEST(LogDirectory, IsCreatedForOwnerAndGroupOnlyNarrowedByTheUmask) {
     ASSERT_EQ(chmod(logDirectory().c_str(), 0777), 0);
     EXPECT_TRUE(LoadLockConfig());
     EXPECT_EQ(modeOf(logDirectory()), 0777U) << "one that is there keeps its mode";
-}
-
-TEST(LogDirectory, IsCreatedAgainWhenItHasGone) {
-    EXPECT_TRUE(LoadLockConfig());
-    fs::remove_all(logDirectory());
-    const std::vector<std::string> lines = qtLinesOfLoading();
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(lines[1], kCreated);
-    EXPECT_EQ(modeOf(logDirectory()), 0750U);
-    EXPECT_EQ(readLog().size(), 1U);
 }
 
 TEST(LogDirectory, ThatIsAFileLeavesTheLogClosed) {
@@ -163,14 +143,6 @@ TEST(MissingConfiguration, LeavesIdsAndLogAsTheyWere) {
     EXPECT_TRUE(g_PDA_Log.AddLog(pdalink::Message, "still open"));
     EXPECT_EQ(readLogTexts().size(), 2U);
     EXPECT_EQ(countLogLines("still open"), 1);
-}
-
-TEST(MissingConfiguration, DoesNotCreateTheLogDirectoryAgain) {
-    EXPECT_TRUE(LoadLockConfig());
-    removeIni();
-    fs::remove_all(logDirectory());
-    EXPECT_FALSE(LoadLockConfig());
-    EXPECT_FALSE(fs::exists(logDirectory()));
 }
 
 } // namespace

@@ -44,21 +44,15 @@ TEST_F(LibraryFile, NeedsOnlyQtUdevAndTheSystem) {
                     (PDALINK_IS_SANITIZED && needed.find("san.so") != std::string::npos))
             << needed;
     }
-}
-
-TEST_F(LibraryFile, NeedsQtCoreAndUdev) {
     const std::vector<std::string> needed = library().dynamicTexts(DT_NEEDED);
     EXPECT_EQ(std::count(needed.begin(), needed.end(), "libQt5Core.so.5"), 1);
     EXPECT_EQ(std::count(needed.begin(), needed.end(), "libudev.so.1"), 1);
 }
 
-TEST_F(LibraryFile, HasNoExecutableStack) {
+TEST_F(LibraryFile, HasNoExecutableStackAndNoWritableCode) {
     const auto stacks = library().programHeaders(PT_GNU_STACK);
     ASSERT_EQ(stacks.size(), 1U);
     EXPECT_EQ(stacks.front().p_flags & PF_X, 0U);
-}
-
-TEST_F(LibraryFile, HasNoWritableCode) {
     for (const auto& segment : library().programHeaders(PT_LOAD)) {
         EXPECT_FALSE((segment.p_flags & PF_W) != 0 && (segment.p_flags & PF_X) != 0);
     }
@@ -99,13 +93,10 @@ TEST_F(LibraryFile, UsesCheckedFormattingInReleaseBuildsOnly) {
     EXPECT_EQ(checked, PDALINK_IS_RELEASE);
 }
 
-TEST_F(LibraryFile, KeepsNoSearchPathOfTheBuildMachine) {
+TEST_F(LibraryFile, KeepsNoSearchPathOfTheBuildMachineAndCanBeUnloaded) {
     EXPECT_EQ(library().dynamicTexts(DT_RPATH), std::vector<std::string>());
     EXPECT_EQ(library().dynamicTexts(DT_RUNPATH), std::vector<std::string>());
-}
-
-TEST_F(LibraryFile, CanBeUnloaded) {
-    EXPECT_EQ(library().dynamicNumber(DT_FLAGS_1) & DF_1_NODELETE, 0U);
+    EXPECT_EQ(library().dynamicNumber(DT_FLAGS_1) & DF_1_NODELETE, 0U) << "it can be unloaded";
 }
 
 } // namespace

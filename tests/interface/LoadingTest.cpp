@@ -71,13 +71,6 @@ TEST_F(RelativeLoading, FromTheCurrentDirectoryUsesTheExecutablesDirectory) {
         << result.errors;
 }
 
-TEST_F(RelativeLoading, FromTheCurrentDirectoryRepeatsAtEveryCall) {
-    const Outcome result = call(host(), "./" + kLibrary, library().path(), {kUnknownCode, kUnknownCode});
-    EXPECT_EQ(result.count("./" + kLibrary), 2);
-    EXPECT_EQ(result.count("exec file: " + host()), 2);
-    EXPECT_EQ(executable().log().size(), 2U * 4U);
-}
-
 TEST_F(RelativeLoading, FromADirectoryBelowKeepsThePathBelowTheExecutable) {
     HostDirectory below("executable/library");
     below.withIni("below the host");
@@ -94,13 +87,6 @@ TEST_F(RelativeLoading, WithoutALeadingDotUsesTheLibrarysDirectory) {
     EXPECT_EQ(result.output.find("exec file"), std::string::npos);
     EXPECT_EQ(library().loggedIds(), "Vid/Pid: beside the lib/1");
     EXPECT_FALSE(fs::exists(executable().file("log")));
-}
-
-TEST_F(RelativeLoading, FromTheDirectoryAboveUsesTheLibrarysDirectory) {
-    const Outcome result = call(host(), "../library/" + kLibrary, executable().path());
-    EXPECT_EQ(result.exitCode, 0) << result.errors;
-    EXPECT_EQ(result.output.find("exec file"), std::string::npos);
-    EXPECT_EQ(library().loggedIds(), "Vid/Pid: beside the lib/1");
 }
 
 TEST(Loading, FromAVeryLongPathStillAnswers) {

@@ -56,14 +56,6 @@ TEST_F(LargeFile, IsFetchedWhole) {
     EXPECT_EQ(m_SeqNo, 1000);
 }
 
-TEST_F(LargeFile, IsTooLargeForTheJson) {
-    const SwiftReplies swift;
-    keep(digits(kSize));
-    EXPECT_EQ(ask(R"({"transCode":"600016","pdaNumber":"00000007","pCmdEx":3,"pInfEx":"about it"})"),
-              (JsonAnswer{1, R"({"pFilePath":"","pRetCode":"","transCode":"600016"})"}));
-    EXPECT_EQ(m_SeqNo, 1000);
-}
-
 TEST_F(LargeFile, OfMorePacketsThanThereAreIsNotSent) {
     const RepeatedText text('1', kMaxPackets * kPacketSize + 1);
     m_PerformTasksYN = 1;

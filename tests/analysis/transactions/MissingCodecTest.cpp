@@ -1,4 +1,4 @@
-#include "TransactionFixture.h"
+#include "tests/analysis/TransactionFixture.h"
 
 #include <QTextCodec>
 

@@ -1,6 +1,8 @@
 #include "RowFixture.h"
 #include "tests/interface/FailingAllocation.h"
 
+#include <optional>
+
 namespace {
 
 using pdasim::Fault;
@@ -79,27 +81,25 @@ TEST_P(TransactionOfEachFamily, SendsLongInputsWholeOrNotAtAll) {
 
 TEST_P(TransactionOfEachFamily, FailsInternallyWithoutMemory) {
     int failures = 0;
-    bool happened = true;
-    for (int number = 1; happened; ++number) {
-        ASSERT_LT(number, 1000);
-        SCOPED_TRACE("with allocation " + std::to_string(number) + " failing");
-        terminal().clearFaults();
-        answerRow(sampleReply(row()));
-        Arguments arguments(row());
-        int result = -99;
-        m_PerformTasksYN = row().family->flagAtEnd;
-        {
-            const FailingAllocation failing(number);
-            result = row().call(analyser(), arguments);
-            happened = failing.happened();
-        }
-        // Some are survived: those of the log and of the receiver.
-        if (result != row().family->replied && result != row().family->notReplied) {
-            EXPECT_EQ(result, row().family->noMemory);
-        }
-        EXPECT_EQ(m_PerformTasksYN, row().family->flagAtEnd);
-        failures += result == row().family->noMemory ? 1 : 0;
-    }
+    std::optional<Arguments> arguments;
+    failEachAllocation(
+        [&] {
+            terminal().clearFaults();
+            answerRow(sampleReply(row()));
+            arguments.emplace(row());
+            m_PerformTasksYN = row().family->flagAtEnd;
+        },
+        [&] { return row().call(analyser(), *arguments); },
+        [&](int result) {
+            // Some are survived: those of the log and of the receiver.
+            if (result != row().family->replied && result != row().family->notReplied) {
+                EXPECT_EQ(result, row().family->noMemory);
+                EXPECT_TRUE(row().outputs.empty() ||
+                            arguments->written().back() == Arguments::untouched(row()).back());
+            }
+            EXPECT_EQ(m_PerformTasksYN, row().family->flagAtEnd);
+            failures += result == row().family->noMemory ? 1 : 0;
+        });
     EXPECT_GT(failures, 0);
     terminal().takeViolations(); // a message that was not sent leaves a gap in the numbers
 }
@@ -124,7 +124,7 @@ TEST_P(AnsweredTransactionOfEachFamily, EndsAfterItsSilentWaitsWithTheTaskFlagUp
 
 TEST_P(AnsweredTransactionOfEachFamily, TakesLongRepliesWhole) {
     const ReplyFields fields = sampleReply(row());
-    answerAtLength(row().type, tagged("Other", std::string(21000, 'x')) + textOf(fields));
+    answerAtLength(row().type, tag("Other", std::string(21000, 'x')) + textOf(fields));
     EXPECT_EQ(call(), replied(fields)) << "after an unknown field";
     ReplyFields longFields = fields; // the first field alone is longer; all others come after it
     longFields.fields.front().second = std::string(21000, 'y');
