@@ -183,16 +183,6 @@ TEST_F(ExchangeWait, GivesTheRestOfAReplyTimeHoweverLateItBegins) {
     }
 }
 
-TEST_F(ExchangeWait, EndsWithAReportWithoutText) {
-    terminal().addFault("8001", Fault().silence());
-    std::thread terminalLater([this] {
-        EXPECT_TRUE(terminal().waitForMessages(1, kSilentWait));
-        terminal().sendReport(std::string(64, '\0'));
-    });
-    EXPECT_LT(timeOf([this] { EXPECT_EQ(getInfo(), noInformation()); }), kSilentWait);
-    terminalLater.join();
-}
-
 TEST_F(ExchangeWait, TakesOnlyThePartOfAReplyThatComesInTime) {
     terminal().addFault("8001", Fault().split(2, Milliseconds(3000)));
     const Outcome outcome = getInfo();

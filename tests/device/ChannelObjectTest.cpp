@@ -2,7 +2,6 @@
 #include "OutputCapture.h"
 #include "SeparateProcess.h"
 
-#include <algorithm>
 #include <fcntl.h>
 #include <optional>
 #include <unistd.h>
@@ -80,17 +79,6 @@ TEST_F(ChannelObject, StopsTheReceiverAtItsEnd) {
     stopChannel();
     object.reset(); // with a receiver that has ended by itself
     EXPECT_EQ(g_fd, -1);
-}
-
-TEST_F(ChannelObject, WaitsNoLongerThanTheReceiverTakes) {
-    constexpr Milliseconds blindWait(200); // what would be long enough for any receiver
-    Milliseconds shortest = std::chrono::seconds(1000);
-    for (int i = 0; i < 50 && shortest >= blindWait; ++i) { // a busy machine prolongs some of them
-        std::optional<CHIDDevice> object(std::in_place);
-        openChannel();
-        shortest = std::min(shortest, timeOf([&object] { object.reset(); }));
-    }
-    EXPECT_LT(shortest, blindWait);
 }
 
 TEST_F(ChannelObject, ClosesAHostsDescriptorAndTheNodeAtItsEnd) {

@@ -157,19 +157,13 @@ TEST_F(DiscoveryTest, ComparesIdsWithoutCase) {
     EXPECT_EQ(find("AB0F", "C0DE"), testBed().nodePath(lowerCase));
 }
 
-TEST_F(DiscoveryTest, AnEmptyConfiguredIdMatchesNothing) {
-    for (const auto& [vendor, product] :
-         {std::pair{"1209", "0001"}, std::pair{"", "0001"}, std::pair{"1209", ""}}) {
-        add(vendor, product);
-        EXPECT_EQ(find("", "0001"), "");
-        EXPECT_EQ(find("1209", ""), "");
-        EXPECT_EQ(find("", ""), "");
-        EXPECT_THAT(printed(), HasSubstr(std::string(" VID/PID: ") + vendor + " " + product + "\n"));
-    }
-}
-
-TEST_F(DiscoveryTest, AnEmptyConfiguredIdDoesNotMatchAMissingAttribute) {
+TEST_F(DiscoveryTest, AnEmptyConfiguredIdMatchesNothingNotEvenAMissingOrEmptyAttribute) {
+    add("", "0001");
+    EXPECT_EQ(find("", "0001"), "");
+    add("1209", "");
+    EXPECT_EQ(find("1209", ""), "");
     const auto device = add("1209", "0001");
+    EXPECT_EQ(find("", ""), "");
     const auto usb = usbDirectory(testBed().nodePath(device));
     std::filesystem::remove(usb / "idProduct");
     EXPECT_EQ(find("1209", ""), "");
@@ -177,7 +171,7 @@ TEST_F(DiscoveryTest, AnEmptyConfiguredIdDoesNotMatchAMissingAttribute) {
     std::filesystem::remove(usb / "idVendor");
     EXPECT_EQ(find("", ""), "");
     EXPECT_THAT(printed(), HasSubstr(" VID/PID:  \n"));
-    EXPECT_THAT(loggedTexts(), ElementsAre(" VID/PID:  \n", "Simulated terminals"));
+    EXPECT_EQ(loggedTexts().at(4), " VID/PID:  \n");
 }
 
 TEST_F(DiscoveryTest, LeavesNoDescriptorOpen) {

@@ -96,13 +96,6 @@ TEST(LargeRequest, ThatCannotBeLoggedOrParsedFails) {
     expectFailureWithin(100 * kMebi, requestOf(15 * kMebi));
 }
 
-TEST(LargeRequest, IsAnsweredWithEnoughMemory) {
-    Buffers buffers;
-    const std::string request = requestOf(kMebi);
-    EXPECT_EQ(CPDAXMLAnalysis().PDA_CommonCall(request.c_str(), 0, buffers.response.data(), nullptr), -1);
-    EXPECT_EQ(buffers.text(), "{}");
-}
-
 /// A host whose event handler throws while the library waits.
 class ThrowingEventHandler : public testing::Test {
 protected:

@@ -2,10 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <climits>
 #include <csignal>
-#include <ctime>
 #include <sys/resource.h>
 
 namespace {
@@ -14,23 +12,6 @@ class LogLine : public LogTest {
 protected:
     void SetUp() override { ASSERT_TRUE(open(file())); }
 };
-
-/// The stamp of a line in milliseconds since the epoch, read as local time.
-long long millisecondsOf(const std::string& line) {
-    tm local{};
-    const char* const rest = strptime(line.c_str(), "%Y-%m-%d %H:%M:%S", &local);
-    if (rest == nullptr) {
-        ADD_FAILURE() << "no stamp: " << line;
-        return 0;
-    }
-    local.tm_isdst = -1;
-    return mktime(&local) * 1000LL + std::stoi(std::string(rest, 3));
-}
-
-long long millisecondsNow() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
-}
 
 TEST_F(LogLine, IsStampLevelAndTextAsItIsAtOnce) {
     for (const char* text : {"100", "", "one\ntwo\r\n", "%s %n %d 100%", "\xFF\x01\x7F 张"}) {
@@ -42,19 +23,6 @@ TEST_F(LogLine, IsStampLevelAndTextAsItIsAtOnce) {
     }
     ASSERT_TRUE(log().AddLog(pdalink::Info, nullptr));
     EXPECT_EQ(withoutStamp(lines().back()), "INFO     : ");
-}
-
-TEST_F(LogLine, CarriesTheLocalTimeAtWhichItWasWritten) {
-    for (int i = 0; i < 20; ++i) {
-        const long long before = millisecondsNow();
-        ASSERT_TRUE(add("text"));
-        const long long after = millisecondsNow();
-        const long long stamp = millisecondsOf(lines().back());
-        EXPECT_GE(stamp, before);
-        EXPECT_LE(stamp, after);
-        timespec const pause{0, 3000000};
-        nanosleep(&pause, nullptr);
-    }
 }
 
 TEST_F(LogLine, NamesTheLevel) {

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QDateTime>
 #include <QLocale>
 
 #include <chrono>
@@ -96,17 +95,6 @@ TEST(Merging, AppendsTextsAndByteStringsToOthersAndThemselves) {
     CUtil::MergeStr(more, more);
     EXPECT_EQ(bytes, std::string("a\0b\0c", 5));
     EXPECT_EQ(more, std::string("\0c\0c", 4));
-}
-
-TEST(TimeStamp, IsTheLocalTimeInFourteenDigits) {
-    const QDateTime before = QDateTime::currentDateTime().addMSecs(-999);
-    const QString text = CUtil::getCurrentTimes();
-    const QDateTime after = QDateTime::currentDateTime();
-    ASSERT_EQ(text.size(), 14);
-    const QDateTime stamp = QDateTime::fromString(text, QStringLiteral("yyyyMMddhhmmss"));
-    ASSERT_TRUE(stamp.isValid()) << text.toStdString();
-    EXPECT_GE(stamp, before);
-    EXPECT_LE(stamp, after);
 }
 
 TEST(TimeStamp, HasAsciiDigitsInAnyLocale) {

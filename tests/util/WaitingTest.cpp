@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QEvent>
-#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
@@ -110,29 +108,6 @@ private:
     QCoreApplication m_application{m_argumentCount, m_arguments};
 };
 
-/// Counts the events that it gets.
-class EventCounter : public QObject {
-public:
-    int count() const { return m_count; }
-    bool event(QEvent* event) override {
-        m_count += event->type() == QEvent::User ? 1 : 0;
-        return QObject::event(event);
-    }
-
-private:
-    int m_count = 0;
-};
-
-TEST_F(WaitingAmongEvents, HandlesEventsOfOtherThreads) {
-    EventCounter counter;
-    std::thread thread([&counter] { QCoreApplication::postEvent(&counter, new QEvent(QEvent::User)); });
-    for (int round = 0; round < 100 && counter.count() == 0; ++round) {
-        CUtil::Delay_MSec(20);
-    }
-    thread.join();
-    EXPECT_EQ(counter.count(), 1);
-}
-
 /// The longest time between the ticks of a repeating timer during a wait, its beginning and its end counted
 /// in.
 milliseconds longestGapDuring(unsigned int wait, int interval) {
@@ -164,16 +139,6 @@ TEST_F(WaitingAmongEvents, IsNeitherShortenedNorProlongedByEvents) {
         EXPECT_GE(timeOf(30), milliseconds(30));
         EXPECT_TRUE(isPunctual(30));
     }
-}
-
-TEST_F(WaitingAmongEvents, LetsAnEventWaitItself) {
-    bool finished = false;
-    QTimer::singleShot(0, [&finished] {
-        CUtil::Delay_MSec(50);
-        finished = true;
-    });
-    EXPECT_GE(timeOf(10), milliseconds(50));
-    EXPECT_TRUE(finished);
 }
 
 TEST_F(WaitingAmongEvents, WorksOnAThreadWithoutAnEventLoop) {

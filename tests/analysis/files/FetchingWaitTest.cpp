@@ -115,14 +115,6 @@ TEST_F(FileFetchingWait, BeginsTheAttemptsAnewWithEachPacket) {
     EXPECT_THAT(newPacketNumbers(), ElementsAre(0, 0, 0, 1, 1, 1, 1, 1, 1));
 }
 
-TEST_F(FileFetchingWait, DoesNotLookAtTheAttemptsOfAWrongCheck) {
-    const SwiftReplies swift;
-    offer(packet("1", "0", "3132", "zzzz"), 20);
-    offer(1, 0, "3132");
-    EXPECT_EQ(fetch(), (Transfer{0, "000000", "3132"}));
-    EXPECT_EQ(newBodies().size(), 21U);
-}
-
 TEST_F(FileFetchingWait, AsksThreeTimesAfterRepliesOfAnotherType) {
     answerWrongly(3);
     expectNothing(0); // nor is a wait spent on them

@@ -6,6 +6,13 @@
 
 namespace {
 
+std::vector<const char*> handoverTags(const char* second) {
+    return {"Ex_PdaSn", second,        "Ex_Time", "Ex_LabelNum", "Ex_ErrLabel",   "Ex_ALogin",
+            "Ex_AName", "Ex_AFigData", "Ex_ARnd", "Ex_APwd",     "Ex_AMacChkVal", "Ex_BLogin",
+            "Ex_BName", "Ex_BFigData", "Ex_BRnd", "Ex_BPwd",     "Ex_BMacChkVal", "Ex_CLogin",
+            "Ex_CName", "Ex_CFigData", "Ex_CRnd", "Ex_CPwd",     "Ex_CMacChkVal"};
+}
+
 const std::vector<Handler>& handlers() {
     static const std::vector<Handler> table{
         {"ReceiveScanResult",
@@ -62,38 +69,15 @@ const std::vector<Handler>& handlers() {
          "<Ex_SrcSeqNo>-</Ex_SrcSeqNo><Ex_RetCode>000000</Ex_RetCode>",
          nullptr,
          true},
-        {"ReceiveHandoverDotData",
-         &CPDAXMLAnalysis::ReceiveHandoverDotData,
-         "9005",
-         [] { return pdasim::dotHandoverRecord("", {}); },
-         pda_HandoverDotData,
-         24,
-         {"Ex_PdaSn", "Ex_Road",     "Ex_Time", "Ex_LabelNum", "Ex_ErrLabel",   "Ex_ALogin",
-          "Ex_AName", "Ex_AFigData", "Ex_ARnd", "Ex_APwd",     "Ex_AMacChkVal", "Ex_BLogin",
-          "Ex_BName", "Ex_BFigData", "Ex_BRnd", "Ex_BPwd",     "Ex_BMacChkVal", "Ex_CLogin",
-          "Ex_CName", "Ex_CFigData", "Ex_CRnd", "Ex_CPwd",     "Ex_CMacChkVal"},
-         "[ReceiveHandoverDotData] begin",
-         false,
-         "9005",
-         "<Ex_SrcSeqNo>-</Ex_SrcSeqNo><Ex_RetCode>000000</Ex_RetCode>",
-         &pda_HandoverDotState,
-         true},
-        {"ReceiveHandoverPowerData",
-         &CPDAXMLAnalysis::ReceiveHandoverPowerData,
-         "9006",
-         [] { return pdasim::powerHandoverRecord("", {}); },
-         pda_HandoverPowerData,
-         24,
-         {"Ex_PdaSn", "Ex_BatchNb",  "Ex_Time", "Ex_LabelNum", "Ex_ErrLabel",   "Ex_ALogin",
-          "Ex_AName", "Ex_AFigData", "Ex_ARnd", "Ex_APwd",     "Ex_AMacChkVal", "Ex_BLogin",
-          "Ex_BName", "Ex_BFigData", "Ex_BRnd", "Ex_BPwd",     "Ex_BMacChkVal", "Ex_CLogin",
-          "Ex_CName", "Ex_CFigData", "Ex_CRnd", "Ex_CPwd",     "Ex_CMacChkVal"},
-         "[ReceiveHandoverPowerData] begin",
-         false,
-         "9006",
+        {"ReceiveHandoverDotData", &CPDAXMLAnalysis::ReceiveHandoverDotData, "9005",
+         [] { return pdasim::dotHandoverRecord("", {}); }, pda_HandoverDotData, 24, handoverTags("Ex_Road"),
+         "[ReceiveHandoverDotData] begin", false, "9005",
+         "<Ex_SrcSeqNo>-</Ex_SrcSeqNo><Ex_RetCode>000000</Ex_RetCode>", &pda_HandoverDotState, true},
+        {"ReceiveHandoverPowerData", &CPDAXMLAnalysis::ReceiveHandoverPowerData, "9006",
+         [] { return pdasim::powerHandoverRecord("", {}); }, pda_HandoverPowerData, 24,
+         handoverTags("Ex_BatchNb"), "[ReceiveHandoverPowerData] begin", false, "9006",
          "<Ex_SrcSeqNo>-</Ex_SrcSeqNo><Ex_PdaSn>-</Ex_PdaSn><Ex_RetCode>000000</Ex_RetCode>",
-         &pda_HandoverPowerState,
-         true},
+         &pda_HandoverPowerState, true},
     };
     return table;
 }

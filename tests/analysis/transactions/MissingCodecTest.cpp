@@ -25,10 +25,4 @@ TEST_F(MissingCodec, FailsTheTransactionInternallyAndSendsNothing) {
     EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
-TEST_F(MissingCodec, DoesNotConcernTheOtherTransactions) {
-    OutputBuffer retCode;
-    EXPECT_EQ(analyser().StartScan(nullptr, HostText("1"), retCode.data()), 0);
-    EXPECT_EQ(retCode.written(), "000000");
-}
-
 } // namespace

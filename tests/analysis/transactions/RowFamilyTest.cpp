@@ -6,9 +6,7 @@
 namespace {
 
 using pdasim::Fault;
-using testing::Contains;
 using testing::ElementsAreArray;
-using testing::HasSubstr;
 
 // What all transactions have in common, tried with one of each family: sent as text and as bytes, waited for
 // once, twice and not at all.
@@ -29,10 +27,6 @@ class TransactionOfEachFamily : public RowTest {
 protected:
     static std::string sampleBody() { return bodyOf(row(), Arguments(row()).inputs()) + row().groups; }
 
-    /// The row's first text that is sent as it is.
-    static std::string& firstText(Arguments& arguments) {
-        return std::get<std::string>(arguments.inputs().front());
-    }
 };
 
 TEST_P(TransactionOfEachFamily, CarriesTheNextNumber) {
@@ -57,26 +51,6 @@ TEST_P(TransactionOfEachFamily, OpensTheChannelAndWaitsASecondForIt) {
     duringTheNextWait([&flag] { flag = m_PerformTasksYN; });
     EXPECT_EQ(call(), notSent());
     EXPECT_EQ(flag, 1) << "while the channel opens";
-}
-
-TEST_P(TransactionOfEachFamily, SendsLongInputsWholeOrNotAtAll) {
-    if (row().inputs.empty()) {
-        return;
-    }
-    Arguments arguments(row());
-    firstText(arguments) += std::string(14000, 'x');
-    answerRow(sampleReply(row()));
-    EXPECT_EQ(call(arguments), replied(sampleReply(row())));
-    EXPECT_THAT(newMessage(), HasSubstr(bodyOf(row(), arguments.inputs())));
-    Arguments tooLong(row());
-    firstText(tooLong) += std::string(21000, 'x');
-    newLines();
-    EXPECT_EQ(call(tooLong), notSent());
-    EXPECT_EQ(terminal().received().size(), 1U);
-    EXPECT_EQ(m_SeqNo, 2);
-    const std::vector<std::string> lines = newLines();
-    EXPECT_THAT(lines, Contains(HasSubstr((row().isBytes ? "4 Write XML1 error:" : "4 Write XML error:"))));
-    EXPECT_THAT(lines.back(), HasSubstr(bodyOf(row(), tooLong.inputs())));
 }
 
 TEST_P(TransactionOfEachFamily, FailsInternallyWithoutMemory) {
@@ -120,16 +94,6 @@ TEST_P(AnsweredTransactionOfEachFamily, EndsAfterItsSilentWaitsWithTheTaskFlagUp
     EXPECT_TRUE(isKept(true));
     const std::vector<std::string> waits(static_cast<std::size_t>(row().waits), "4 HID Read XML: ");
     EXPECT_THAT(newLines(), ElementsAreArray(linesWithoutReply(newMessage(), waits)));
-}
-
-TEST_P(AnsweredTransactionOfEachFamily, TakesLongRepliesWhole) {
-    const ReplyFields fields = sampleReply(row());
-    answerAtLength(row().type, tag("Other", std::string(21000, 'x')) + textOf(fields));
-    EXPECT_EQ(call(), replied(fields)) << "after an unknown field";
-    ReplyFields longFields = fields; // the first field alone is longer; all others come after it
-    longFields.fields.front().second = std::string(21000, 'y');
-    answerAtLength(row().type, textOf(longFields));
-    EXPECT_TRUE(call() == replied(longFields)); // too long to be printed
 }
 
 INSTANTIATE_TEST_SUITE_P(With, AnsweredTransactionOfEachFamily,
