@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -23,14 +22,11 @@ std::size_t sizeByQt(const QString& text) {
                                     around);
 }
 
-TEST(WrittenSize, IsThatOfEveryUnitByItself) {
+TEST(WrittenSize, IsThatOfEveryCharacterAndOfPairsInAnyOrder) {
     for (uint unit = 0; unit <= 0xFFFF; ++unit) { // halves of surrogate pairs among them
         const QString text(QChar{unit});
         ASSERT_EQ(writtenSize(text), sizeByQt(text)) << unit;
     }
-}
-
-TEST(WrittenSize, IsThatOfEveryCodePointBehindTheFirstPlane) {
     for (uint first = 0x10000; first <= 0x10FFFF; first += 0x100) {
         std::vector<uint> codePoints;
         for (uint each = 0; each < 0x100; ++each) {
@@ -39,9 +35,6 @@ TEST(WrittenSize, IsThatOfEveryCodePointBehindTheFirstPlane) {
         const QString text = QString::fromUcs4(codePoints.data(), static_cast<int>(codePoints.size()));
         ASSERT_EQ(writtenSize(text), sizeByQt(text)) << first;
     }
-}
-
-TEST(WrittenSize, IsThatOfPairsInAnyOrder) {
     const std::vector<QChar> units{QChar(0xD83D), QChar(0xDE00), QChar('a'), QChar(0x7EC8)};
     const std::size_t kinds = units.size();
     for (std::size_t number = 0; number < kinds * kinds * kinds * kinds; ++number) {
@@ -53,176 +46,140 @@ TEST(WrittenSize, IsThatOfPairsInAnyOrder) {
     }
 }
 
-void put(const std::vector<Output>& outputs, std::size_t index, const std::string& text) {
-    outputs[index].copyAt(0, text);
-}
-
 constexpr std::size_t kLimit = 131072;
 constexpr std::size_t kLimitWithLongValue = 115000;
+constexpr std::size_t kLongestShort = 4999;
 
-/// A response of three texts, of which the middle one is given.
-class LimitedResponse {
-public:
-    explicit LimitedResponse(const std::string& text) : m_response(kTransactions[rowOf("Init")]) {
-        put(m_response.outputs(), 0, "sn");
-        put(m_response.outputs(), 1, text);
-        put(m_response.outputs(), 2, "000000");
-        m_warning = m_response.limit();
+/// What becomes of values that a transaction has put into its outputs.
+struct Limited {
+    Limited(const char* member, const std::vector<std::string>& values) {
+        Response response(kTransactions[rowOf(member)]);
+        const std::vector<Output> outputs = response.outputs();
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            outputs[i].copyAt(0, values[i]);
+        }
+        warning = response.limit();
+        json = response.json().toStdString();
     }
 
-    std::size_t size() const { return static_cast<std::size_t>(m_response.json().size()); }
-    bool isWhole() const { return m_warning.empty(); }
-    std::string json() const { return m_response.json().toStdString(); }
-    std::string warning() const { return m_warning; }
+    std::size_t size() const { return json.size() + 1; } ///< with the NUL
+    bool names(const char* output) const { return warning.find(output) != std::string::npos; }
 
-private:
-    Response m_response;
-    std::string m_warning;
+    std::string warning;
+    std::string json;
 };
+
+/// A response of three texts, of which the middle one is given.
+Limited limited(const std::string& text) {
+    return {"Init", {"sn", text, "000000"}};
+}
 
 struct Piece {
     const char* name;
     std::string bytes;
 };
 
-std::ostream& operator<<(std::ostream& stream, const Piece& piece) {
-    return stream << piece.name;
-}
+// Bytes that are not UTF-8 among them: what becomes of those counts.
+const Piece kPieces[] = {
+    {"nothing", ""},
+    {"NUL", std::string(1, '\0')},
+    {"control", "\x01"},
+    {"line feed", "\n"},
+    {"quote", "\""},
+    {"delete", "\x7F"},
+    {"Latin", "\xC3\xA9"},
+    {"Chinese", "\xE7\xBB\x88"},
+    {"emoji", "\xF0\x9F\x98\x80"},
+    {"invalid byte", "\xFF"},
+    {"cut emoji", "\xF0\x9F\x98"},
+    {"overlong NUL", "\xC0\x80"},
+    {"half a pair", "\xED\xA0\x80"},
+    {"beyond Unicode", "\xF4\x90\x80\x80"},
+    {"byte order mark", "\xEF\xBB\xBF"},
+};
 
-class ResponseOf : public testing::TestWithParam<Piece> {};
-
-TEST_P(ResponseOf, IsWholeUpToTheLimitToTheByte) {
-    const std::string& piece = GetParam().bytes;
-    std::string text;
-    std::size_t size = LimitedResponse("").size();
-    // Qt tells how much a piece adds; behind an "a", so that the first one is like the others.
-    const auto sizeOf = [](const std::string& bytes) { return sizeByQt(QString::fromStdString(bytes)); };
-    const std::size_t added = sizeOf("a" + piece + "a") - 2;
-    while (size + added + 2 < kLimitWithLongValue) {
-        text += "a" + piece;
-        size += added + 1;
+TEST(ResponseLimit, IsKeptToTheByteWhateverTheCharacters) {
+    for (const Piece& piece : kPieces) {
+        SCOPED_TRACE(piece.name);
+        std::string text;
+        std::size_t size = limited("").size();
+        // Qt tells how much a piece adds; behind an "a", so that the first one is like the others.
+        const auto sizeOf = [](const std::string& bytes) { return sizeByQt(QString::fromStdString(bytes)); };
+        const std::size_t added = sizeOf("a" + piece.bytes + "a") - 2;
+        while (size + added + 2 < kLimitWithLongValue) {
+            text += "a" + piece.bytes;
+            size += added + 1;
+        }
+        text += std::string(kLimitWithLongValue - size, 'a');
+        EXPECT_EQ(limited(text).warning, "");
+        EXPECT_EQ(limited(text).size(), kLimitWithLongValue);
+        EXPECT_TRUE(limited(text + "a").names("pRetCode"));
     }
-    text += std::string(kLimitWithLongValue - 1 - size, 'a');
-    const LimitedResponse whole(text);
-    EXPECT_EQ(whole.warning(), "");
-    EXPECT_EQ(whole.size(), kLimitWithLongValue - 1);
-    EXPECT_FALSE(LimitedResponse(text + "a").isWhole());
-}
-
-INSTANTIATE_TEST_SUITE_P(Repeated, ResponseOf,
-                         testing::Values(Piece{"Nul", std::string(1, '\0')}, Piece{"Control", "\x01"},
-                                         Piece{"LastControl", "\x1F"}, Piece{"LineFeed", "\n"},
-                                         Piece{"Backspace", "\b"}, Piece{"Quote", "\""},
-                                         Piece{"Backslash", "\\"}, Piece{"Slash", "/"},
-                                         Piece{"Delete", "\x7F"}, Piece{"Latin", "\xC3\xA9"},
-                                         Piece{"Chinese", "\xE7\xBB\x88"}, Piece{"Emoji", "\xF0\x9F\x98\x80"},
-                                         Piece{"InvalidByte", "\xFF"}, Piece{"CutChinese", "\xE7\xBB"},
-                                         Piece{"CutEmoji", "\xF0\x9F\x98"}, Piece{"Continuation", "\x80"},
-                                         Piece{"OverlongNul", "\xC0\x80"}, Piece{"HalfPair", "\xED\xA0\x80"},
-                                         Piece{"BeyondUnicode", "\xF4\x90\x80\x80"},
-                                         Piece{"ByteOrderMark", "\xEF\xBB\xBF"}),
-                         [](const testing::TestParamInfo<Piece>& info) { return info.param.name; });
-
-TEST(ResponseLimit, CountsNoByteOrderMarkThatQtDrops) {
-    const std::size_t room = kLimitWithLongValue - 1 - LimitedResponse("").size();
-    const std::string mark = "\xEF\xBB\xBF";
-    EXPECT_TRUE(LimitedResponse(mark + std::string(room, 'a')).isWhole());
-    EXPECT_FALSE(LimitedResponse(mark + std::string(room + 1, 'a')).isWhole());
+    // Qt drops a mark at the beginning.
+    const std::string room(kLimitWithLongValue - limited("").size(), 'a');
+    EXPECT_EQ(limited("\xEF\xBB\xBF" + room).warning, "");
+    EXPECT_NE(limited("\xEF\xBB\xBF" + room + "a").warning, "");
 }
 
 TEST(ResponseLimit, LeavesTheValueBeyondItEmptyAndAllBehindIt) {
-    const LimitedResponse response(std::string(8000000, 'a'));
-    EXPECT_EQ(response.json(), R"({"pRetCode":"","pSN":"sn","pVender":"","transCode":"600001"})");
-    EXPECT_NE(response.warning().find("pVender"), std::string::npos);
-    EXPECT_NE(response.warning().find("8000000 bytes"), std::string::npos);
+    const Limited response = limited(std::string(8000000, 'a'));
+    EXPECT_EQ(response.json, R"({"pRetCode":"","pSN":"sn","pVender":"","transCode":"600001"})");
+    EXPECT_TRUE(response.names("pVender") && response.names("8000000 bytes")) << response.warning;
 }
 
-/// A response of 23 texts.
-class LargeResponse : public testing::Test {
-protected:
-    static constexpr std::size_t kLongestShort = 4999;
-
-    LargeResponse() : m_values(23, std::string(kLongestShort, 'a')) {}
-
-    /// The size with the NUL, and what was said about the limit.
-    std::size_t size() {
-        Response response(kTransactions[rowOf("GetHandoverDotRet")]);
-        for (std::size_t i = 0; i < 23; ++i) {
-            put(response.outputs(), i, m_values[i]);
-        }
-        m_warning = response.limit();
-        return static_cast<std::size_t>(response.json().size()) + 1;
+/// A response of 23 texts, of which the last but one are made of quotes, one byte more each, until its size
+/// is reached.
+std::vector<std::string> valuesOfSize(std::size_t wanted, std::vector<std::string> values) {
+    std::size_t missing = wanted - Limited("GetHandoverDotRet", values).size();
+    for (std::size_t i = 21; missing > 0; --i) {
+        const std::size_t quotes = std::min(missing, kLongestShort);
+        values[i].replace(0, quotes, std::string(quotes, '"'));
+        missing -= quotes;
     }
-
-    /// Makes characters of the last value but one into quotes, one byte more each, until the size is reached.
-    void growTo(std::size_t wanted) {
-        std::size_t missing = wanted - size();
-        for (std::size_t i = 21; missing > 0; --i) {
-            const std::size_t quotes = std::min(missing, kLongestShort);
-            m_values[i].replace(0, quotes, std::string(quotes, '"'));
-            missing -= quotes;
-        }
-    }
-
-    std::vector<std::string>& values() { return m_values; }
-    std::string warning() const { return m_warning; }
-
-private:
-    std::vector<std::string> m_values;
-    std::string m_warning;
-};
-
-TEST_F(LargeResponse, IsWholeUpTo131072BytesWithoutAValueOf5000) {
-    growTo(kLimit);
-    EXPECT_EQ(size(), kLimit);
-    EXPECT_EQ(warning(), "");
+    return values;
 }
 
-TEST_F(LargeResponse, LosesTheLastValueOneByteBeyond) {
-    growTo(kLimit);
-    values()[22][0] = '"';
-    EXPECT_EQ(size(), kLimit - kLongestShort);
-    EXPECT_NE(warning().find("pScanState"), std::string::npos) << warning();
+TEST(ResponseLimit, Is131072BytesWithoutAValueOf5000And115000WithOne) {
+    const std::vector<std::string> shortValues(23, std::string(kLongestShort, 'a'));
+    std::vector<std::string> values = valuesOfSize(kLimit, shortValues);
+    EXPECT_EQ(Limited("GetHandoverDotRet", values).size(), kLimit);
+    EXPECT_EQ(Limited("GetHandoverDotRet", values).warning, "");
+    values[22][0] = '"';
+    EXPECT_EQ(Limited("GetHandoverDotRet", values).size(), kLimit - kLongestShort);
+    EXPECT_TRUE(Limited("GetHandoverDotRet", values).names("pScanState"));
+
+    values = shortValues;
+    values[0] = std::string(5000, 'a');
+    values[22].clear();
+    values = valuesOfSize(kLimitWithLongValue, values);
+    EXPECT_EQ(Limited("GetHandoverDotRet", values).size(), kLimitWithLongValue);
+    EXPECT_EQ(Limited("GetHandoverDotRet", values).warning, "");
+    values[22] = "a";
+    EXPECT_EQ(Limited("GetHandoverDotRet", values).size(), kLimitWithLongValue);
+    EXPECT_TRUE(Limited("GetHandoverDotRet", values).names("pScanState"));
+
+    values = shortValues;
+    values[10] = std::string(100000, 'a');
+    EXPECT_GT(Limited("GetHandoverDotRet", values).size(), 10 * kLongestShort) << "those in front are kept";
+    EXPECT_TRUE(Limited("GetHandoverDotRet", values).names("pBLogin"));
 }
 
-TEST_F(LargeResponse, MayHave115000BytesOnceAValueHas5000) {
-    values()[0] = std::string(5000, 'a');
-    values()[22].clear();
-    growTo(kLimitWithLongValue);
-    EXPECT_EQ(size(), kLimitWithLongValue);
-    EXPECT_EQ(warning(), "");
-    values()[22] = "a";
-    EXPECT_EQ(size(), kLimitWithLongValue);
-    EXPECT_NE(warning().find("pScanState"), std::string::npos) << warning();
-}
-
-TEST_F(LargeResponse, KeepsValuesInFrontOfTheFirstThatIsTooMuch) {
-    values()[10] = std::string(100000, 'a');
-    EXPECT_GT(size(), 10 * kLongestShort);
-    EXPECT_NE(warning().find("pBLogin"), std::string::npos) << warning();
-}
-
-TEST(ResponseNumbers, CountAndAreZeroBehindTheLimit) {
+TEST(ResponseLimit, CountsNumbersAndLeavesThemZeroBehindIt) {
     Response response(kTransactions[rowOf("GetScanLabelList")]);
     const std::vector<Output> outputs = response.outputs();
-    put(outputs, 0, std::string(kLimitWithLongValue, 'a'));
-    outputs[1].setNumber(-2000000000);
-    outputs[2].setNumber(7);
-    EXPECT_NE(response.limit(), "");
-    EXPECT_EQ(response.json().toStdString(),
-              R"({"pLabelLen":0,"pLabelList":"","pLabelSize":0,"pScanState":"","transCode":"600005"})");
-}
-
-TEST(ResponseNumbers, MayBeWhatDoesNotFit) {
-    Response response(kTransactions[rowOf("GetScanLabelList")]);
     const std::size_t empty = static_cast<std::size_t>(response.json().size()) + 1;
-    const std::vector<Output> outputs = response.outputs();
-    put(outputs, 0, std::string(kLimitWithLongValue - empty - 1, 'a'));
+    outputs[0].copyAt(0, std::string(kLimitWithLongValue - empty - 1, 'a'));
     outputs[1].setNumber(10);
     EXPECT_EQ(response.limit(), "");
     outputs[1].setNumber(100);
     EXPECT_NE(response.limit().find("pLabelSize"), std::string::npos);
     EXPECT_EQ(static_cast<std::size_t>(response.json().size()) + 1, kLimitWithLongValue - 1);
+    outputs[0].copyAt(0, std::string(kLimitWithLongValue, 'a'));
+    outputs[1].setNumber(-2000000000);
+    outputs[2].setNumber(7);
+    EXPECT_NE(response.limit(), "");
+    EXPECT_EQ(response.json().toStdString(),
+              R"({"pLabelLen":0,"pLabelList":"","pLabelSize":0,"pScanState":"","transCode":"600005"})");
 }
 
 TEST(ResultTexts, KeepTheBeginningOfWhatIsTooLong) {

@@ -41,17 +41,7 @@ TEST_F(ChannelOpening, OpensTheNodeWithoutBlockingAndNotForChildPrograms) {
     EXPECT_NE(::fcntl(g_fd, F_GETFD) & FD_CLOEXEC, 0);
 }
 
-TEST_F(ChannelOpening, NamesTheReceiversThread) {
-    openChannel();
-    clockid_t clock{};
-    ASSERT_EQ(::pthread_getcpuclockid(g_run_thread, &clock), 0);
-    timespec used{};
-    ASSERT_EQ(::clock_gettime(clock, &used), 0);
-    // The kernel's name of the clock carries the thread's number.
-    EXPECT_EQ(~(clock >> 3), receiverThread());
-}
-
-TEST_F(ChannelOpening, ThatFailsIsToldAndEndsTheReceiver) {
+TEST_F(ChannelOpening, ThatFailsIsToldEndsTheReceiverAndCanSucceedLater) {
     terminal().refuseOpening(true);
     newLogTexts();
     const QtOutputCapture output;
@@ -63,6 +53,11 @@ TEST_F(ChannelOpening, ThatFailsIsToldAndEndsTheReceiver) {
                                             "openHidDevice port: /dev/hidraw0", "port open fail"));
     EXPECT_FALSE(g_hidRun);
     EXPECT_LT(g_fd, 0);
+    EXPECT_EQ(terminal().openDescriptors(), 0);
+    terminal().refuseOpening(false);
+    openChannel();
+    EXPECT_EQ(terminal().openDescriptors(), 1);
+    EXPECT_TRUE(extraThreadsBecome(1));
 }
 
 TEST_F(ChannelOpening, ThatFailsLowersTheRunningFlagAndLeavesANegativeDescriptor) {
@@ -77,27 +72,6 @@ TEST_F(ChannelOpening, ThatFailsLowersTheRunningFlagAndLeavesANegativeDescriptor
     ::close(hostsOwn);
 }
 
-TEST_F(ChannelOpening, SucceedsAfterOneThatFailed) {
-    terminal().refuseOpening(true);
-    g_HIDDevice.openHidDevice();
-    EXPECT_TRUE(extraThreadsBecome(0));
-    EXPECT_EQ(terminal().openDescriptors(), 0);
-    terminal().refuseOpening(false);
-    openChannel();
-    EXPECT_EQ(terminal().openDescriptors(), 1);
-    EXPECT_TRUE(extraThreadsBecome(1));
-}
-
-TEST_F(ChannelOpening, WithoutATerminalIsTrueAndLogsAnEmptyPath) {
-    terminal().unplug();
-    newLogTexts();
-    const QtOutputCapture output;
-    EXPECT_TRUE(g_HIDDevice.openHidDevice());
-    EXPECT_THAT(newLogTexts(), ElementsAre("openHidDevice port: "));
-    EXPECT_TRUE(extraThreadsBecome(0));
-    EXPECT_THAT(output.lines(), IsEmpty());
-}
-
 TEST_F(ChannelOpening, WithoutATerminalChangesNothingButThePath) {
     openChannel();
     stopChannel();
@@ -107,7 +81,9 @@ TEST_F(ChannelOpening, WithoutATerminalChangesNothingButThePath) {
     g_hidRun = true;
     g_isBufferCome = true;
     setBuffer("left over");
+    newLogTexts();
     EXPECT_TRUE(g_HIDDevice.openHidDevice());
+    EXPECT_THAT(newLogTexts(), ElementsAre("openHidDevice port: "));
     EXPECT_EQ(g_strSerialPort, "");
     EXPECT_TRUE(g_hidRun);
     EXPECT_TRUE(g_isBufferCome);
@@ -133,44 +109,33 @@ TEST_F(ChannelOpening, WithoutATerminalLetsARunningReceiverGoOn) {
     EXPECT_TRUE(g_HIDDevice.SendData(QString("still sent")));
 }
 
-TEST_F(ChannelOpening, ReplacesARunningReceiver) {
+TEST_F(ChannelOpening, ReplacesARunningReceiverAndLeavesNothingOver) {
     openChannel();
+    clockid_t clock{};
+    ASSERT_EQ(::pthread_getcpuclockid(g_run_thread, &clock), 0);
+    timespec used{};
+    ASSERT_EQ(::clock_gettime(clock, &used), 0);
+    // The kernel's name of the clock carries the thread's number.
+    EXPECT_EQ(~(clock >> 3), receiverThread());
     const int first = receiverThread();
-    for (int i = 0; i < 5; ++i) {
-        openChannel();
-        EXPECT_TRUE(extraThreadsBecome(1));
-        EXPECT_EQ(terminal().openDescriptors(), 1);
-    }
-    EXPECT_NE(receiverThread(), first);
-    terminal().sendText("once");
-    EXPECT_TRUE(becomesBuffered("once"));
-    EXPECT_TRUE(g_HIDDevice.SendData(QString("sent")));
-}
-
-TEST_F(ChannelOpening, LeavesNoDescriptorOrThreadOverAtManyReopenings) {
-    openChannel();
     const int before = descriptors();
+    terminal().sendText("before");
+    ASSERT_TRUE(becomesBuffered("before"));
     for (int i = 0; i < 20; ++i) {
         if (i % 2 == 0) {
             stopChannel();
         }
         openChannel();
+        EXPECT_TRUE(extraThreadsBecome(1));
+        EXPECT_EQ(terminal().openDescriptors(), 1);
     }
     EXPECT_TRUE(descriptorsBecome(before));
-    EXPECT_TRUE(extraThreadsBecome(1));
-}
-
-TEST_F(ChannelOpening, AfterANewPluggingUsesTheNewNode) {
-    openChannel();
-    terminal().unplug();
-    terminal().replug();
-    ASSERT_EQ(terminal().nodePath(), "/dev/hidraw1"); // the first one is still open
-    openChannel();
-    EXPECT_EQ(g_strSerialPort, "/dev/hidraw1");
-    EXPECT_EQ(terminal().openDescriptors(), 1);
-    EXPECT_TRUE(extraThreadsBecome(1));
-    EXPECT_TRUE(g_HIDDevice.SendData(QString("hello")));
-    EXPECT_THAT(terminal().received(), ElementsAre("hello"));
+    EXPECT_NE(receiverThread(), first);
+    EXPECT_EQ(buffer(), "before") << "what was received is kept";
+    EXPECT_TRUE(g_isBufferCome);
+    terminal().sendText("once");
+    EXPECT_TRUE(becomesBuffered("beforeonce"));
+    EXPECT_TRUE(g_HIDDevice.SendData(QString("sent")));
 }
 
 TEST_F(ChannelOpening, LeavesTheOldTerminalForAnother) {
@@ -186,15 +151,6 @@ TEST_F(ChannelOpening, LeavesTheOldTerminalForAnother) {
     EXPECT_TRUE(g_HIDDevice.SendData(QString("hello")));
     EXPECT_THAT(other.received(), ElementsAre("hello"));
     EXPECT_THAT(terminal().received(), IsEmpty());
-}
-
-TEST_F(ChannelOpening, KeepsWhatWasReceivedBefore) {
-    openChannel();
-    terminal().sendText("before");
-    ASSERT_TRUE(becomesBuffered("before"));
-    openChannel();
-    EXPECT_EQ(buffer(), "before");
-    EXPECT_TRUE(g_isBufferCome);
 }
 
 } // namespace

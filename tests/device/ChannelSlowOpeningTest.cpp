@@ -139,26 +139,23 @@ TEST_F(ChannelSlowOpening, ThatWasStoppedIsWaitedForAndClosesTheNodeAgain) {
     EXPECT_EQ(terminal().openDescriptors(), 0);
 }
 
-TEST_F(ChannelSlowOpening, ThatWasStoppedAndFailsLeavesTheRunningFlagAlone) {
+/// Whether it fails in the end.
+class SlowOpeningThatWasStopped : public ChannelSlowOpening, public testing::WithParamInterface<bool> {};
+
+TEST_P(SlowOpeningThatWasStopped, LeavesTheRunningFlagAlone) {
     beginOpening();
     std::thread helper = whenToldToStop([this] {
-        terminal().refuseOpening(true);
+        terminal().refuseOpening(GetParam());
         g_hidRun = true;
     });
     { const CHIDDevice object; }
     helper.join();
     EXPECT_TRUE(extraThreadsBecome(0));
     EXPECT_TRUE(g_hidRun);
-}
-
-TEST_F(ChannelSlowOpening, ThatWasStoppedAndSucceedsLeavesTheRunningFlagAlone) {
-    beginOpening();
-    std::thread helper = whenToldToStop([] { g_hidRun = true; });
-    { const CHIDDevice object; }
-    helper.join();
-    EXPECT_TRUE(extraThreadsBecome(0));
-    EXPECT_TRUE(g_hidRun);
     EXPECT_EQ(terminal().openDescriptors(), 0);
 }
+
+INSTANTIATE_TEST_SUITE_P(And, SlowOpeningThatWasStopped, testing::Bool(),
+                         [](const auto& info) { return info.param ? "Fails" : "Succeeds"; });
 
 } // namespace

@@ -29,36 +29,17 @@ protected:
     }
 };
 
-TEST_F(IncompleteReply, IsReturnedWithAWarning) {
+TEST_F(IncompleteReply, IsReturnedWithAWarningIfItIsShorterThanItsLengthField) {
     EXPECT_EQ(received(messageOf(30, 60)), messageOf(30, 60));
     EXPECT_THAT(newLogTexts(), ElementsAre("HID Read XML: " + messageOf(30, 60),
                                            "reply incomplete: 30 of 60 characters came in time"));
-}
-
-TEST_F(IncompleteReply, IsWarnedOfAtLevel3) {
     received(messageOf(59, 60));
     EXPECT_THAT(newLogTexts(3), ElementsAre("reply incomplete: 59 of 60 characters came in time"));
-}
-
-TEST_F(IncompleteReply, IsNoneThatHasItsLength) {
-    received(messageOf(60, 60));
-    EXPECT_THAT(newLogTexts(3), IsEmpty());
-}
-
-TEST_F(IncompleteReply, IsNoneThatIsLonger) {
-    received(messageOf(60, 30));
-    EXPECT_THAT(newLogTexts(3), IsEmpty());
-}
-
-TEST_F(IncompleteReply, IsCountedInCharacters) {
-    received("000010" + std::string("终终终终"));
-    EXPECT_THAT(newLogTexts(3), IsEmpty());
-}
-
-TEST_F(IncompleteReply, IsNoneWithoutALengthField) {
-    for (const char* text : {"00099", "+00999", " 00999", "00099x", "hello world"}) {
-        received(text);
-        EXPECT_THAT(newLogTexts(3), IsEmpty()) << text;
+    for (const std::string& whole :
+         {messageOf(60, 60), messageOf(60, 30), std::string("000010终终终终"), // it counts characters
+          std::string("00099"), std::string("+00999"), std::string(" 00999"), std::string("00099x")}) {
+        received(whole);
+        EXPECT_THAT(newLogTexts(3), IsEmpty()) << whole;
     }
 }
 

@@ -19,7 +19,7 @@ TEST(SilentTerminal, IsWaitedForIn490Polls) {
     emptyBuffer();
     g_isBufferCome = false;
     int polls = 0;
-    const SkippedSleeps skipping([&polls] {
+    const SkippedSleeps skipping([&polls](long long) {
         ++polls;
         return true;
     });
@@ -33,7 +33,7 @@ TEST(EndlessReply, IsGivenUpAfterAMinute) {
     waitForWholeReply = true;
     emptyBuffer();
     appendReport("999999", 6);
-    const SkippedSleeps skipping([] {
+    const SkippedSleeps skipping([](long long) {
         appendReport("x", 1); // something more comes in each of them
         return true;
     });

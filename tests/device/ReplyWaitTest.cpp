@@ -35,17 +35,6 @@ TEST_F(ReplyWait, TakesWhatIsThereAndLowersTheFlag) {
     EXPECT_THAT(newLogTexts(4), ElementsAre("HID Read XML: <a>1</a>"));
 }
 
-TEST_F(ReplyWait, GivesUpAfterASilence) {
-    newLogTexts();
-    QString taken = "something";
-    const Milliseconds time = timeOf([&taken] { taken = g_HIDDevice.getBuffer(); });
-    EXPECT_EQ(taken, "");
-    EXPECT_GE(time, kSilentWait);
-    EXPECT_LT(time, 2 * kSilentWait);
-    EXPECT_FALSE(g_isBufferCome);
-    EXPECT_THAT(newLogTexts(), ElementsAre("HID Read XML: "));
-}
-
 TEST_F(ReplyWait, WithoutAnyChannelTakesWhatNobodyAnnounced) {
     stopChannel();
     setBuffer("without a flag");
@@ -96,19 +85,6 @@ TEST_F(ReplyWait, LeavesForLaterWhatComesAfterIt) {
     EXPECT_TRUE(g_isBufferCome);
     EXPECT_TRUE(g_HIDDevice.SendData(QString("next message")));
     EXPECT_EQ(buffer(), "") << "the next send drops it";
-}
-
-TEST_F(ReplyWait, LogsTextOfAnyLengthAndContent) {
-    setBuffer("100% %s %n \xE7\xBB\x88");
-    g_isBufferCome = true;
-    newLogTexts();
-    EXPECT_EQ(g_HIDDevice.getBuffer(), QString::fromUtf8("100% %s %n \xE7\xBB\x88"));
-    EXPECT_THAT(newLogTexts(), ElementsAre("HID Read XML: 100% %s %n \xE7\xBB\x88"));
-    const std::string longText(200000, 'x');
-    setBuffer(longText.c_str());
-    g_isBufferCome = true;
-    EXPECT_EQ(g_HIDDevice.getBuffer().toStdString(), longText);
-    EXPECT_THAT(newLogTexts(), ElementsAre("HID Read XML: " + longText));
 }
 
 TEST_F(ReplyWait, TakesTheBufferUnderItsLockTogetherWithItsFlag) {
@@ -178,15 +154,6 @@ TEST_F(ReplyWaitAmongEvents, JoinsReportsThatComeWithin100Milliseconds) {
         }
     }
     EXPECT_EQ(taken, "first second");
-}
-
-TEST_F(ReplyWaitAmongEvents, HandlesThemInASilence) {
-    int ticks = 0;
-    QTimer timer;
-    QObject::connect(&timer, &QTimer::timeout, [&ticks] { ++ticks; });
-    timer.start(100);
-    EXPECT_EQ(g_HIDDevice.getBuffer(), "");
-    EXPECT_GE(ticks, 10);
 }
 
 } // namespace

@@ -1,20 +1,89 @@
 #include "BlockedThread.h"
+#include "CallInterception.h"
+#include "ChannelFixture.h"
 #include "OutputCapture.h"
-#include "SenderKinds.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
+#include <memory>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <thread>
 #include <unistd.h>
 
 namespace {
 
+using pdalink::test::becomesBlocked;
 using pdalink::test::BlockedCall;
+using pdalink::test::intercept;
+using pdalink::test::Interception;
+using pdalink::test::interceptNothing;
 using pdalink::test::StandardOutputCapture;
+using pdalink::test::waitUntil;
 using pdasim::Fault;
 using pdasim::SimulatedTerminal;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+
+/// One of the three senders, and the lines in which it differs from the others.
+struct SenderKind {
+    const char* name;
+    bool (*send)(const std::string& bytes);
+    std::string notOpen;
+    std::string failed;
+    std::string incomplete;
+    std::string written;
+    bool opensTheChannel;
+    bool namesTheCause;
+    bool namesTheLength;
+
+    std::string writtenLine(const std::string& text) const {
+        return written + text + (namesTheLength ? " sendLen:" + std::to_string(text.size()) : "");
+    }
+    std::string failedLine(int error) const {
+        return failed +
+               (namesTheCause ? " errno:" + std::to_string(error) + " info:" + std::strerror(error) : "");
+    }
+    std::string incompleteLine(const std::string& text, int sent) const {
+        return incomplete + text + "  sendLen:" + std::to_string(sent) +
+               " bufferLen:" + std::to_string(text.size());
+    }
+};
+
+std::ostream& operator<<(std::ostream& stream, const SenderKind& kind) {
+    return stream << kind.name;
+}
+
+bool sendAsText(const std::string& bytes) {
+    return g_HIDDevice.SendData(QString::fromStdString(bytes));
+}
+
+bool sendAsBytes(const std::string& bytes) {
+    std::string copy = bytes;
+    return g_HIDDevice.SendData(copy.data(), static_cast<int>(copy.size()));
+}
+
+bool sendAsTest(const std::string& bytes) {
+    std::string copy = bytes;
+    return g_HIDDevice.SendData_test(reinterpret_cast<unsigned char*>(copy.data()),
+                                     static_cast<int>(copy.size()));
+}
+
+const SenderKind kSenders[] = {
+    {"Text", sendAsText, "hid device is not open", "sendLen error. need to reopen device",
+     "Write XML error:", "Write XML: ", false, true, true},
+    {"Bytes", sendAsBytes, "hid device is not open1", "sendLen error. need to reopen device1",
+     "Write XML1 error:", "Write XML1: ", true, true, true},
+    {"Test", sendAsTest, "hid device is not open", "sendLen error. need to reopen device",
+     "Write XML error:", "Write XML: ", true, false, false},
+};
+
+std::string nameOfSender(const testing::TestParamInfo<SenderKind>& info) {
+    return info.param.name;
+}
 
 class Sender : public ChannelTest, public testing::WithParamInterface<SenderKind> {
 protected:
@@ -142,8 +211,7 @@ TEST_P(Sender, OnAClosedChannelWithoutATerminalFails) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Kind, Sender, testing::ValuesIn(kSenders),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Kind, Sender, testing::ValuesIn(kSenders), nameOfSender);
 
 /// The sender of texts.
 class TextSender : public Sender {};
@@ -164,8 +232,7 @@ TEST_P(TextSender, SendsUtf8AndAnEmbeddedNul) {
     EXPECT_THAT(terminal().received(), ElementsAre("编号 é", std::string("ab\0cd", 5)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Kind, TextSender, testing::Values(kSenders[0]),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Kind, TextSender, testing::Values(kSenders[0]), nameOfSender);
 
 /// The two senders of bytes.
 class ByteSender : public Sender {
@@ -218,8 +285,7 @@ TEST_P(ByteSender, WithoutALengthFails) {
     EXPECT_THAT(terminal().received(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Kind, ByteSender, testing::Values(kSenders[1], kSenders[2]),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Kind, ByteSender, testing::Values(kSenders[1], kSenders[2]), nameOfSender);
 
 /// The diagnostic sender prints how many bytes it has written.
 class TestSender : public Sender {
@@ -240,7 +306,130 @@ TEST_P(TestSender, PrintsTheNumberOfBytesWritten) {
     EXPECT_EQ(printedBy("hello"), "-1\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(Kind, TestSender, testing::Values(kSenders[2]),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Kind, TestSender, testing::Values(kSenders[2]), nameOfSender);
+
+/// A closed channel whose node is opened only when the test lets it: after the sender has written.
+class SenderOnAClosedChannel : public ChannelTest, public testing::WithParamInterface<SenderKind> {
+protected:
+    SenderOnAClosedChannel() {
+        Interception interception;
+        interception.openedPath = terminal().nodePath();
+        interception.openFile = [gate = m_gate] { const std::lock_guard wait(*gate); };
+        intercept(interception);
+    }
+
+    static const SenderKind& kind() { return GetParam(); }
+    std::mutex& gate() { return *m_gate; }
+
+private:
+    std::shared_ptr<std::mutex> m_gate = std::make_shared<std::mutex>();
+};
+
+TEST_P(SenderOnAClosedChannel, OpensItButDoesNotWait) {
+    const std::lock_guard held(gate());
+    g_hidRun = true;
+    EXPECT_FALSE(kind().send("hello"));
+    EXPECT_FALSE(g_hidRun);
+    EXPECT_TRUE(extraThreadsBecome(1));
+    EXPECT_THAT(newLogTexts(4), ElementsAre(kind().notOpen, " VID/PID: 1209 0001\n", "Simulated terminals",
+                                            "openHidDevice port: /dev/hidraw0", kind().failedLine(EBADF),
+                                            kind().incompleteLine("hello", -1)));
+    EXPECT_THAT(terminal().received(), IsEmpty());
+}
+
+TEST_P(SenderOnAClosedChannel, SucceedsOnceASlowNodeHasComeUp) {
+    {
+        const std::lock_guard held(gate());
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_FALSE(kind().send("lost"));
+        }
+        EXPECT_TRUE(extraThreadsBecome(1));
+    }
+    ASSERT_TRUE(waitUntil([] { return g_hidRun.load(); }));
+    newLogTexts();
+    EXPECT_TRUE(kind().send("hello"));
+    EXPECT_THAT(terminal().received(), ElementsAre("hello"));
+    EXPECT_THAT(newLogTexts(), ElementsAre(kind().writtenLine("hello")));
+    EXPECT_EQ(terminal().openDescriptors(), 1);
+    EXPECT_TRUE(extraThreadsBecome(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(Kind, SenderOnAClosedChannel, testing::Values(kSenders[1], kSenders[2]),
+                         nameOfSender);
+
+/// What happens to the node's descriptor when the receiver closes it.
+class SenderAndClosing : public ChannelTest, public testing::WithParamInterface<SenderKind> {
+protected:
+    void SetUp() override {
+        openChannel();
+        m_node = g_fd;
+    }
+    ~SenderAndClosing() override { interceptNothing(); }
+
+    int node() const { return m_node; }
+
+private:
+    int m_node = -1;
+};
+
+TEST_P(SenderAndClosing, ExcludeEachOther) {
+    struct Seen {
+        std::mutex writing;
+        std::atomic<bool> writes{false};
+        std::atomic<bool> closes{false};
+    };
+    const auto seen = std::make_shared<Seen>();
+    Interception interception;
+    interception.descriptor = node();
+    interception.writeFile = [seen] {
+        seen->writes = true;
+        const std::lock_guard wait(seen->writing);
+    };
+    interception.closeFile = [seen] { seen->closes = true; };
+    intercept(interception);
+    const pid_t receiver = receiverThread();
+    std::thread sender;
+    bool sent = false;
+    {
+        const std::lock_guard held(seen->writing);
+        sender = std::thread([&sent] { sent = GetParam().send("hello"); });
+        ASSERT_TRUE(waitUntil([&seen] { return seen->writes.load(); }));
+        g_hidRun = false; // the receiver wants to close the node
+        EXPECT_TRUE(becomesBlocked(receiver));
+        EXPECT_FALSE(seen->closes);
+    }
+    sender.join();
+    EXPECT_TRUE(sent);
+    EXPECT_TRUE(waitUntil([&seen] { return seen->closes.load(); }));
+}
+
+TEST_P(SenderAndClosing, DoNotMeetOnAClosedDescriptor) {
+    std::atomic<int> atClosing = -2;
+    Interception interception;
+    interception.descriptor = node();
+    interception.closeFile = [&atClosing] { atClosing = g_fd.load(); };
+    intercept(interception);
+    EXPECT_TRUE(GetParam().send("hello"));
+    stopChannel();
+    EXPECT_EQ(atClosing, -1) << "the number is withdrawn before it can be reused";
+    interceptNothing();
+}
+
+TEST(ClosingByAnObject, WithdrawsTheNumberFirst) {
+    std::atomic<int> atClosing = -2;
+    {
+        const CHIDDevice object;
+        const int hostsOwn = ::dup(STDERR_FILENO);
+        g_fd = hostsOwn;
+        Interception interception;
+        interception.descriptor = hostsOwn;
+        interception.closeFile = [&atClosing] { atClosing = g_fd.load(); };
+        intercept(interception);
+    }
+    EXPECT_EQ(atClosing, -1);
+    interceptNothing();
+}
+
+INSTANTIATE_TEST_SUITE_P(Kind, SenderAndClosing, testing::ValuesIn(kSenders), nameOfSender);
 
 } // namespace

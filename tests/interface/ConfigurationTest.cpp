@@ -48,9 +48,8 @@ TEST(Configuration, GivesTheIdsFreedOfPrefixesAndLineEnds) {
     EXPECT_EQ(idsOf("PID=3\n"), "/3") << "an id that is not stated any more";
     EXPECT_EQ(idsOf(""), "/");
     EXPECT_EQ(idsOf("[usb]\n"), "/");
-    writeIni("VID=\xE9\xFF\nPID=1\n");
-    EXPECT_TRUE(LoadLockConfig());
-    EXPECT_EQ(g_Vid, QString::fromLatin1("\xE9\xFF"));
+    EXPECT_EQ(idsOf("VID=\xE9\xFF\nPID=%s%n\n"), "éÿ/%s%n") << "Latin-1";
+    EXPECT_EQ(countLogLines("Vid/Pid: éÿ/%s%n  logpath:" + logPath()), 1);
 }
 
 TEST(Configuration, PrintsTheLibrarysPath) {
@@ -76,22 +75,6 @@ TEST(Configuration, OpensTheLogAndLogsTheIds) {
     EXPECT_EQ(logPath(), logDirectory() + "/PDA.log");
 }
 
-TEST(Configuration, AppendsToTheLogAtEveryLoading) {
-    EXPECT_TRUE(LoadLockConfig());
-    EXPECT_TRUE(g_PDA_Log.AddLog(pdalink::Message, "between"));
-    EXPECT_TRUE(LoadLockConfig());
-    const std::vector<std::string> texts = readLogTexts();
-    ASSERT_EQ(texts.size(), 3U);
-    EXPECT_EQ(texts[0], texts[2]);
-    EXPECT_EQ(texts[1], "between");
-}
-
-TEST(Configuration, LogsAnyLatin1IdAsUtf8) {
-    writeIni("VID=\xE9\nPID=%s%n\n");
-    EXPECT_TRUE(LoadLockConfig());
-    EXPECT_EQ(readLogTexts(), std::vector<std::string>{"Vid/Pid: é/%s%n  logpath:" + logPath()});
-}
-
 TEST(LogDirectory, IsCreatedForOwnerAndGroupOnlyNarrowedByTheUmask) {
     for (const mode_t mask : {0U, 077U}) {
         fs::remove_all(logDirectory());
@@ -104,16 +87,6 @@ TEST(LogDirectory, IsCreatedForOwnerAndGroupOnlyNarrowedByTheUmask) {
     ASSERT_EQ(chmod(logDirectory().c_str(), 0777), 0);
     EXPECT_TRUE(LoadLockConfig());
     EXPECT_EQ(modeOf(logDirectory()), 0777U) << "one that is there keeps its mode";
-}
-
-TEST(LogDirectory, IsCreatedAgainWhenItHasGone) {
-    EXPECT_TRUE(LoadLockConfig());
-    fs::remove_all(logDirectory());
-    const std::vector<std::string> lines = qtLinesOfLoading();
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(lines[1], kCreated);
-    EXPECT_EQ(modeOf(logDirectory()), 0750U);
-    EXPECT_EQ(readLog().size(), 1U);
 }
 
 TEST(LogDirectory, ThatIsAFileLeavesTheLogClosed) {
@@ -132,14 +105,6 @@ TEST(LogDirectory, MayBeALinkToADirectory) {
     fs::create_directory_symlink(scratchDirectory() + "/elsewhere", logDirectory());
     EXPECT_EQ(qtLinesOfLoading().size(), 1U);
     EXPECT_TRUE(fs::exists(scratchDirectory() + "/elsewhere/PDA.log"));
-}
-
-TEST(LogDirectory, HoldsAFallbackFileWhenTheLogCannotBeOpened) {
-    fs::create_directories(logPath());
-    EXPECT_TRUE(LoadLockConfig());
-    const std::vector<LogLine> log = parseLog(readFile(logDirectory() + "/PDA_T1.log"));
-    ASSERT_EQ(log.size(), 1U);
-    EXPECT_NE(log[0].text.find("logpath:" + logPath()), std::string::npos);
 }
 
 TEST(MissingConfiguration, IsReportedAndMayComeBack) {
@@ -163,14 +128,6 @@ TEST(MissingConfiguration, LeavesIdsAndLogAsTheyWere) {
     EXPECT_TRUE(g_PDA_Log.AddLog(pdalink::Message, "still open"));
     EXPECT_EQ(readLogTexts().size(), 2U);
     EXPECT_EQ(countLogLines("still open"), 1);
-}
-
-TEST(MissingConfiguration, DoesNotCreateTheLogDirectoryAgain) {
-    EXPECT_TRUE(LoadLockConfig());
-    removeIni();
-    fs::remove_all(logDirectory());
-    EXPECT_FALSE(LoadLockConfig());
-    EXPECT_FALSE(fs::exists(logDirectory()));
 }
 
 } // namespace

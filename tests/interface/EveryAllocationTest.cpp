@@ -1,6 +1,7 @@
 #include "SimulatedTerminal.h"
 #include "interface/pdalink.h"
 #include "tests/interface/FailingMemory.h"
+#include "tests/support/SkippedSleeps.h"
 
 #include <gtest/gtest.h>
 
@@ -16,6 +17,7 @@
 #include <fcntl.h>
 #include <optional>
 #include <string>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -43,6 +45,14 @@ struct Call {
     int length = -7;
 };
 
+/// Sleeps for a tenth of the time.
+bool sleepShortly(long long nanoseconds) {
+    const timespec tenth{static_cast<time_t>(nanoseconds / 10000000000),
+                         static_cast<long>(nanoseconds / 10 % 1000000000)};
+    syscall(SYS_nanosleep, &tenth, nullptr);
+    return true;
+}
+
 /// A call that works, at the latest after some tries: on a busy machine a reply may come too late, because
 /// sleeping takes a tenth of its time.
 bool callsAreAnswered() {
@@ -65,7 +75,7 @@ void initialiseQt() {
 
 /// In a process of its own: makes a call with one allocation failing, then another one.
 [[noreturn]] void endAfterFailing(int number, bool isWarm) noexcept {
-    sleepFast(true);
+    const SkippedSleeps shortSleeps(sleepShortly);
     initialiseQt();
     alarm(60); // instead of waiting for ever
     if (isWarm && !callsAreAnswered()) {
@@ -167,8 +177,7 @@ class EveryAllocation : public testing::TestWithParam<bool> {};
 TEST_P(EveryAllocation, MayFailOnceWithoutEndingTheProcess) {
     const Forker forker(GetParam());
     pdasim::SimulatedTerminal::Options options;
-    options.reportSize =
-        4096; // each reply in one report: what sleeps a tenth of the time waits no longer for more
+    options.reportSize = 4096; // each reply in one report: short sleeps do not wait for more
     const pdasim::SimulatedTerminal terminal(options);
     forker.begin();
     int number = 0;

@@ -1,4 +1,4 @@
-// The program's own allocation and clock functions come before the C library's.
+// The program's own allocation functions come before the C library's.
 
 #include "tests/interface/FailingMemory.h"
 
@@ -6,10 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <dlfcn.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the C library's own names
@@ -21,11 +18,7 @@ void* __libc_realloc(void* memory, std::size_t size);
 
 namespace {
 
-constexpr long long kNanosecondsPerSecond = 1000000000;
-
 std::atomic<int> allocationsLeft{0}; // 0: none fails
-std::atomic<bool> isFast{false};
-std::atomic<long long> skipped{0}; // ns
 
 bool isLibrarys(const void* caller) {
     Dl_info info{};
@@ -63,10 +56,6 @@ bool FailingMemory::happened() {
     return allocationsLeft <= 0;
 }
 
-void sleepFast(bool on) {
-    isFast = on;
-}
-
 // Exported, so that every library of the process runs into them.
 #pragma GCC visibility push(default)
 extern "C" {
@@ -82,28 +71,6 @@ void* calloc(std::size_t count, std::size_t size) {
 
 void* realloc(void* memory, std::size_t size) {
     return fails(__builtin_return_address(0)) ? nullptr : __libc_realloc(memory, size);
-}
-
-int clock_gettime(clockid_t clock, timespec* time) noexcept {
-    const int result = static_cast<int>(syscall(SYS_clock_gettime, clock, time));
-    if (clock == CLOCK_MONOTONIC) {
-        const long long now = time->tv_sec * kNanosecondsPerSecond + time->tv_nsec + skipped;
-        time->tv_sec = now / kNanosecondsPerSecond;
-        time->tv_nsec = now % kNanosecondsPerSecond;
-    }
-    return result;
-}
-
-int nanosleep(const timespec* duration, timespec* remaining) {
-    if (!isFast) {
-        return static_cast<int>(syscall(SYS_nanosleep, duration, remaining));
-    }
-    const long long asked = duration->tv_sec * kNanosecondsPerSecond + duration->tv_nsec;
-    const timespec tenth{static_cast<time_t>(asked / 10 / kNanosecondsPerSecond),
-                         static_cast<long>(asked / 10 % kNanosecondsPerSecond)};
-    syscall(SYS_nanosleep, &tenth, nullptr);
-    skipped += asked - asked / 10;
-    return 0;
 }
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 

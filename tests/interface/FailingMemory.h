@@ -18,6 +18,3 @@ public:
     /// True once an allocation has failed.
     static bool happened();
 };
-
-/// While it is on, sleeping takes a tenth of its time, by the monotonic clock too.
-void sleepFast(bool on);

@@ -40,7 +40,7 @@ private:
 
 constexpr const char* kAnswered = R"("pRetCode":"000000")";
 
-TEST_F(Fork, LeavesTheChildAChannelOfItsOwn) {
+TEST_F(Fork, LeavesTheChildAChannelOfItsOwnAndTheParentItsOwn) {
     const Outcome outcome = runHost("call");
     EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_EQ(outcome.valueOf("child begins with: "), "descriptor -1, running 0");
@@ -48,10 +48,6 @@ TEST_F(Fork, LeavesTheChildAChannelOfItsOwn) {
     EXPECT_THAT(outcome.valueOf("child: "), HasSubstr(kAnswered));
     EXPECT_THAT(outcome.valueOf("child ends with: "), HasSubstr("running 1"));
     EXPECT_EQ(outcome.valueOf("child's status: "), "0");
-}
-
-TEST_F(Fork, LeavesTheParentsChannelAsItIs) {
-    const Outcome outcome = runHost("call");
     EXPECT_THAT(outcome.valueOf("parent: "), HasSubstr(kAnswered));
     EXPECT_THAT(outcome.valueOf("parent again: "), HasSubstr(kAnswered));
     const std::vector<std::string> received = terminal().received();

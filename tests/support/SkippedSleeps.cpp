@@ -11,12 +11,12 @@ namespace {
 
 constexpr long long kNanosecondsPerSecond = 1000000000;
 
-thread_local const std::function<bool()>* isSkipped = nullptr;
+thread_local const std::function<bool(long long)>* isSkipped = nullptr;
 thread_local long long skipped = 0; // ns
 
 } // namespace
 
-SkippedSleeps::SkippedSleeps(std::function<bool()> condition) : m_condition(std::move(condition)) {
+SkippedSleeps::SkippedSleeps(std::function<bool(long long)> condition) : m_condition(std::move(condition)) {
     isSkipped = &m_condition;
 }
 
@@ -43,7 +43,7 @@ int nanosleep(const timespec* duration, timespec* remaining) {
     if (isSkipped != nullptr) {
         const long long time = duration->tv_sec * kNanosecondsPerSecond + duration->tv_nsec;
         skipped += time; // what the condition does happens at the end of the sleep
-        if ((*isSkipped)()) {
+        if ((*isSkipped)(time)) {
             return 0;
         }
         skipped -= time;

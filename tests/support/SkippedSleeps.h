@@ -6,11 +6,12 @@
 /// goes on, for this thread, by what was skipped. For programs that contain SkippedSleeps.cpp.
 class SkippedSleeps {
 public:
-    explicit SkippedSleeps(std::function<bool()> condition);
+    /// The condition is given the nanoseconds of the sleep, and takes its own time.
+    explicit SkippedSleeps(std::function<bool(long long)> condition);
     ~SkippedSleeps();
     SkippedSleeps(const SkippedSleeps&) = delete;
     SkippedSleeps& operator=(const SkippedSleeps&) = delete;
 
 private:
-    std::function<bool()> m_condition;
+    std::function<bool(long long)> m_condition;
 };

@@ -5,92 +5,68 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <vector>
 
 namespace {
-
-/// Lines that are too long end the process; those just within the limits are read.
-class ConfigLengthGuard : public testing::Test {
-protected:
-    void expectAccepted(const std::string& line) {
-        CParamConfig config{};
-        EXPECT_TRUE(read(line, config));
-        EXPECT_STREQ(config.Pid, "last") << "the lines after it count too";
-    }
-
-    void expectStopped(const std::string& line) {
-        CParamConfig config{};
-        EXPECT_EXIT(read(line, config), testing::KilledBySignal(SIGABRT), testing::MatchesRegex("[^\n]+\n"));
-    }
-
-    bool read(const std::string& line, CParamConfig& config) {
-        const std::string path = m_directory.file("PDAConfigure.ini");
-        writeFile(path, line + "\nPID=last\n");
-        return CGetConfigVal().GetprofileConfig(path.c_str(), &config);
-    }
-
-private:
-    TemporaryDirectory m_directory;
-};
 
 std::string padded(const std::string& text, std::size_t length) {
     return text + std::string(length - text.size(), ' ');
 }
 
-TEST_F(ConfigLengthGuard, AllowsNamesOf255Bytes) {
-    expectAccepted(padded("VID", 255) + "=1");
-    expectAccepted(padded("PID", 255) + "=1");
-    expectAccepted(std::string(252, 'x') + "VID=1");
-}
+const std::string kLong(1000, 'x');
 
-TEST_F(ConfigLengthGuard, StopsAtNamesOf256Bytes) {
-    expectStopped(padded("VID", 256) + "=1");
-    expectStopped(padded("PID", 256) + "=1");
-}
+const std::vector<std::string> kAccepted{
+    // Names of 255 bytes.
+    padded("VID", 255) + "=1",
+    padded("PID", 255) + "=1",
+    std::string(252, 'x') + "VID=1",
+    // Value parts of 254 bytes, a carriage return counted in.
+    "VID=" + padded("1", 254),
+    "PID=" + padded("1", 254),
+    "MY_VID=" + std::string(254, 'x'),
+    "MY_VID=" + std::string(253, 'x') + "\r",
+    // Values of 15 bytes.
+    "VID=123456789012345",
+    "PID=   123456789012345   ",
+    "VID=12345678901234\r",
+    "MY_VID=12345678901234567890",
+    // Lines without a key in its spelling, or without an equals sign.
+    kLong + "=" + kLong,
+    "VID" + kLong,
+    kLong + "=vid" + kLong,
+};
 
-TEST_F(ConfigLengthGuard, StopsAtLongNamesThatOnlyContainAKey) {
-    expectStopped(std::string(253, 'x') + "VID=1");
-    expectStopped("# PID" + std::string(1000, '-') + "=1");
-}
+const std::vector<std::string> kFatal{
+    padded("VID", 256) + "=1",
+    padded("PID", 256) + "=1",
+    std::string(253, 'x') + "VID=1",
+    "# PID" + std::string(1000, '-') + "=1",
+    "VID=" + padded("1", 255),
+    "PID=" + padded("1", 255),
+    "MY_VID=" + std::string(255, 'x'),
+    "MY_VID=" + std::string(254, 'x') + "\r",
+    "comment=" + std::string(252, ' ') + "PID",
+    "VID=1234567890123456",
+    "PID=1234567890123456",
+    "VID=123456789012345\r",
+    "VID=" + std::string(254, 'x'),
+};
 
-TEST_F(ConfigLengthGuard, AllowsValuePartsOf254Bytes) {
-    expectAccepted("VID=" + padded("1", 254));
-    expectAccepted("PID=" + padded("1", 254));
-    expectAccepted("MY_VID=" + std::string(254, 'x'));
-}
-
-TEST_F(ConfigLengthGuard, StopsAtValuePartsOf255Bytes) {
-    expectStopped("VID=" + padded("1", 255));
-    expectStopped("PID=" + padded("1", 255));
-}
-
-TEST_F(ConfigLengthGuard, StopsAtLongValuePartsOfOtherNamesToo) {
-    expectStopped("MY_VID=" + std::string(255, 'x'));
-    expectStopped("comment=" + std::string(252, ' ') + "PID");
-}
-
-TEST_F(ConfigLengthGuard, AllowsValuesOf15Bytes) {
-    expectAccepted("VID=123456789012345");
-    expectAccepted("PID=   123456789012345   ");
-    expectAccepted("MY_VID=12345678901234567890");
-}
-
-TEST_F(ConfigLengthGuard, StopsAtValuesOf16Bytes) {
-    expectStopped("VID=1234567890123456");
-    expectStopped("PID=1234567890123456");
-    expectStopped("VID=" + std::string(254, 'x'));
-}
-
-TEST_F(ConfigLengthGuard, CountsTheCarriageReturn) {
-    expectAccepted("VID=12345678901234\r");
-    expectStopped("VID=123456789012345\r");
-    expectAccepted("MY_VID=" + std::string(253, 'x') + "\r");
-    expectStopped("MY_VID=" + std::string(254, 'x') + "\r");
-}
-
-TEST_F(ConfigLengthGuard, DoesNotConcernLinesWithoutAKeyOrEqualsSign) {
-    expectAccepted(std::string(1000, 'x') + "=" + std::string(1000, 'x'));
-    expectAccepted("VID" + std::string(1000, 'x'));
-    expectAccepted(std::string(1000, 'x') + "=vid" + std::string(1000, 'x'));
+TEST(ConfigLengthGuard, StopsTheProcessWithOneLineAtLinesThatAreTooLongOnly) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("PDAConfigure.ini");
+    CParamConfig config{};
+    for (const std::string& line : kAccepted) {
+        writeFile(path, line + "\nPID=last\n");
+        EXPECT_TRUE(CGetConfigVal().GetprofileConfig(path.c_str(), &config)) << line;
+        EXPECT_STREQ(config.Pid, "last") << "the lines after it count too: " << line;
+    }
+    for (const std::string& line : kFatal) {
+        writeFile(path, line + "\nPID=last\n");
+        EXPECT_EXIT(CGetConfigVal().GetprofileConfig(path.c_str(), &config), testing::KilledBySignal(SIGABRT),
+                    testing::MatchesRegex("[^\n]+\n"))
+            << line;
+    }
 }
 
 } // namespace

@@ -87,28 +87,20 @@ TEST_F(ConfigReader, LeavesTheFieldOfAMissingKeyAlone) {
     EXPECT_EQ(ids(), "1/2");
     EXPECT_TRUE(readText(""));
     EXPECT_EQ(ids(), "1/2");
-}
-
-TEST_F(ConfigReader, EndsAValueThatReplacesALongerOne) {
     presetIds("123456789012345", "123456789012345");
     EXPECT_TRUE(readText("VID=1\nPID=\n"));
-    EXPECT_EQ(ids(), "1/");
+    EXPECT_EQ(ids(), "1/") << "a value that replaces a longer one ends where it ends";
 }
 
-TEST_F(ConfigReader, FailsWithoutTheFile) {
-    presetIds("before1", "before2");
-    EXPECT_FALSE(CGetConfigVal().GetprofileConfig(directory().file("missing.ini").c_str(), &config()));
-    EXPECT_FALSE(CGetConfigVal().GetprofileConfig("", &config()));
-    EXPECT_EQ(ids(), "before1/before2");
-}
-
-TEST_F(ConfigReader, FailsWithADirectoryOrAFifoWithoutWaiting) {
+TEST_F(ConfigReader, FailsWithoutARegularFileAndWithoutWaiting) {
     presetIds("before1", "before2");
     const std::string fifo = directory().file("fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     alarm(20); // instead of waiting for ever
-    EXPECT_FALSE(CGetConfigVal().GetprofileConfig(fifo.c_str(), &config()));
-    EXPECT_FALSE(CGetConfigVal().GetprofileConfig(directory().path().c_str(), &config()));
+    for (const std::string& path :
+         {fifo, directory().path(), directory().file("missing.ini"), std::string()}) {
+        EXPECT_FALSE(CGetConfigVal().GetprofileConfig(path.c_str(), &config())) << path;
+    }
     alarm(0);
     EXPECT_EQ(ids(), "before1/before2");
 }
@@ -143,94 +135,47 @@ TEST_F(ConfigReader, NeverReadsThroughAStandardDescriptor) {
 static_assert(sizeof(CParamConfig) == 32 && offsetof(CParamConfig, Pid) == 0 &&
               offsetof(CParamConfig, Vid) == 16);
 
-/// What CompareAndGetVal writes into a buffer of "#".
-struct Comparison {
-    bool matches;
-    std::string buffer;
-};
-
-Comparison compare(const std::string& line, const char* key, std::size_t room = 8) {
+/// What CompareAndGetVal makes of a line: what it writes into a buffer of "#", or that there is no match.
+std::string compared(const std::string& line, const std::string& key, std::size_t room = 8) {
     std::string buffer(room, '#');
-    const bool matches = CGetConfigVal().CompareAndGetVal(line, key, buffer.data());
-    return {matches, buffer};
+    const bool matches = CGetConfigVal().CompareAndGetVal(line, key.c_str(), buffer.data());
+    EXPECT_TRUE(matches || buffer == std::string(room, '#')) << "it is left alone";
+    return matches ? buffer : "no match";
 }
 
-TEST(ConfigLine, GivesTheValueWithoutTerminator) {
-    const Comparison comparison = compare("VID=04d8", "VID");
-    EXPECT_TRUE(comparison.matches);
-    EXPECT_EQ(comparison.buffer, "04d8####");
-}
-
-TEST(ConfigLine, KnowsAnyKey) {
-    EXPECT_EQ(compare("speed = 12", "speed").buffer, "12######");
-    EXPECT_EQ(compare(" two   words =1", "two words").buffer, "1#######");
-}
-
-TEST(ConfigLine, LeavesTheBufferAloneWithoutAMatch) {
+TEST(ConfigLine, GivesTheSqueezedValueWithoutTerminator) {
+    EXPECT_EQ(compared("VID=04d8", "VID"), "04d8####");
+    EXPECT_EQ(compared("  VID  =  a   b  ", "VID"), "a b#####");
+    EXPECT_EQ(compared("VID=   ", "VID"), "########");
+    EXPECT_EQ(compared("speed = 12", "speed"), "12######") << "any key";
+    EXPECT_EQ(compared(" two   words =1", "two words"), "1#######");
+    EXPECT_EQ(compared("  =1", ""), "1#######");
     for (const char* line : {"PID=04d8", "VID", "VID 1", "", "XVID=1", "VIDX=1", "vid=1", "=VID", "=1"}) {
-        const Comparison comparison = compare(line, "VID");
-        EXPECT_FALSE(comparison.matches) << line;
-        EXPECT_EQ(comparison.buffer, "########") << line;
+        EXPECT_EQ(compared(line, "VID"), "no match") << line;
     }
-}
-
-TEST(ConfigLine, MatchesAnEmptyNameWithAnEmptyKey) {
-    EXPECT_TRUE(compare("  =1", "").matches);
-    EXPECT_FALSE(compare("a=1", "").matches);
-}
-
-TEST(ConfigLine, GivesAnEmptyValueAsNothing) {
-    const Comparison comparison = compare("VID=   ", "VID");
-    EXPECT_TRUE(comparison.matches);
-    EXPECT_EQ(comparison.buffer, "########");
-}
-
-TEST(ConfigLine, SqueezesBothHalves) {
-    EXPECT_EQ(compare("  VID  =  a   b  ", "VID").buffer, "a b#####");
-}
-
-TEST(ConfigLine, CopiesAValueOfAnyLength) {
-    const std::string value(100000, 'v');
-    const Comparison comparison = compare("VID=" + value, "VID", value.size() + 2);
-    EXPECT_TRUE(comparison.matches);
-    EXPECT_EQ(comparison.buffer, value + "##");
-}
-
-TEST(ConfigLine, MayHaveANameOfAnyLength) {
-    const std::string name(1000, 'n');
-    EXPECT_EQ(compare(name + "=1", name.c_str()).buffer, "1#######");
-}
-
-std::string squeezed(std::string text) {
-    CGetConfigVal().eraseSpace(text.data());
-    return text.c_str(); // NOLINT(readability-redundant-string-cstr): the text may have become shorter
+    EXPECT_EQ(compared("a=1", ""), "no match");
+    const std::string longText(100000, 'v'); // of any length
+    EXPECT_EQ(compared("VID=" + longText, "VID", longText.size() + 2), longText + "##");
+    EXPECT_EQ(compared(longText + "=1", longText), "1#######");
 }
 
 TEST(Squeezing, DropsBlanksAtBothEndsAndReducesInnerRunsToOne) {
-    EXPECT_EQ(squeezed("  a"), "a");
-    EXPECT_EQ(squeezed("a  "), "a");
-    EXPECT_EQ(squeezed("  a  "), "a");
-    EXPECT_EQ(squeezed("a b"), "a b");
-    EXPECT_EQ(squeezed("a   b  c"), "a b c");
-    EXPECT_EQ(squeezed("   a   b   "), "a b");
-    EXPECT_EQ(squeezed(" "), "");
-    EXPECT_EQ(squeezed("     "), "");
-    EXPECT_EQ(squeezed("\t a \r\n"), "\t a \r\n");
-    EXPECT_EQ(squeezed(" \t  \t "), "\t \t");
-}
-
-TEST(Squeezing, LeavesNullAndEmptyTextAlone) {
+    struct Text {
+        const char* text;
+        const char* squeezed;
+    };
+    for (const Text& each : {Text{"  a", "a"}, Text{"a  ", "a"}, Text{"a b", "a b"},
+                             Text{"a   b  c", "a b c"}, Text{"   a   b   ", "a b"}, Text{" ", ""},
+                             Text{"     ", ""}, Text{"\t a \r\n", "\t a \r\n"}, Text{" \t  \t ", "\t \t"}}) {
+        std::string text = each.text + std::string("\0#", 2);
+        CGetConfigVal().eraseSpace(text.data());
+        EXPECT_STREQ(text.c_str(), each.squeezed);
+        EXPECT_EQ(text.back(), '#') << "nothing is written after the text's end";
+    }
     CGetConfigVal().eraseSpace(nullptr);
     char text[] = "\0left";
     CGetConfigVal().eraseSpace(text);
     EXPECT_EQ(std::memcmp(text, "\0left", sizeof text), 0);
-}
-
-TEST(Squeezing, WritesNothingAfterTheTextsEnd) {
-    char text[] = " a  b \0#";
-    CGetConfigVal().eraseSpace(text);
-    EXPECT_STREQ(text, "a b");
-    EXPECT_EQ(text[7], '#');
 }
 
 } // namespace

@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstring>
 #include <optional>
-#include <random>
 #include <string>
 
 namespace {
@@ -98,13 +96,7 @@ TEST(FieldExtraction, BoundsTheStartOfTheClosingTagInBytes) {
     expectFound(extract("<a></a>", "a", 4), "");
     expectMissing(extract("<a></a>", "a", 3));
     expectMissing(extract("<a>1</a></a>", "a", 4)); // a later closing tag does not replace it
-}
-
-TEST(FieldExtraction, ReadsTheTextOnlyUpToItsEnd) {
-    char text[] = "<a>1\0</a>";
-    char tag[] = "a";
-    QString value;
-    EXPECT_FALSE(CUtil::GetXMLValue(value, text, static_cast<int>(sizeof text), tag));
+    expectMissing(extract(std::string("<a>1\0</a>", 9), "a"));
 }
 
 TEST(FieldExtraction, ReplacesInvalidUtf8AndKeepsTheRest) {
@@ -139,74 +131,6 @@ TEST(FieldExtraction, CountsNullTextsAsNotFound) {
     value = QStringLiteral("left over");
     EXPECT_FALSE(CUtil::GetXMLValue(value, text, static_cast<int>(sizeof text), nullptr));
     EXPECT_TRUE(value.isEmpty());
-}
-
-TEST(FieldExtraction, LeavesTextAndTagUnchanged) {
-    char text[] = "<a>1</a>";
-    char tag[] = "a";
-    QString value;
-    EXPECT_TRUE(CUtil::GetXMLValue(value, text, 8, tag));
-    EXPECT_STREQ(text, "<a>1</a>");
-    EXPECT_STREQ(tag, "a");
-}
-
-/// The rules of the extraction, one after the other, on plain C strings.
-Extraction extractByTheRules(const std::string& text, const std::string& tag, int length) {
-    const std::string opening = "<" + tag + ">";
-    const std::string closing = "</" + tag + ">";
-    const char* open = std::strstr(text.c_str(), opening.c_str());
-    const char* close = std::strstr(text.c_str(), closing.c_str());
-    if (open == nullptr || close == nullptr || close - text.c_str() >= length) {
-        return {false, {}};
-    }
-    const char* begin = open + opening.size();
-    if (close < begin) {
-        return {false, {}};
-    }
-    return {true, QString::fromUtf8(begin, static_cast<int>(close - begin))};
-}
-
-std::string randomText(std::mt19937& random, std::size_t longest) {
-    constexpr char alphabet[] = "<>/aab";
-    std::string text(random() % (longest + 1), '\0');
-    for (char& letter : text) {
-        letter = alphabet[random() % (sizeof alphabet - 1)];
-    }
-    return text;
-}
-
-/// Random markup that is dense enough in the tag to be found in every constellation.
-std::string randomMarkup(std::mt19937& random, const std::string& tag) {
-    std::string text;
-    for (auto pieces = random() % 6; pieces > 0; --pieces) {
-        switch (random() % 3) {
-        case 0:
-            text += "<" + tag + ">";
-            break;
-        case 1:
-            text += "</" + tag + ">";
-            break;
-        default:
-            text += randomText(random, 4);
-        }
-    }
-    return text;
-}
-
-TEST(FieldExtraction, FollowsTheRulesOnAnyMarkup) {
-    std::mt19937 random(20260102); // NOLINT(cert-msc51-cpp,cert-msc32-c): the same texts in every run
-    int found = 0;
-    for (int round = 0; round < 200000; ++round) {
-        const std::string tag = randomText(random, 3);
-        const std::string text = randomMarkup(random, tag);
-        const int length = static_cast<int>(random() % (text.size() + 2));
-        const Extraction expected = extractByTheRules(text, tag, length);
-        const Extraction actual = extract(text, tag, length);
-        ASSERT_EQ(actual.found, expected.found) << text << " tag " << tag << " length " << length;
-        ASSERT_EQ(actual.value, expected.value) << text << " tag " << tag << " length " << length;
-        found += expected.found ? 1 : 0;
-    }
-    EXPECT_GT(found, 1000); // the texts are not merely misses
 }
 
 } // namespace

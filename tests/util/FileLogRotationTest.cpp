@@ -32,39 +32,21 @@ protected:
     }
 };
 
-TEST_F(LogRotation, DoesNotHappenAtExactly512000Bytes) {
+TEST_F(LogRotation, HappensOneByteBeyond512000WithTheLineThatPassesThem) {
     ASSERT_TRUE(open(file()));
     ASSERT_TRUE(growTo(kSizeLimit));
     EXPECT_EQ(fileSize(file()), kSizeLimit);
     EXPECT_FALSE(exists(file(copyName(1))));
-}
-
-TEST_F(LogRotation, HappensOneByteBeyond) {
-    ASSERT_TRUE(open(file()));
+    ASSERT_TRUE(add("passes"));
+    ASSERT_TRUE(add("starts anew"));
+    EXPECT_EQ(withoutStamp(lines(copyName(1)).back()), "INFO     : passes");
+    EXPECT_EQ(onlyText(), "INFO     : starts anew");
     ASSERT_TRUE(growTo(kSizeLimit + 1));
     EXPECT_EQ(fileSize(file(copyName(1))), kSizeLimit + 1);
     EXPECT_EQ(fileSize(file()), 0);
 }
 
-TEST_F(LogRotation, KeepsTheLineThatPassesTheLimitInTheCopy) {
-    ASSERT_TRUE(open(file()));
-    ASSERT_TRUE(growTo(kSizeLimit));
-    ASSERT_TRUE(add("passes"));
-    ASSERT_TRUE(add("starts anew"));
-    EXPECT_EQ(withoutStamp(lines(copyName(1)).back()), "INFO     : passes");
-    EXPECT_EQ(onlyText(), "INFO     : starts anew");
-}
-
 TEST_F(LogRotation, CountsWhatStoodInTheFileBefore) {
-    writeFile(file(), std::string(600000, 'x') + "\n");
-    ASSERT_TRUE(open(file()));
-    EXPECT_EQ(fileSize(file()), 600001); // opening alone does not rotate
-    ASSERT_TRUE(add("text"));
-    EXPECT_EQ(withoutStamp(lines(copyName(1)).back()), "INFO     : text");
-    EXPECT_EQ(fileSize(file()), 0);
-}
-
-TEST_F(LogRotation, CountsWhatStoodInTheFileBeforeToTheByte) {
     writeFile(file(), std::string(static_cast<std::size_t>(kSizeLimit - kOverhead - 1), 'x') + "\n");
     ASSERT_TRUE(open(file()));
     ASSERT_TRUE(add(""));
@@ -72,18 +54,9 @@ TEST_F(LogRotation, CountsWhatStoodInTheFileBeforeToTheByte) {
     EXPECT_FALSE(exists(file(copyName(1))));
     ASSERT_TRUE(add(""));
     EXPECT_EQ(fileSize(file(copyName(1))), kSizeLimit + kOverhead);
-}
-
-TEST_F(LogRotation, ShiftsTheCopiesAndDropsTheOldest) {
-    writeCopies(1, 5);
+    writeFile(file(), std::string(600000, 'x') + "\n");
     ASSERT_TRUE(open(file()));
-    ASSERT_TRUE(growTo(kSizeLimit + 1));
-    EXPECT_EQ(fileSize(file(copyName(1))), kSizeLimit + 1);
-    for (int number = 2; number <= 5; ++number) {
-        EXPECT_EQ(content(copyName(number)), std::to_string(number - 1));
-    }
-    EXPECT_FALSE(exists(file(copyName(6))));
-    EXPECT_EQ(fileSize(file()), 0);
+    EXPECT_EQ(fileSize(file()), 600001); // opening alone does not rotate
 }
 
 TEST_F(LogRotation, SkipsMissingCopies) {
@@ -153,7 +126,13 @@ TEST_F(LogRotation, GoesOnInAFileThatCannotBeRenamed) {
     EXPECT_EQ(withoutStamp(lines().back()), "INFO     : text");
 }
 
-TEST_F(LogRotation, ByHandShiftsAsManyCopiesAsAsked) {
+TEST_F(LogRotation, ByHandShiftsAsManyCopiesAsAskedAndSkipsMissingFiles) {
+    ASSERT_EQ(chdir(directory().c_str()), 0);
+    writeFile(file(".1"), "1");
+    log().Backup(5); // of no file
+    ASSERT_EQ(chdir("/"), 0);
+    EXPECT_EQ(content(".1"), "1");
+    EXPECT_FALSE(exists(file(".2")));
     ASSERT_TRUE(open(file()));
     ASSERT_TRUE(add("live"));
     writeCopies(1, 5);
@@ -164,33 +143,14 @@ TEST_F(LogRotation, ByHandShiftsAsManyCopiesAsAsked) {
     EXPECT_EQ(content(copyName(3)), "2");
     EXPECT_EQ(content(copyName(4)), "4");
     EXPECT_EQ(content(copyName(5)), "5");
-}
-
-TEST_F(LogRotation, ByHandToOneCopyReplacesIt) {
+    log().Backup(5);
+    EXPECT_FALSE(exists(file(copyName(1))));
+    EXPECT_EQ(content(copyName(5)), "4");
     ASSERT_TRUE(open(file()));
     ASSERT_TRUE(add("live"));
-    writeCopies(1, 2);
     log().Backup(1);
     EXPECT_EQ(onlyText(copyName(1)), "INFO     : live");
-    EXPECT_EQ(content(copyName(2)), "2");
-}
-
-TEST_F(LogRotation, ByHandSkipsMissingFiles) {
-    ASSERT_TRUE(open(file()));
-    log().Backup(5);
-    log().Backup(5);
-    EXPECT_FALSE(exists(file()));
-    EXPECT_FALSE(exists(file(copyName(1))));
-    EXPECT_TRUE(exists(file(copyName(2))));
-}
-
-TEST_F(LogRotation, ByHandWithoutAFileDoesNothing) {
-    ASSERT_EQ(chdir(directory().c_str()), 0);
-    writeFile(file(".1"), "1");
-    log().Backup(5);
-    ASSERT_EQ(chdir("/"), 0);
-    EXPECT_EQ(content(".1"), "1");
-    EXPECT_FALSE(exists(file(".2")));
+    EXPECT_EQ(onlyText(copyName(2)), "INFO     : live") << "shifted before";
 }
 
 } // namespace

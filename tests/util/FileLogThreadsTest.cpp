@@ -99,65 +99,6 @@ TEST_F(LogAmongThreads, LosesNoLineWhileItIsOpenedAgain) {
     expectComplete(lines(), linesEach, length);
 }
 
-TEST_F(LogAmongThreads, LosesNoLineWhileItMovesBetweenFiles) {
-    constexpr int linesEach = 600;
-    constexpr std::size_t length = 100;
-    ASSERT_TRUE(open(file("a.log")));
-    std::atomic<bool> done{false};
-    std::thread opener([&] {
-        while (!done) {
-            EXPECT_TRUE(open(file("b.log")));
-            EXPECT_TRUE(open(file("a.log")));
-        }
-    });
-    writeLines(linesEach, length);
-    done = true;
-    opener.join();
-    EXPECT_EQ(refusedLines(), 0);
-    EXPECT_EQ(lines("a.log").size() + lines("b.log").size(), static_cast<std::size_t>(kWriters * linesEach));
-    for (const char* name : {"a.log", "b.log"}) {
-        for (const std::string& line : lines(name)) {
-            ASSERT_EQ(line.size(), line.find('!') + 1) << "torn: " << line;
-        }
-    }
-}
-
-TEST_F(LogAmongThreads, RefusesLinesOnlyWhileItIsClosed) {
-    constexpr int linesEach = 600;
-    ASSERT_TRUE(open(file()));
-    std::atomic<bool> done{false};
-    std::thread closer([&] {
-        while (!done) {
-            log().Close();
-            EXPECT_TRUE(open(file()));
-        }
-    });
-    writeLines(linesEach, 100);
-    done = true;
-    closer.join();
-    EXPECT_EQ(static_cast<int>(lines().size()) + refusedLines(), kWriters * linesEach);
-}
-
-TEST_F(LogAmongThreads, KeepsLinesWholeWhileItsCopiesAreShiftedByHand) {
-    constexpr int linesEach = 300;
-    ASSERT_TRUE(open(file()));
-    std::atomic<bool> done{false};
-    std::thread shifter([&] {
-        while (!done) {
-            log().Backup(5);
-            EXPECT_TRUE(open(file()));
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-    });
-    writeLines(linesEach, 100);
-    done = true;
-    shifter.join();
-    EXPECT_EQ(refusedLines(), 0);
-    for (const std::string& line : lines()) {
-        ASSERT_EQ(line.size(), line.find('!') + 1) << "torn: " << line;
-    }
-}
-
 /// A log whose descriptor leads into a pipe, which is too short for a line as long as nobody reads it.
 class LogWhileALineIsWritten : public LogTest {
 protected:

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <climits>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -16,27 +17,6 @@ unsigned short crcOf(const std::string& text) {
     return CUtil::CRC16(bytes.size(), bytes.data());
 }
 
-TEST(Crc, OfTheNineDigitsIsTheCheckValue) {
-    EXPECT_EQ(crcOf("123456789"), 0x31C3);
-}
-
-TEST(Crc, OfNothingIsZero) {
-    EXPECT_EQ(crcOf(""), 0);
-    EXPECT_EQ(CUtil::CRC16(0, nullptr), 0);
-}
-
-TEST(Crc, OfANullPointerIsZeroWhateverTheLength) {
-    EXPECT_EQ(CUtil::CRC16(1, nullptr), 0);
-    EXPECT_EQ(CUtil::CRC16(~0UL, nullptr), 0);
-}
-
-TEST(Crc, OfOneByteIsTheTablesEntry) {
-    EXPECT_EQ(crcOf("\x01"), 0x1021);
-    EXPECT_EQ(crcOf("\xFF"), 0x1EF0);
-    EXPECT_EQ(crcOf("\x80"), 0x9188);
-    EXPECT_EQ(crcOf(std::string(1, '\0')), 0);
-}
-
 /// The register's eight shifts for each bit, as the polynomial says.
 unsigned int shiftedIn(unsigned int crc, unsigned char byte) {
     crc ^= static_cast<unsigned int>(byte) << 8U;
@@ -46,76 +26,53 @@ unsigned int shiftedIn(unsigned int crc, unsigned char byte) {
     return crc;
 }
 
-TEST(Crc, OfEveryByteInEveryPlaceFollowsThePolynomial) {
+TEST(Crc, FollowsThePolynomialFromZeroOn) {
+    EXPECT_EQ(crcOf("123456789"), 0x31C3);
+    EXPECT_EQ(crcOf(std::string(std::size_t{1} << 20U, '\0') + "123456789"), 0x31C3);
+    EXPECT_NE(crcOf("123456789" + std::string(1, '\0')), 0x31C3);
     for (unsigned int first = 0; first < 256; ++first) {
         for (unsigned int second = 0; second < 256; ++second) {
             std::array<unsigned char, 2> bytes{static_cast<unsigned char>(first),
                                                static_cast<unsigned char>(second)};
-            const unsigned int expected = shiftedIn(shiftedIn(0, bytes[0]), bytes[1]);
-            ASSERT_EQ(CUtil::CRC16(bytes.size(), bytes.data()), expected) << first << ' ' << second;
+            const unsigned int ofFirst = shiftedIn(0, bytes[0]);
+            ASSERT_EQ(CUtil::CRC16(1, bytes.data()), ofFirst) << "takes no more than the length";
+            ASSERT_EQ(CUtil::CRC16(2, bytes.data()), shiftedIn(ofFirst, bytes[1])) << first << ' ' << second;
         }
     }
 }
 
-TEST(Crc, OfAMessageFollowedByItsCrcIsZero) {
-    EXPECT_EQ(crcOf("123456789\x31\xC3"), 0);
-}
-
-TEST(Crc, CountsZerosAfterOtherBytesOnly) {
-    EXPECT_EQ(crcOf(std::string(5, '\0') + "123456789"), 0x31C3); // the register starts at 0
-    EXPECT_NE(crcOf("123456789" + std::string(1, '\0')), 0x31C3);
-}
-
-TEST(Crc, TakesNoMoreThanTheLength) {
-    Bytes bytes{'1', '2', '3', '4', '5', '6', '7', '8', '9', 'x', 'y'};
-    EXPECT_EQ(CUtil::CRC16(9, bytes.data()), 0x31C3);
-}
-
-TEST(Crc, OfAMebibyteIsComputedInFull) {
-    const std::string zeros(std::size_t{1} << 20U, '\0');
-    EXPECT_EQ(crcOf(zeros), 0);
-    EXPECT_EQ(crcOf(zeros + "123456789"), 0x31C3);
+TEST(Crc, OfNothingOrANullPointerIsZero) {
+    EXPECT_EQ(crcOf(""), 0);
+    for (const unsigned long length : {0UL, 1UL, ~0UL}) {
+        EXPECT_EQ(CUtil::CRC16(length, nullptr), 0);
+    }
 }
 
 /// What is in a buffer of a filling character after the bytes were written into it.
 std::string writtenAsText(Bytes bytes, int length) {
-    std::array<char, 600> text{};
-    text.fill('#');
+    std::string text(600, '#');
     CUtil::hex_to_str(text.data(), bytes.data(), length);
-    const std::string whole(text.data(), text.size());
-    return whole.substr(0, whole.find_last_not_of('#') + 1);
+    return text.substr(0, text.find_last_not_of('#') + 1);
 }
-
-const std::string kNul(1, '\0');
 
 TEST(HexText, HasTwoLowerCaseDigitsForEachByteAndANul) {
-    EXPECT_EQ(writtenAsText({0x0A, 0xFF}, 2), "0aff" + kNul);
-    EXPECT_EQ(writtenAsText({0x00}, 1), "00" + kNul);
-    EXPECT_EQ(writtenAsText({0xAB, 0xCD, 0xEF}, 2), "abcd" + kNul);
-}
-
-TEST(HexText, WritesEveryByte) {
-    Bytes bytes;
-    std::string expected;
+    const std::string nul(1, '\0');
+    EXPECT_EQ(writtenAsText({0x0A, 0xFF}, 2), "0aff" + nul);
+    EXPECT_EQ(writtenAsText({0xAB, 0xCD, 0xEF}, 2), "abcd" + nul);
     for (unsigned int value = 0; value < 256; ++value) {
-        bytes.push_back(static_cast<unsigned char>(value));
         std::array<char, 4> digits{};
         std::snprintf(digits.data(), digits.size(), "%02x", value);
-        expected += digits.data();
+        EXPECT_EQ(writtenAsText({static_cast<unsigned char>(value)}, 1), digits.data() + nul);
     }
-    EXPECT_EQ(writtenAsText(bytes, 256), expected + kNul);
 }
 
-TEST(HexText, OfALengthBelowOneWritesNothingNotEvenTheNul) {
-    EXPECT_EQ(writtenAsText({0x0A}, 0), "");
-    EXPECT_EQ(writtenAsText({0x0A}, -1), "");
-    EXPECT_EQ(writtenAsText({0x0A}, -2147483647 - 1), "");
-}
-
-TEST(HexText, OfNothingAtNullIsNothing) {
-    std::array<char, 4> text{'#', '#', '#', '#'};
-    CUtil::hex_to_str(text.data(), nullptr, 1);
-    EXPECT_EQ(text[0], '#');
+TEST(HexText, OfALengthBelowOneOrNullWritesNothingNotEvenTheNul) {
+    for (const int length : {0, -1, INT_MIN}) {
+        EXPECT_EQ(writtenAsText({0x0A}, length), "");
+    }
+    char text = '#';
+    CUtil::hex_to_str(&text, nullptr, 1);
+    EXPECT_EQ(text, '#');
     unsigned char byte = 1;
     CUtil::hex_to_str(nullptr, &byte, 1);
 }
@@ -143,48 +100,53 @@ Read readDigits(const char* text, int length) {
     return {count, bytes};
 }
 
-TEST(HexDigits, OfBothCasesAreRead) {
-    EXPECT_EQ(readDigits("0AfF", 4), (Read{2, {0x0A, 0xFF}}));
-    EXPECT_EQ(readDigits("0123456789abcdefABCDEF", 22),
-              (Read{11, {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF}}));
-}
-
-TEST(HexDigits, StopAtTheFirstPairThatHoldsAnythingElse) {
-    EXPECT_EQ(readDigits("0G12", 4), (Read{0, {}}));
-    EXPECT_EQ(readDigits("G012", 4), (Read{0, {}}));
-    EXPECT_EQ(readDigits("12g3", 4), (Read{1, {0x12}}));
-    EXPECT_EQ(readDigits("123g45", 6), (Read{1, {0x12}}));
-    EXPECT_EQ(readDigits("1234 5", 6), (Read{2, {0x12, 0x34}}));
+TEST(HexDigits, AreReadInPairsUpToTheFirstThatHoldsAnythingElse) {
+    struct Text {
+        const char* text;
+        int length;
+        Read read;
+    };
+    for (const Text& each : {
+             Text{"0AfF", 4, {2, {0x0A, 0xFF}}},
+             Text{"0G12", 4, {0, {}}},
+             Text{"G012", 4, {0, {}}},
+             Text{"12g3", 4, {1, {0x12}}},
+             Text{"123g45", 6, {1, {0x12}}},
+             Text{"1234 5", 6, {2, {0x12, 0x34}}},
+             // An odd length takes one character more, where there is one.
+             Text{"1234", 3, {2, {0x12, 0x34}}},
+             Text{"12345", 3, {2, {0x12, 0x34}}},
+             Text{"12", 1, {1, {0x12}}},
+             Text{"123", 3, {1, {0x12}}},
+             Text{"1", 1, {0, {}}},
+             // Nothing beyond the length is read.
+             Text{"123456", 2, {1, {0x12}}},
+             Text{"12", 0, {0, {}}},
+             Text{"12", -1, {0, {}}},
+             Text{"12", INT_MIN, {0, {}}},
+             Text{nullptr, 2, {0, {}}},
+         }) {
+        EXPECT_EQ(readDigits(each.text, each.length), each.read)
+            << (each.text != nullptr ? each.text : "null");
+    }
+    EXPECT_EQ(CUtil::str_to_hex("12", nullptr, 2), 0);
 }
 
 TEST(HexDigits, AreTheseTwentyTwoCharactersAndNoOthers) {
     const std::string digits = "0123456789ABCDEFabcdef";
     for (int value = 1; value < 256; ++value) {
         const char character = static_cast<char>(value);
-        const int expected = digits.find(character) != std::string::npos ? 1 : 0;
         const std::string asHigh = std::string(1, character) + "0";
         const std::string asLow = std::string("0") + character;
-        EXPECT_EQ(readDigits(asHigh.c_str(), 2).count, expected) << value;
-        EXPECT_EQ(readDigits(asLow.c_str(), 2).count, expected) << value;
+        if (digits.find(character) == std::string::npos) {
+            EXPECT_EQ(readDigits(asHigh.c_str(), 2).count, 0) << value;
+            EXPECT_EQ(readDigits(asLow.c_str(), 2).count, 0) << value;
+        } else {
+            const auto digit = static_cast<unsigned char>(std::stoi(asLow, nullptr, 16));
+            EXPECT_EQ(readDigits(asHigh.c_str(), 2), (Read{1, {static_cast<unsigned char>(digit << 4U)}}));
+            EXPECT_EQ(readDigits(asLow.c_str(), 2), (Read{1, {digit}}));
+        }
     }
-}
-
-TEST(HexDigits, OfAnOddLengthTakeOneCharacterMore) {
-    EXPECT_EQ(readDigits("1234", 3), (Read{2, {0x12, 0x34}}));
-    EXPECT_EQ(readDigits("12", 1), (Read{1, {0x12}}));
-    EXPECT_EQ(readDigits("12345", 3), (Read{2, {0x12, 0x34}}));
-}
-
-TEST(HexDigits, OfAnOddLengthAtTheTextsEndGiveHalfOfIt) {
-    EXPECT_EQ(readDigits("123", 3), (Read{1, {0x12}}));
-    EXPECT_EQ(readDigits("1", 1), (Read{0, {}}));
-    EXPECT_EQ(readDigits("12345", 5), (Read{2, {0x12, 0x34}}));
-}
-
-TEST(HexDigits, OfALengthBelowOneAreNone) {
-    EXPECT_EQ(readDigits("12", 0), (Read{0, {}}));
-    EXPECT_EQ(readDigits("12", -1), (Read{0, {}}));
-    EXPECT_EQ(readDigits("12", -2147483647 - 1), (Read{0, {}}));
 }
 
 TEST(HexDigits, AreNotReadBeyondTheTextsEnd) {
@@ -193,26 +155,6 @@ TEST(HexDigits, AreNotReadBeyondTheTextsEnd) {
         const std::vector<char> exact(text, text + std::strlen(text) + 1);
         EXPECT_EQ(readDigits(exact.data(), 100).count, static_cast<int>(std::strlen(text) / 2)) << text;
     }
-}
-
-TEST(HexDigits, AreNotReadBeyondTheLength) {
-    EXPECT_EQ(readDigits("123456", 2), (Read{1, {0x12}}));
-    EXPECT_EQ(readDigits("123456", 4), (Read{2, {0x12, 0x34}}));
-}
-
-TEST(HexDigits, OfNullAreNone) {
-    EXPECT_EQ(readDigits(nullptr, 2), (Read{0, {}}));
-    EXPECT_EQ(CUtil::str_to_hex("12", nullptr, 2), 0);
-}
-
-TEST(HexDigits, GiveBackWhatHexTextWrote) {
-    Bytes bytes;
-    for (unsigned int value = 0; value < 256; ++value) {
-        bytes.push_back(static_cast<unsigned char>(255 - value));
-    }
-    std::array<char, 513> text{};
-    CUtil::hex_to_str(text.data(), bytes.data(), 256);
-    EXPECT_EQ(readDigits(text.data(), 512), (Read{256, bytes}));
 }
 
 } // namespace

@@ -115,11 +115,8 @@ private:
     TemporaryDirectory m_directory;
 };
 
-TEST_F(WallClock, StampsALineWithMillisecondsDirectlyAfterTheSeconds) {
+TEST_F(WallClock, StampsALineWithThreeDigitsOfMillisecondsDirectlyAfterTheSeconds) {
     EXPECT_EQ(lineAt(kJanuarySecond + 678000), "2026-01-02 03:04:05678 INFO     : text\n");
-}
-
-TEST_F(WallClock, PadsTheMillisecondsOfAStamp) {
     EXPECT_EQ(lineAt(kJanuarySecond + 7999), "2026-01-02 03:04:05007 INFO     : text\n");
     EXPECT_EQ(lineAt(kJanuarySecond + 42000), "2026-01-02 03:04:05042 INFO     : text\n");
     EXPECT_EQ(lineAt(kJanuarySecond), "2026-01-02 03:04:05000 INFO     : text\n");
@@ -144,44 +141,21 @@ TEST_F(WallClock, GivesMessagesTheLocalTime) {
 
 using Clock = std::chrono::steady_clock;
 
-TEST_F(WallClock, DoesNotShortenAWaitWhenItIsSet) {
-    clockMode = Mode::Jumping;
-    for (int i = 0; i < 5; ++i) {
-        const auto begin = Clock::now();
-        CUtil::Delay_MSec(60);
-        EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(60));
-    }
-}
-
-TEST_F(WallClock, DoesNotProlongAWaitWhenItStandsStillOrIsSet) {
+TEST_F(WallClock, NeitherShortensNorProlongsAWaitWhenItStandsStillOrIsSet) {
     for (const Mode mode : {Mode::Frozen, Mode::Jumping}) {
-        frozenAt = kJanuarySecond;
+        frozenAt = kJanuarySecond / kDay * kDay + kDay - 5000; // just before midnight
         clockMode = mode;
         // Several tries: a busy machine prolongs waits too.
         auto shortest = Clock::duration::max();
         for (int i = 0; i < 200 && shortest > std::chrono::milliseconds(40); ++i) {
             const auto begin = Clock::now();
             CUtil::Delay_MSec(30);
-            shortest = std::min(shortest, Clock::now() - begin);
+            const auto waited = Clock::now() - begin;
+            EXPECT_GE(waited, std::chrono::milliseconds(30));
+            shortest = std::min(shortest, waited);
         }
         EXPECT_LE(shortest, std::chrono::milliseconds(40));
     }
-}
-
-TEST_F(WallClock, DoesNotShortenAWaitAtMidnight) {
-    const long long midnight = kJanuarySecond / kDay * kDay + kDay;
-    freezeClock(midnight - 5000);
-    const auto begin = Clock::now();
-    CUtil::Delay_MSec(50);
-    EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(50));
-}
-
-TEST_F(WallClock, DoesNotMoveTheTickCount) {
-    const unsigned long long before = CUtil::GetTickCount();
-    freezeClock(kJanuarySecond);
-    const unsigned long long after = CUtil::GetTickCount();
-    EXPECT_GE(after, before);
-    EXPECT_LT(after - before, 60000U);
 }
 
 TEST_F(WallClock, IsReadByTheLibrary) {

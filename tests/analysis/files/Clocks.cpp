@@ -23,7 +23,7 @@ void lookAtTaskFlag() {
 
 } // namespace
 
-SwiftReplies::SwiftReplies() : SkippedSleeps([] { return g_isBufferCome.load(); }) {
+SwiftReplies::SwiftReplies() : SkippedSleeps([](long long) { return g_isBufferCome.load(); }) {
 }
 
 TaskFlagWatch::TaskFlagWatch() {

@@ -92,24 +92,18 @@ void FileTest::refuse(const std::string& code) {
     answer("8015", tag("Ex_RetCode", code));
 }
 
-void FileTest::offer(const Packet& packet) {
-    offerRepeatedly(packet, 1);
+std::string FileTest::packet(const std::string& total, const std::string& current, const std::string& text,
+                             const std::string& check) {
+    return tag("Ex_RetCode", "000000") + tag("Ex_TotalPkt", total) + tag("Ex_CurPkt", current) +
+           tag("Ex_HexVal", text) + tag("Ex_HexCheck", check);
 }
 
-void FileTest::offer(int total, int current, const std::string& text) {
-    offer({std::to_string(total), std::to_string(current), text, check(text)});
+std::string FileTest::packet(int total, int current, const std::string& text) {
+    return packet(std::to_string(total), std::to_string(current), text, check(text));
 }
 
-void FileTest::offerRepeatedly(const Packet& packet, std::size_t times) {
-    const std::string text =
-        reply("8016", tag("Ex_RetCode", "000000") + tag("Ex_TotalPkt", packet.total) +
-                          tag("Ex_CurPkt", packet.current) + tag("Ex_HexVal", packet.text) +
-                          tag("Ex_HexCheck", packet.check));
-    terminal().addFault("8016", Fault().rawReply(text).times(times));
-}
-
-void FileTest::refuseToSend(const std::string& code) {
-    answer("8016", tag("Ex_RetCode", code));
+void FileTest::offer(const std::string& tags, std::size_t times) {
+    terminal().addFault("8016", Fault().rawReply(reply("8016", tags)).times(times));
 }
 
 std::vector<std::string> FileTest::newBodies() {
@@ -132,10 +126,6 @@ std::vector<int> FileTest::newPacketNumbers() {
         numbers.push_back(start == std::string::npos ? -1 : std::stoi(body.substr(start + opening.size())));
     }
     return numbers;
-}
-
-int FileTest::silentWaits() {
-    return pdalink::test::countLogLines("HID Read XML: ");
 }
 
 std::size_t FileTest::warnings() {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Clocks.h"
-#include "tests/analysis/transactions/TransactionFixture.h"
+#include "tests/analysis/TransactionFixture.h"
 
 #include <string>
 #include <vector>
@@ -17,14 +17,6 @@ struct Transfer {
     }
 };
 void PrintTo(const Transfer& transfer, std::ostream* stream);
-
-/// One packet as the terminal sends it.
-struct Packet {
-    std::string total;
-    std::string current;
-    std::string text;
-    std::string check;
-};
 
 /// Transfers of files in both directions, with replies that each fit into one report.
 class FileTest : public TransactionTest {
@@ -48,19 +40,18 @@ protected:
     /// What the terminal says to the next packet that is sent to it.
     void accept(std::size_t times = 1);
     void refuse(const std::string& code);
+    /// The tags of a packet as the terminal sends it; of one that is in order.
+    static std::string packet(const std::string& total, const std::string& current, const std::string& text,
+                              const std::string& check);
+    static std::string packet(int total, int current, const std::string& text);
     /// What it answers when the next packet is asked for.
-    void offer(const Packet& packet);
-    void offer(int total, int current, const std::string& text);
-    void offerRepeatedly(const Packet& packet, std::size_t times);
-    void refuseToSend(const std::string& code);
+    void offer(const std::string& tags, std::size_t times = 1);
+    void offer(int total, int current, const std::string& text) { offer(packet(total, current, text)); }
 
     /// What follows Ex_SeqNo in each message since the last call of this.
     std::vector<std::string> newBodies();
     /// The packet numbers in them.
     std::vector<int> newPacketNumbers();
-    /// How often the receive buffer has been taken with nothing in it.
-    static int silentWaits();
-
     /// How many lines the library has written about what it refused or dropped.
     static std::size_t warnings();
 

@@ -1,11 +1,8 @@
 #include "FileFixture.h"
 
-#include <cerrno>
-
 namespace {
 
-using pdasim::Fault;
-using testing::IsEmpty;
+using testing::ElementsAre;
 
 /// Files through the JSON, with a terminal that keeps what is sent to it and sends what it keeps.
 class FileJson : public FileTest {
@@ -41,6 +38,11 @@ TEST_F(FileJson, SendsAFile) {
     EXPECT_EQ(state.files.sent.at(kCommand).text(), text);
     EXPECT_EQ(state.files.sent.at(kCommand).info, "about it");
     EXPECT_EQ(newBodies().at(2), sendBody(text.substr(6000), 3, 2));
+    EXPECT_EQ(sendAsJson("123456789"), (JsonAnswer{5, sent("")}));
+    terminal().addFault("8015", pdasim::Fault().refuse("000017").times(3));
+    EXPECT_EQ(sendAsJson(text), (JsonAnswer{6, sent("000017")}));
+    terminal().addFault("8015", pdasim::Fault().replyType("8001"));
+    EXPECT_EQ(sendAsJson(text), (JsonAnswer{2, sent("000060")}));
 }
 
 TEST_F(FileJson, FetchesAFile) {
@@ -49,49 +51,13 @@ TEST_F(FileJson, FetchesAFile) {
     const std::string text = digits(6010);
     keep(text);
     EXPECT_EQ(fetchAsJson(), (JsonAnswer{0, fetched(text, "000000")}));
-    EXPECT_THAT(newBodies(), testing::ElementsAre(fetchBody(0), fetchBody(1), fetchBody(2)));
-}
-
-TEST_F(FileJson, FetchesAFileOverADisturbedLine) {
-    const std::string text = digits(6010);
-    keep(text);
-    terminal().addFault("8016", Fault().wrongCheck());
-    terminal().addFault("8016", Fault().replyType("8001"));
-    terminal().addFault("8016", Fault().wrongCheck().times(2));
-    EXPECT_EQ(fetchAsJson(), (JsonAnswer{0, fetched(text, "000000")}));
-}
-
-TEST_F(FileJson, RefusesAFileThatIsTooShort) {
-    EXPECT_EQ(sendAsJson("123456789"), (JsonAnswer{5, sent("")}));
-    EXPECT_EQ(sendAsJson(""), (JsonAnswer{5, sent("")}));
-    EXPECT_THAT(newBodies(), IsEmpty());
-}
-
-TEST_F(FileJson, TellsOfRefusals) {
-    terminal().addFault("8015", Fault().refuse("000017"));
-    EXPECT_EQ(sendAsJson("0123456789"), (JsonAnswer{0, sent("000017")}));
-    terminal().addFault("8015", Fault().refuse("000017").times(3));
-    EXPECT_EQ(sendAsJson(digits(6010)), (JsonAnswer{6, sent("000017")}));
-}
-
-TEST_F(FileJson, TellsOfAMissingReplyInOneDirectionOnly) {
-    terminal().addFault("8015", Fault().replyType("8001"));
-    EXPECT_EQ(sendAsJson("0123456789"), (JsonAnswer{2, sent("000060")}));
-    keep("3132");
-    terminal().addFault("8016", Fault().replyType("8001").times(3));
+    EXPECT_THAT(newBodies(), ElementsAre(fetchBody(0), fetchBody(1), fetchBody(2)));
+    terminal().addFault("8016", pdasim::Fault().wrongCheck());
+    terminal().addFault("8016", pdasim::Fault().replyType("8001"));
+    terminal().addFault("8016", pdasim::Fault().wrongCheck().times(2));
+    EXPECT_EQ(fetchAsJson(), (JsonAnswer{0, fetched(text, "000000")})) << "over a disturbed line";
+    terminal().addFault("8016", pdasim::Fault().replyType("8001").times(3));
     EXPECT_EQ(fetchAsJson(), (JsonAnswer{2, fetched("", "")}));
-}
-
-TEST_F(FileJson, TellsOfAWriteThatFails) {
-    terminal().addFault("8015", Fault().refuseWrite(EIO));
-    EXPECT_EQ(sendAsJson("0123456789"), (JsonAnswer{-1, sent("")}));
-    EXPECT_EQ(m_PerformTasksYN, 1);
-    terminal().addFault("8016", Fault().refuseWrite(EIO));
-    EXPECT_EQ(fetchAsJson(), (JsonAnswer{-1, fetched("", "")}));
-    EXPECT_EQ(m_PerformTasksYN, 1);
-}
-
-TEST_F(FileJson, EscapesWhatItFetches) {
     offer(1, 0, "\"\\\n\x01");
     EXPECT_EQ(fetchAsJson(), (JsonAnswer{0, fetched(R"(\"\\\n\u0001)", "000000")}));
 }

@@ -56,14 +56,6 @@ TEST_F(LargeFile, IsFetchedWhole) {
     EXPECT_EQ(m_SeqNo, 1000);
 }
 
-TEST_F(LargeFile, IsTooLargeForTheJson) {
-    const SwiftReplies swift;
-    keep(digits(kSize));
-    EXPECT_EQ(ask(R"({"transCode":"600016","pdaNumber":"00000007","pCmdEx":3,"pInfEx":"about it"})"),
-              (JsonAnswer{1, R"({"pFilePath":"","pRetCode":"","transCode":"600016"})"}));
-    EXPECT_EQ(m_SeqNo, 1000);
-}
-
 TEST_F(LargeFile, OfMorePacketsThanThereAreIsNotSent) {
     const RepeatedText text('1', kMaxPackets * kPacketSize + 1);
     m_PerformTasksYN = 1;
@@ -114,10 +106,26 @@ protected:
         return size;
     }
 
-    /// A packet of zeros or of no digits at all, whose check is 0, as the receiver would have put it into the
-    /// receive buffer.
-    static void receivePacket(std::size_t number, std::size_t size, char character = '0',
-                              std::size_t total = 1000) {
+    /// Answers each request with a packet of zeros or of no digits at all, whose check is 0, as the receiver
+    /// would have put it into the receive buffer. The number and the length of a packet follow from those
+    /// before it.
+    template <typename Packet>
+    void answerInPackets(const Packet& packet, char character, std::size_t total) {
+        terminal().addFault("8016", Fault().silence().always());
+        g_PDA_Log.Close(); // it would write every packet
+        QObject::connect(&m_timer, &QTimer::timeout, [=] {
+            if (terminal().received().size() > m_answered) {
+                const auto [number, size] = packet(m_answered);
+                receivePacket(number, size, character, total);
+                ++m_answered;
+            }
+        });
+        m_timer.start(0);
+    }
+    std::size_t answered() const { return m_answered; }
+
+private:
+    static void receivePacket(std::size_t number, std::size_t size, char character, std::size_t total) {
         const QString text = QString::fromStdString(
             "0000108016" + tag("Ex_RetCode", "000000") + // the type counts
             tag("Ex_TotalPkt", std::to_string(total)) + tag("Ex_CurPkt", std::to_string(number)) +
@@ -126,58 +134,43 @@ protected:
         g_buffer = text;
         g_isBufferCome = true;
     }
+
+    std::size_t m_answered = 0;
+    QTimer m_timer;
 };
 
 TEST_F(LargestFile, IsFetchedUpToItsLastCharacter) {
-    terminal().addFault("8016", Fault().silence().always());
-    g_PDA_Log.Close(); // it would write every packet
-    std::size_t answered = 0;
-    QTimer timer;
-    QObject::connect(&timer, &QTimer::timeout, [&] {
-        if (terminal().received().size() <= answered) {
-            return;
-        }
+    const auto packet = [](std::size_t answered) {
         const std::size_t number = std::max(answered, std::size_t{1}) - 1; // the first comes twice
-        if (number < kFullPieces) {
-            receivePacket(number, kPiece);
-        } else if (number == kFullPieces) {
-            receivePacket(number, kMaxSize % kPiece); // as many as there may be
-        } else {
+        if (number > kFullPieces) {
             LoadLockConfig(); // opens the log
-            receivePacket(number, 1);
         }
-        ++answered;
-    });
-    timer.start(0);
+        // As many as there may be, then one more.
+        return std::pair(number, number < kFullPieces    ? kPiece
+                                 : number == kFullPieces ? kMaxSize % kPiece
+                                                         : 1);
+    };
+    answerInPackets(packet, '0', 1000);
     const SwiftReplies swift;
     OutputBuffer retCode;
     EXPECT_EQ(analyser().ReceiveDataSaveToFile(nullptr, nullptr, nullptr, nullptr, retCode.data()), 1);
-    EXPECT_EQ(answered, kFullPieces + 3);
+    EXPECT_EQ(answered(), kFullPieces + 3);
     EXPECT_THAT(retCode.written(), IsEmpty());
     EXPECT_EQ(warnings(), 1U);
     EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
 TEST_F(LargestFile, IsRefusedByTheJsonWithoutMoreMemoryThanItsOwn) {
-    terminal().addFault("8016", Fault().silence().always());
-    g_PDA_Log.Close(); // it would write every packet
-    constexpr std::size_t packets = kFullPieces + 1;
-    std::size_t answered = 0;
-    QTimer timer;
-    QObject::connect(&timer, &QTimer::timeout, [&] {
-        if (terminal().received().size() > answered) {
-            const bool isLast = answered == kFullPieces;
-            receivePacket(answered, isLast ? kMaxSize % kPiece : kPiece, '\x01', packets);
-            ++answered;
-        }
-    });
-    timer.start(0);
+    const auto packet = [](std::size_t answered) {
+        return std::pair(answered, answered == kFullPieces ? kMaxSize % kPiece : kPiece);
+    };
+    answerInPackets(packet, '\x01', kFullPieces + 1);
     const SwiftReplies swift;
     constexpr std::size_t besides = 400000000; // a packet is held in several forms while it is taken
     const pdalink::test::MemoryLimit limit(kMaxSize + besides);
     EXPECT_EQ(ask(R"({"transCode":"600016","pdaNumber":"1","pCmdEx":3,"pInfEx":"i"})"),
               (JsonAnswer{1, R"({"pFilePath":"","pRetCode":"","transCode":"600016"})"}));
-    EXPECT_EQ(answered, packets);
+    EXPECT_EQ(answered(), kFullPieces + 1);
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "ReceivedFixture.h"
-
-#include "analysis/ResultStores.h"
+#include "tests/interface/FailingAllocation.h"
 
 #include <cerrno>
 
@@ -23,14 +22,10 @@ protected:
         }
         return lines;
     }
-    void bufferUsualMessage() {
-        terminal().sendText(usualMessage());
-        ASSERT_TRUE(becomesBuffered(QString::fromStdString(usualMessage())));
-    }
 };
 
 TEST_P(ReceivedCall, EmptiesTheReceiveBufferAndLowersTheTaskFlag) {
-    bufferUsualMessage();
+    sendUninvited(usualMessage());
     m_PerformTasksYN = 1;
     EXPECT_EQ(hand(handler(), usualMessage()), 0);
     EXPECT_EQ(buffer(), "");
@@ -38,10 +33,34 @@ TEST_P(ReceivedCall, EmptiesTheReceiveBufferAndLowersTheTaskFlag) {
     EXPECT_EQ(getInfo(), usualInformation()) << "nothing is left that is taken for the next reply";
 }
 
+TEST_P(ReceivedCall, IsAnsweredBetweenTransactionsAsTheTerminalExpects) {
+    pdasim::Announcement announcement = handler().announcement();
+    for (const char* name : handler().tags) {
+        announcement.with(name, valueOf(name));
+    }
+    EXPECT_EQ(getInfo(), usualInformation());
+    for (std::size_t count = 1; count <= 2; ++count) {
+        fillStore(handler(), "");
+        const std::string text = terminal().announce(announcement);
+        ASSERT_TRUE(becomesBuffered(QString::fromStdString(text)));
+        const QByteArray taken = g_HIDDevice.getBuffer().toUtf8();
+        EXPECT_EQ(taken.mid(6, 4), handler().type);
+        EXPECT_EQ(hand(handler(), taken.toStdString()), 0);
+        EXPECT_EQ(stored(handler()), usualStore());
+        const std::vector<pdasim::Acknowledgement> acknowledgements = terminal().acknowledgements();
+        ASSERT_EQ(acknowledgements.size(), handler().acknowledgementType == nullptr ? 0 : count);
+        if (handler().acknowledgementType != nullptr) {
+            EXPECT_EQ(acknowledgements.back().type, handler().acknowledgementType);
+            EXPECT_EQ(acknowledgements.back().kind, announcement.kind);
+            EXPECT_EQ(acknowledgements.back().answers, "000" + std::to_string(count));
+        }
+        EXPECT_EQ(getInfo(), usualInformation());
+    }
+}
+
 TEST_P(ReceivedCall, OfNullFailsAndTouchesNothing) {
     const std::string left = "left in the buffer";
-    terminal().sendText(left);
-    ASSERT_TRUE(becomesBuffered(QString::fromStdString(left)));
+    sendUninvited(left);
     fillStore(handler(), "kept");
     pda_HandoverDotState = true;
     pda_HandoverPowerState = true;
@@ -59,6 +78,26 @@ TEST_P(ReceivedCall, OfNullFailsAndTouchesNothing) {
     stopChannel();
     EXPECT_LT(timeOf([this] { EXPECT_EQ((analyser().*handler().receive)(nullptr), 1); }), kOpeningWait);
     EXPECT_EQ(terminal().openDescriptors(), 0) << "the channel is not opened";
+}
+
+TEST_P(ReceivedCall, FailsInternallyWithoutMemoryWithTheTaskFlagDown) {
+    int failures = 0;
+    std::string text;
+    failEachAllocation(
+        [&] {
+            fillStore(handler(), "");
+            m_PerformTasksYN = 0;
+            text = usualMessage();
+        },
+        [&] { return (analyser().*handler().receive)(text.data()); },
+        [&](int result) {
+            EXPECT_TRUE(result == 0 || result == 1) << result;
+            EXPECT_EQ(m_PerformTasksYN, 0);
+            failures += result;
+        });
+    EXPECT_GT(failures, 1);
+    EXPECT_EQ(stored(handler()), usualStore()); // the last one was not disturbed
+    terminal().takeViolations(); // acknowledgements that were not sent leave gaps in the numbers
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, ReceivedCall, testing::ValuesIn(allHandlers()), NameOfHandler());
@@ -114,7 +153,7 @@ TEST_P(ReceivedAcknowledgement, ThatIsNotWrittenWholeFailsAfterTheStore) {
     EXPECT_EQ(stored(handler()), usualStore());
     EXPECT_EQ(m_PerformTasksYN, 1);
     EXPECT_TRUE(g_hidRun);
-    bufferUsualMessage();
+    sendUninvited(usualMessage());
     fillStore(handler(), "");
     if (handler().lowered != nullptr) {
         *handler().lowered = true;

@@ -1,10 +1,62 @@
 #pragma once
 
-#include "Handlers.h"
-#include "tests/analysis/transactions/TransactionFixture.h"
+#include "tests/analysis/TransactionFixture.h"
 
+#include "core/Announcement.h"
+
+#include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
+
+/// One handler of a message that the terminal starts: what it reads, keeps, logs and answers.
+struct Handler {
+    const char* member;
+    int (CPDAXMLAnalysis::*receive)(char*);
+    const char* type;
+    pdasim::Announcement (*announcement)();
+    QString* store;
+    std::size_t storeSize;
+    /// The tags whose values the first slots hold.
+    std::vector<const char*> tags;
+    /// What it logs before anything else; null for nothing.
+    const char* begin;
+    bool logsMessage;
+    /// Null for a message that is not acknowledged.
+    const char* acknowledgementType;
+    /// What follows Ex_SeqNo in the acknowledgement.
+    const char* acknowledgement;
+    /// What it lowers; null for nothing.
+    bool* lowered;
+    /// Whether the store is written before the receive buffer is emptied.
+    bool storesBeforeClearing;
+};
+
+inline void PrintTo(const Handler& handler, std::ostream* stream) {
+    *stream << handler.member;
+}
+
+std::vector<Handler> allHandlers();
+std::vector<Handler> acknowledgingHandlers();
+const Handler& handlerOf(const char* member);
+
+using Fields = std::vector<std::pair<std::string, std::string>>;
+
+/// Every tag that the handler keeps, each with a value of its own, in the order of the slots.
+Fields fieldsOf(const Handler& handler);
+std::string valueOf(const std::string& tagName);
+
+/// Every slot of the handler's store.
+std::vector<std::string> stored(const Handler& handler);
+/// A store whose first slots hold these values and whose others are empty.
+std::vector<std::string> storeOf(const Handler& handler, const Fields& fields);
+/// Lets every slot of the store hold the text.
+void fillStore(const Handler& handler, const char* text);
+
+/// Names a case by its member.
+struct NameOfHandler {
+    std::string operator()(const testing::TestParamInfo<Handler>& info) const { return info.param.member; }
+};
 
 /// Messages of the terminal's, handed to their handlers.
 class ReceivedTest : public TransactionTest {

@@ -1,7 +1,5 @@
 #include "ReceivedFixture.h"
 
-#include "analysis/ResultStores.h"
-
 namespace {
 
 using pdasim::Fault;
@@ -16,11 +14,7 @@ protected:
     int handLabel(const std::string& pdaNumber, const std::string& label) {
         return hand(scan(), messageOf(scan(), {{"Ex_PdaSn", pdaNumber}, {"Ex_Label", label}}));
     }
-    int startScan() {
-        HostText number("00000007");
-        HostText command("1");
-        return analyser().StartScan(number, command, nullptr);
-    }
+    int startScan() { return analyser().StartScan(HostText("00000007"), HostText("1"), nullptr); }
     /// The pair as "number/label".
     static std::string pair(std::size_t index) {
         return pda_ScanLabel[2 * index].toStdString() + "/" + pda_ScanLabel[2 * index + 1].toStdString();
@@ -33,16 +27,6 @@ protected:
         return used;
     }
 };
-
-TEST_F(ScanStore, TakesEachLabelInItsNextPair) {
-    for (const char* label : {"B01", "B02", "B02"}) {
-        EXPECT_EQ(handLabel("7", label), 0);
-    }
-    EXPECT_EQ(pair(0), "7/B01");
-    EXPECT_EQ(pair(1), "7/B02");
-    EXPECT_EQ(pair(2), "7/B02");
-    EXPECT_EQ(usedPairs(), 3U);
-}
 
 TEST_F(ScanStore, OverwritesAPairWithoutANumberAndKeepsOneWithoutALabel) {
     EXPECT_EQ(hand(scan(), messageOf(scan(), {{"Ex_Label", "B01"}})), 0);
@@ -90,13 +74,6 @@ TEST_F(ScanStore, TakesAThousandLabelsAndDropsTheNext) {
     EXPECT_EQ(m_PerformTasksYN, 0);
 }
 
-TEST_F(ScanStore, DropsALabelAlsoWhenItCannotBeAcknowledged) {
-    fillStore(scan(), "full");
-    terminal().addFault("9001", Fault().shortWrite(50));
-    EXPECT_EQ(handLabel("7", "dropped"), -1);
-    EXPECT_EQ(stored(scan()), std::vector<std::string>(2 * kPairs, "full"));
-}
-
 TEST_F(ScanStore, BeginsAnewAfterAScanCommandThatWasAnswered) {
     for (const char* code : {"000000", "000001"}) {
         fillStore(scan(), "full");
@@ -117,14 +94,6 @@ TEST_F(ScanStore, GoesOnAfterAScanCommandWithoutAReply) {
     EXPECT_EQ(handLabel("7", "B02"), 0);
     EXPECT_EQ(pair(0), "7/B01");
     EXPECT_EQ(pair(1), "7/B02");
-}
-
-TEST_F(ScanStore, DoesNotTellWhetherTheTerminalScans) {
-    for (const bool state : {true, false}) {
-        pda_ScanState = state;
-        EXPECT_EQ(handLabel("7", "B01"), 0);
-        EXPECT_EQ(pda_ScanState, state);
-    }
 }
 
 } // namespace

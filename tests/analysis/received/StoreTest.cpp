@@ -1,7 +1,5 @@
 #include "ReceivedFixture.h"
 
-#include "analysis/ResultStores.h"
-
 #include <algorithm>
 
 namespace {
@@ -57,20 +55,6 @@ TEST_P(ReceivedStore, IsFilledWhateverTheHeader) {
     EXPECT_EQ(text, original);
 }
 
-TEST_P(ReceivedStore, IsTheOnlyOneThatIsFilled) {
-    for (const Handler& other : allHandlers()) {
-        fillStore(other, other.store == handler().store ? "" : "kept");
-    }
-    pda_ScanState = true;
-    EXPECT_EQ(hand(handler(), usualMessage()), 0);
-    for (const Handler& other : allHandlers()) {
-        if (other.store != handler().store) {
-            EXPECT_EQ(stored(other), std::vector<std::string>(other.storeSize, "kept")) << other.member;
-        }
-    }
-    EXPECT_TRUE(pda_ScanState);
-}
-
 TEST_P(ReceivedStore, IsOverwrittenByTheNextMessageUnlessItIsTheScans) {
     if (isScan()) {
         return; // it collects; see ScanStore
@@ -94,33 +78,32 @@ TEST_P(ReceivedStore, IsOverwrittenByTheNextMessageUnlessItIsTheScans) {
 
 INSTANTIATE_TEST_SUITE_P(Of, ReceivedStore, testing::ValuesIn(allHandlers()), NameOfHandler());
 
-/// The flags that tell of finished handovers.
-class ReceivedHandover : public ReceivedTest {};
+using ReceivedAmongOthers = ReceivedTest;
 
-TEST_F(ReceivedHandover, LowersItsOwnFlagOnly) {
-    for (const Handler& each : allHandlers()) {
-        SCOPED_TRACE(each.member);
-        pda_HandoverDotState = true;
-        pda_HandoverPowerState = true;
-        pda_ScanState = true;
-        EXPECT_EQ(hand(each, messageOf(each, fieldsOf(each))), 0);
-        EXPECT_EQ(pda_HandoverDotState, each.lowered != &pda_HandoverDotState);
-        EXPECT_EQ(pda_HandoverPowerState, each.lowered != &pda_HandoverPowerState);
-        EXPECT_TRUE(pda_ScanState);
+TEST_F(ReceivedAmongOthers, FillsItsOwnStoreAndLowersItsOwnFlagEvenIfEmpty) {
+    for (const Handler& handler : allHandlers()) {
+        for (const Fields& fields : {fieldsOf(handler), Fields{}}) {
+            SCOPED_TRACE(handler.member);
+            for (const Handler& other : allHandlers()) {
+                fillStore(other, other.store == handler.store ? "" : "kept");
+            }
+            pda_HandoverDotState = true;
+            pda_HandoverPowerState = true;
+            pda_ScanState = true;
+            EXPECT_EQ(hand(handler, messageOf(handler, fields)), 0);
+            if (handler.acknowledgementType != nullptr) {
+                EXPECT_EQ(newMessage().substr(6, 4), handler.acknowledgementType);
+            }
+            EXPECT_EQ(pda_HandoverDotState, handler.lowered != &pda_HandoverDotState);
+            EXPECT_EQ(pda_HandoverPowerState, handler.lowered != &pda_HandoverPowerState);
+            EXPECT_TRUE(pda_ScanState);
+            for (const Handler& other : allHandlers()) {
+                EXPECT_EQ(stored(other), other.store == handler.store
+                                             ? storeOf(handler, fields)
+                                             : std::vector<std::string>(other.storeSize, "kept"));
+            }
+        }
     }
-}
-
-TEST_F(ReceivedHandover, HasTheTagOfItsKindAndIsAcknowledgedWithoutIt) {
-    const Handler& dot = handlerOf("ReceiveHandoverDotData");
-    const Handler& power = handlerOf("ReceiveHandoverPowerData");
-    pda_HandoverDotState = true;
-    EXPECT_EQ(hand(dot, messageOf(dot, {{"Ex_BatchNb", "batch"}, {"Ex_Time", "time"}})), 0);
-    EXPECT_EQ(pda_HandoverDotData[1], "");
-    EXPECT_EQ(pda_HandoverDotData[2], "time");
-    EXPECT_FALSE(pda_HandoverDotState);
-    EXPECT_EQ(newMessage().substr(6, 4), "9005");
-    EXPECT_EQ(hand(power, messageOf(power, {{"Ex_Road", "road"}})), 0);
-    EXPECT_EQ(pda_HandoverPowerData[1], "");
 }
 
 } // namespace

@@ -1,15 +1,11 @@
 #include "Row.h"
-#include "TransactionFixture.h"
+#include "tests/analysis/TransactionFixture.h"
 #include "tests/interface/FailingAllocation.h"
 
 #include <QTextCodec>
 
-#include <cerrno>
-
 namespace {
 
-using pdalink::test::waitUntil;
-using pdasim::Fault;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -67,25 +63,6 @@ TEST_F(DotHandover, SendsRouteAndOrganisationInGbkOtherTextsByteForByteAndCounts
     }
 }
 
-TEST_F(DotHandover, ThatIsNotWrittenWholeSaysSoInItsOwnWords) {
-    terminal().addFault("8008", Fault().shortWrite(60));
-    EXPECT_EQ(send("R", "O", "x"), -1);
-    std::string sent = newMessage();
-    EXPECT_THAT(newLines(), ElementsAre("1 Enter [SyncHandoverDotData]", "4 600008 SendData pre: " + sent,
-                                        "4 Write XML1 error:" + sent +
-                                            "  sendLen:60 bufferLen:" + std::to_string(sent.size())));
-    terminal().addFault("8008", Fault().refuseWrite(EIO));
-    EXPECT_EQ(send("R", "O", "x"), -1);
-    sent = newMessage();
-    EXPECT_THAT(newLines(), ElementsAre("1 Enter [SyncHandoverDotData]", "4 600008 SendData pre: " + sent,
-                                        "4 sendLen error. need to reopen device1 errno:5 info:Input/output "
-                                        "error",
-                                        "4 Write XML1 error:" + sent +
-                                            "  sendLen:-1 bufferLen:" + std::to_string(sent.size())));
-    EXPECT_EQ(m_PerformTasksYN, 1);
-    EXPECT_EQ(retCode(), "");
-}
-
 TEST_F(DotHandover, OpensAClosedChannelOnceMoreAndIsSentOnceItIsOpen) {
     stopChannel();
     terminal().unplug();
@@ -111,125 +88,27 @@ TEST_F(DotHandover, OpensAClosedChannelOnceMoreAndIsSentOnceItIsOpen) {
 }
 
 /// The member of the same name with 25 texts.
-class DotHandoverOfTexts : public TransactionTest {
-protected:
-    int send(char* x) {
-        return analyser().SyncHandoverDotData(x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x,
-                                              x, x, x, x);
-    }
-};
+using DotHandoverOfTexts = TransactionTest;
 
 TEST_F(DotHandoverOfTexts, ReturnsZeroAndOnlyWritesALine) {
     stopChannel();
     newLines();
     m_PerformTasksYN = 1;
     char text[] = "untouched";
+    const auto send = [this](char* x) {
+        return analyser().SyncHandoverDotData(x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, x,
+                                              x, x, x, x);
+    };
     for (char* const argument : {text, static_cast<char*>(nullptr)}) {
-        const Milliseconds time = timeOf([this, argument] { EXPECT_EQ(send(argument), 0); });
-        EXPECT_LT(time, kOpeningWait);
+        EXPECT_LT(timeOf([&] { EXPECT_EQ(send(argument), 0); }), kOpeningWait);
         EXPECT_THAT(newLines(), ElementsAre("1 [SyncHandoverDotData1] begin"));
     }
-    int result = -99;
-    {
-        const FailingAllocation failing(1);
-        result = send(text);
-        EXPECT_TRUE(failing.happened());
-    }
-    EXPECT_EQ(result, 0) << "without memory";
+    failEachAllocation([] {}, [&] { return send(text); }, [](int result) { EXPECT_EQ(result, 0); });
     EXPECT_STREQ(text, "untouched");
     EXPECT_FALSE(g_hidRun);
     EXPECT_THAT(terminal().received(), IsEmpty());
     EXPECT_EQ(m_SeqNo, 0);
     EXPECT_EQ(m_PerformTasksYN, 1);
-}
-
-struct ResultOfHandover {
-    const char* member;
-    bool* state;
-    bool* otherState;
-    QString* store;
-};
-
-void PrintTo(const ResultOfHandover& each, std::ostream* stream) {
-    *stream << each.member;
-}
-
-/// What became of a handover.
-class HandoverResult : public TransactionTest, public testing::WithParamInterface<ResultOfHandover> {
-protected:
-    static const Row& row() { return rowOf(GetParam().member); }
-
-    std::vector<std::string> fetch() {
-        Arguments arguments(row());
-        EXPECT_EQ(row().call(analyser(), arguments), 0);
-        return arguments.written();
-    }
-    void expectState(const std::string& tags, bool expected) {
-        for (const bool before : {false, true}) {
-            *GetParam().state = before;
-            answer(row().type, tags);
-            fetch();
-            EXPECT_EQ(*GetParam().state, expected) << tags;
-            EXPECT_FALSE(*GetParam().otherState) << "that is another's";
-        }
-    }
-};
-
-TEST_P(HandoverResult, RaisesItsFlagUnlessTheStateIsZero) {
-    expectState(tag("Ex_State", "0"), false);
-    for (const char* state : {"1", "00", "000060", " 0", "0 ", "", "-0"}) {
-        expectState(tag("Ex_State", state), true);
-    }
-    expectState("", true);
-    expectState(tag("Ex_RetCode", "000017"), true);
-}
-
-TEST_P(HandoverResult, ComesFromTheTerminalAndNotFromTheStore) {
-    GetParam().store[1] = "stored";
-    answer(row().type, tag("Ex_State", "1"));
-    EXPECT_EQ(fetch().front(), "");
-    EXPECT_EQ(GetParam().store[1], "stored");
-}
-
-INSTANTIATE_TEST_SUITE_P(Of, HandoverResult,
-                         testing::Values(ResultOfHandover{"GetHandoverDotRet", &pda_HandoverDotState,
-                                                          &pda_HandoverPowerState, pda_HandoverDotData},
-                                         ResultOfHandover{"GetHandoverPowerRet", &pda_HandoverPowerState,
-                                                          &pda_HandoverDotState, pda_HandoverPowerData}),
-                         [](const testing::TestParamInfo<ResultOfHandover>& info) {
-                             return info.param.member;
-                         });
-
-/// Replies that are waited for twice.
-class SecondWait : public TransactionTest {
-protected:
-    std::pair<int, std::string> fetch() {
-        const Row& row = rowOf("GetHandoverDotRet");
-        Arguments arguments(row);
-        const int result = row.call(analyser(), arguments);
-        return {result, arguments.written().back()};
-    }
-    using Got = std::pair<int, std::string>;
-};
-
-TEST_F(SecondWait, TakesAReplyAfterASilentFirst) {
-    std::thread terminalLater = answerInTheSecondWait("8009", tag("Ex_State", "late"));
-    EXPECT_EQ(fetch(), Got(0, "late"));
-    terminalLater.join();
-    EXPECT_TRUE(pda_HandoverDotState);
-    EXPECT_EQ(m_PerformTasksYN, 0);
-}
-
-TEST_F(SecondWait, TakesAReplyAfterAReportWithoutText) {
-    terminal().addFault("8009", Fault().silence());
-    std::thread terminalLater([this] {
-        EXPECT_TRUE(terminal().waitForMessages(1, kSilentWait));
-        terminal().sendReport(std::string(64, '\0'));
-        EXPECT_TRUE(waitUntil([] { return pdalink::test::countLogLines("HID Read XML: ") == 1; }));
-        terminal().sendText(reply("8009", tag("Ex_State", "0")));
-    });
-    EXPECT_EQ(fetch(), Got(0, "0"));
-    terminalLater.join();
 }
 
 } // namespace

@@ -17,7 +17,7 @@ protected:
     static std::string entry(const std::string& value) {
         std::string fields;
         for (std::size_t list = 0; list < lists(); ++list) {
-            fields += tagged(listTag(list), value);
+            fields += tag(listTag(list), value);
         }
         return fields;
     }
@@ -58,7 +58,7 @@ protected:
         }
     }
     static std::string singles() {
-        return tagged("Ex_SrcSeqNo", "0042") + tagged("Ex_RetCode", "000000") + tagged("Ex_LockNum", "5");
+        return tag("Ex_SrcSeqNo", "0042") + tag("Ex_RetCode", "000000") + tag("Ex_LockNum", "5");
     }
 };
 
@@ -136,17 +136,6 @@ TEST_P(LockList, IsAppendedToTheTextThatIsThere) {
         std::copy_n("old;", 5, withText.output(firstList() + list));
     }
     expectLists(withText, "", "old;");
-}
-
-TEST_P(LockList, KeepsTheTerminalsCountAsItIs) {
-    ReplyFields fields = sampleReply(row());
-    for (const char* count : {"0", "-1", "many", "00000000000000000000000000000017", ""}) {
-        fields.replace("Ex_LockNum", count);
-        answerRow(fields);
-        const Outcome outcome = call();
-        EXPECT_EQ(outcome.outputs[2], count);
-        EXPECT_EQ(outcome, replied(fields));
-    }
 }
 
 std::vector<Row> listRows() {

@@ -1,4 +1,4 @@
-#include "TransactionFixture.h"
+#include "tests/analysis/TransactionFixture.h"
 
 namespace {
 
@@ -87,27 +87,23 @@ TEST_F(LockOpening, SendsAGroupForEachLockAndACodeWithOneActionOnly) {
 }
 
 TEST_F(LockOpening, SendsItsCountAsItIsAndReadsANumberInIt) {
-    struct Count {
-        const char* text;
+    struct Counts {
         int groups;
+        std::vector<const char*> texts;
     };
-    for (const Count& count : {Count{"0", 0},           Count{"1", 1},
-                               Count{"12", 12},         Count{" 2", 2},
-                               Count{"\t\n\r 2", 2},    Count{"+2", 2},
-                               Count{"002", 2},         Count{"2abc", 2},
-                               Count{"2 3", 2},         Count{"2.9", 2},
-                               Count{"2;3", 2},         Count{"", 0},
-                               Count{" ", 0},           Count{"abc", 0},
-                               Count{"x2", 0},          Count{"-", 0},
-                               Count{"-1", 0},          Count{"+-2", 0},
-                               Count{"- 2", 0},         Count{"0x2", 0},
-                               Count{"-2147483649", 0}, Count{"-99999999999999999999999", 0},
-                               Count{"%d", 0}}) {
-        std::string expected = number(count.text);
-        for (int i = 0; i < count.groups; ++i) {
-            expected += group("", "", "", "", "");
+    for (const Counts& counts :
+         {Counts{0,
+                 {"0", "", " ", "abc", "x2", "-", "-1", "+-2", "- 2", "0x2", "%d", "-2147483649",
+                  "-99999999999999999999999"}},
+          Counts{1, {"1"}}, Counts{2, {" 2", "\t\n\r 2", "+2", "002", "2abc", "2 3", "2.9", "2;3"}},
+          Counts{12, {"12"}}}) {
+        std::string groups;
+        for (int i = 0; i < counts.groups; ++i) {
+            groups += group("", "", "", "", "");
         }
-        EXPECT_EQ(bodyFor({count.text, "", "", "", "", ""}), expected);
+        for (const char* count : counts.texts) {
+            EXPECT_EQ(bodyFor({count, "", "", "", "", ""}), number(count) + groups);
+        }
     }
 }
 

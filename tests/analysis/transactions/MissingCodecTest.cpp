@@ -1,4 +1,4 @@
-#include "TransactionFixture.h"
+#include "tests/analysis/TransactionFixture.h"
 
 #include <QTextCodec>
 
@@ -23,12 +23,6 @@ TEST_F(MissingCodec, FailsTheTransactionInternallyAndSendsNothing) {
     EXPECT_THAT(retCode.written(), IsEmpty());
     EXPECT_THAT(terminal().received(), IsEmpty());
     EXPECT_EQ(m_PerformTasksYN, 0);
-}
-
-TEST_F(MissingCodec, DoesNotConcernTheOtherTransactions) {
-    OutputBuffer retCode;
-    EXPECT_EQ(analyser().StartScan(nullptr, HostText("1"), retCode.data()), 0);
-    EXPECT_EQ(retCode.written(), "000000");
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "Row.h"
+#include "tests/analysis/TransactionFixture.h"
 
 #include <QString>
 #include <QTextCodec>
@@ -72,10 +73,6 @@ std::string outputOf(const Output& output, const ReplyFields& reply) {
 }
 
 } // namespace
-
-std::string tagged(const std::string& name, const std::string& value) {
-    return std::string("<").append(name).append(">").append(value).append("</").append(name).append(">");
-}
 
 Arguments::Arguments(const Row& row)
     : m_row(&row), m_texts(row.outputs.size()), m_numbers(row.outputs.size(), kUntouched) {
@@ -181,10 +178,10 @@ std::string bodyOf(const Row& row, const std::vector<Value>& inputs) {
         const std::size_t index = row.order.empty() ? i : row.order.at(i);
         const Input& input = row.inputs.at(index);
         if (input.content == Content::Counted) {
-            body += tagged("Ex_Total", std::to_string(numberOfItems(text(inputs[index]))));
+            body += tag("Ex_Total", std::to_string(numberOfItems(text(inputs[index]))));
         }
         if (!input.tag.empty()) {
-            body += tagged(input.tag, bodyText(inputs[index], input.content));
+            body += tag(input.tag, bodyText(inputs[index], input.content));
         }
     }
     return body;

@@ -165,6 +165,3 @@ std::vector<std::string> outputsWithoutReply(const Row& row);
 
 /// The body of the request that these inputs make, without its groups.
 std::string bodyOf(const Row& row, const std::vector<Value>& inputs);
-
-/// "<name>value</name>".
-std::string tagged(const std::string& name, const std::string& value);

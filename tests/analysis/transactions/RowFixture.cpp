@@ -13,7 +13,7 @@ std::string quoted(const std::string& text) {
 std::string textOf(const std::vector<Field>& fields) {
     std::string tags;
     for (const Field& field : fields) {
-        tags += tagged(field.first, field.second);
+        tags += tag(field.first, field.second);
     }
     return tags;
 }
@@ -23,7 +23,7 @@ std::string textOf(const std::vector<Field>& fields) {
 std::string RowTest::textOf(const ReplyFields& fields) {
     std::string tags = ::textOf(fields.fields);
     for (const std::vector<Field>& entry : fields.entries) {
-        tags += tagged("LockList", ::textOf(entry));
+        tags += tag("LockList", ::textOf(entry));
     }
     return tags;
 }
@@ -35,7 +35,7 @@ void RowTest::answerRow(const ReplyFields& fields) {
 }
 
 std::string RowTest::answerWrongly() {
-    std::string text = reply("8099", textOf(sampleReply(row())));
+    std::string text = reply("8099", textOf(sampleReply(row())) + "100% %s%n\n终端");
     answerWith(row().type, text);
     return text;
 }
@@ -74,7 +74,7 @@ void RowTest::expectInJson(const Members& request, const Outcome& expected) {
     EXPECT_EQ(m_PerformTasksYN, expected.taskFlag);
 }
 
-std::vector<std::string> RowTest::linesOfSending(const std::string& message) {
+std::vector<std::string> RowTest::linesInFrontOfSending(const std::string& message) {
     std::vector<std::string> lines;
     if (!row().begin.empty()) {
         lines.push_back("1 " + row().begin);
@@ -82,8 +82,24 @@ std::vector<std::string> RowTest::linesOfSending(const std::string& message) {
     if (!row().sendLabel.empty()) {
         lines.push_back("4 " + row().sendLabel + " SendData pre: " + message);
     }
+    return lines;
+}
+
+std::vector<std::string> RowTest::linesOfSending(const std::string& message) {
+    std::vector<std::string> lines = linesInFrontOfSending(message);
     lines.push_back((row().isBytes ? "4 Write XML1: " : "4 Write XML: ") + message +
                     " sendLen:" + std::to_string(message.size()));
+    return lines;
+}
+
+std::vector<std::string> RowTest::linesOfFailedSending(const std::string& message, int written) {
+    std::vector<std::string> lines = linesInFrontOfSending(message);
+    const std::string kind = row().isBytes ? "1" : "";
+    if (written < 0) {
+        lines.push_back("4 sendLen error. need to reopen device" + kind + " errno:5 info:Input/output error");
+    }
+    lines.push_back("4 Write XML" + kind + " error:" + message + "  sendLen:" + std::to_string(written) +
+                    " bufferLen:" + std::to_string(message.size()));
     return lines;
 }
 

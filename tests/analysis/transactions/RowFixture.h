@@ -1,26 +1,11 @@
 #pragma once
 
 #include "Row.h"
-#include "TransactionFixture.h"
+#include "tests/analysis/TransactionFixture.h"
 
 #include <map>
 #include <string>
 #include <vector>
-
-/// What a call of a row's member came to.
-struct Outcome {
-    int result;
-    std::vector<std::string> outputs;
-    int taskFlag;
-
-    bool operator==(const Outcome& other) const {
-        return result == other.result && outputs == other.outputs && taskFlag == other.taskFlag;
-    }
-};
-inline void PrintTo(const Outcome& outcome, std::ostream* stream) {
-    *stream << "result " << outcome.result << ", task flag " << outcome.taskFlag << ", outputs "
-            << testing::PrintToString(outcome.outputs);
-}
 
 /// A member with its value, as JSON.
 using Members = std::vector<std::pair<std::string, std::string>>;
@@ -59,8 +44,10 @@ protected:
     void expectInJson(const Members& request, const Outcome& expected);
     void expectInJson(const Outcome& expected) { expectInJson(members(Arguments(row()).inputs()), expected); }
 
-    /// How a message that went out looks in the log.
+    /// How a message looks in the log: one that went out, and one of which so much was written, -1 for an
+    /// error.
     static std::vector<std::string> linesOfSending(const std::string& message);
+    static std::vector<std::string> linesOfFailedSending(const std::string& message, int written);
     /// The same when no usable reply came: after these lines, the row's own.
     static std::vector<std::string> linesWithoutReply(const std::string& message,
                                                       const std::vector<std::string>& lines);
@@ -68,6 +55,9 @@ protected:
     /// Fills what the library keeps of replies; a call without one must leave it alone.
     static void keep(bool state);
     static bool isKept(bool state);
+
+private:
+    static std::vector<std::string> linesInFrontOfSending(const std::string& message);
 };
 
 /// Names a case by its member.
