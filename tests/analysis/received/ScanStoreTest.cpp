@@ -87,13 +87,4 @@ TEST_F(ScanStore, BeginsAnewAfterAScanCommandThatWasAnswered) {
     }
 }
 
-TEST_F(ScanStore, GoesOnAfterAScanCommandWithoutAReply) {
-    EXPECT_EQ(handLabel("7", "B01"), 0);
-    terminal().addFault("8004", Fault().replyType("8001"));
-    EXPECT_EQ(startScan(), 2);
-    EXPECT_EQ(handLabel("7", "B02"), 0);
-    EXPECT_EQ(pair(0), "7/B01");
-    EXPECT_EQ(pair(1), "7/B02");
-}
-
 } // namespace

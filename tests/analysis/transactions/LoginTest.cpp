@@ -22,8 +22,12 @@ protected:
     }
 };
 
-TEST_F(UserNotice, IsCopiedByItsCharactersAndStays) {
-    EXPECT_THAT(fetch(), ElementsAre("", "")) << "outputs are left alone when there is none";
+TEST_F(UserNotice, IsCopiedByItsCharactersStaysAndDoesNotConcernTheTerminal) {
+    stopChannel();
+    newLines();
+    m_PerformTasksYN = 1;
+    EXPECT_LT(timeOf([this] { EXPECT_THAT(fetch(), ElementsAre("", "")); }), kOpeningWait);
+    EXPECT_THAT(newLines(), ElementsAre("1 [GetRandomNumber] begin"));
     pda_RandomNumber[0] = QString::fromUtf8("é7");
     pda_RandomNumber[1] = QString::fromUtf8("终端ab");
     for (int i = 0; i < 2; ++i) {
@@ -34,16 +38,7 @@ TEST_F(UserNotice, IsCopiedByItsCharactersAndStays) {
     failEachAllocation([] {}, [&] { return analyser().GetRandomNumber(nullptr, name.data()); },
                        [](int result) { EXPECT_EQ(result, 0); });
     EXPECT_STREQ(name.data(), std::string("终端").substr(0, 4).c_str());
-}
-
-TEST_F(UserNotice, DoesNotConcernTheTerminal) {
-    stopChannel();
-    newLines();
-    m_PerformTasksYN = 1;
-    const Milliseconds time = timeOf([this] { fetch(); });
-    EXPECT_LT(time, kOpeningWait);
     EXPECT_FALSE(g_hidRun);
-    EXPECT_THAT(newLines(), ElementsAre("1 [GetRandomNumber] begin"));
     EXPECT_THAT(terminal().received(), IsEmpty());
     EXPECT_EQ(m_SeqNo, 0);
     EXPECT_EQ(m_PerformTasksYN, 1);
