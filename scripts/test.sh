@@ -29,7 +29,7 @@ if $deep; then
 else
     targets[asan]="tests/util/all tests/device/all tests/analysis/all tests/interface/all"
     tests[asan]="--label-regex library|threads"
-    targets[tsan]="tests/util/all tests/device/all pdalink_exchange_test pdalink_unloading_test pdalink_fork_test"
+    targets[tsan]="tests/util/all tests/device/all pdalink_exchange_test pdalink_hosts_test"
     tests[tsan]="--label-regex threads"
 fi
 
