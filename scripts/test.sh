@@ -2,7 +2,8 @@
 # What every change must pass: format, clang-tidy, the release build with all its tests, the tests of the library under the
 # address and undefined-behaviour sanitizers, those of its threads under the thread sanitizer.
 #
-# With --deep also: all tests under both sanitizers, clang-tidy on the tests' own sources, the library as it is released.
+# With --deep also: the slow tests, all tests under both sanitizers, the benchmarks, clang-tidy on the tests' own sources,
+# the library as it is released.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
@@ -23,10 +24,14 @@ install_packages "${build_packages[@]}" "${test_packages[@]}"
 presets=(release asan tsan)
 # What is built and tested of each; everything where nothing is said.
 declare -A targets=() tests=()
+# Several files at a time, which takes half as long.
+options=(-D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=16)
 checked=(simulator tools) # by clang-tidy, besides the library
 if $deep; then
     checked+=(tests bench examples)
 else
+    # What is slow and seldom changes is left out.
+    tests[release]="--exclude-regex ^(LargestFile|Of/EveryAllocation|InstalledHeaders|SourceTree|CompilerSettings)\\."
     targets[asan]="tests/util/all tests/device/all tests/analysis/all tests/interface/all"
     tests[asan]="--label-regex library|threads"
     targets[tsan]="tests/util/all tests/device/all pdalink_exchange_test pdalink_hosts_test"
@@ -36,11 +41,11 @@ fi
 step "format"
 git ls-files --cached --others --exclude-standard -- '*.cpp' '*.c' '*.h' | xargs clang-format --dry-run --Werror
 
-# Several files at a time, which takes half as long.
-unity=(-D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=16)
 for preset in "${presets[@]}"; do
     step "$preset: build"
-    cmake --preset "$preset" --log-level=WARNING "${unity[@]}"
+    bench=false
+    [ "$preset" != release ] || bench=$deep
+    cmake --preset "$preset" --log-level=WARNING -D PDALINK_BENCH=$bench "${options[@]}"
     # shellcheck disable=SC2086 # words
     cmake --build --preset "$preset" --target ${targets[$preset]:-all} -- --quiet
 done
