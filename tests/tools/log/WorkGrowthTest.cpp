@@ -1,5 +1,6 @@
 #include "WorkGrowth.h"
 #include "LogLines.h"
+#include "Outcomes.h"
 
 #include "log/Entries.h"
 #include "log/ExchangeBuilder.h"

@@ -3,6 +3,7 @@
 #include "Transactions.h"
 #include "log/Time.h"
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,9 +31,14 @@ enum class Outcome {
     Unfinished, ///< the log does not show its end
 };
 
-std::string_view nameOf(Origin origin);
-std::string_view nameOf(Outcome outcome);
-const std::vector<Outcome>& allOutcomes();
+/// In the order of the outcomes.
+constexpr std::array<std::string_view, 9> kOutcomeNames{
+    "done",      "request-refused",  "terminal-refused", "no-reply", "not-sent", "transfer-refused",
+    "too-short", "internal-failure", "unfinished",
+};
+
+/// How far an exchange has come, as far as its messages tell.
+enum class Progress { Begun, Sent, Answered, Silent, NotSent, Finished };
 
 /// What was said about one thing, from its first line in the log to its last.
 struct Exchange {
@@ -64,13 +70,15 @@ struct Exchange {
 
     Time duration() const { return end > begin ? end - begin : 0; }
     bool failed() const { return outcome != Outcome::Done; }
+    std::string_view outcomeName() const { return kOutcomeNames.at(static_cast<std::size_t>(outcome)); }
+    std::string_view originName() const;
+    /// Its member, or its message's type.
+    std::string call() const;
 };
 
-/// Whether one comes before the other.
-bool isEarlier(const Exchange& left, const Exchange& right);
-
-/// Puts exchanges in the order in which they began, and fills in the gaps between them.
-void putInOrder(std::vector<Exchange>& exchanges);
+/// Puts exchanges in the order in which they began, and fills in the gaps before them. `end` is when those
+/// before them ended.
+void putInOrder(std::vector<Exchange>& exchanges, std::optional<Time>& end);
 
 /// What a message says in this tag, the first if there are several; empty when it has none.
 std::string_view tagValue(std::string_view message, std::string_view tag);
@@ -83,14 +91,6 @@ std::string_view typeOf(std::string_view message);
 
 /// The terminal's result code for success.
 constexpr std::string_view kAccepted = "000000";
-
-/// How far an exchange without a result has come.
-enum class Progress { Begun, Answered, Silent, NotSent, Finished };
-
-/// The progress of a transfer of a file, whose packets are exchanges of their own: it is answered only when
-/// the last one is, and silent once the waits of a whole fetch have been spent. That of anything else as it
-/// is.
-Progress progressOfTransfer(const Exchange& exchange, Progress progress);
 
 /// Whether the library takes the reply for one: a packet needs a number.
 bool isUsableReply(std::string_view message);

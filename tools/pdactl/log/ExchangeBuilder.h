@@ -2,11 +2,11 @@
 
 #include "log/Entries.h"
 #include "log/Exchange.h"
-#include "log/Traffic.h"
 
 #include <list>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace pdactl::log {
@@ -23,20 +23,16 @@ public:
     /// Something is missing here: what is open stays unfinished.
     void closeAll();
 
-    /// Those that have come to their end since the last time, in the order in which they began.
-    std::vector<Exchange> takeFinished();
+    /// Those that have come to their end since the last time.
+    std::vector<Exchange> takeFinished() { return std::exchange(m_finished, {}); }
 
 private:
-    enum class Stage { Begun, Sent, Replied, Silent, NotSent, Over };
-
     struct Open {
         Exchange exchange;
-        Stage stage = Stage::Begun;
+        Progress progress = Progress::Begun;
         bool isWholeRequest = false; ///< with what the library writes after one
         bool hasBegun = false;       ///< its first line has been followed by another of its own
         bool isRefused = false;      ///< by the library
-
-        Progress progress() const;
     };
     using Iterator = std::list<Open>::iterator;
 
@@ -45,19 +41,18 @@ private:
     void closeStale(const Entry& entry);
     template <typename Test>
     Open* choose(Test test);
-    void touch(Open& chosen, const Entry& entry);
+    static void touch(Open& chosen, const Entry& entry);
 
     void addRequest(const Entry& entry, std::string_view json);
     void addResponse(const Entry& entry, std::string_view json);
     void addBegin(const Entry& entry, std::string_view name);
-    void adoptAnnounced(Exchange& exchange);
-    void addPrepared(const Entry& entry, std::string_view label);
+    void addPrepared(const Entry& entry);
     void addWritten(const Entry& entry, std::string_view message, bool hasFailed);
+    Open& openWritten(const Entry& entry, std::string_view type);
     void addRead(const Entry& entry, std::string_view message);
     void addWrongMessage(const Entry& entry);
     void addOther(const Entry& entry);
-    bool addLateWarning(const Entry& entry);
-    void addEnding(const Entry& entry, Open& chosen);
+    void adoptAnnounced(Exchange& exchange);
     void endDirectCall(Open& chosen);
 
     std::list<Open> m_open;   ///< the one that was touched last is the last
@@ -67,8 +62,5 @@ private:
     Time m_announcedAt = 0;
     bool m_hasJustEnded = false; ///< a direct call, and nothing has begun since
 };
-
-/// All exchanges of these entries, in order.
-std::vector<Exchange> exchangesOf(const std::vector<Entry>& entries);
 
 } // namespace pdactl::log
