@@ -3,7 +3,6 @@
 #include "Failure.h"
 #include "LogLines.h"
 #include "log/Entries.h"
-#include "log/ExchangeBuilder.h"
 #include "log/Redaction.h"
 #include "log/Report.h"
 
@@ -63,7 +62,7 @@ inline std::string everyOutput(const std::vector<Exchange>& exchanges) {
 /// A log's entries without their secrets.
 inline std::vector<Entry> redactedEntries(const std::string& log) {
     std::vector<Entry> entries = readEntries(log);
-    redact(entries);
+    Redactor().redact(entries);
     return entries;
 }
 

@@ -80,31 +80,24 @@ std::string toHandlers(const Pieces& pieces) {
     return log.text();
 }
 
-std::string withoutTheFirst(const Pieces& pieces) {
-    return inThreeCalls({"", pieces[1], pieces[2]});
-}
-
-std::string withoutTheSecond(const Pieces& pieces) {
-    return inThreeCalls({pieces[0], "", pieces[2]});
-}
-
-/// Reports were lost, so that the rest is taken for its continuation.
-std::string withALossInside(const Pieces& pieces) {
-    return inThreeCalls({pieces[0] + pieces[2], "", ""});
-}
-
-std::string beginningWithTheSecond(const Pieces& pieces) {
-    return pieces[1] + "\n" + LogText().read(pieces[2]).text();
-}
-
 const std::vector<Logged> kWays{
     {"InOneCall", inOneCall},
     {"InThreeCalls", inThreeCalls},
     {"ToHandlers", toHandlers},
-    {"WithoutTheFirstPiece", withoutTheFirst},
-    {"WithoutTheSecondPiece", withoutTheSecond},
-    {"WithALossInside", withALossInside},
-    {"AtTheBeginningOfALog", beginningWithTheSecond},
+    {"WithoutTheFirstPiece",
+     [](const Pieces& all) {
+         return inThreeCalls({"", all[1], all[2]});
+     }},
+    {"WithoutTheSecondPiece",
+     [](const Pieces& all) {
+         return inThreeCalls({all[0], "", all[2]});
+     }},
+    // Reports were lost, so that the rest is taken for its continuation.
+    {"WithALossInside",
+     [](const Pieces& all) {
+         return inThreeCalls({all[0] + all[2], "", ""});
+     }},
+    {"AtTheBeginningOfALog", [](const Pieces& all) { return all[1] + "\n" + LogText().read(all[2]).text(); }},
 };
 
 /// What terminals say that is nobody's business.

@@ -1,4 +1,4 @@
-#include "log/ExchangeBuilder.h"
+#include "log/Exchange.h"
 
 #include "Text.h"
 #include "log/JsonScan.h"

@@ -73,15 +73,9 @@ QString line(const char* style, Time x1, Time y1, Time x2, Time y2) {
 }
 
 QString bar(Time x, Time y, Time width, Time height, const std::string& tip) {
-    return html(R"(<rect class="good" x="%1" y="%2" width="%3" height="%4"><title>%5</title></rect>)", x, y,
-                width, height, tip) +
-           "\n";
-}
-
-QString triangle(Time x, Time y, const std::string& tip) {
-    return html(R"(<path class="bad" d="M%1 %4 L%2 %4 L%3 %5 Z"><title>%6</title></path>)", x - 6, x + 6, x,
-                y + 7, y - 7, tip) +
-           "\n";
+    return html(
+        "<rect class=\"good\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\"><title>%5</title></rect>\n", x, y,
+        width, height, tip);
 }
 
 /// A row's place and its label.
@@ -108,8 +102,11 @@ struct Mark {
 
 QString draw(const Mark& mark, Time x, Time y) {
     const std::string more = mark.count > 1 ? ", and " + std::to_string(mark.count - 1) + " more" : "";
-    return bar(x, y - 5, mark.width, 10, tipOf(*mark.exchange) + more) +
-           (mark.failure != nullptr ? triangle(x, y, tipOf(*mark.failure) + more) : QString());
+    const QString all = bar(x, y - 5, mark.width, 10, tipOf(*mark.exchange) + more);
+    return mark.failure == nullptr
+               ? all
+               : all + html("<path class=\"bad\" d=\"M%1 %4 L%2 %4 L%3 %5 Z\"><title>%6</title></path>\n",
+                            x - 6, x + 6, x, y + 7, y - 7, tipOf(*mark.failure) + more);
 }
 
 /// When which transactions took place; failures stand out by form and colour.

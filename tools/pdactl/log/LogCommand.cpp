@@ -1,8 +1,6 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "Signals.h"
-#include "log/Entries.h"
-#include "log/ExchangeBuilder.h"
 #include "log/Filter.h"
 #include "log/FollowedLog.h"
 #include "log/LogFiles.h"
@@ -43,7 +41,7 @@ std::vector<std::vector<Entry>> entriesOf(const LogSet& log, bool unredacted) {
         isLog = isLog || std::any_of(stretches.back().begin(), stretches.back().end(),
                                      [](const Entry& entry) { return !entry.head.empty(); });
         if (!unredacted) {
-            redact(stretches.back());
+            Redactor().redact(stretches.back());
         }
     }
     if (isEmpty) {

@@ -225,8 +225,4 @@ bool Redactor::redactOne(Entry& entry) {
     return entry.isWhole;
 }
 
-void redact(std::vector<Entry>& entries) {
-    Redactor().redact(entries);
-}
-
 } // namespace pdactl::log

@@ -22,7 +22,4 @@ private:
     std::string m_type; ///< of the message read last; empty when its header was not there
 };
 
-/// Masks the secrets of a log's entries, all that there are.
-void redact(std::vector<Entry>& entries);
-
 } // namespace pdactl::log
