@@ -96,7 +96,9 @@ TEST(Entries, HoldTheImitationsThatAnEarlierOneHad) {
 TEST(Entries, AWrongLengthSwallowsNothing) {
     const std::string rest = "8001" + kEnvelopeMiddle + tag("Ex_EIMI", "1");
     Strings lines{"inJson4:{} inLen:99", "inJson4:{}"};
-    for (const char* length : {"999999", "000200", "000000", "000003", "000060"}) {
+    const std::size_t nextEnd = 6 + rest.size() + 1 + stamp(0).size() + std::string("MESSAGE  : next").size();
+    for (const std::string& length : {std::string("999999"), std::string("000200"), std::string("000000"),
+                                      std::string("000003"), std::string("000060"), lengthField(nextEnd)}) {
         lines.push_back("HID Read XML: " + (length + rest));
     }
     for (const std::string& line : lines) {

@@ -241,6 +241,9 @@ TEST(Exchanges, OfDirectCalls) {
          "begin GetLockList;warning one;write 7011;read 7011 000000;warning two;line x;after 1000;warning "
          "later",
          {"- GetLockList done 000000 0.000 s - one; two"}},
+        {"a late reply",
+         "begin Init;write 8002;silence;after 1000;begin GetLockList;write 7011;read 8002 000000",
+         {"600001 Init no-reply - 4.900 s - 1 timeout", "- GetLockList no-reply - 0.000 s 1.000 s"}},
         {"an unknown one", "begin Nobody", {"- ? unfinished - 0.000 s - unknown: Nobody"}},
     });
     const Exchange call = only(logOf(list + "read 7011 000000"));

@@ -54,6 +54,7 @@ TEST(Redaction, MasksValuesInJsonAndNothingElse) {
             {R"({"a":"b","pKey":"AB)", R"({"a":"b","pKey":"***)"},
             {R"({"a":"b","pKey":AB CD,"c":1})", R"({"a":"b","pKey":***)"},
             {R"({a:'b',pKey:'AB',c:'d'})", R"({a:'b',pKey:'***)"},
+            {R"({"a":"b","pKey=AB":"c"})", R"({"a":"b","pKey=***)"},
             {R"({"a":"b)", R"({"a":"b)"},
             {R"("AB","a":"b"})", "***"},
         },

@@ -28,9 +28,9 @@ bool isName(std::string_view text, std::size_t begin, std::size_t end) {
     const std::size_t sign = rest.find_first_of("\"'\\,:=<>{}[]/;&\n");
     const char next = sign != kNone ? rest[sign] : ' ';
     const bool isNext = rest.find_first_not_of(" \t\r") == sign;
-    const std::string_view before =
-        text.substr(begin - std::min<std::size_t>(begin, 2), std::min<std::size_t>(begin, 2));
-    return before == "</" || (!before.empty() && isOneOf(before.back(), "<\"'")) || isOneOf(next, "\"'\\") ||
+    const char before = begin > 0 ? text[begin - 1] : ' ';
+    const bool isClosingTag = before == '/' && begin > 1 && text[begin - 2] == '<';
+    return isOneOf(before, "<\"'") || isClosingTag || isOneOf(next, "\"'\\") ||
            (isNext && isOneOf(next, ":=>"));
 }
 
@@ -95,7 +95,10 @@ std::string redactedObject(std::string_view text, const Json& json) {
 
 std::string redactedJson(std::string_view text) {
     const Json json = readJson(text);
-    if (json.isObject) {
+    const auto holdsSecret = [](const JsonValue& value) {
+        return hiddenSecretIn(value.name, false) != kNone;
+    };
+    if (json.isObject && std::none_of(json.values.begin(), json.values.end(), holdsSecret)) {
         return redactedObject(text, json);
     }
     const std::size_t first = std::min(text.find_first_not_of(" \t\r\n"), text.size());
