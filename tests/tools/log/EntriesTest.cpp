@@ -66,14 +66,18 @@ TEST(Entries, HoldTheImitationsInsideTheirDeclaredLength) {
     const std::string length = std::to_string(text.size());
     const std::string json =
         "{\"pInfoEx\":\"\n" + kImitation + "\n inLen:3\n" + kImitation + "\",\n\"a\":\"600002\"}";
-    for (const std::string& line :
-         {"Write XML: " + text + " sendLen:" + length, "Write XML1: " + text + " sendLen:" + length,
-          "Write XML: " + text, "Write XML error:" + text + "  sendLen:-1 bufferLen:" + length,
-          "HID Read XML: " + text, "HID Read XML: " + std::string(text).append(text),
-          "Read XML:" + text + " ---Wrong Command --Delete", "600003 SendData pre: " + text,
-          "SetBleMac SendData pre: " + text,
-          "Write XML1: " + lengthField(rest.size() + 6) + rest + " sendLen:99", // in bytes
-          "inJson4:" + json + " inLen:" + std::to_string(json.size())}) {
+    const Strings lines{"Write XML: " + text + " sendLen:" + length,
+                        "Write XML1: " + text + " sendLen:" + length,
+                        "Write XML: " + text,
+                        "Write XML error:" + text + "  sendLen:-1 bufferLen:" + length,
+                        "HID Read XML: " + text,
+                        "HID Read XML: " + std::string(text).append(text),
+                        "Read XML:" + text + " ---Wrong Command --Delete",
+                        "600003 SendData pre: " + text,
+                        "SetBleMac SendData pre: " + text,
+                        "Write XML1: " + lengthField(rest.size() + 6) + rest + " sendLen:99", // in bytes
+                        "inJson4:" + json + " inLen:" + std::to_string(json.size())};
+    for (const std::string& line : lines) {
         EXPECT_EQ(textsOf(LogText().info(line).step("next").text()), (Strings{line, "next"}));
         EXPECT_EQ(textsOf(LogText().info(line).text()), Strings{line});
         EXPECT_TRUE(readEntries(LogText().info(line).text())[0].isWhole) << line;

@@ -25,8 +25,8 @@ void expectLines(const std::vector<Masking>& cases, const std::string& before, c
     for (const auto& [text, expected] : cases) {
         LogText log;
         LogText masked;
-        log.step(before + text + after);
-        masked.step(before + expected + after);
+        log.step(std::string(before).append(text).append(after));
+        masked.step(std::string(before).append(expected).append(after));
         EXPECT_EQ(redactedLog(log.text()), masked.text());
         EXPECT_EQ(redactedLog(masked.text()), masked.text());
     }
@@ -138,8 +138,8 @@ TEST(Redaction, MasksWhatAnImitationHasBrokenOff) {
     for (const Masking& broken :
          std::vector<Masking>{{"HID Read XML: " + header + "<Ex_Key>AB" + rest("CD", "EF</Ex_Key>"),
                                "HID Read XML: " + header + "<Ex_Key>***" + rest("***", "***")},
-                              {"inJson4:{\"pKey\":\"AB" + rest("CD", "EF\"} inLen:0"),
-                               "inJson4:{\"pKey\":\"***" + rest("***", "***")},
+                              {R"(inJson4:{"pKey":"AB)" + rest("CD", R"(EF"} inLen:0)"),
+                               R"(inJson4:{"pKey":"***)" + rest("***", "***")},
                               {"<Ex_Key>" + rest("CD", "EF</Ex_Key>"), "<Ex_Key>" + rest("***", "***")}}) {
         LogText log;
         LogText masked;
@@ -153,7 +153,7 @@ TEST(Redaction, MasksWhatAnImitationHasBrokenOff) {
 }
 
 TEST(Redaction, MasksWhateverALogBeginsWithInTheMiddle) {
-    for (const char* rest : {"616263646566", "d>SECRET", "CD\",\"a\":\"b\"} inLen:80", "1234} outLen:8 ret:0",
+    for (const char* rest : {"616263646566", "d>SECRET", R"(CD","a":"b"} inLen:80)", "1234} outLen:8 ret:0",
                              "5</Ex_Tid><Ex_Label>a</Ex_Label>", "SECRET\nSECRET</Ex_Key>"}) {
         LogText log;
         log.raw(std::string(rest) + "\n").step("next");
