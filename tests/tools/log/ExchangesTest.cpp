@@ -125,75 +125,77 @@ TEST(Exchanges, TellRequestReplyResultAndTime) {
     EXPECT_EQ(only(logOf("begin GetLockList;write 7011;read 9001")).received, "");
 }
 
+const std::string kKeys = "request 600013;begin GetKeyVerificationValue;write 8013;after 100;";
+const std::string kInfo = "request 600002;begin GetInfo;write 8001;after 100;";
+const std::string kTeller = "request 600017;begin PDA_GetRegisterUserData;write 8017;";
+const std::vector<Script> kRequests{
+    {"with gaps", "getInfo;after 5000;getInfo", {kDone + "-", kDone + "5.000 s"}},
+    {"refused by the terminal",
+     kKeys + "read 8013 000002;respond 600013 0 000002",
+     {"600013 GetKeyVerificationValue terminal-refused 000002 0.100 s -"}},
+    {"refused in the message only",
+     kKeys + "read 8013 000009;respond 600013 0 ",
+     {"600013 GetKeyVerificationValue terminal-refused 000009 0.100 s -"}},
+    {"silence",
+     kInfo + "silence;silence;respond 600002 2 000060",
+     {"600002 GetInfo no-reply 000060 9.900 s - 2 timeouts"}},
+    {"another message",
+     kInfo + "read 9001;wrong 9001;respond 600002 2 000060",
+     {"600002 GetInfo no-reply 000060 0.100 s - 1 wrong message; a message of another type was dropped"}},
+    {"no device",
+     "request 600002;begin GetInfo;line openHidDevice port: ;after 1000;"
+     "line hid device is not open;respond 600002 -1 ",
+     {"600002 GetInfo not-sent - 1.000 s - openHidDevice port: ; hid device is not open"}},
+    {"a device",
+     "request 600002;begin GetInfo;line openHidDevice port: /dev/hidraw0;write 8001",
+     {"600002 GetInfo unfinished - 0.000 s -"}},
+    {"a failed write",
+     "request 600002;begin GetInfo;line sendLen error. errno:5;fail 8001;respond 600002 -1 ",
+     {"600002 GetInfo not-sent - 0.000 s - 1 failed write; sendLen error. errno:5"}},
+    {"an unknown code",
+     "request 600099;line info msg:can not find transCode;refuse",
+     {"600099 ? request-refused - 0.000 s - info msg:can not find transCode"}},
+    {"a known code",
+     "request 600001;line info msg:transCode:600001 param name error;refuse",
+     {"600001 Init request-refused - 0.000 s - info msg:transCode:600001 param name error"}},
+    {"a failure inside",
+     kInfo + "warning out of memory;respond 600002 1 ",
+     {"600002 GetInfo internal-failure - 0.100 s - out of memory"}},
+    {"a teller's success",
+     kTeller + "read 8017 000000;line [get PDA register usr info]: 000000;respond 600017 1 000000",
+     {"600017 PDA_GetRegisterUserData done 000000 0.000 s -"}},
+    {"a silent teller",
+     kTeller + "silence;line Read XML: time out ;respond 600017 -1 000060",
+     {"600017 PDA_GetRegisterUserData no-reply 000060 4.900 s - 1 timeout"}},
+    {"a teller's closed device",
+     "request 600018;begin PDA_SendUserAuthenticationResult;"
+     "line hid device is not open;respond 600018 -1 ",
+     {"600018 PDA_SendUserAuthenticationResult not-sent - 0.000 s - hid device is not open"}},
+    {"a refused file",
+     "request 600015;begin ReadFileDataToPDA;write 8015;read 8015 000007;write 8015;"
+     "read 8015 000007;line data send error. already send:3 times;respond 600015 6 000007",
+     {"600015 ReadFileDataToPDA transfer-refused 000007 0.000 s - 2 messages sent; data send error. "
+      "already "
+      "send:3 times"}},
+    {"a short file",
+     "request 600015;begin ReadFileDataToPDA;line file is too short:0102;respond 600015 5 ",
+     {"600015 ReadFileDataToPDA too-short - 0.000 s - file is too short:0102"}},
+    {"unfinished", kInfo, {"600002 GetInfo unfinished - 0.000 s -"}},
+    {"unfinished before others",
+     kInfo + "after 300;getInfo;after 60000;getInfo",
+     {"600002 GetInfo unfinished - 0.000 s -", kDone + "0.400 s", kDone + "60.000 s"}},
+    {"a long wait",
+     kInfo + "after 64000;begin GetLockList;read 8001 000000;respond 600002 0 000000",
+     {"600002 GetInfo done 000000 64.100 s - interleaved with another host",
+      "- GetLockList unfinished - 0.000 s 0.000 s interleaved with another host"}},
+    {"warnings",
+     "request 600002;warning before all;begin GetInfo;warning one;write 8001;read 8001 000000;"
+     "warning two;respond 600002 0 000000;warning after all",
+     {"600002 GetInfo done 000000 0.000 s - before all; one; two"}},
+};
+
 TEST(Exchanges, OfRequests) {
-    const std::string keys = "request 600013;begin GetKeyVerificationValue;write 8013;after 100;";
-    const std::string info = "request 600002;begin GetInfo;write 8001;after 100;";
-    const std::string teller = "request 600017;begin PDA_GetRegisterUserData;write 8017;";
-    expectRows({
-        {"with gaps", "getInfo;after 5000;getInfo", {kDone + "-", kDone + "5.000 s"}},
-        {"refused by the terminal",
-         keys + "read 8013 000002;respond 600013 0 000002",
-         {"600013 GetKeyVerificationValue terminal-refused 000002 0.100 s -"}},
-        {"refused in the message only",
-         keys + "read 8013 000009;respond 600013 0 ",
-         {"600013 GetKeyVerificationValue terminal-refused 000009 0.100 s -"}},
-        {"silence",
-         info + "silence;silence;respond 600002 2 000060",
-         {"600002 GetInfo no-reply 000060 9.900 s - 2 timeouts"}},
-        {"another message",
-         info + "read 9001;wrong 9001;respond 600002 2 000060",
-         {"600002 GetInfo no-reply 000060 0.100 s - 1 wrong message; a message of another type was dropped"}},
-        {"no device",
-         "request 600002;begin GetInfo;line openHidDevice port: ;after 1000;"
-         "line hid device is not open;respond 600002 -1 ",
-         {"600002 GetInfo not-sent - 1.000 s - openHidDevice port: ; hid device is not open"}},
-        {"a device",
-         "request 600002;begin GetInfo;line openHidDevice port: /dev/hidraw0;write 8001",
-         {"600002 GetInfo unfinished - 0.000 s -"}},
-        {"a failed write",
-         "request 600002;begin GetInfo;line sendLen error. errno:5;fail 8001;respond 600002 -1 ",
-         {"600002 GetInfo not-sent - 0.000 s - 1 failed write; sendLen error. errno:5"}},
-        {"an unknown code",
-         "request 600099;line info msg:can not find transCode;refuse",
-         {"600099 ? request-refused - 0.000 s - info msg:can not find transCode"}},
-        {"a known code",
-         "request 600001;line info msg:transCode:600001 param name error;refuse",
-         {"600001 Init request-refused - 0.000 s - info msg:transCode:600001 param name error"}},
-        {"a failure inside",
-         info + "warning out of memory;respond 600002 1 ",
-         {"600002 GetInfo internal-failure - 0.100 s - out of memory"}},
-        {"a teller's success",
-         teller + "read 8017 000000;line [get PDA register usr info]: 000000;respond 600017 1 000000",
-         {"600017 PDA_GetRegisterUserData done 000000 0.000 s -"}},
-        {"a silent teller",
-         teller + "silence;line Read XML: time out ;respond 600017 -1 000060",
-         {"600017 PDA_GetRegisterUserData no-reply 000060 4.900 s - 1 timeout"}},
-        {"a teller's closed device",
-         "request 600018;begin PDA_SendUserAuthenticationResult;"
-         "line hid device is not open;respond 600018 -1 ",
-         {"600018 PDA_SendUserAuthenticationResult not-sent - 0.000 s - hid device is not open"}},
-        {"a refused file",
-         "request 600015;begin ReadFileDataToPDA;write 8015;read 8015 000007;write 8015;"
-         "read 8015 000007;line data send error. already send:3 times;respond 600015 6 000007",
-         {"600015 ReadFileDataToPDA transfer-refused 000007 0.000 s - 2 messages sent; data send error. "
-          "already "
-          "send:3 times"}},
-        {"a short file",
-         "request 600015;begin ReadFileDataToPDA;line file is too short:0102;respond 600015 5 ",
-         {"600015 ReadFileDataToPDA too-short - 0.000 s - file is too short:0102"}},
-        {"unfinished", info, {"600002 GetInfo unfinished - 0.000 s -"}},
-        {"unfinished before others",
-         info + "after 300;getInfo;after 60000;getInfo",
-         {"600002 GetInfo unfinished - 0.000 s -", kDone + "0.400 s", kDone + "60.000 s"}},
-        {"a long wait",
-         info + "after 64000;begin GetLockList;read 8001 000000;respond 600002 0 000000",
-         {"600002 GetInfo done 000000 64.100 s - interleaved with another host",
-          "- GetLockList unfinished - 0.000 s 0.000 s interleaved with another host"}},
-        {"warnings",
-         "request 600002;warning before all;begin GetInfo;warning one;write 8001;read 8001 000000;"
-         "warning two;respond 600002 0 000000;warning after all",
-         {"600002 GetInfo done 000000 0.000 s - before all; one; two"}},
-    });
+    expectRows(kRequests);
 }
 
 TEST(Exchanges, WithoutAResponseAreRefusedForWhatTheRequestLacks) {
