@@ -1,11 +1,12 @@
 #include "LogLines.h"
 #include "Outcomes.h"
 
-#include "log/Entries.h"
-#include "log/ExchangeBuilder.h"
-
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -15,308 +16,272 @@ namespace {
 
 const std::string kPda = tag("Ex_PdaSn", "00000001");
 
-/// A request as far as its message has been written.
-LogText begun(const std::string& code, const std::string& method, const std::string& type) {
-    LogText log;
-    log.request(R"({"pdaNumber":"00000001","transCode":")" + code + "\"}").step("[" + method + "] begin");
-    return log.written(message(type, kPda)).after(100);
+/// A message's tags: a result code stands for a reply with it, "2/5" for packet 2 of 5, and anything else for
+/// itself.
+std::string tagsOf(const std::string& text) {
+    const std::size_t slash = text.find('/');
+    if (text.size() == 6 && slash == std::string::npos) {
+        return tag("Ex_RetCode", text);
+    }
+    if (slash != std::string::npos && text.find('<') == std::string::npos) {
+        return tag("Ex_RetCode", "000000") + tag("Ex_TotalPkt", text.substr(slash + 1)) +
+               tag("Ex_CurPkt", text.substr(0, slash));
+    }
+    return text;
 }
 
-std::string response(const std::string& code, const std::string& resultCode) {
-    return R"({"pRetCode":")" + resultCode + R"(","transCode":")" + code + "\"}";
+void addStep(LogText& log, const std::string& step, const std::string& first, const std::string& rest) {
+    const std::map<std::string, std::function<void()>> steps{
+        {"after", [&] { log.after(std::stoi(first)); }},
+        {"getInfo", [&] { log.getInfo(); }},
+        {"request", [&] { log.request(R"({"pdaNumber":"1","transCode":")" + first + "\"}"); }},
+        {"json", [&] { log.request(first + rest); }},
+        {"begin", [&] { log.step("[" + first + "] begin"); }},
+        {"prepare", [&] { log.info(first + " SendData pre: " + message(rest, kPda)); }},
+        {"write", [&] { log.written(message(first, rest.empty() ? kPda : tagsOf(rest))); }},
+        {"fail", [&] { log.info("Write XML error:" + message(first, "") + "  sendLen:-1 bufferLen:50"); }},
+        {"read", [&] { log.read(message(first, tagsOf(rest))); }},
+        {"silence", [&] { log.after(4900).read(""); }},
+        {"wrong", [&] { log.step("Read XML:" + message(first, "") + " ---Wrong Command --Delete"); }},
+        {"respond",
+         [&] {
+             log.response(R"({"pRetCode":")" + rest.substr(rest.find(' ') + 1) + R"(","transCode":")" +
+                              first + "\"}",
+                          std::stoi(rest));
+         }},
+        {"refuse", [&] { log.response("{}", -1); }},
+        {"warning", [&] { log.warning(first + (rest.empty() ? "" : " " + rest)); }},
+        {"line", [&] { log.step(first + (rest.empty() ? "" : " " + rest)); }},
+        {"raw", [&] { log.raw(first + rest + "\n"); }},
+    };
+    const auto found = steps.find(step);
+    ASSERT_NE(found, steps.end()) << step;
+    found->second();
+}
+
+/// A log of steps that are separated by ";" or line ends.
+LogText logOf(const std::string& script) {
+    LogText log;
+    std::string plain = script;
+    std::replace(plain.begin(), plain.end(), ';', '\n');
+    std::istringstream lines(plain);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string step;
+        std::string first;
+        std::string rest;
+        words >> step >> first >> std::ws;
+        std::getline(words, rest);
+        if (!step.empty()) {
+            addStep(log, step, first, rest);
+        }
+    }
+    return log;
+}
+
+/// The table's rows without the times at which they began.
+std::vector<std::string> rowsOf(const LogText& log) {
+    std::vector<std::string> rows;
+    for (const Exchange& exchange : exchanges(log)) {
+        const std::array<std::string, kColumns> cells = cellsOf(exchange);
+        std::string row = cells[1];
+        for (std::size_t i = 2; i < kColumns; ++i) {
+            row += cells[i].empty() ? "" : " " + cells[i];
+        }
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+const std::string kDone = "600002 GetInfo done 000000 0.111 s ";
+
+struct Script {
+    std::string name;
+    std::string script;
+    std::vector<std::string> rows;
+};
+
+void expectRows(const std::vector<Script>& cases) {
+    for (const auto& [name, script, rows] : cases) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(rowsOf(logOf(script)), rows);
+    }
 }
 
 TEST(Exchanges, TellRequestReplyResultAndTime) {
     LogText log;
     log.info("Vid/Pid: 1209/0001  logpath:/opt/log/PDA.log").getInfo();
     const Exchange exchange = only(log);
+    EXPECT_EQ(rowsOf(log), std::vector<std::string>{kDone + "-"});
     EXPECT_EQ(exchange.origin, Origin::Request);
-    EXPECT_EQ(exchange.outcome, Outcome::Done);
-    EXPECT_EQ(exchange.code, "600002");
-    EXPECT_EQ(exchange.member->member, "GetInfo");
     EXPECT_EQ(exchange.type, "8001");
     EXPECT_EQ(exchange.result, 0);
-    EXPECT_EQ(exchange.resultCode, "000000");
-    EXPECT_EQ(exchange.duration(), 111);
-    EXPECT_FALSE(exchange.gap);
     EXPECT_EQ(exchange.request, R"({"transCode":"600002"})");
     EXPECT_EQ(exchange.sent, message("8001", tag("Ex_SeqNo", "0001")));
     EXPECT_EQ(tagValue(exchange.received, "Ex_EIMI"), "860123456789012");
     EXPECT_EQ(exchange.response, R"({"pRetCode":"000000","transCode":"600002"})");
     EXPECT_EQ(exchange.messagesSent, 1);
     EXPECT_EQ(exchange.messagesReceived, 1);
-    EXPECT_TRUE(exchange.notes.empty());
-    EXPECT_FALSE(exchange.isInterleaved || exchange.lacksBeginning);
+    EXPECT_EQ(only(logOf("begin GetLockList;write 7011;read 9001")).received, "");
 }
 
-TEST(Exchanges, HaveGapsBetweenThem) {
-    LogText log;
-    log.getInfo().after(5000).getInfo();
-    const std::vector<Exchange> found = exchanges(log);
-    ASSERT_EQ(found.size(), 2U);
-    EXPECT_EQ(found[1].gap, 5000);
-}
+const std::string kKeys = "request 600013;begin GetKeyVerificationValue;write 8013;after 100;";
+const std::string kInfo = "request 600002;begin GetInfo;write 8001;after 100;";
+const std::string kTeller = "request 600017;begin PDA_GetRegisterUserData;write 8017;";
+const std::vector<Script> kRequests{
+    {"with gaps", "getInfo;after 5000;getInfo", {kDone + "-", kDone + "5.000 s"}},
+    {"refused by the terminal",
+     kKeys + "read 8013 000002;respond 600013 0 000002",
+     {"600013 GetKeyVerificationValue terminal-refused 000002 0.100 s -"}},
+    {"refused in the message only",
+     kKeys + "read 8013 000009;respond 600013 0 ",
+     {"600013 GetKeyVerificationValue terminal-refused 000009 0.100 s -"}},
+    {"silence",
+     kInfo + "silence;silence;respond 600002 2 000060",
+     {"600002 GetInfo no-reply 000060 9.900 s - 2 timeouts"}},
+    {"another message",
+     kInfo + "read 9001;wrong 9001;respond 600002 2 000060",
+     {"600002 GetInfo no-reply 000060 0.100 s - 1 wrong message; a message of another type was dropped"}},
+    {"no device",
+     "request 600002;begin GetInfo;line openHidDevice port: ;after 1000;"
+     "line hid device is not open;respond 600002 -1 ",
+     {"600002 GetInfo not-sent - 1.000 s - openHidDevice port: ; hid device is not open"}},
+    {"a device",
+     "request 600002;begin GetInfo;line openHidDevice port: /dev/hidraw0;write 8001",
+     {"600002 GetInfo unfinished - 0.000 s -"}},
+    {"a failed write",
+     "request 600002;begin GetInfo;line sendLen error. errno:5;fail 8001;respond 600002 -1 ",
+     {"600002 GetInfo not-sent - 0.000 s - 1 failed write; sendLen error. errno:5"}},
+    {"an unknown code",
+     "request 600099;line info msg:can not find transCode;refuse",
+     {"600099 ? request-refused - 0.000 s - info msg:can not find transCode"}},
+    {"a known code",
+     "request 600001;line info msg:transCode:600001 param name error;refuse",
+     {"600001 Init request-refused - 0.000 s - info msg:transCode:600001 param name error"}},
+    {"a failure inside",
+     kInfo + "warning out of memory;respond 600002 1 ",
+     {"600002 GetInfo internal-failure - 0.100 s - out of memory"}},
+    {"a teller's success",
+     kTeller + "read 8017 000000;line [get PDA register usr info]: 000000;respond 600017 1 000000",
+     {"600017 PDA_GetRegisterUserData done 000000 0.000 s -"}},
+    {"a silent teller",
+     kTeller + "silence;line Read XML: time out ;respond 600017 -1 000060",
+     {"600017 PDA_GetRegisterUserData no-reply 000060 4.900 s - 1 timeout"}},
+    {"a teller's closed device",
+     "request 600018;begin PDA_SendUserAuthenticationResult;"
+     "line hid device is not open;respond 600018 -1 ",
+     {"600018 PDA_SendUserAuthenticationResult not-sent - 0.000 s - hid device is not open"}},
+    {"a refused file",
+     "request 600015;begin ReadFileDataToPDA;write 8015;read 8015 000007;write 8015;"
+     "read 8015 000007;line data send error. already send:3 times;respond 600015 6 000007",
+     {"600015 ReadFileDataToPDA transfer-refused 000007 0.000 s - 2 messages sent; data send error. "
+      "already "
+      "send:3 times"}},
+    {"a short file",
+     "request 600015;begin ReadFileDataToPDA;line file is too short:0102;respond 600015 5 ",
+     {"600015 ReadFileDataToPDA too-short - 0.000 s - file is too short:0102"}},
+    {"unfinished", kInfo, {"600002 GetInfo unfinished - 0.000 s -"}},
+    {"unfinished before others",
+     kInfo + "after 300;getInfo;after 60000;getInfo",
+     {"600002 GetInfo unfinished - 0.000 s -", kDone + "0.400 s", kDone + "60.000 s"}},
+    {"a long wait",
+     kInfo + "after 64000;begin GetLockList;read 8001 000000;respond 600002 0 000000",
+     {"600002 GetInfo done 000000 64.100 s - interleaved with another host",
+      "- GetLockList unfinished - 0.000 s 0.000 s interleaved with another host"}},
+    {"warnings",
+     "request 600002;warning before all;begin GetInfo;warning one;write 8001;read 8001 000000;"
+     "warning two;respond 600002 0 000000;warning after all",
+     {"600002 GetInfo done 000000 0.000 s - before all; one; two"}},
+};
 
-TEST(Exchanges, CanBeRefusedByTheTerminal) {
-    LogText log = begun("600013", "GetKeyVerificationValue", "8013");
-    log.read(message("8013", tag("Ex_RetCode", "000002")))
-        .type("8013")
-        .response(response("600013", "000002"), 0);
-    EXPECT_EQ(only(log).outcome, Outcome::TerminalRefused);
-    EXPECT_EQ(only(log).resultCode, "000002");
-}
-
-TEST(Exchanges, CanBeRefusedWithoutAResultCodeInTheResponse) {
-    LogText log = begun("600005", "GetScanLabelList", "8005");
-    log.read(message("8005", tag("Ex_RetCode", "000009"))).type("8005");
-    log.response(R"({"pLabelList":"","transCode":"600005"})", 0);
-    EXPECT_EQ(only(log).outcome, Outcome::TerminalRefused);
-}
-
-TEST(Exchanges, CanGetNoReply) {
-    LogText log = begun("600001", "Init", "8002");
-    log.after(4900).read("").after(4900).read("").response(response("600001", "000060"), 2);
-    const Exchange exchange = only(log);
-    EXPECT_EQ(exchange.outcome, Outcome::NoReply);
-    EXPECT_EQ(exchange.timeouts, 2);
-    EXPECT_EQ(exchange.duration(), 9900);
-}
-
-TEST(Exchanges, CanGetAMessageOfAnotherType) {
-    const std::string other = message("9001", kPda);
-    LogText log = begun("600002", "GetInfo", "8001");
-    log.read(other).type("9001").step("Read XML:" + other + " ---Wrong Command --Delete");
-    log.response(response("600002", "000060"), 2);
-    const Exchange exchange = only(log);
-    EXPECT_EQ(exchange.outcome, Outcome::NoReply);
-    EXPECT_EQ(exchange.wrongMessages, 1);
-    EXPECT_EQ(exchange.received, "");
-}
-
-TEST(Exchanges, CanFailToBeSent) {
-    LogText closed;
-    closed.request(R"({"transCode":"600002"})")
-        .step("[GetInfo] begin")
-        .info("openHidDevice port: ")
-        .after(1000);
-    closed.info("hid device is not open").response(R"({"pRetCode":"","transCode":"600002"})", -1);
-    EXPECT_EQ(only(closed).outcome, Outcome::NotSent);
-    EXPECT_EQ(only(closed).notes,
-              (std::vector<std::string>{"openHidDevice port: ", "hid device is not open"}));
-
-    LogText broken;
-    broken.request(R"({"transCode":"600002"})").step("[GetInfo] begin");
-    broken.info("sendLen error. need to reopen device errno:5 info:Input/output error");
-    broken.info("Write XML error:" + message("8001", "") + "  sendLen:-1 bufferLen:50");
-    broken.response(R"({"pRetCode":"","transCode":"600002"})", -1);
-    EXPECT_EQ(only(broken).outcome, Outcome::NotSent);
-    EXPECT_EQ(only(broken).failedWrites, 1);
-    EXPECT_EQ(only(broken).notes.size(), 1U);
-}
-
-TEST(Exchanges, CanBeRefusedByTheLibrary) {
-    for (const char* reason : {"can not find transCode", "transCode:600099 do not have function",
-                               "transCode:600001 param name error"}) {
-        LogText log;
-        log.request(R"({"transCode":"600099"})").step(std::string("info msg:") + reason).response("{}", -1);
-        EXPECT_EQ(only(log).outcome, Outcome::RequestRefused);
-        EXPECT_EQ(only(log).notes, std::vector<std::string>{std::string("info msg:") + reason});
-        EXPECT_EQ(only(log).result, -1);
-    }
-}
-
-TEST(Exchanges, RequestsWithoutAnyResponseWereRefused) {
-    LogText log;
-    log.request(R"({"transCode":"600002")").after(200).getInfo();
-    const std::vector<Exchange> found = exchanges(log);
-    ASSERT_EQ(found.size(), 2U);
-    EXPECT_EQ(found[0].outcome, Outcome::RequestRefused);
-    EXPECT_EQ(found[1].outcome, Outcome::Done);
-    EXPECT_FALSE(found[1].isInterleaved);
-    LogText hasty;
-    hasty.request(R"({"transCode":"600002")").getInfo();
-    ASSERT_EQ(exchanges(hasty).size(), 2U);
-    EXPECT_EQ(exchanges(hasty)[1].outcome, Outcome::Done);
-}
-
-TEST(Exchanges, WithoutAResponseOrAReasonAreUnfinished) {
-    for (const char* json : {R"({"transCode":"600002"})", R"({"a":[{"b":1},"]"],"transCode":"600002"} )"}) {
-        LogText log;
-        log.request(json).after(200).getInfo();
-        const std::vector<Exchange> found = exchanges(log);
-        ASSERT_EQ(found.size(), 2U);
-        EXPECT_EQ(found[0].outcome, Outcome::Unfinished) << json;
-        EXPECT_TRUE(found[0].notes.empty()) << json;
-    }
-    LogText torn;
-    torn.step(R"(inJson4:{"transCode":"6000)");
-    EXPECT_EQ(only(torn).outcome, Outcome::Unfinished);
-    EXPECT_TRUE(only(torn).notes.empty());
+TEST(Exchanges, OfRequests) {
+    expectRows(kRequests);
 }
 
 TEST(Exchanges, WithoutAResponseAreRefusedForWhatTheRequestLacks) {
     for (const char* json : {"", "7", "{}", R"({"a":"transCode"})", R"({"transCode":"600002")",
                              R"({"transCode":"600002"}})", R"({"transCode":"600002",})"}) {
+        for (const int pause : {0, 200}) {
+            LogText log;
+            log.request(json).after(pause).getInfo();
+            const std::vector<Exchange> found = exchanges(log);
+            ASSERT_EQ(found.size(), 2U);
+            EXPECT_EQ(found[0].outcome, Outcome::RequestRefused) << json;
+            EXPECT_EQ(found[0].notes.size(), 1U) << json;
+            EXPECT_EQ(found[1].outcome, Outcome::Done) << json;
+            EXPECT_TRUE(pause == 0 || !found[1].isInterleaved) << json;
+        }
+    }
+    for (const char* json : {R"({"transCode":"600002"})", R"({"a":[{"b":1},"]"],"transCode":"600002"} )"}) {
         LogText log;
         log.request(json).after(200).getInfo();
-        const std::vector<Exchange> found = exchanges(log);
-        ASSERT_EQ(found.size(), 2U);
-        EXPECT_EQ(found[0].outcome, Outcome::RequestRefused) << json;
-        EXPECT_EQ(found[0].notes.size(), 1U) << json;
+        EXPECT_EQ(rowsOf(log)[0], "600002 GetInfo unfinished - 0.000 s -") << json;
     }
+    LogText torn;
+    torn.step(R"(inJson4:{"transCode":"6000)");
+    EXPECT_EQ(rowsOf(torn), std::vector<std::string>{"- ? unfinished - 0.000 s -"});
 }
 
-TEST(Exchanges, TakeUnknownWarningsAlong) {
-    const char* first = "sending while the flag of an earlier message is up";
-    const char* second = "reply shorter than its length field says (100 of 200)";
-    LogText request;
-    request.request(R"({"transCode":"600002"})").warning("before anything else").step("[GetInfo] begin");
-    request.warning(first).written(message("8001", "")).after(200);
-    request.read(message("8001", tag("Ex_RetCode", "000000"))).warning(second).type("8001");
-    request.response(response("600002", "000000"), 0).warning("after everything");
-    EXPECT_EQ(only(request).outcome, Outcome::Done);
-    EXPECT_EQ(only(request).notes, (std::vector<std::string>{"before anything else", first, second}));
-    EXPECT_FALSE(only(request).isInterleaved);
-
-    LogText call;
-    call.step("[GetLockList] begin").warning(first).written(message("7011", "")).after(200);
-    call.read(message("7011", tag("Ex_RetCode", "000000"))).warning(second).type("7011").after(1000);
-    call.warning("much later");
-    EXPECT_EQ(only(call).outcome, Outcome::Done);
-    EXPECT_EQ(only(call).notes, (std::vector<std::string>{first, second}));
-    EXPECT_EQ(only(call).duration(), 200);
+TEST(Exchanges, OfDirectCalls) {
+    const std::string list = "begin GetLockList;write 7011;after 110;";
+    expectRows({
+        {"replied", list + "read 7011 000000", {"- GetLockList done 000000 0.110 s -"}},
+        {"silence", "begin GetLockInfo;write 7016;silence", {"- GetLockInfo no-reply - 4.900 s - 1 timeout"}},
+        {"not sent",
+         "begin ReadLockRes;line hid device is not open",
+         {"- ReadLockRes not-sent - 0.000 s - hid device is not open"}},
+        {"two waits",
+         "begin Init;write 8002;silence;after 4000;read 8002 000003",
+         {"600001 Init terminal-refused 000003 8.900 s - 1 timeout"}},
+        {"beginnings",
+         "begin SyncHandoverDotData1;begin GetRandomNumber",
+         {"- SyncHandoverDotData1 done - 0.000 s -", "- GetRandomNumber done - 0.000 s 0.000 s"}},
+        {"a login",
+         "begin GetLoginData;after 1000;line user login info;prepare SyncLoginResult 9002;write 9002",
+         {"- GetLoginData done - 1.000 s -", "- SyncLoginResult done - 0.000 s 0.000 s"}},
+        {"warnings",
+         "begin GetLockList;warning one;write 7011;read 7011 000000;warning two;line x;after 1000;warning "
+         "later",
+         {"- GetLockList done 000000 0.000 s - one; two"}},
+        {"a late reply",
+         "begin Init;write 8002;silence;after 1000;begin GetLockList;write 7011;read 8002 000000",
+         {"600001 Init no-reply - 4.900 s - 1 timeout", "- GetLockList no-reply - 0.000 s 1.000 s"}},
+        {"an unknown one", "begin Nobody", {"- ? unfinished - 0.000 s - unknown: Nobody"}},
+    });
+    const Exchange call = only(logOf(list + "read 7011 000000"));
+    EXPECT_EQ(call.origin, Origin::Direct);
+    EXPECT_FALSE(call.result);
 }
 
-TEST(Exchanges, CanFailInsideTheLibrary) {
-    LogText log = begun("600002", "GetInfo", "8001");
-    log.warning("out of memory").response(R"({"pRetCode":"","transCode":"600002"})", 1);
-    EXPECT_EQ(only(log).outcome, Outcome::InternalFailure);
-    EXPECT_EQ(only(log).notes, std::vector<std::string>{"out of memory"});
-}
-
-TEST(Exchanges, OfTellersSucceedWithOne) {
-    LogText answered = begun("600017", "PDA_GetRegisterUserData", "8017");
-    answered.read(message("8017", tag("Ex_RetCode", "000000"))).type("8017");
-    answered.step("[get PDA register usr info]: 000000").response(response("600017", "000000"), 1);
-    EXPECT_EQ(only(answered).outcome, Outcome::Done);
-
-    LogText silent = begun("600017", "PDA_GetRegisterUserData", "8017");
-    silent.after(4900).read("").step("Read XML: time out ").response(response("600017", "000060"), -1);
-    EXPECT_EQ(only(silent).outcome, Outcome::NoReply);
-
-    LogText notSent;
-    notSent.request(R"({"transCode":"600018"})").step("[PDA_SendUserAuthenticationResult] begin");
-    notSent.info("hid device is not open").response(response("600018", ""), -1);
-    EXPECT_EQ(only(notSent).outcome, Outcome::NotSent);
-}
-
-TEST(Exchanges, OfFilesHaveManyMessages) {
-    LogText log = begun("600015", "ReadFileDataToPDA", "8015");
-    for (int packet = 0; packet < 3; ++packet) {
-        log.read(message("8015", tag("Ex_RetCode", "000007"))).type("8015");
-        log.written(message("8015", kPda)).after(100);
-    }
-    log.step("data send error. already send:3 times").response(response("600015", "000007"), 6);
-    const Exchange exchange = only(log);
-    EXPECT_EQ(exchange.outcome, Outcome::TransferRefused);
-    EXPECT_EQ(exchange.messagesSent, 4);
-    EXPECT_EQ(exchange.messagesReceived, 3);
-
-    LogText tooShort;
-    tooShort.request(R"({"transCode":"600015"})")
-        .step("[ReadFileDataToPDA] begin")
-        .step("file is too short:0102");
-    EXPECT_EQ(only(tooShort.response(response("600015", ""), 5)).outcome, Outcome::TooShort);
-}
-
-TEST(Exchanges, CanBeDirectCalls) {
-    LogText log;
-    log.step("[GetLockList] begin").written(message("7011", "")).after(110);
-    log.read(message("7011", tag("Ex_RetCode", "000000"))).type("7011").after(1000);
-    log.step("[GetLockInfo] begin").written(message("7016", "")).after(4900).read("").after(1000);
-    log.step("[ReadLockRes] begin").info("hid device is not open").after(1000);
-    log.step("[Init] begin").written(message("8002", kPda)).after(4900).read("").after(4000);
-    log.read(message("8002", tag("Ex_RetCode", "000003"))).type("8002").after(1000);
-    log.step("[SyncHandoverDotData1] begin").step("[GetRandomNumber] begin");
-    log.step("[GetLoginData] begin").after(1000).step("user login info");
-    log.info("SyncLoginResult SendData pre: " + message("9002", kPda)).written(message("9002", kPda));
-    const std::vector<Exchange> found = exchanges(log);
-    const std::vector<std::pair<std::string, Outcome>> expected{
-        {"GetLockList", Outcome::Done},          {"GetLockInfo", Outcome::NoReply},
-        {"ReadLockRes", Outcome::NotSent},       {"Init", Outcome::TerminalRefused},
-        {"SyncHandoverDotData1", Outcome::Done}, {"GetRandomNumber", Outcome::Done},
-        {"GetLoginData", Outcome::Done},         {"SyncLoginResult", Outcome::Done},
+TEST(Exchanges, OfTheTerminal) {
+    const std::vector<Script> cases{
+        {"9001",
+         "silence;read 9001 <Ex_Label>B1</Ex_Label>;after 20;begin ReceiveScanResult;write 9001 000000",
+         {"- ReceiveScanResult done - 0.020 s -"}},
+        {"9003",
+         "read 9003;begin ReceiveRandomNumber;line Read XML:-;write 9001 000000",
+         {"- ReceiveRandomNumber done - 0.000 s -"}},
+        {"9002", "read 9002;begin ReceiveLoginData;line Read XML:-", {"- ReceiveLoginData done - 0.000 s -"}},
+        {"9004", "read 9004;after 30;write 9004 000000", {"- ReceiveInventoryData done - 0.030 s -"}},
+        {"9005",
+         "read 9005;begin ReceiveHandoverDotData;line hid device is not open",
+         {"- ReceiveHandoverDotData not-sent - 0.000 s - hid device is not open"}},
     };
-    ASSERT_EQ(found.size(), expected.size());
-    for (std::size_t i = 0; i < found.size(); ++i) {
-        EXPECT_EQ(found[i].member->member, expected[i].first);
-        EXPECT_EQ(found[i].outcome, expected[i].second) << expected[i].first;
-        EXPECT_EQ(found[i].origin, Origin::Direct) << expected[i].first;
-        EXPECT_FALSE(found[i].result) << expected[i].first;
-        EXPECT_FALSE(found[i].isInterleaved) << expected[i].first;
+    expectRows(cases);
+    for (const auto& [type, script, rows] : cases) {
+        const Exchange exchange = only(logOf(script));
+        EXPECT_EQ(exchange.origin, Origin::Terminal) << type;
+        EXPECT_EQ(exchange.type, type);
+        EXPECT_NE(exchange.received, "") << type;
     }
-    EXPECT_EQ(found[0].duration(), 110);
-    EXPECT_EQ(found[6].duration(), 1000);
-}
-
-TEST(Exchanges, CanBeginAtTheTerminal) {
-    LogText log;
-    log.read("").read(message("9001", kPda + tag("Ex_Label", "B1"))).after(20);
-    log.step("[ReceiveScanResult] begin").written(message("9001", tag("Ex_RetCode", "000000"))).after(1000);
-    log.read(message("9003", kPda)).step("[ReceiveRandomNumber] begin").step("Read XML:-");
-    log.written(message("9001", tag("Ex_RetCode", "000000"))).after(1000);
-    log.read(message("9002", kPda)).step("[ReceiveLoginData] begin").step("Read XML:-").after(1000);
-    log.read(message("9004", kPda))
-        .after(30)
-        .written(message("9004", tag("Ex_RetCode", "000000")))
-        .after(1000);
-    log.read(message("9005", kPda)).step("[ReceiveHandoverDotData] begin").info("hid device is not open");
-    const std::vector<Exchange> found = exchanges(log);
-    ASSERT_EQ(found.size(), 5U);
-    const std::vector<std::string> types{"9001", "9003", "9002", "9004", "9005"};
-    for (std::size_t i = 0; i < found.size(); ++i) {
-        EXPECT_EQ(found[i].origin, Origin::Terminal) << i;
-        EXPECT_EQ(found[i].type, types[i]);
-        EXPECT_EQ(found[i].outcome, i == 4 ? Outcome::NotSent : Outcome::Done) << i;
-        EXPECT_NE(found[i].received, "") << i;
-        EXPECT_FALSE(found[i].lacksBeginning) << i;
-    }
-    EXPECT_EQ(found[0].duration(), 20);
-    EXPECT_EQ(found[3].member->member, "ReceiveInventoryData");
-    EXPECT_EQ(found[3].duration(), 30);
-}
-
-TEST(Exchanges, MayBeUnfinished) {
-    EXPECT_EQ(only(begun("600002", "GetInfo", "8001")).outcome, Outcome::Unfinished);
-    LogText crashed = begun("600002", "GetInfo", "8001");
-    crashed.after(300).getInfo().after(60000).getInfo();
-    const std::vector<Exchange> found = exchanges(crashed);
-    ASSERT_EQ(found.size(), 3U);
-    EXPECT_EQ(found[0].outcome, Outcome::Unfinished);
-    EXPECT_EQ(found[1].outcome, Outcome::Done);
-    EXPECT_EQ(found[2].outcome, Outcome::Done);
-    EXPECT_FALSE(found[1].isInterleaved || found[2].isInterleaved);
-}
-
-/// With a library that waits for whole replies.
-TEST(Exchanges, MayWaitLongForTheRestOfAReply) {
-    LogText log = begun("600002", "GetInfo", "8001");
-    log.after(64000).step("[GetLockList] begin");
-    log.read(message("8001", tag("Ex_RetCode", "000000")))
-        .type("8001")
-        .response(response("600002", "000000"), 0);
-    ASSERT_EQ(exchanges(log).size(), 2U);
-    EXPECT_EQ(exchanges(log)[0].outcome, Outcome::Done);
-    EXPECT_EQ(exchanges(log)[0].duration(), 64100);
 }
 
 TEST(Exchanges, MayLackTheirBeginning) {
     LogText whole;
     whole.getInfo();
     for (const char* first : {"600002 SendData pre: ", "Write XML: ", "outJson:"}) {
-        const std::size_t position = whole.text().find(first) - stamp(0).size() - 11;
         LogText rest;
-        rest.raw(whole.text().substr(position));
+        rest.raw(whole.text().substr(whole.text().find(first) - stamp(0).size() - 11));
         const Exchange exchange = only(rest);
         EXPECT_TRUE(exchange.lacksBeginning) << first;
         EXPECT_EQ(exchange.code, "600002") << first;
@@ -325,68 +290,88 @@ TEST(Exchanges, MayLackTheirBeginning) {
     }
 }
 
-TEST(Exchanges, OfTwoHostsAreToldApart) {
-    LogText log;
-    log.request(R"({"transCode":"600002"})").request(R"({"transCode":"600013"})");
-    log.step("[GetInfo] begin").step("[GetKeyVerificationValue] begin");
-    log.written(message("8013", kPda)).written(message("8001", "")).after(100);
-    log.read(message("8001", tag("Ex_RetCode", "000000"))).read(message("8013", tag("Ex_RetCode", "000004")));
-    log.response(response("600002", "000000"), 0).after(50).response(response("600013", "000004"), 0);
-    const std::vector<Exchange> found = exchanges(log);
-    ASSERT_EQ(found.size(), 2U);
-    EXPECT_EQ(found[0].code, "600002");
-    EXPECT_EQ(found[0].resultCode, "000000");
-    EXPECT_EQ(found[0].duration(), 100);
-    EXPECT_EQ(found[1].code, "600013");
-    EXPECT_EQ(found[1].outcome, Outcome::TerminalRefused);
-    EXPECT_EQ(found[1].duration(), 150);
-    EXPECT_TRUE(found[0].isInterleaved && found[1].isInterleaved);
+TEST(Exchanges, OfTwoHosts) {
+    const std::string interleaved = " interleaved with another host";
+    expectRows({
+        {"with different requests",
+         "request 600002;request 600013;begin GetInfo;begin GetKeyVerificationValue;write 8013;write "
+         "8001;after 100;"
+         "read 8001 000000;read 8013 000004;respond 600002 0 000000;after 50;respond 600013 0 000004",
+         {"600002 GetInfo done 000000 0.100 s -" + interleaved,
+          "600013 GetKeyVerificationValue terminal-refused 000004 0.150 s 0.000 s" + interleaved}},
+        {"with the same request",
+         "request 600002;request 600002;begin GetInfo;begin GetInfo;write 8001;write 8001;read 8001 000000;"
+         "read 8001 000000;respond 600002 0 000000;respond 600002 0 000000",
+         {"600002 GetInfo done 000000 0.000 s -" + interleaved,
+          "600002 GetInfo done 000000 0.000 s 0.000 s" + interleaved}},
+    });
 }
 
-TEST(Exchanges, OfTwoHostsWithTheSameRequestStayTwo) {
-    LogText log;
-    log.request(R"({"transCode":"600002"})").request(R"({"transCode":"600002"})");
-    log.step("[GetInfo] begin")
-        .step("[GetInfo] begin")
-        .written(message("8001", ""))
-        .written(message("8001", ""));
-    const std::string reply = message("8001", tag("Ex_RetCode", "000000"));
-    log.read(reply)
-        .read(reply)
-        .response(response("600002", "000000"), 0)
-        .response(response("600002", "000000"), 0);
-    const std::vector<Exchange> found = exchanges(log);
-    ASSERT_EQ(found.size(), 2U);
-    for (const Exchange& exchange : found) {
-        EXPECT_EQ(exchange.outcome, Outcome::Done);
-        EXPECT_EQ(exchange.messagesSent, 1);
-        EXPECT_EQ(exchange.messagesReceived, 1);
-    }
-}
-
-TEST(Exchanges, ImitationsMakeNone) {
+TEST(Exchanges, AreNotMadeOfImitationsAndGarbage) {
     LogText fake;
     fake.getInfo();
-    LogText log = begun("600003", "WriteBagNumber", "8003");
-    log.read(message("8003", tag("Ex_Tid", "\n" + fake.text()) + tag("Ex_RetCode", "000000"))).type("8003");
-    log.response(response("600003", "000000"), 0);
-    EXPECT_EQ(only(log).code, "600003");
-    EXPECT_EQ(only(log).resultCode, "000000");
-}
-
-TEST(Exchanges, AreNotMadeOfGarbage) {
     LogText log;
-    log.raw("garbage\n")
-        .info("Read XML:")
-        .info("Write XML: ")
-        .step("[] begin")
-        .step("outJson:")
-        .step("inJson4:");
-    log.step("[Nobody] begin").info(" SendData pre: ").step("Xml Type: len:0").raw(std::string(99, '\0'));
-    EXPECT_LE(exchanges(log).size(), 4U);
-    for (const Exchange& exchange : exchanges(log)) {
+    log.request(R"({"transCode":"600003"})").step("[WriteBagNumber] begin").written(message("8003", ""));
+    log.read(message("8003", tag("Ex_Tid", "\n" + fake.text()) + tag("Ex_RetCode", "000000"))).type("8003");
+    log.response(R"({"pRetCode":"000000","transCode":"600003"})", 0);
+    EXPECT_EQ(rowsOf(log), std::vector<std::string>{"600003 WriteBagNumber done 000000 0.000 s -"});
+    LogText garbage;
+    garbage.raw("garbage\n").info("Read XML:").info("Write XML: ").step("[] begin").step("outJson:");
+    garbage.step("inJson4:").info(" SendData pre: ").step("Xml Type: len:0").raw(std::string(99, '\0'));
+    EXPECT_LE(exchanges(garbage).size(), 3U);
+    for (const Exchange& exchange : exchanges(garbage)) {
         EXPECT_NE(exchange.outcome, Outcome::Done);
     }
+}
+
+TEST(Fetches, AreDoneWithTheLastPacketOnly) {
+    const std::string fetch = "begin ReceiveDataSaveToFile;write 8016;after 100;";
+    const std::string again = "write 8016;after 100;";
+    std::string damaged = fetch;
+    std::string repeated = fetch;
+    for (int i = 0; i < 100; ++i) {
+        damaged += "read 8016 0/1;line pda return crc error:ffff;" + again;
+        repeated += "read 8016 0/2;" + again;
+    }
+    const std::string given = "warning file transfer given up: ";
+    const auto outcome = [](const std::string& script) {
+        return std::string(exchanges(logOf(script)).front().outcomeName());
+    };
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {fetch + "read 8016 0/2", "unfinished"},
+        {fetch + "read 8016 0/2;" + again, "unfinished"},
+        {fetch + "read 8016 0/2;" + again + "read 8016 1/2", "done"},
+        {fetch + "read 8016 000005", "terminal-refused"},
+        {damaged + "read 8016 0/1;line pda return crc error:ffff", "no-reply"},
+        {damaged + given + "the terminal brings no new packet;after 1000", "no-reply"},
+        {repeated + "read 8016 0/2;" + given + "the terminal brings no new packet", "no-reply"},
+        {fetch + "silence;silence;silence;" + again + again + "getInfo", "no-reply"},
+        {fetch + "silence;read 8016 0/2;" + again + "silence", "no-reply"},
+        {fetch + "silence;read 8016 0/2;" + again + "silence;silence;" + again + again, "no-reply"},
+        {fetch + "read 8016 -1/2;read 8016 200000/2;read 8016 -7/2", "no-reply"},
+        {fetch + "read 8016 0/2;" + given + "more data than a file can have", "internal-failure"},
+    };
+    for (const auto& [script, expected] : cases) {
+        EXPECT_EQ(outcome(script), expected) << script.substr(0, 300);
+    }
+    EXPECT_EQ(exchanges(logOf(cases[7].first)).front().timeouts, 3);
+}
+
+TEST(SentFiles, TellTheirOutcomeWhenTheHostCallsDirectly) {
+    const std::string first = "begin ReadFileDataToPDA;write 8015 0/2;read 8015 000000;";
+    expectRows({
+        {"half", first, {"600015 ReadFileDataToPDA unfinished 000000 0.000 s -"}},
+        {"whole",
+         first + "write 8015;read 8015 000000",
+         {"600015 ReadFileDataToPDA done 000000 0.000 s - 2 messages sent"}},
+        {"refused",
+         "begin ReadFileDataToPDA;write 8015 0/2;read 8015 000007;line data send error. already send:3 times",
+         {"600015 ReadFileDataToPDA transfer-refused 000007 0.000 s - data send error. already send:3 "
+          "times"}},
+        {"too short",
+         "begin ReadFileDataToPDA;line file is too short:01",
+         {"600015 ReadFileDataToPDA too-short - 0.000 s - file is too short:01"}},
+    });
 }
 
 } // namespace

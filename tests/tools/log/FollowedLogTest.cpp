@@ -15,104 +15,67 @@ namespace pdactl::log::test {
 
 namespace {
 
-/// Everything that is there by now.
-std::string all(FollowedLog& followed, bool& hasGap) {
-    std::string text;
-    for (Growth growth = followed.grow(); !growth.bytes.empty() || growth.hasGap; growth = followed.grow()) {
-        text += growth.bytes;
-        hasGap = hasGap || growth.hasGap;
-    }
-    return text;
-}
-
-std::string all(FollowedLog& followed) {
-    bool hasGap = false;
-    std::string text = all(followed, hasGap);
-    for (std::string more = all(followed, hasGap); !more.empty(); more = all(followed, hasGap)) {
-        text += more;
-    }
-    EXPECT_FALSE(hasGap);
-    return text;
-}
-
-/// Looks until nothing has come for some looks: stepping on to the next file brings no bytes itself.
+/// What comes in some looks: stepping on to the next file brings no bytes itself. A gap is a "|".
 std::string settled(FollowedLog& followed) {
     std::string text;
-    constexpr int kLooks = 10;
+    constexpr int kLooks = 20;
     for (int i = 0; i < kLooks; ++i) {
-        text += all(followed);
+        const Growth growth = followed.grow();
+        text += (growth.hasGap ? "|" : "") + growth.bytes;
     }
     return text;
 }
 
-TEST(FollowedLog, BeginsWithTheOldestCopy) {
+/// Rotates this often and writes a number each time.
+void rotate(const RotatedLog& log, int times) {
+    for (int rotation = 1; rotation <= times; ++rotation) {
+        log.rotate();
+        log.append(std::to_string(rotation));
+    }
+}
+
+TEST(FollowedLog, BeginsWithTheOldestCopyOrAtTheEnd) {
     const RotatedLog log("oldest");
-    log.append("1");
-    log.rotate();
-    log.append("2");
-    log.rotate();
-    log.append("3");
+    FollowedLog early(log.base());
+    EXPECT_EQ(settled(early), "") << "there is none yet";
+    log.append("0");
+    EXPECT_EQ(settled(early), "0");
+    rotate(log, 2);
     FollowedLog followed(log.base());
-    EXPECT_EQ(settled(followed), "123");
-    EXPECT_EQ(settled(followed), "");
-}
-
-TEST(FollowedLog, WaitsForALogThatIsNotThereYet) {
-    const RotatedLog log("later");
-    FollowedLog followed(log.base());
-    EXPECT_EQ(settled(followed), "");
-    log.append("1");
-    EXPECT_EQ(settled(followed), "1");
-}
-
-TEST(FollowedLog, LosesNothingOverRotations) {
-    const RotatedLog log("rotations");
-    log.append("1");
-    FollowedLog followed(log.base());
-    EXPECT_EQ(settled(followed), "1");
-    log.append("2");
-    log.rotate();
-    EXPECT_EQ(settled(followed), "2");
+    FollowedLog fromEnd(log.base(), FollowedLog::From::End);
+    EXPECT_EQ(settled(followed), "012");
     log.append("3");
     EXPECT_EQ(settled(followed), "3");
-    log.append("4");
-    for (int rotation = 0; rotation < 5; ++rotation) {
-        log.rotate();
-        log.append(std::to_string(rotation + 5));
-    }
-    EXPECT_EQ(settled(followed), "456789");
+    EXPECT_EQ(settled(fromEnd), "3");
+}
+
+TEST(FollowedLog, LosesNothingOverFiveRotations) {
+    const RotatedLog log("rotations");
+    log.append("a");
+    FollowedLog followed(log.base());
+    EXPECT_EQ(settled(followed), "a");
+    log.append("b");
+    log.rotate();
+    EXPECT_EQ(settled(followed), "b");
+    log.append("c");
+    EXPECT_EQ(settled(followed), "c");
+    log.append("d");
+    rotate(log, 5);
+    EXPECT_EQ(settled(followed), "d12345");
 }
 
 TEST(FollowedLog, TellsWhenSomethingIsLost) {
     const RotatedLog log("lost");
-    log.append("1");
-    FollowedLog followed(log.base());
-    EXPECT_EQ(settled(followed), "1");
-    for (int rotation = 0; rotation < 7; ++rotation) {
-        log.rotate();
-        log.append(std::to_string(rotation));
-    }
-    bool hasGap = false;
-    std::string text;
-    for (int i = 0; i < 10; ++i) {
-        text += all(followed, hasGap);
-    }
-    EXPECT_TRUE(hasGap);
-    EXPECT_EQ(text, "123456");
-}
-
-TEST(FollowedLog, BeginsAgainWhenTheLogIsEmptied) {
-    const RotatedLog log("emptied");
     log.append("long text");
     FollowedLog followed(log.base());
     EXPECT_EQ(settled(followed), "long text");
+    rotate(log, 7);
+    EXPECT_EQ(settled(followed), "|234567");
+    log.append("more text");
+    EXPECT_EQ(settled(followed), "more text");
     std::filesystem::resize_file(log.base(), 0);
     log.append("new");
-    bool hasGap = false;
-    std::string text = all(followed, hasGap);
-    text += all(followed, hasGap);
-    EXPECT_TRUE(hasGap);
-    EXPECT_EQ(text, "new");
+    EXPECT_EQ(settled(followed), "|new");
 }
 
 TEST(FollowedLog, KeepsUpWithAWriterThatRotates) {

@@ -105,22 +105,18 @@ TEST(LogCommand, RefusesAFileThatIsNotALogWithoutWritingAnything) {
 
 TEST(LogCommand, Filters) {
     const RotatedLog log = threeExchanges("filters");
-    const auto kept = [&](std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), {log.base(), "--json"});
-        std::string codes;
-        for (const std::string& code : codesIn(pdactlLog(arguments).output)) {
-            codes += code + " ";
-        }
-        return codes;
+    using Strings = std::vector<std::string>;
+    const std::vector<std::pair<Strings, Strings>> cases{
+        {{"--code", "GetInfo", "--code", "8004"}, {"600002", "600004"}},
+        {{"--result", "done", "--result=-1"}, {"600002"}},
+        {{"--failed", "--until", "2026-01-02T03:04:12"}, {"600013"}},
+        {{"--since", "2026-01-02 03:04:12"}, {"600004"}},
     };
-    EXPECT_EQ(kept({"--code", "600013"}), "600013 ");
-    EXPECT_EQ(kept({"--code", "GetInfo", "--code", "8004"}), "600002 600004 ");
-    EXPECT_EQ(kept({"--result", "done"}), "600002 ");
-    EXPECT_EQ(kept({"--result=-1"}), "");
-    EXPECT_EQ(kept({"--failed"}), "600013 600004 ");
-    EXPECT_EQ(kept({"--failed", "--until", "2026-01-02T03:04:12"}), "600013 ");
-    EXPECT_EQ(kept({"--since", "2026-01-02 03:04:12"}), "600004 ");
-    EXPECT_EQ(kept({"--since", "2026-01-03"}), "");
+    for (const auto& [options, expected] : cases) {
+        Strings arguments{log.base(), "--json"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        EXPECT_EQ(codesIn(pdactlLog(arguments).output), expected) << options[0];
+    }
 }
 
 TEST(LogCommand, RefusesBadUsageAndSaysWhatToDo) {

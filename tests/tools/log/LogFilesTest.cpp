@@ -41,48 +41,31 @@ RotatedLog fourFiles(const std::string& name) {
     return log;
 }
 
-TEST(LogFiles, ALogStandsForItsCopies) {
-    const RotatedLog log = fourFiles("copies");
-    for (const std::string& name : {log.base(), log.directory(), log.directory() + "/"}) {
-        const std::vector<LogSet> logs = findLogs({name});
-        ASSERT_EQ(logs.size(), 1U);
-        EXPECT_EQ(contents(logs[0]), "3210") << name;
-        EXPECT_TRUE(logs[0].gaps.empty());
+/// The contents of the logs that are found, one after the other.
+std::string found(const std::vector<std::string>& names) {
+    std::string all;
+    for (const LogSet& log : findLogs(names)) {
+        all += (all.empty() ? "" : ", ") + contents(log);
     }
+    return all;
 }
 
-TEST(LogFiles, CopiesAreSortedAndReadOnce) {
-    const RotatedLog log = fourFiles("sorted");
-    const auto all = [&](const std::vector<std::string>& names) {
-        const std::vector<LogSet> logs = findLogs(names);
-        return logs.size() == 1 ? contents(logs[0]) : "several logs";
-    };
-    EXPECT_EQ(all({log.copy(1), log.copy(3), log.copy(2)}), "321");
-    EXPECT_EQ(all({log.base(), log.copy(1), log.copy(2), log.copy(3), log.base()}), "3210");
-    EXPECT_EQ(all({log.copy(2)}), "2");
-}
-
-TEST(LogFiles, MissingCopiesAreGaps) {
-    const RotatedLog log = fourFiles("gaps");
-    std::filesystem::remove(log.copy(2));
-    const std::vector<LogSet> logs = findLogs({log.base()});
-    EXPECT_EQ(contents(logs[0]), "3|10");
-    ASSERT_EQ(logs[0].gaps.size(), 1U);
-    EXPECT_EQ(logs[0].gaps[0], log.copy(2) + " is missing: what it held is not shown");
-}
-
-TEST(LogFiles, ADirectoryMayHoldSeveralLogs) {
-    const RotatedLog log = fourFiles("several");
+TEST(LogFiles, AreFoundByTheNamesOfLogsCopiesAndFolders) {
+    const RotatedLog log = fourFiles("found");
+    EXPECT_EQ(found({log.base()}), "3210");
+    EXPECT_EQ(found({log.directory()}), "3210");
+    EXPECT_EQ(found({log.directory() + "/"}), "3210");
+    EXPECT_EQ(found({log.copy(1), log.copy(3), log.copy(2)}), "321");
+    EXPECT_EQ(found({log.base(), log.copy(1), log.copy(2), log.copy(3), log.base()}), "3210");
+    EXPECT_EQ(found({log.copy(2)}), "2");
     writeFile(log.directory() + "/PDA_T2.log", "T");
-    const std::vector<LogSet> logs = findLogs({log.directory()});
-    ASSERT_EQ(logs.size(), 2U);
-    EXPECT_EQ(contents(logs[1]), "T");
-}
-
-TEST(LogFiles, MayLackTheLogItself) {
-    const RotatedLog log = fourFiles("headless");
+    EXPECT_EQ(found({log.directory()}), "3210, T");
     std::filesystem::remove(log.base());
-    EXPECT_EQ(contents(findLogs({log.base()})[0]), "321");
+    EXPECT_EQ(found({log.base()}), "321");
+    std::filesystem::remove(log.copy(2));
+    EXPECT_EQ(found({log.base()}), "3|1");
+    EXPECT_EQ(findLogs({log.base()})[0].gaps,
+              std::vector<std::string>{log.copy(2) + " is missing: what it held is not shown"});
 }
 
 TEST(LogFiles, NamesThatAreNothingSayWhatToDo) {

@@ -3,15 +3,13 @@
 #include "Failure.h"
 #include "LogLines.h"
 #include "log/Entries.h"
-#include "log/ExchangeBuilder.h"
 #include "log/Redaction.h"
 #include "log/Report.h"
-
-#include <QJsonDocument>
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +22,18 @@ inline std::string bytesOf(const std::vector<Entry>& entries) {
         bytes += entry.head + entry.text + entry.lineEnd;
     }
     return bytes;
+}
+
+inline std::vector<Exchange> exchangesOf(const std::vector<Entry>& entries) {
+    ExchangeBuilder builder;
+    for (const Entry& entry : entries) {
+        builder.add(entry);
+    }
+    builder.closeAll();
+    std::vector<Exchange> exchanges = builder.takeFinished();
+    std::optional<Time> end;
+    putInOrder(exchanges, end);
+    return exchanges;
 }
 
 /// What a log tells.
@@ -42,7 +52,7 @@ inline Exchange only(const LogText& log) {
 inline std::string everyOutput(const std::vector<Exchange>& exchanges) {
     Report report;
     report.exchanges = exchanges;
-    std::string text = htmlPage(report) + QJsonDocument(jsonOf(report)).toJson().toStdString();
+    std::string text = htmlPage(report) + jsonOf(report);
     for (const Exchange& exchange : exchanges) {
         text += tableRow(exchange, true);
     }
@@ -52,8 +62,13 @@ inline std::string everyOutput(const std::vector<Exchange>& exchanges) {
 /// A log's entries without their secrets.
 inline std::vector<Entry> redactedEntries(const std::string& log) {
     std::vector<Entry> entries = readEntries(log);
-    redact(entries);
+    Redactor().redact(entries);
     return entries;
+}
+
+/// A log's bytes without its secrets.
+inline std::string redactedLog(const std::string& log) {
+    return bytesOf(redactedEntries(log));
 }
 
 /// What an action fails with, which has to go with this exit code; "none" when it does not fail.

@@ -95,6 +95,8 @@ Texts jsonTexts(const std::string& name) {
         texts.emplace_back("member " + form, filled(pattern, name));
     }
     texts.emplace_back("member with an escaped name", filled(R"({"%":"$"})", escapedFirst(name)));
+    texts.emplace_back("member with an escaped name in a string",
+                       filled(R"({"a":"{\"\%\":\"$\"}"})", escapedFirst(name)));
     return texts;
 }
 

@@ -1,8 +1,8 @@
 #include "WorkGrowth.h"
 #include "LogLines.h"
+#include "Outcomes.h"
 
 #include "log/Entries.h"
-#include "log/ExchangeBuilder.h"
 #include "log/Redaction.h"
 
 #include <gtest/gtest.h>
@@ -53,7 +53,7 @@ TEST(RedactionWork, GrowsLinearlyWithTheLengthOfALine) {
     for (const auto& [beginning, part] : texts) {
         const auto redactText = [&, &beginning = beginning, &part = part](std::size_t count) {
             std::vector<Entry> entries{{stamp(0), beginning + repeated(part, count), "\n", 0, Level::Info}};
-            redact(entries);
+            Redactor().redact(entries);
         };
         EXPECT_LT(growthOf(redactText, 1500), MaxLinearGrowth) << beginning << part;
     }
@@ -63,7 +63,7 @@ TEST(RedactionWork, GrowsLinearlyWithTheNumberOfLines) {
     for (const std::string line : {"HID Read XML: <Ex_Key>AB", "inJson4:{", "AB</Ex_Key>", "<Ex_Key>AB"}) {
         const auto redactLines = [&](std::size_t count) {
             std::vector<Entry> entries(count, {stamp(0), line, "\n", 0, Level::Info});
-            redact(entries);
+            Redactor().redact(entries);
         };
         EXPECT_LT(growthOf(redactLines, 500), MaxLinearGrowth) << line;
     }

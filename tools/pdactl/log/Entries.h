@@ -17,9 +17,8 @@ struct Entry {
     std::string lineEnd;
     Time time = 0;
     Level level = Level::Info;
+    bool isWhole = false; ///< what it carries is as long as it says
 };
-
-class DeclaredEnds;
 
 /// Takes the bytes of a log apart, as they come.
 ///
@@ -31,16 +30,14 @@ public:
     /// The entries that are complete with these bytes.
     std::vector<Entry> feed(std::string_view bytes);
 
-    /// The rest, complete or not. What comes after it begins a new entry.
-    std::vector<Entry> finish();
+    /// The rest, complete or not, up to these last bytes. What comes after it begins a new entry.
+    std::vector<Entry> finish(std::string_view bytes = {});
 
     /// Whether bytes are waiting, and the last of them ends a line.
     bool isAtLineEnd() const { return !m_pending.empty() && m_pending.back() == '\n'; }
 
 private:
     std::vector<Entry> take(bool isEnd);
-    std::size_t endOf(std::size_t begin, DeclaredEnds& declaredEnds, bool isEnd);
-    std::size_t nextHead(std::size_t begin) const;
     bool isImitation(std::string_view line) const;
     void rememberImitations(std::string_view text);
 

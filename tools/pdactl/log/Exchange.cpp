@@ -3,7 +3,6 @@
 #include "log/JsonScan.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <tuple>
 
@@ -11,28 +10,54 @@ namespace pdactl::log {
 
 namespace {
 
-// In the order of the outcomes.
-constexpr std::array<std::string_view, 9> kOutcomeNames{
-    "done",      "request-refused",  "terminal-refused", "no-reply", "not-sent", "transfer-refused",
-    "too-short", "internal-failure", "unfinished",
-};
 constexpr std::string_view kNoData = "000060";
 constexpr std::string_view kSendType = "8015";
 constexpr std::string_view kFetchType = "8016";
+
+/// A transfer of a file, whose packets are exchanges of their own, is answered only when the last one is, and
+/// silent once the waits of a whole fetch have been spent.
+Progress progressOfTransfer(const Exchange& exchange, Progress progress) {
+    constexpr int kWaitBudget = 3;
+    const bool isFetch = exchange.type == kFetchType;
+    const std::string_view reply = exchange.received;
+    const bool isMissingPackets =
+        isFetch
+            ? tagValue(reply, "Ex_RetCode") == kAccepted &&
+                  numberIn(reply, "Ex_CurPkt") + 1 != numberIn(reply, "Ex_TotalPkt")
+            : exchange.type == kSendType && exchange.messagesSent < numberIn(exchange.sent, "Ex_TotalPkt");
+    if (progress == Progress::Answered && isMissingPackets) {
+        return Progress::Begun;
+    }
+    const bool isWaiting = progress == Progress::Begun || progress == Progress::Sent;
+    return isFetch && isWaiting && exchange.timeouts >= kWaitBudget ? Progress::Silent : progress;
+}
 
 Outcome answered(const Exchange& exchange) {
     return exchange.resultCode.empty() || exchange.resultCode == kAccepted ? Outcome::Done
                                                                            : Outcome::TerminalRefused;
 }
 
-Outcome ofTeller(const Exchange& exchange, int result) {
-    if (result == 1) {
+Outcome ofProgress(const Exchange& exchange, Progress progress) {
+    switch (progressOfTransfer(exchange, progress)) {
+    case Progress::Answered:
         return answered(exchange);
+    case Progress::Silent:
+        return Outcome::NoReply;
+    case Progress::NotSent:
+        return Outcome::NotSent;
+    case Progress::Finished:
+        return Outcome::Done;
+    default:
+        return Outcome::Unfinished;
     }
-    return exchange.resultCode == kNoData ? Outcome::NoReply : Outcome::NotSent;
 }
 
 Outcome ofResult(const Exchange& exchange, int result) {
+    if (exchange.member != nullptr && exchange.member->results == Results::Teller) {
+        return result == 1                      ? answered(exchange)
+               : exchange.resultCode == kNoData ? Outcome::NoReply
+                                                : Outcome::NotSent;
+    }
     switch (result) {
     case 0:
         return answered(exchange);
@@ -49,56 +74,20 @@ Outcome ofResult(const Exchange& exchange, int result) {
     }
 }
 
-Outcome ofProgress(const Exchange& exchange, Progress progress) {
-    switch (progress) {
-    case Progress::Answered:
-        return answered(exchange);
-    case Progress::Silent:
-        return Outcome::NoReply;
-    case Progress::NotSent:
-        return Outcome::NotSent;
-    case Progress::Finished:
-        return Outcome::Done;
-    default:
-        return Outcome::Unfinished;
-    }
-}
-
 } // namespace
 
-std::string_view nameOf(Origin origin) {
-    switch (origin) {
-    case Origin::Request:
-        return "request";
-    case Origin::Direct:
-        return "direct call";
-    default:
-        return "terminal";
-    }
+std::string_view Exchange::originName() const {
+    return origin == Origin::Request ? "request" : origin == Origin::Direct ? "direct call" : "terminal";
 }
 
-std::string_view nameOf(Outcome outcome) {
-    return kOutcomeNames.at(static_cast<std::size_t>(outcome));
+std::string Exchange::call() const {
+    return member != nullptr ? member->member : type.empty() ? "?" : "message " + type;
 }
 
-const std::vector<Outcome>& allOutcomes() {
-    static const std::vector<Outcome> outcomes = [] {
-        std::vector<Outcome> all;
-        for (std::size_t i = 0; i < kOutcomeNames.size(); ++i) {
-            all.push_back(static_cast<Outcome>(i));
-        }
-        return all;
-    }();
-    return outcomes;
-}
-
-bool isEarlier(const Exchange& left, const Exchange& right) {
-    return std::tie(left.begin, left.number) < std::tie(right.begin, right.number);
-}
-
-void putInOrder(std::vector<Exchange>& exchanges) {
-    std::stable_sort(exchanges.begin(), exchanges.end(), isEarlier);
-    std::optional<Time> end;
+void putInOrder(std::vector<Exchange>& exchanges, std::optional<Time>& end) {
+    std::stable_sort(exchanges.begin(), exchanges.end(), [](const Exchange& left, const Exchange& right) {
+        return std::tie(left.begin, left.number) < std::tie(right.begin, right.number);
+    });
     for (Exchange& exchange : exchanges) {
         exchange.gap = end ? std::optional(std::max<Time>(exchange.begin - *end, 0)) : std::nullopt;
         end = end ? std::max(*end, exchange.end) : exchange.end;
@@ -109,11 +98,9 @@ std::string_view tagValue(std::string_view message, std::string_view tag) {
     const std::string opening = "<" + std::string(tag) + ">";
     const std::string closing = "</" + std::string(tag) + ">";
     const std::size_t begin = message.find(opening);
-    if (begin == std::string_view::npos) {
-        return {};
-    }
     const std::size_t value = begin + opening.size();
-    const std::size_t end = message.find(closing, value);
+    const std::size_t end =
+        begin == std::string_view::npos ? std::string_view::npos : message.find(closing, value);
     return end == std::string_view::npos ? std::string_view() : message.substr(value, end - value);
 }
 
@@ -134,23 +121,6 @@ bool isUsableReply(std::string_view message) {
            (packet >= 0 && packet < kMaxPackets);
 }
 
-Progress progressOfTransfer(const Exchange& exchange, Progress progress) {
-    constexpr int kWaitBudget = 3;
-    if (exchange.type == kFetchType && progress == Progress::Begun && exchange.timeouts >= kWaitBudget) {
-        return Progress::Silent;
-    }
-    if (progress != Progress::Answered) {
-        return progress;
-    }
-    const std::string_view reply = exchange.received;
-    const bool isMissingPackets =
-        exchange.type == kFetchType ? tagValue(reply, "Ex_RetCode") == kAccepted &&
-                                          numberIn(reply, "Ex_CurPkt") + 1 != numberIn(reply, "Ex_TotalPkt")
-        : exchange.type == kSendType ? exchange.messagesSent < numberIn(exchange.sent, "Ex_TotalPkt")
-                                     : false;
-    return isMissingPackets ? Progress::Begun : progress;
-}
-
 void judge(Exchange& exchange, Progress progress, bool isRefused) {
     if (const auto member = rootMember(exchange.response, "pRetCode"); member && !member->empty()) {
         exchange.resultCode = *member;
@@ -159,14 +129,14 @@ void judge(Exchange& exchange, Progress progress, bool isRefused) {
     }
     if (isRefused) {
         exchange.outcome = Outcome::RequestRefused;
-    } else if (!exchange.result && exchange.told && exchange.origin == Origin::Direct) {
-        exchange.outcome = *exchange.told;
-    } else if (!exchange.result) {
-        exchange.outcome = ofProgress(exchange, progress);
-    } else if (exchange.member != nullptr && exchange.member->results == Results::Teller) {
-        exchange.outcome = ofTeller(exchange, *exchange.result);
-    } else {
+    } else if (exchange.result) {
         exchange.outcome = ofResult(exchange, *exchange.result);
+    } else if (exchange.origin == Origin::Request) {
+        exchange.outcome = Outcome::Unfinished;
+    } else {
+        exchange.outcome = exchange.told && exchange.origin == Origin::Direct
+                               ? *exchange.told
+                               : ofProgress(exchange, progress);
     }
 }
 

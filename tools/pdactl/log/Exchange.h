@@ -1,11 +1,14 @@
 #pragma once
 
 #include "Transactions.h"
-#include "log/Time.h"
+#include "log/Entries.h"
 
+#include <array>
+#include <list>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace pdactl::log {
@@ -30,9 +33,14 @@ enum class Outcome {
     Unfinished, ///< the log does not show its end
 };
 
-std::string_view nameOf(Origin origin);
-std::string_view nameOf(Outcome outcome);
-const std::vector<Outcome>& allOutcomes();
+/// In the order of the outcomes.
+constexpr std::array<std::string_view, 9> kOutcomeNames{
+    "done",      "request-refused",  "terminal-refused", "no-reply", "not-sent", "transfer-refused",
+    "too-short", "internal-failure", "unfinished",
+};
+
+/// How far an exchange has come, as far as its messages tell.
+enum class Progress { Begun, Sent, Answered, Silent, NotSent, Finished };
 
 /// What was said about one thing, from its first line in the log to its last.
 struct Exchange {
@@ -64,13 +72,15 @@ struct Exchange {
 
     Time duration() const { return end > begin ? end - begin : 0; }
     bool failed() const { return outcome != Outcome::Done; }
+    std::string_view outcomeName() const { return kOutcomeNames.at(static_cast<std::size_t>(outcome)); }
+    std::string_view originName() const;
+    /// Its member, or its message's type.
+    std::string call() const;
 };
 
-/// Whether one comes before the other.
-bool isEarlier(const Exchange& left, const Exchange& right);
-
-/// Puts exchanges in the order in which they began, and fills in the gaps between them.
-void putInOrder(std::vector<Exchange>& exchanges);
+/// Puts exchanges in the order in which they began, and fills in the gaps before them. `end` is when those
+/// before them ended.
+void putInOrder(std::vector<Exchange>& exchanges, std::optional<Time>& end);
 
 /// What a message says in this tag, the first if there are several; empty when it has none.
 std::string_view tagValue(std::string_view message, std::string_view tag);
@@ -84,18 +94,62 @@ std::string_view typeOf(std::string_view message);
 /// The terminal's result code for success.
 constexpr std::string_view kAccepted = "000000";
 
-/// How far an exchange without a result has come.
-enum class Progress { Begun, Answered, Silent, NotSent, Finished };
-
-/// The progress of a transfer of a file, whose packets are exchanges of their own: it is answered only when
-/// the last one is, and silent once the waits of a whole fetch have been spent. That of anything else as it
-/// is.
-Progress progressOfTransfer(const Exchange& exchange, Progress progress);
-
 /// Whether the library takes the reply for one: a packet needs a number.
 bool isUsableReply(std::string_view message);
 
 /// Fills in the terminal's result code and the outcome.
 void judge(Exchange& exchange, Progress progress, bool isRefused);
+
+/// Makes exchanges of a log's entries.
+///
+/// Lines of several hosts that share a log are told apart by code, method and message type, and by how far
+/// each exchange has come; where that leaves a choice, the most recent one is taken and all that come into
+/// question are marked as interleaved.
+class ExchangeBuilder {
+public:
+    void add(const Entry& entry);
+
+    /// Something is missing here: what is open stays unfinished.
+    void closeAll();
+
+    /// Those that have come to their end since the last time.
+    std::vector<Exchange> takeFinished() { return std::exchange(m_finished, {}); }
+
+private:
+    struct Open {
+        Exchange exchange;
+        Progress progress = Progress::Begun;
+        bool isWholeRequest = false; ///< with what the library writes after one
+        bool hasBegun = false;       ///< its first line has been followed by another of its own
+        bool isRefused = false;      ///< by the library
+    };
+    using Iterator = std::list<Open>::iterator;
+
+    Open& open(const Entry& entry, Origin origin, const Transaction* member);
+    void close(Iterator position);
+    void closeStale(const Entry& entry);
+    template <typename Test>
+    Open* choose(Test test);
+    static void touch(Open& chosen, const Entry& entry);
+
+    void addRequest(const Entry& entry, std::string_view json);
+    void addResponse(const Entry& entry, std::string_view json);
+    void addBegin(const Entry& entry, std::string_view name);
+    void addPrepared(const Entry& entry);
+    void addWritten(const Entry& entry, std::string_view message, bool hasFailed);
+    Open& openWritten(const Entry& entry, std::string_view type);
+    void addRead(const Entry& entry, std::string_view message);
+    void addWrongMessage(const Entry& entry);
+    void addOther(const Entry& entry);
+    void adoptAnnounced(Exchange& exchange);
+    void endDirectCall(Open& chosen);
+
+    std::list<Open> m_open;   ///< the one that was touched last is the last
+    std::size_t m_opened = 0; ///< how many have been opened
+    std::vector<Exchange> m_finished;
+    std::string m_announced; ///< a message that the terminal started, until somebody handles it
+    Time m_announcedAt = 0;
+    bool m_hasJustEnded = false; ///< a direct call, and nothing has begun since
+};
 
 } // namespace pdactl::log

@@ -1,10 +1,12 @@
-#include "log/ExchangeBuilder.h"
+#include "log/Exchange.h"
 
 #include "Text.h"
 #include "log/JsonScan.h"
+#include "log/Traffic.h"
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <iterator>
 #include <utility>
 
@@ -16,34 +18,53 @@ constexpr Time kMaxSilence = 70000;  // ms; a step that waits for whole replies 
 constexpr Time kMaxRefusal = 100;    // ms, in which a request is accepted or not
 constexpr std::size_t kMaxOpen = 32; // hosts that share a log
 
-/// What the line says has come of a transfer; nothing for any other line.
-std::optional<Outcome> toldOutcome(std::string_view text) {
-    struct Told {
-        std::string_view beginning;
-        Outcome outcome;
-    };
-    constexpr std::array<Told, 4> lines{{
-        {"file is too short:", Outcome::TooShort},
-        {"data send error. already send:", Outcome::TransferRefused},
-        {"file transfer given up: more data", Outcome::InternalFailure},
-        {"file transfer given up:", Outcome::NoReply},
+/// A line that tells what comes of an exchange, or why.
+struct KnownLine {
+    std::string_view beginning;
+    bool isNote = false;
+    std::optional<Progress> progress = {};
+    std::optional<Outcome> told = {};
+};
+
+/// The first that fits counts; the last fits everything.
+const KnownLine& knownLine(std::string_view text) {
+    static const std::array<KnownLine, 12> lines{{
+        {"info msg:", true},
+        {"sendLen error", true},
+        {"hid device is not open", true, Progress::NotSent},
+        {"port open fail", true},
+        {"openHidDevice port: /"},
+        {"openHidDevice port: ", true},
+        {"pda return crc error", true, Progress::Silent}, // the reply counts for nothing
+        {"user login info", false, Progress::Finished},
+        {"file is too short:", true, {}, Outcome::TooShort},
+        {"data send error. already send:", true, {}, Outcome::TransferRefused},
+        {"file transfer given up: more data", true, {}, Outcome::InternalFailure},
+        {"file transfer given up:", true, {}, Outcome::NoReply},
     }};
-    const auto line = std::find_if(lines.begin(), lines.end(),
-                                   [&](const Told& told) { return startsWith(text, told.beginning); });
-    return line != lines.end() ? std::optional(line->outcome) : std::nullopt;
+    static const KnownLine unknown{};
+    const auto* const line = std::find_if(
+        lines.begin(), lines.end(), [&](const KnownLine& each) { return startsWith(text, each.beginning); });
+    return line != lines.end() ? *line : unknown;
 }
 
-/// Whether the line tells why something went wrong.
-bool isNoteworthy(const Entry& entry) {
-    constexpr std::array<std::string_view, 8> kBeginnings{
-        "info msg:",       "sendLen error",        "hid device is not open", "port open fail",
-        "data send error", "pda return crc error", "file is too short",      "openHidDevice port: ",
-    };
-    const bool isKnown = std::any_of(kBeginnings.begin(), kBeginnings.end(), [&](std::string_view beginning) {
-        return startsWith(entry.text, beginning);
-    });
-    const bool isFound = startsWith(entry.text, "openHidDevice port: /");
-    return (isKnown && !isFound) || entry.level == Level::Warning || entry.level == Level::Error;
+/// "GetInfo" of "[GetInfo] begin"; empty for any other line.
+std::string_view begunMember(std::string_view text) {
+    constexpr std::string_view kEnd = "] begin";
+    const bool isBegin =
+        text.size() > kEnd.size() && text.front() == '[' && text.substr(text.size() - kEnd.size()) == kEnd;
+    return isBegin ? text.substr(1, text.size() - kEnd.size() - 1) : std::string_view();
+}
+
+/// The number at the end of a response's line.
+std::optional<int> resultOf(std::string_view text) {
+    constexpr std::string_view kLabel = " ret:";
+    const std::size_t found = std::min(text.rfind(kLabel), text.size() - kLabel.size());
+    const std::string_view digits = text.substr(found + kLabel.size());
+    int result = 0;
+    const bool isNumber =
+        std::from_chars(digits.data(), digits.data() + digits.size(), result).ec == std::errc();
+    return isNumber ? std::optional(result) : std::nullopt;
 }
 
 } // namespace
@@ -56,28 +77,20 @@ void ExchangeBuilder::add(const Entry& entry) {
     const std::string_view payload = payloadOf(entry.text, line);
     switch (line.kind) {
     case LineKind::Request:
-        addRequest(entry, payload);
-        break;
+        return addRequest(entry, payload);
     case LineKind::Response:
-        addResponse(entry, payload);
-        break;
+        return addResponse(entry, payload);
     case LineKind::Prepared:
-        addPrepared(entry, std::string_view(entry.text).substr(0, entry.text.find(' ')));
-        break;
+        return addPrepared(entry);
     case LineKind::Written:
-        addWritten(entry, payload, false);
-        break;
     case LineKind::WriteFailed:
-        addWritten(entry, payload, true);
-        break;
+        return addWritten(entry, payload, line.kind == LineKind::WriteFailed);
     case LineKind::Read:
-        addRead(entry, payload);
-        break;
+        return addRead(entry, payload);
     case LineKind::WrongMessage:
-        addWrongMessage(entry);
-        break;
-    default:
-        addOther(entry);
+        return addWrongMessage(entry);
+    case LineKind::Other:
+        return addOther(entry);
     }
 }
 
@@ -85,13 +98,6 @@ void ExchangeBuilder::closeAll() {
     while (!m_open.empty()) {
         close(m_open.begin());
     }
-}
-
-std::vector<Exchange> ExchangeBuilder::takeFinished() {
-    std::vector<Exchange> finished;
-    finished.swap(m_finished);
-    std::stable_sort(finished.begin(), finished.end(), isEarlier);
-    return finished;
 }
 
 ExchangeBuilder::Open& ExchangeBuilder::open(const Entry& entry, Origin origin, const Transaction* member) {
@@ -118,7 +124,7 @@ void ExchangeBuilder::close(Iterator position) {
     Exchange& exchange = position->exchange;
     const bool isUnanswered = position->isWholeRequest && !position->hasBegun && !exchange.result;
     const bool isNone = isUnanswered && (exchange.code.empty() || !rootNames(exchange.request));
-    judge(exchange, position->progress(), position->isRefused || isNone);
+    judge(exchange, position->progress, position->isRefused || isNone);
     if (isNone) {
         exchange.notes.emplace_back("the library gave no response: no JSON object with a member transCode");
     }
@@ -126,21 +132,14 @@ void ExchangeBuilder::close(Iterator position) {
     m_open.erase(position);
 }
 
-Progress ExchangeBuilder::Open::progress() const {
-    constexpr std::array<Progress, 6> progress{Progress::Begun,  Progress::Begun,   Progress::Answered,
-                                               Progress::Silent, Progress::NotSent, Progress::Finished};
-    const bool isResultKnown = exchange.result || exchange.origin != Origin::Request;
-    return isResultKnown ? progressOfTransfer(exchange, progress.at(static_cast<std::size_t>(stage)))
-                         : Progress::Begun;
-}
-
 /// Closes what will not go on when something new begins.
 void ExchangeBuilder::closeStale(const Entry& entry) {
     for (auto position = m_open.begin(); position != m_open.end();) {
         const Exchange& exchange = position->exchange;
-        const bool isOver = exchange.origin == Origin::Request
-                                ? !position->hasBegun && entry.time - exchange.end > kMaxRefusal
-                                : position->stage != Stage::Begun && position->stage != Stage::Sent;
+        const bool isOver =
+            exchange.origin == Origin::Request
+                ? !position->hasBegun && entry.time - exchange.end > kMaxRefusal
+                : position->progress != Progress::Begun && position->progress != Progress::Sent;
         const auto next = std::next(position);
         if (isOver || entry.time - exchange.end > kMaxSilence) {
             close(position);
@@ -226,26 +225,20 @@ void ExchangeBuilder::addBegin(const Entry& entry, std::string_view name) {
     }
     touch(*chosen, entry);
     if (member != nullptr && member->end == End::Begin) {
-        chosen->stage = Stage::Over;
+        chosen->progress = Progress::Finished;
         endDirectCall(*chosen);
     }
 }
 
-/// Begins with the message that the terminal has started and that nobody has handled yet.
-void ExchangeBuilder::adoptAnnounced(Exchange& exchange) {
-    exchange.begin = std::min(m_announcedAt, exchange.begin);
-    exchange.received = std::exchange(m_announced, {});
-    exchange.messagesReceived = 1;
-}
-
-void ExchangeBuilder::addPrepared(const Entry& entry, std::string_view label) {
-    const Transaction* byCode = findCode(label);
-    const Transaction* member = byCode != nullptr ? byCode : findMember(label);
+void ExchangeBuilder::addPrepared(const Entry& entry) {
+    const std::string_view label = std::string_view(entry.text).substr(0, entry.text.find(' '));
+    const bool isCode = findCode(label) != nullptr;
+    const Transaction* member = isCode ? findCode(label) : findMember(label);
     Open* chosen =
         choose([&](const Open& open) { return open.exchange.member == member && member != nullptr; });
     if (chosen == nullptr) {
-        chosen = &open(entry, byCode != nullptr ? Origin::Request : Origin::Direct, member);
-        chosen->exchange.lacksBeginning = byCode != nullptr;
+        chosen = &open(entry, isCode ? Origin::Request : Origin::Direct, member);
+        chosen->exchange.lacksBeginning = isCode;
     }
     touch(*chosen, entry);
 }
@@ -256,45 +249,43 @@ void ExchangeBuilder::addWritten(const Entry& entry, std::string_view message, b
         return open.exchange.member != nullptr && open.exchange.member->type == type;
     };
     Open* chosen = choose([&](const Open& open) {
-        return belongs(open) && (open.stage == Stage::Begun || open.stage == Stage::NotSent);
+        return belongs(open) && (open.progress == Progress::Begun || open.progress == Progress::NotSent);
     });
     chosen = chosen != nullptr ? chosen : choose(belongs);
-    if (chosen == nullptr) {
-        const Transaction* member = findType(type);
-        const bool isHandler = isTerminalType(type) && type != "9002";
-        const bool isRequest = member != nullptr && !member->code.empty();
-        chosen = &open(entry,
-                       isHandler   ? Origin::Terminal
-                       : isRequest ? Origin::Request
-                                   : Origin::Direct,
-                       member);
-        chosen->exchange.type = type;
-        chosen->exchange.lacksBeginning = member == nullptr || member->member != "ReceiveInventoryData";
-        if (isHandler && typeOf(m_announced) == type) {
-            adoptAnnounced(chosen->exchange);
-        }
-    }
+    chosen = chosen != nullptr ? chosen : &openWritten(entry, type);
     touch(*chosen, entry);
     Exchange& exchange = chosen->exchange;
     if (exchange.sent.empty()) {
         exchange.sent = message;
     }
     ++(hasFailed ? exchange.failedWrites : exchange.messagesSent);
-    chosen->stage = hasFailed ? Stage::NotSent : Stage::Sent;
-    const bool isWhole = exchange.origin == Origin::Terminal ||
-                         (exchange.member != nullptr && exchange.member->end == End::Written);
-    if (isWhole && !hasFailed) {
-        chosen->stage = Stage::Over;
-    }
-    if (isWhole || hasFailed) {
+    const bool isLast = exchange.origin == Origin::Terminal ||
+                        (exchange.member != nullptr && exchange.member->end == End::Written);
+    chosen->progress = hasFailed ? Progress::NotSent : isLast ? Progress::Finished : Progress::Sent;
+    if (isLast || hasFailed) {
         endDirectCall(*chosen);
     }
+}
+
+/// What begins with its message: an answer to the terminal, or a log.
+ExchangeBuilder::Open& ExchangeBuilder::openWritten(const Entry& entry, std::string_view type) {
+    const Transaction* member = findType(type);
+    const bool isHandler = isTerminalType(type) && type != "9002";
+    const bool isRequest = member != nullptr && !member->code.empty();
+    const Origin origin = isHandler ? Origin::Terminal : isRequest ? Origin::Request : Origin::Direct;
+    Open& fresh = open(entry, origin, member);
+    fresh.exchange.type = type;
+    fresh.exchange.lacksBeginning = member == nullptr || member->member != "ReceiveInventoryData";
+    if (isHandler && typeOf(m_announced) == type) {
+        adoptAnnounced(fresh.exchange);
+    }
+    return fresh;
 }
 
 void ExchangeBuilder::addRead(const Entry& entry, std::string_view message) {
     const std::string_view type = typeOf(message);
     const auto isWaiting = [](const Open& open) {
-        return (open.stage == Stage::Sent || open.stage == Stage::Silent) &&
+        return (open.progress == Progress::Sent || open.progress == Progress::Silent) &&
                open.exchange.origin != Origin::Terminal;
     };
     Open* chosen = message.empty() ? nullptr : choose([&](const Open& open) {
@@ -302,36 +293,30 @@ void ExchangeBuilder::addRead(const Entry& entry, std::string_view message) {
     });
     chosen = chosen != nullptr ? chosen : choose(isWaiting);
     if (chosen == nullptr) {
-        if (!message.empty()) {
-            m_announced = message;
-            m_announcedAt = entry.time;
-        }
+        m_announcedAt = message.empty() ? m_announcedAt : entry.time;
+        m_announced = message.empty() ? m_announced : std::string(message);
         return;
     }
     touch(*chosen, entry);
     Exchange& exchange = chosen->exchange;
-    if (message.empty()) {
-        ++exchange.timeouts;
-        chosen->stage = Stage::Silent;
-        endDirectCall(*chosen);
-        return;
-    }
-    ++exchange.messagesReceived;
-    const bool isReply = exchange.type == type && isUsableReply(message);
-    chosen->stage = isReply ? Stage::Replied : Stage::Silent;
+    const bool isReply = !message.empty() && exchange.type == type && isUsableReply(message);
+    ++(message.empty() ? exchange.timeouts : exchange.messagesReceived);
+    chosen->progress = isReply ? Progress::Answered : Progress::Silent;
     if (isReply) {
         exchange.received = message;
+    }
+    if (isReply || message.empty()) {
         endDirectCall(*chosen);
     }
 }
 
 void ExchangeBuilder::addWrongMessage(const Entry& entry) {
     constexpr std::string_view kTail = "--Delete";
-    const bool isComplete = entry.text.size() > kTail.size() &&
-                            entry.text.compare(entry.text.size() - kTail.size(), kTail.size(), kTail) == 0;
+    const std::size_t tail = entry.text.rfind(kTail);
+    const bool isComplete = tail != kNone && tail + kTail.size() == entry.text.size();
     Open* chosen = choose([&](const Open& open) {
         return open.exchange.origin == Origin::Terminal ||
-               (isComplete && open.stage != Stage::Begun && open.exchange.messagesReceived > 0);
+               (isComplete && open.progress != Progress::Begun && open.exchange.messagesReceived > 0);
     });
     if (chosen == nullptr) {
         return;
@@ -346,50 +331,41 @@ void ExchangeBuilder::addWrongMessage(const Entry& entry) {
 
 void ExchangeBuilder::addOther(const Entry& entry) {
     if (const std::string_view name = begunMember(entry.text); !name.empty()) {
-        addBegin(entry, name);
-        return;
+        return addBegin(entry, name);
     }
-    if (entry.level == Level::Warning && addLateWarning(entry)) {
+    const bool isWarning = entry.level == Level::Warning;
+    if (isWarning && m_hasJustEnded && !m_finished.empty() &&
+        entry.time - m_finished.back().end <= kMaxRefusal) {
+        m_finished.back().notes.push_back(entry.text); // of the direct call that the line before has ended
         return;
     }
     const bool isRefusal = startsWith(entry.text, "info msg:");
-    Open* chosen = choose([&](const Open& open) {
+    Open* chosen = startsWith(entry.text, "Vid/Pid: ") ? nullptr : choose([&](const Open& open) {
         return !isRefusal || (open.exchange.origin == Origin::Request && !open.hasBegun);
     });
-    if (chosen == nullptr || startsWith(entry.text, "Vid/Pid: ")) {
+    if (chosen == nullptr) {
         return;
     }
-    if (isNoteworthy(entry)) {
-        chosen->exchange.notes.push_back(entry.text);
+    Exchange& exchange = chosen->exchange;
+    const KnownLine& line = knownLine(entry.text);
+    if (line.isNote || isWarning || entry.level == Level::Error) {
+        exchange.notes.push_back(entry.text);
     }
-    chosen->exchange.end = std::max(chosen->exchange.end, entry.time);
+    exchange.end = std::max(exchange.end, entry.time);
+    exchange.told = line.told ? line.told : exchange.told;
     chosen->isRefused = chosen->isRefused || isRefusal;
     chosen->hasBegun = chosen->hasBegun || isRefusal;
-    addEnding(entry, *chosen);
+    chosen->progress = line.progress.value_or(chosen->progress);
+    if (line.progress == Progress::NotSent || line.progress == Progress::Finished) {
+        endDirectCall(*chosen);
+    }
 }
 
-/// What the library says right after the line with which a direct call has ended.
-bool ExchangeBuilder::addLateWarning(const Entry& entry) {
-    if (!m_hasJustEnded || m_finished.empty() || entry.time - m_finished.back().end > kMaxRefusal) {
-        return false;
-    }
-    m_finished.back().notes.push_back(entry.text);
-    return true;
-}
-
-/// Lines that tell what comes of an exchange.
-void ExchangeBuilder::addEnding(const Entry& entry, Open& chosen) {
-    if (startsWith(entry.text, "hid device is not open")) {
-        chosen.stage = Stage::NotSent;
-        endDirectCall(chosen);
-    } else if (entry.text == "user login info") {
-        chosen.stage = Stage::Over;
-        endDirectCall(chosen);
-    } else if (startsWith(entry.text, "pda return crc error")) {
-        chosen.stage = Stage::Silent; // the reply counts for nothing
-    } else if (const std::optional<Outcome> told = toldOutcome(entry.text); told) {
-        chosen.exchange.told = *told;
-    }
+/// Begins with the message that the terminal has started and that nobody has handled yet.
+void ExchangeBuilder::adoptAnnounced(Exchange& exchange) {
+    exchange.begin = std::min(m_announcedAt, exchange.begin);
+    exchange.received = std::exchange(m_announced, {});
+    exchange.messagesReceived = 1;
 }
 
 /// A member called directly leaves no line at its end: the log's last line of it has to do.
@@ -398,22 +374,9 @@ void ExchangeBuilder::endDirectCall(Open& chosen) {
     const bool maySayMore =
         exchange.origin == Origin::Request || exchange.member == nullptr || exchange.member->end == End::Next;
     if (!maySayMore) {
-        const auto position =
-            std::find_if(m_open.begin(), m_open.end(), [&](const Open& open) { return &open == &chosen; });
-        close(position);
+        close(std::find_if(m_open.begin(), m_open.end(), [&](const Open& open) { return &open == &chosen; }));
         m_hasJustEnded = true;
     }
-}
-
-std::vector<Exchange> exchangesOf(const std::vector<Entry>& entries) {
-    ExchangeBuilder builder;
-    for (const Entry& entry : entries) {
-        builder.add(entry);
-    }
-    builder.closeAll();
-    std::vector<Exchange> exchanges = builder.takeFinished();
-    putInOrder(exchanges);
-    return exchanges;
 }
 
 } // namespace pdactl::log

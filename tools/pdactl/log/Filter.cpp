@@ -8,63 +8,44 @@ namespace pdactl::log {
 
 namespace {
 
-constexpr std::size_t kResultCodeLength = 6;
-
-bool isNumber(const std::string& text) {
-    const std::size_t digits = text.find_first_not_of('-') == 1 ? 1 : 0;
-    return text.size() > digits && text.find_first_not_of("0123456789", digits) == std::string::npos;
-}
-
 bool isKnownCode(const std::string& code) {
     const std::vector<Transaction>& all = allTransactions();
-    const auto isIt = [&](const Transaction& each) {
-        return each.code == code || each.member == code || each.type == code;
-    };
-    return isTerminalType(code) || std::any_of(all.begin(), all.end(), isIt);
+    return isTerminalType(code) || std::any_of(all.begin(), all.end(), [&](const Transaction& each) {
+               return each.code == code || each.member == code || each.type == code;
+           });
 }
 
-bool isOutcome(const std::string& word) {
-    return std::any_of(allOutcomes().begin(), allOutcomes().end(),
-                       [&](Outcome outcome) { return nameOf(outcome) == word; });
+bool isKnownResult(const std::string& result) {
+    constexpr std::size_t kResultCodeLength = 6;
+    const std::size_t sign = result.substr(0, 1) == "-" ? 1 : 0;
+    const bool isNumber =
+        result.size() > sign && result.find_first_not_of("0123456789", sign) == std::string::npos;
+    return std::find(kOutcomeNames.begin(), kOutcomeNames.end(), result) != kOutcomeNames.end() ||
+           (isNumber && (result.size() < 3 || result.size() == kResultCodeLength));
 }
 
-bool hasCode(const Exchange& exchange, const std::string& code) {
-    return exchange.code == code || exchange.type == code ||
-           (exchange.member != nullptr && exchange.member->member == code);
+std::string outcomeNames() {
+    std::string names;
+    for (const std::string_view name : kOutcomeNames) {
+        names.append(names.empty() ? "" : ", ").append(name);
+    }
+    return names;
 }
 
-bool hasResult(const Exchange& exchange, const std::string& result) {
-    return nameOf(exchange.outcome) == result || exchange.resultCode == result ||
-           (exchange.result && std::to_string(*exchange.result) == result);
-}
-
-Moment momentOf(const std::string& text) {
+std::optional<Moment> momentOf(const std::string& text) {
     const std::optional<Moment> moment = parseMoment(text);
-    if (!moment) {
+    if (!moment && !text.empty()) {
         throw Failure(BadUsage,
                       "'" + text +
                           "' is not a time. Write 2026-01-02, 2026-01-02T03:04, 2026-01-02T03:04:05 or "
                           "2026-01-02T03:04:05.678, on the clock of the log's machine.");
     }
-    return *moment;
-}
-
-template <typename Test>
-bool matchesAny(const std::vector<std::string>& wanted, Test test) {
-    return wanted.empty() || std::any_of(wanted.begin(), wanted.end(), test);
-}
-
-std::string outcomeNames() {
-    std::string names;
-    for (const Outcome outcome : allOutcomes()) {
-        names.append(names.empty() ? "" : ", ").append(nameOf(outcome));
-    }
-    return names;
+    return moment;
 }
 
 } // namespace
 
-void Filter::setCodes(const std::vector<std::string>& codes) {
+void Filter::check() {
     for (const std::string& code : codes) {
         if (!isKnownCode(code)) {
             throw Failure(BadUsage,
@@ -73,43 +54,34 @@ void Filter::setCodes(const std::vector<std::string>& codes) {
                               "GetInfo, or a message type such as 8001.");
         }
     }
-    m_codes = codes;
-}
-
-void Filter::setResults(const std::vector<std::string>& results) {
-    const auto isKnown = [](const std::string& result) {
-        return isOutcome(result) ||
-               (isNumber(result) && (result.size() < 3 || result.size() == kResultCodeLength));
-    };
-    const auto unknown = std::find_if_not(results.begin(), results.end(), isKnown);
-    if (unknown != results.end()) {
-        throw Failure(BadUsage, "'" + *unknown + "' is not a result. Give one of " + outcomeNames() +
-                                    ", the library's number, or the terminal's six digits.");
+    for (const std::string& result : results) {
+        if (!isKnownResult(result)) {
+            throw Failure(BadUsage, "'" + result + "' is not a result. Give one of " + outcomeNames() +
+                                        ", the library's number, or the terminal's six digits.");
+        }
     }
-    m_results = results;
-}
-
-void Filter::setSince(const std::string& moment) {
-    m_since = momentOf(moment).first;
-    requireOrder();
-}
-
-void Filter::setUntil(const std::string& moment) {
-    m_until = momentOf(moment).last;
-    requireOrder();
-}
-
-void Filter::requireOrder() const {
-    if (m_since && m_until && *m_since > *m_until) {
+    first = momentOf(since);
+    last = momentOf(until);
+    if (first && last && first->first > last->last) {
         throw Failure(BadUsage, "--since is later than --until, so nothing is between them. Swap them.");
     }
 }
 
 bool Filter::matches(const Exchange& exchange) const {
-    return (!m_isOnlyFailed || exchange.failed()) && (!m_since || exchange.begin >= *m_since) &&
-           (!m_until || exchange.begin <= *m_until) &&
-           matchesAny(m_codes, [&](const std::string& code) { return hasCode(exchange, code); }) &&
-           matchesAny(m_results, [&](const std::string& result) { return hasResult(exchange, result); });
+    const auto isAny = [](const std::vector<std::string>& wanted, auto isIt) {
+        return wanted.empty() || std::any_of(wanted.begin(), wanted.end(), isIt);
+    };
+    return (!isOnlyFailed || exchange.failed()) && (!first || exchange.begin >= first->first) &&
+           (!last || exchange.begin <= last->last) &&
+           isAny(codes,
+                 [&](const std::string& code) {
+                     return exchange.code == code || exchange.type == code ||
+                            (exchange.member != nullptr && exchange.member->member == code);
+                 }) &&
+           isAny(results, [&](const std::string& result) {
+               return exchange.outcomeName() == result || exchange.resultCode == result ||
+                      (exchange.result && std::to_string(*exchange.result) == result);
+           });
 }
 
 } // namespace pdactl::log

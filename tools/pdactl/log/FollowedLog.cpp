@@ -2,8 +2,6 @@
 
 #include "log/LogFiles.h"
 
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 namespace pdactl::log {
@@ -15,15 +13,6 @@ constexpr int kNowhere = -1;
 std::unique_ptr<QFile> opened(const std::string& path) {
     auto file = std::make_unique<QFile>(QString::fromStdString(path));
     return file->open(QIODevice::ReadOnly | QIODevice::Unbuffered) ? std::move(file) : nullptr;
-}
-
-int oldestNumber(const std::string& base) {
-    std::error_code error;
-    int number = kMaxCopies;
-    while (number > 0 && !std::filesystem::exists(copyName(base, number), error)) {
-        --number;
-    }
-    return number;
 }
 
 } // namespace
@@ -87,9 +76,9 @@ int FollowedLog::ownNumber() const {
 
 /// Leaves it to the next look when the log is rotated meanwhile.
 bool FollowedLog::openOldest() {
-    const int number = oldestNumber(m_base);
+    const int number = oldestCopy(m_base);
     m_file = opened(copyName(m_base, number));
-    if (m_file != nullptr && (oldestNumber(m_base) != number || ownNumber() != number)) {
+    if (m_file != nullptr && (oldestCopy(m_base) != number || ownNumber() != number)) {
         m_file = nullptr;
     }
     return m_file != nullptr;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <utility>
 
 namespace pdactl::log {
 
@@ -33,51 +34,53 @@ svg text { fill: var(--ink); font: 12px system-ui, sans-serif; } svg .axis { str
 svg .good { fill: var(--good); } svg .bad { fill: var(--bad); } svg .span { stroke: var(--good); }
 )";
 
-/// The text as content of an element or of a quoted attribute.
-std::string html(std::string_view text) {
-    return QString::fromStdString(printable(text)).toHtmlEscaped().replace('\'', "&#39;").toStdString();
+QString escaped(std::string_view text) {
+    return QString::fromStdString(printable(text)).toHtmlEscaped().replace('\'', "&#39;");
 }
 
-constexpr Time kWidth = 1000;
+QString escaped(Time number) {
+    return QString::number(number);
+}
+
+/// Markup with these texts in place of "%1", "%2" and so on.
+template <typename... Texts>
+QString html(const char* markup, const Texts&... texts) {
+    return QString::fromUtf8(markup).arg(escaped(texts)...);
+}
+
 constexpr Time kLeft = 290; // of the axis; the labels are before it
 constexpr Time kRight = 960;
 constexpr Time kRowHeight = 24;
 constexpr Time kTop = 12;
 constexpr Time kAxisHeight = 36;
 
-std::string number(Time value) {
-    return std::to_string(value);
-}
-
-std::string chart(const char* id, const std::string& title, const std::string& description, std::size_t rows,
-                  const std::string& content) {
+/// Rows of a picture, and an axis.
+QString chart(const char* id, const char* title, const std::string& description, std::size_t rows,
+              const QString& content) {
     const Time height = kTop + static_cast<Time>(rows) * kRowHeight + kAxisHeight;
-    const std::string name = id;
-    return "<svg id=\"" + name + "\" viewBox=\"0 0 " + number(kWidth) + " " + number(height) +
-           R"(" role="img" aria-labelledby=")" + name + "-title " + name + "-text\"><title id=\"" + name +
-           "-title\">" + html(title) + "</title><desc id=\"" + name + "-text\">" + html(description) +
-           "</desc>\n" + content + "</svg>\n";
+    return html(R"(<svg id="%1" viewBox="0 0 1000 %2" role="img" aria-labelledby="%1-title %1-text">)"
+                R"(<title id="%1-title">%3</title><desc id="%1-text">%4</desc>)",
+                id, height, title, description) +
+           "\n" + content + "</svg>\n";
 }
 
-std::string text(Time x, Time y, const char* anchor, const std::string& content) {
-    return "<text x=\"" + number(x) + "\" y=\"" + number(y) + "\" text-anchor=\"" + anchor + "\">" +
-           html(content) + "</text>\n";
+QString text(Time x, Time y, const char* anchor, const std::string& content) {
+    return html("<text x=\"%1\" y=\"%2\" text-anchor=\"%3\">%4</text>\n", x, y, anchor, content);
 }
 
-std::string line(const char* style, Time x1, Time y1, Time x2, Time y2) {
-    return "<line class=\"" + std::string(style) + "\" x1=\"" + number(x1) + "\" y1=\"" + number(y1) +
-           "\" x2=\"" + number(x2) + "\" y2=\"" + number(y2) + "\"/>\n";
+QString line(const char* style, Time x1, Time y1, Time x2, Time y2) {
+    return html("<line class=\"%1\" x1=\"%2\" y1=\"%3\" x2=\"%4\" y2=\"%5\"/>\n", style, x1, y1, x2, y2);
 }
 
-std::string bar(Time x, Time y, Time width, Time height, const std::string& tip) {
-    return R"(<rect class="good" x=")" + number(x) + "\" y=\"" + number(y) + "\" width=\"" + number(width) +
-           "\" height=\"" + number(height) + "\"><title>" + html(tip) + "</title></rect>\n";
+QString bar(Time x, Time y, Time width, Time height, const std::string& tip) {
+    return html(
+        "<rect class=\"good\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\"><title>%5</title></rect>\n", x, y,
+        width, height, tip);
 }
 
-std::string triangle(Time x, Time y, const std::string& tip) {
-    return R"(<path class="bad" d="M)" + number(x - 6) + " " + number(y + 7) + " L" + number(x + 6) + " " +
-           number(y + 7) + " L" + number(x) + " " + number(y - 7) + " Z\"><title>" + html(tip) +
-           "</title></path>\n";
+/// A row's place and its label.
+QString rowAt(Time y, const std::string& label) {
+    return text(kLeft - 12, y + 4, "end", label) + line("axis", kLeft, y, kRight, y);
 }
 
 std::string labelOf(const std::string& code, const std::string& call) {
@@ -85,8 +88,8 @@ std::string labelOf(const std::string& code, const std::string& call) {
 }
 
 std::string tipOf(const Exchange& exchange) {
-    return formatTime(exchange.begin) + " " + callOf(exchange) + ": " +
-           std::string(nameOf(exchange.outcome)) + ", " + formatDuration(exchange.duration());
+    return formatTime(exchange.begin) + " " + exchange.call() + ": " + std::string(exchange.outcomeName()) +
+           ", " + formatDuration(exchange.duration());
 }
 
 /// What is drawn at one place of a row: the first there, and the first failure.
@@ -97,50 +100,39 @@ struct Mark {
     Time width = 2;
 };
 
-using Marks = std::map<std::pair<std::string, Time>, Mark>; // by row and place
-
-std::string draw(const Mark& mark, Time x, Time y) {
+QString draw(const Mark& mark, Time x, Time y) {
     const std::string more = mark.count > 1 ? ", and " + std::to_string(mark.count - 1) + " more" : "";
-    std::string result = bar(x, y - 5, mark.width, 10, tipOf(*mark.exchange) + more);
-    if (mark.failure != nullptr) {
-        result += triangle(x, y, tipOf(*mark.failure) + more);
-    }
-    return result;
-}
-
-Time logarithmic(Time value, Time most) {
-    const double share = std::log1p(static_cast<double>(value)) / std::log1p(static_cast<double>(most));
-    return kLeft + static_cast<Time>(share * static_cast<double>(kRight - kLeft));
+    const QString all = bar(x, y - 5, mark.width, 10, tipOf(*mark.exchange) + more);
+    return mark.failure == nullptr
+               ? all
+               : all + html("<path class=\"bad\" d=\"M%1 %4 L%2 %4 L%3 %5 Z\"><title>%6</title></path>\n",
+                            x - 6, x + 6, x, y + 7, y - 7, tipOf(*mark.failure) + more);
 }
 
 /// When which transactions took place; failures stand out by form and colour.
-std::string timelineChart(const std::vector<Exchange>& exchanges) {
+QString timelineChart(const std::vector<Exchange>& exchanges) {
     const Time begin = exchanges.front().begin;
     Time end = begin + 1;
     for (const Exchange& exchange : exchanges) {
         end = std::max(end, exchange.end);
     }
     const auto place = [&](Time time) { return kLeft + (time - begin) * (kRight - kLeft) / (end - begin); };
-    Marks marks;
-    std::map<std::string, Time> rows; // height of each
+    std::map<std::string, std::map<Time, Mark>> rows; // by label and place
     for (const Exchange& exchange : exchanges) {
-        const std::string label = labelOf(exchange.code, callOf(exchange));
-        rows[label] = 0;
-        Mark& mark = marks[{label, place(exchange.begin)}];
+        Mark& mark = rows[labelOf(exchange.code, exchange.call())][place(exchange.begin)];
         mark.exchange = mark.exchange != nullptr ? mark.exchange : &exchange;
         mark.failure = mark.failure == nullptr && exchange.failed() ? &exchange : mark.failure;
         mark.width = std::max(mark.width, place(exchange.end) - place(exchange.begin));
         ++mark.count;
     }
-    std::string content;
+    QString content;
     Time y = kTop + kRowHeight / 2;
-    for (auto& [label, height] : rows) {
-        height = y;
-        content += text(kLeft - 12, y + 4, "end", label) + line("axis", kLeft, y, kRight, y);
+    for (const auto& [label, marks] : rows) {
+        content += rowAt(y, label);
+        for (const auto& [x, mark] : marks) {
+            content += draw(mark, x, y);
+        }
         y += kRowHeight;
-    }
-    for (const auto& [where, mark] : marks) {
-        content += draw(mark, where.second, rows[where.first]);
     }
     content += text(kLeft, y + 12, "start", formatTime(begin)) + text(kRight, y + 12, "end", formatTime(end));
     return chart("timeline", "Timeline of exchanges",
@@ -151,27 +143,29 @@ std::string timelineChart(const std::vector<Exchange>& exchanges) {
 }
 
 /// How the times of each kind are spread, on a logarithmic scale.
-std::string latencyChart(const std::vector<Latency>& kinds) {
+QString latencyChart(const std::vector<Latency>& kinds) {
     Time most = 1;
     for (const Latency& kind : kinds) {
         most = std::max(most, kind.most);
     }
-    std::string content;
+    const auto place = [&](Time value) {
+        const double share = std::log1p(static_cast<double>(value)) / std::log1p(static_cast<double>(most));
+        return kLeft + static_cast<Time>(share * static_cast<double>(kRight - kLeft));
+    };
+    QString content;
     Time y = kTop + kRowHeight / 2;
     for (const Latency& kind : kinds) {
-        const Time least = logarithmic(kind.least, most);
-        const Time median = logarithmic(kind.median, most);
-        const std::string tip = labelOf(kind.code, kind.call) + ": " + formatDuration(kind.least) + " to " +
+        const Time least = place(kind.least);
+        const std::string label = labelOf(kind.code, kind.call);
+        const std::string tip = label + ": " + formatDuration(kind.least) + " to " +
                                 formatDuration(kind.most) + ", median " + formatDuration(kind.median);
-        content += text(kLeft - 12, y + 4, "end", labelOf(kind.code, kind.call)) +
-                   line("axis", kLeft, y, kRight, y) +
-                   line("span", least, y, logarithmic(kind.most, most), y) +
-                   bar(least, y - 3, std::max<Time>(logarithmic(kind.ninetyFifth, most) - least, 2), 6, tip) +
-                   bar(median - 2, y - 8, 4, 16, tip);
+        content += rowAt(y, label) + line("span", least, y, place(kind.most), y) +
+                   bar(least, y - 3, std::max<Time>(place(kind.ninetyFifth) - least, 2), 6, tip) +
+                   bar(place(kind.median) - 2, y - 8, 4, 16, tip);
         y += kRowHeight;
     }
     for (Time mark = 10; mark < most; mark *= 10) {
-        const Time x = logarithmic(mark, most);
+        const Time x = place(mark);
         content +=
             line("axis", x, kTop, x, y - kRowHeight / 2) + text(x, y + 12, "middle", formatDuration(mark));
     }
@@ -182,113 +176,104 @@ std::string latencyChart(const std::vector<Latency>& kinds) {
         kinds.size(), content);
 }
 
-using Cells = std::vector<std::string>;
-
-std::string tableOf(const std::string& caption, const Cells& heads, const std::string& rows) {
-    std::string text = R"(<div class="wide" tabindex="0" role="region" aria-label=")" + caption +
-                       "\"><table><caption>" + caption + "</caption><thead><tr>";
-    for (const std::string& head : heads) {
-        text += "<th scope=\"col\">" + head + "</th>";
+template <typename Heads>
+QString tableOf(const char* caption, const Heads& heads, const QString& rows) {
+    QString table = html(R"(<div class="wide" tabindex="0" role="region" aria-label="%1"><table>)"
+                         "<caption>%1</caption><thead><tr>",
+                         caption);
+    for (const char* head : heads) {
+        table += html("<th scope=\"col\">%1</th>", head);
     }
-    return text + "</tr></thead><tbody>\n" + rows + "</tbody></table></div>\n";
+    return table + "</tr></thead><tbody>\n" + rows + "</tbody></table></div>\n";
 }
 
-std::string cell(const std::string& text, const char* style = nullptr) {
-    return (style != nullptr ? "<td class=\"" + std::string(style) + "\">" : std::string("<td>")) +
-           html(text) + "</td>";
+QString cell(const std::string& content, const char* style = "") {
+    return html("<td class=\"%1\">%2</td>", style, content);
 }
 
-std::string remarks(const Exchange& exchange) {
-    std::string text;
-    for (const std::string& remark : remarksOf(exchange)) {
-        text += (text.empty() ? "" : "; ") + remark;
+QString exchangeRow(const Exchange& exchange) {
+    const char* result = exchange.failed() ? "bad" : "";
+    const std::array<const char*, kColumns> styles{"", "", "", result, "", "number", "number", ""};
+    const std::array<std::string, kColumns> cells = cellsOf(exchange);
+    QString row = "<tr>";
+    for (std::size_t i = 0; i < kColumns; ++i) {
+        row += cell(cells.at(i), styles.at(i));
     }
-    return text;
+    row += "<td><details><summary>Show</summary><dl>";
+    for (const Text& each : textsOf(exchange)) {
+        row += html("<dt>%1</dt><dd><code>%2</code></dd>", each.label, each.text);
+    }
+    return row + "</dl></details></td></tr>\n";
 }
 
-std::string message(const char* label, const std::string& text) {
-    return text.empty() ? "" : "<dt>" + std::string(label) + "</dt><dd><code>" + html(text) + "</code></dd>";
-}
-
-std::string details(const Exchange& exchange) {
-    return "<td><details><summary>Show</summary><dl>" + message("Request", exchange.request) +
-           message("To the terminal", exchange.sent) + message("From the terminal", exchange.received) +
-           message("Response", exchange.response) + "</dl></details></td>";
-}
-
-std::string exchangeRow(const Exchange& exchange) {
-    return "<tr>" + cell(formatTime(exchange.begin)) + cell(exchange.code) + cell(callOf(exchange)) +
-           cell(std::string(nameOf(exchange.outcome)), exchange.failed() ? "bad" : nullptr) +
-           cell(exchange.resultCode) + cell(formatDuration(exchange.duration()), "number") +
-           cell(exchange.gap ? formatDuration(*exchange.gap) : "", "number") + cell(remarks(exchange)) +
-           details(exchange) + "</tr>\n";
-}
-
-std::string exchangeTable(const std::string& caption, const std::vector<Exchange>& exchanges,
-                          bool onlyFailed) {
-    std::string rows;
+QString exchangeTable(const char* caption, const std::vector<Exchange>& exchanges, bool onlyFailed) {
+    std::vector<const char*> heads(kHeads.begin(), kHeads.end());
+    heads.push_back("MESSAGES");
+    QString rows;
     for (const Exchange& exchange : exchanges) {
-        rows += !onlyFailed || exchange.failed() ? exchangeRow(exchange) : std::string();
+        rows += !onlyFailed || exchange.failed() ? exchangeRow(exchange) : QString();
     }
-    return tableOf(
-        caption, {"Time", "Code", "Call", "Result", "Terminal", "Took", "Gap before", "Remarks", "Messages"},
-        rows);
+    return tableOf(caption, heads, rows);
 }
 
-std::string latencyTable(const std::vector<Latency>& kinds) {
-    std::string rows;
+QString latencyTable(const std::vector<Latency>& kinds) {
+    constexpr std::array<const char*, kColumns> kLatencyHeads{"CODE",  "CALL",   "COUNT", "FAILURES",
+                                                              "LEAST", "MEDIAN", "95 %",  "MOST"};
+    QString rows;
     for (const Latency& kind : kinds) {
         rows += "<tr>" + cell(kind.code) + cell(kind.call) + cell(std::to_string(kind.count), "number") +
-                cell(std::to_string(kind.failures), kind.failures > 0 ? "number bad" : "number") +
-                cell(formatDuration(kind.least), "number") + cell(formatDuration(kind.median), "number") +
-                cell(formatDuration(kind.ninetyFifth), "number") + cell(formatDuration(kind.most), "number") +
-                "</tr>\n";
+                cell(std::to_string(kind.failures), kind.failures > 0 ? "number bad" : "number");
+        for (const Time time : {kind.least, kind.median, kind.ninetyFifth, kind.most}) {
+            rows += cell(formatDuration(time), "number");
+        }
+        rows += "</tr>\n";
     }
-    return tableOf("Time taken by each transaction",
-                   {"Code", "Call", "Count", "Failures", "Least", "Median", "95 %", "Most"}, rows);
+    return tableOf("Time taken by each transaction", kLatencyHeads, rows);
 }
 
-std::string summary(const Report& report, std::ptrdiff_t failures) {
-    std::string text = "<dl><dt>Exchanges</dt><dd id=\"count\">" + std::to_string(report.exchanges.size()) +
-                       "</dd><dt>Failures</dt><dd id=\"failures\">" + std::to_string(failures) + "</dd>";
+QString summary(const Report& report) {
+    QString list = html(R"(<dl><dt>Exchanges</dt><dd id="count">%1</dd>)"
+                        R"(<dt>Failures</dt><dd id="failures">%2</dd>)",
+                        std::to_string(report.exchanges.size()), std::to_string(report.failures()));
     if (!report.exchanges.empty()) {
-        text += "<dt>From</dt><dd>" + formatTime(report.exchanges.front().begin) + "</dd><dt>To</dt><dd>" +
-                formatTime(report.exchanges.back().end) + "</dd>";
+        list += html("<dt>From</dt><dd>%1</dd><dt>To</dt><dd>%2</dd>",
+                     formatTime(report.exchanges.front().begin), formatTime(report.exchanges.back().end));
     }
     for (const std::string& file : report.files) {
-        text += "<dt>Log</dt><dd>" + html(file) + "</dd>";
+        list += html("<dt>Log</dt><dd>%1</dd>", file);
     }
     for (const std::string& gap : report.gaps) {
-        text += "<dt>Gap</dt><dd class=\"bad\">" + html(gap) + "</dd>";
+        list += html("<dt>Gap</dt><dd class=\"bad\">%1</dd>", gap);
     }
-    return text + "</dl>\n<p class=\"faint\">" +
-           (report.isRedacted ? "Keys, passwords, fingerprints and other secrets are masked."
-                              : "This page is not redacted: it may contain keys and passwords.") +
-           "</p>\n";
+    return list + html("</dl>\n<p class=\"faint\">%1</p>\n",
+                       report.isRedacted ? "Keys, passwords, fingerprints and other secrets are masked."
+                                         : "This page is not redacted: it may contain keys and passwords.");
+}
+
+QString contentOf(const Report& report) {
+    if (report.exchanges.empty()) {
+        return "<p>There is no exchange to show.</p>\n";
+    }
+    const std::vector<Latency> kinds = latencies(report.exchanges);
+    return "<h2>Timeline</h2>\n" + timelineChart(report.exchanges) + "<h2>Time taken</h2>\n" +
+           latencyChart(kinds) + latencyTable(kinds) + "<h2>Failures</h2>\n" +
+           (report.failures() > 0 ? exchangeTable("Exchanges that failed", report.exchanges, true)
+                                  : QStringLiteral("<p>Nothing failed.</p>\n")) +
+           "<h2>All exchanges</h2>\n" + exchangeTable("Exchanges in order", report.exchanges, false);
 }
 
 } // namespace
 
 std::string htmlPage(const Report& report) {
-    const auto failures = std::count_if(report.exchanges.begin(), report.exchanges.end(),
-                                        [](const Exchange& exchange) { return exchange.failed(); });
-    const std::vector<Latency> kinds = latencies(report.exchanges);
-    std::string page = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n"
-                       "<meta http-equiv=\"Content-Security-Policy\" "
-                       "content=\"default-src 'none'; style-src 'unsafe-inline'\">\n"
-                       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-                       "<title>Terminal log</title>\n<style>" +
-                       std::string(kStyle) + "</style></head>\n<body><main>\n<h1>Terminal log</h1>\n" +
-                       summary(report, failures);
-    if (report.exchanges.empty()) {
-        return page + "<p>There is no exchange to show.</p>\n</main></body></html>\n";
-    }
-    page += "<h2>Timeline</h2>\n" + timelineChart(report.exchanges) + "<h2>Time taken</h2>\n" +
-            latencyChart(kinds) + latencyTable(kinds) + "<h2>Failures</h2>\n";
-    page += failures > 0 ? exchangeTable("Exchanges that failed", report.exchanges, true)
-                         : "<p>Nothing failed.</p>\n";
-    return page + "<h2>All exchanges</h2>\n" + exchangeTable("Exchanges in order", report.exchanges, false) +
-           "</main></body></html>\n";
+    const QString page = R"(<!DOCTYPE html>
+<html lang="en"><head><meta charset="utf-8">
+<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'">
+<meta name="viewport" content="width=device-width, initial-scale=1">
+<title>Terminal log</title>
+<style>)" + QString(kStyle) +
+                         "</style></head>\n<body><main>\n<h1>Terminal log</h1>\n" + summary(report) +
+                         contentOf(report) + "</main></body></html>\n";
+    return page.toStdString();
 }
 
 } // namespace pdactl::log

@@ -3,186 +3,159 @@
 #include <QString>
 
 #include <algorithm>
-#include <charconv>
+#include <utility>
 
 namespace pdactl::log {
 
 namespace {
 
-/// The UTF-16 unit of an escape "\\uXXXX" that begins here.
-std::optional<char16_t> unitAt(std::string_view text) {
-    constexpr std::size_t kLength = 6;
-    unsigned int unit = 0;
-    if (text.size() < kLength || text.substr(0, 2) != "\\u" ||
-        std::from_chars(text.data() + 2, text.data() + kLength, unit, 16).ptr != text.data() + kLength) {
-        return {};
-    }
-    return static_cast<char16_t>(unit);
-}
+constexpr int kMaxDepth = 100; // what is nested more deeply counts as damaged
 
-struct Escape {
-    std::size_t length = 1; ///< of the escape itself; 1 when it is none
-    std::string meaning;
-};
-
-Escape unicodeEscape(std::string_view text) {
-    constexpr std::size_t kLength = 6;
-    const std::optional<char16_t> first = unitAt(text);
-    if (!first) {
-        return {1, "\\"};
-    }
-    const std::optional<char16_t> second = unitAt(text.substr(kLength));
-    if (second && QChar::isHighSurrogate(*first) && QChar::isLowSurrogate(*second)) {
-        return {2 * kLength, (QString(QChar(*first)) + QChar(*second)).toStdString()};
-    }
-    return {kLength, QString(QChar(*first)).toStdString()};
-}
-
-Escape escapeAt(std::string_view text) {
-    constexpr std::string_view kLetters = "\"\\/bfnrt";
-    constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
-    if (text.size() > 1 && text[1] == 'u') {
-        return unicodeEscape(text);
-    }
-    const std::size_t letter = text.size() > 1 ? kLetters.find(text[1]) : std::string_view::npos;
-    return letter == std::string_view::npos ? Escape{1, "\\"} : Escape{2, std::string(1, kMeanings[letter])};
-}
-
-/// Reads JSON from the front; every function returns false, or nothing, at the first thing that is none.
-class Cursor {
+/// Reads JSON from the front; every function returns false at the first thing that is none.
+class Reader {
 public:
-    explicit Cursor(std::string_view text) : m_text(text) {}
+    explicit Reader(std::string_view text) : m_text(text) {}
 
-    bool take(char expected) {
-        skipBlanks();
-        if (m_text.empty() || m_text.front() != expected) {
-            return false;
-        }
-        m_text.remove_prefix(1);
-        return true;
-    }
-
-    /// The inside of a string, escapes and all.
-    std::optional<std::string_view> takeString() {
-        skipBlanks();
-        if (m_text.empty() || m_text.front() != '"') {
-            return {};
-        }
-        for (std::size_t i = 1; i < m_text.size(); ++i) {
-            if (m_text[i] == '\\') {
-                ++i;
-            } else if (m_text[i] == '"') {
-                const std::string_view inside = m_text.substr(1, i - 1);
-                m_text.remove_prefix(i + 1);
-                return inside;
-            }
-        }
-        return {};
-    }
-
-    /// A number, true, false or null, by its looks.
-    std::string_view takeWord() {
-        skipBlanks();
-        const std::size_t length = std::min(m_text.find_first_of(",]} \t\r\n\":[{"), m_text.size());
-        const std::string_view word = m_text.substr(0, length);
-        m_text.remove_prefix(length);
-        return word;
-    }
-
-    /// Skips a value of any depth without recursion.
-    bool skipValue() {
-        std::string open;
-        do {
-            if (take('{')) {
-                open += '}';
-            } else if (take('[')) {
-                open += ']';
-            } else if (!open.empty() && take(open.back())) {
-                open.pop_back();
-            } else if (!open.empty() && (take(',') || take(':'))) {
-                continue;
-            } else if (!takeString() && takeWord().empty()) {
-                return false;
-            }
-        } while (!open.empty());
-        return true;
-    }
-
-    std::optional<std::string> takeScalar() {
-        if (const std::optional<std::string_view> text = takeString()) {
-            return unescaped(*text);
-        }
-        const std::string_view word = takeWord();
-        return word.empty() ? std::nullopt : std::optional(std::string(word));
-    }
-
-    bool isAtEnd() {
-        skipBlanks();
-        return m_text.empty();
+    Json read() {
+        m_json.isObject = next() == '{' && takeContainer(1) && next() == '\0' && m_position == m_text.size();
+        return std::move(m_json);
     }
 
 private:
-    void skipBlanks() { m_text.remove_prefix(std::min(m_text.find_first_not_of(" \t\r\n"), m_text.size())); }
+    /// The first character that is not blank; '\0' at the end.
+    char next() {
+        m_position = std::min(m_text.find_first_not_of(" \t\r\n", m_position), m_text.size());
+        return m_position < m_text.size() ? m_text[m_position] : '\0';
+    }
+
+    bool take(char expected) {
+        const bool isThere = next() == expected;
+        m_position += isThere ? 1 : 0;
+        return isThere;
+    }
+
+    /// What is inside the quotes, escapes and all.
+    bool takeString(std::string_view& inside) {
+        const std::size_t begin = m_position + 1;
+        for (std::size_t i = take('"') ? begin : m_text.size(); i < m_text.size(); ++i) {
+            if (m_text[i] == '\\') {
+                ++i;
+            } else if (m_text[i] == '"') {
+                inside = m_text.substr(begin, i - begin);
+                m_position = i + 1;
+                return true;
+            }
+        }
+        return false;
+    }
+
+    /// A number, true, false or null, by its looks, or a mask.
+    bool takeWord(std::string_view& word) {
+        constexpr std::string_view kCharacters =
+            "0123456789+-.*abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+        const std::size_t end = std::min(m_text.find_first_not_of(kCharacters, m_position), m_text.size());
+        word = m_text.substr(m_position, end - m_position);
+        m_position = end;
+        return !word.empty();
+    }
+
+    bool takeValue(const std::string& name, int depth) {
+        using Type = JsonValue::Type;
+        const char first = next();
+        if (first == '{' || first == '[') {
+            const std::size_t index = m_json.values.size();
+            m_json.values.push_back({Type::Container, name, m_position, m_text.size(), depth});
+            const bool isRead = takeContainer(depth + 1);
+            m_json.values[index].end = m_position;
+            return isRead;
+        }
+        std::string_view text;
+        const bool isString = first == '"';
+        const bool isRead = isString ? takeString(text) : takeWord(text);
+        if (isRead) {
+            const auto begin = static_cast<std::size_t>(text.data() - m_text.data());
+            m_json.values.push_back(
+                {isString ? Type::String : Type::Word, name, begin, begin + text.size(), depth});
+        }
+        return isRead;
+    }
+
+    bool takeContainer(int depth) {
+        const bool isObject = m_text[m_position++] == '{';
+        const char end = isObject ? '}' : ']';
+        if (depth > kMaxDepth || take(end)) {
+            return depth <= kMaxDepth;
+        }
+        do {
+            std::string_view name;
+            if (isObject && (next() != '"' || !takeString(name) || !take(':'))) {
+                return false;
+            }
+            if (!takeValue(unescaped(name), depth)) {
+                return false;
+            }
+        } while (take(','));
+        return take(end);
+    }
 
     std::string_view m_text;
+    std::size_t m_position = 0;
+    Json m_json;
 };
 
 } // namespace
 
-DecodedText decoded(std::string_view text) {
-    DecodedText result;
-    result.text.reserve(text.size());
-    result.origins.reserve(text.size() + 1);
-    std::size_t position = 0;
-    while (position < text.size()) {
-        const Escape escape = text[position] == '\\' ? escapeAt(text.substr(position))
-                                                     : Escape{1, std::string(1, text[position])};
-        result.text += escape.meaning;
-        result.origins.resize(result.text.size(), position);
-        position += escape.length;
+std::string unescaped(std::string_view text) {
+    constexpr int kEscape = 6; // "\u0041"
+    if (text.find('\\') == std::string_view::npos) {
+        return std::string(text);
     }
-    result.origins.push_back(text.size());
-    return result;
+    const QString letters = QStringLiteral("\"\\/bfnrt");
+    const QString meanings = QStringLiteral("\"\\/\b\f\n\r\t");
+    const QString source = QString::fromUtf8(text.data(), static_cast<int>(text.size()));
+    QString result;
+    for (int i = 0; i < source.size(); ++i) {
+        const QChar letter = source[i] == '\\' && i + 1 < source.size() ? source[i + 1] : QChar();
+        const int known = letter.isNull() ? -1 : letters.indexOf(letter);
+        bool isUnit = false;
+        const ushort unit = letter == 'u' ? source.midRef(i + 2, 4).toUShort(&isUnit, 16) : ushort{0};
+        if (isUnit) {
+            result += QChar(unit); // two of them make one character
+            i += kEscape - 1;
+        } else if (known >= 0) {
+            result += meanings[known];
+            ++i;
+        } else {
+            result += source[i];
+        }
+    }
+    return result.toStdString();
 }
 
-std::string unescaped(std::string_view text) {
-    return decoded(text).text;
+Json readJson(std::string_view text) {
+    return Reader(text).read();
 }
 
 std::optional<std::vector<std::string>> rootNames(std::string_view json) {
+    const Json read = readJson(json);
     std::vector<std::string> names;
-    Cursor cursor(json);
-    if (!cursor.take('{')) {
-        return {};
-    }
-    bool hasMore = !cursor.take('}');
-    const bool isEmpty = !hasMore;
-    while (hasMore) {
-        const std::optional<std::string_view> name = cursor.takeString();
-        if (!name || !cursor.take(':') || !cursor.skipValue()) {
-            return {};
+    for (const JsonValue& value : read.values) {
+        if (value.depth == 1) {
+            names.push_back(value.name);
         }
-        names.push_back(unescaped(*name));
-        hasMore = cursor.take(',');
     }
-    return (isEmpty || cursor.take('}')) && cursor.isAtEnd() ? std::optional(names) : std::nullopt;
+    return read.isObject ? std::optional(names) : std::nullopt;
 }
 
 std::optional<std::string> rootMember(std::string_view json, std::string_view name) {
-    Cursor cursor(json);
-    if (!cursor.take('{')) {
+    const Json read = readJson(json);
+    const auto found = std::find_if(read.values.begin(), read.values.end(), [&](const JsonValue& value) {
+        return value.depth == 1 && value.name == name;
+    });
+    if (found == read.values.end() || found->type == JsonValue::Type::Container) {
         return {};
     }
-    do {
-        const std::optional<std::string_view> key = cursor.takeString();
-        if (!key || !cursor.take(':')) {
-            return {};
-        }
-        if (unescaped(*key) == name) {
-            return cursor.takeScalar();
-        }
-    } while (cursor.skipValue() && cursor.take(','));
-    return {};
+    return unescaped(json.substr(found->begin, found->end - found->begin));
 }
 
 } // namespace pdactl::log

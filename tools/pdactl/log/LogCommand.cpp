@@ -1,15 +1,11 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "Signals.h"
-#include "log/Entries.h"
-#include "log/ExchangeBuilder.h"
 #include "log/Filter.h"
 #include "log/FollowedLog.h"
 #include "log/LogFiles.h"
 #include "log/Redaction.h"
 #include "log/Report.h"
-
-#include <QJsonDocument>
 
 #include <algorithm>
 #include <filesystem>
@@ -22,33 +18,13 @@ namespace {
 
 struct Options {
     std::vector<std::string> files;
-    std::vector<std::string> codes;
-    std::vector<std::string> results;
-    std::string since;
-    std::string until;
+    Filter filter;
     std::string page;
     std::string copy;
-    bool onlyFailed = false;
     bool withMessages = false;
     bool unredacted = false;
     bool follow = false;
 };
-
-Filter filterOf(const Options& options) {
-    Filter filter;
-    filter.setCodes(options.codes);
-    filter.setResults(options.results);
-    if (!options.since.empty()) {
-        filter.setSince(options.since);
-    }
-    if (!options.until.empty()) {
-        filter.setUntil(options.until);
-    }
-    if (options.onlyFailed) {
-        filter.setOnlyFailed();
-    }
-    return filter;
-}
 
 void warn(const std::string& what) {
     std::cerr << "pdactl: " << what << "." << std::endl;
@@ -65,7 +41,7 @@ std::vector<std::vector<Entry>> entriesOf(const LogSet& log, bool unredacted) {
         isLog = isLog || std::any_of(stretches.back().begin(), stretches.back().end(),
                                      [](const Entry& entry) { return !entry.head.empty(); });
         if (!unredacted) {
-            redact(stretches.back());
+            Redactor().redact(stretches.back());
         }
     }
     if (isEmpty) {
@@ -79,64 +55,34 @@ std::vector<std::vector<Entry>> entriesOf(const LogSet& log, bool unredacted) {
     return stretches;
 }
 
-void addExchanges(const LogSet& log, const Options& options, std::vector<Exchange>& exchanges) {
-    ExchangeBuilder builder;
-    for (const std::vector<Entry>& stretch : entriesOf(log, options.unredacted)) {
-        for (const Entry& entry : stretch) {
-            builder.add(entry);
-        }
-        builder.closeAll();
-    }
-    std::vector<Exchange> found = builder.takeFinished();
-    exchanges.insert(exchanges.end(), std::make_move_iterator(found.begin()),
-                     std::make_move_iterator(found.end()));
-}
-
 Report reportOf(const std::vector<LogSet>& logs, const Options& options) {
     Report report;
     report.isRedacted = !options.unredacted;
+    std::vector<Exchange>& exchanges = report.exchanges;
     for (const LogSet& log : logs) {
         report.files.push_back(log.base);
         report.gaps.insert(report.gaps.end(), log.gaps.begin(), log.gaps.end());
-        addExchanges(log, options, report.exchanges);
-    }
-    putInOrder(report.exchanges);
-    const Filter filter = filterOf(options);
-    const auto isUnwanted = [&](const Exchange& exchange) { return !filter.matches(exchange); };
-    report.exchanges.erase(std::remove_if(report.exchanges.begin(), report.exchanges.end(), isUnwanted),
-                           report.exchanges.end());
-    for (const std::string& gap : report.gaps) {
-        warn(gap);
-    }
-    return report;
-}
-
-void requireOther(const std::string& output, const std::vector<LogSet>& logs) {
-    for (const LogSet& log : logs) {
-        for (const std::string& file : log.files) {
-            std::error_code error;
-            if (!file.empty() && std::filesystem::equivalent(file, output, error)) {
-                throw Failure(BadUsage, "'" + output + "' is the log itself. Name another file to write to.");
-            }
+        ExchangeBuilder builder;
+        for (const std::vector<Entry>& stretch : entriesOf(log, options.unredacted)) {
+            std::for_each(stretch.begin(), stretch.end(), [&](const Entry& entry) { builder.add(entry); });
+            builder.closeAll();
         }
+        std::vector<Exchange> found = builder.takeFinished();
+        std::move(found.begin(), found.end(), std::back_inserter(exchanges));
     }
-}
-
-/// The second would take the place of the first.
-void requireDifferent(const std::string& page, const std::string& copy) {
-    std::error_code error;
-    if (!page.empty() && !copy.empty() &&
-        std::filesystem::weakly_canonical(page, error) == std::filesystem::weakly_canonical(copy, error)) {
-        throw Failure(BadUsage, "--html and --redact name the same file. Name two.");
-    }
+    std::optional<Time> end;
+    putInOrder(exchanges, end);
+    exchanges.erase(std::remove_if(exchanges.begin(), exchanges.end(),
+                                   [&](const Exchange& each) { return !options.filter.matches(each); }),
+                    exchanges.end());
+    std::for_each(report.gaps.begin(), report.gaps.end(), warn);
+    return report;
 }
 
 void writeCopy(const std::vector<LogSet>& logs, const std::string& path) {
     std::string bytes;
     for (const LogSet& log : logs) {
-        for (const std::string& gap : log.gaps) {
-            warn(gap);
-        }
+        std::for_each(log.gaps.begin(), log.gaps.end(), warn);
         for (const std::vector<Entry>& stretch : entriesOf(log, false)) {
             for (const Entry& entry : stretch) {
                 bytes += entry.head + entry.text + entry.lineEnd;
@@ -148,22 +94,29 @@ void writeCopy(const std::vector<LogSet>& logs, const std::string& path) {
               << "'. Look through it before you give it away." << std::endl;
 }
 
-void printTable(const Report& report, bool withMessages) {
-    std::cout << tableHead();
-    for (const Exchange& exchange : report.exchanges) {
-        std::cout << tableRow(exchange, withMessages);
+/// Outputs must not take the place of the log or of each other.
+void requireOutputs(const Options& options, const std::vector<LogSet>& logs) {
+    std::error_code error;
+    for (const LogSet& log : logs) {
+        for (const std::string& file : log.files) {
+            for (const std::string& output : {options.page, options.copy}) {
+                if (std::filesystem::equivalent(file, output, error)) {
+                    throw Failure(BadUsage,
+                                  "'" + output + "' is the log itself. Name another file to write to.");
+                }
+            }
+        }
     }
-    std::cout << tableFoot(report) << std::flush;
+    if (!options.page.empty() && !options.copy.empty() &&
+        std::filesystem::weakly_canonical(options.page, error) ==
+            std::filesystem::weakly_canonical(options.copy, error)) {
+        throw Failure(BadUsage, "--html and --redact name the same file. Name two.");
+    }
 }
 
 int show(const Options& options, bool asJson) {
     const std::vector<LogSet> logs = findLogs(options.files);
-    for (const std::string& output : {options.page, options.copy}) {
-        if (!output.empty()) {
-            requireOther(output, logs);
-        }
-    }
-    requireDifferent(options.page, options.copy);
+    requireOutputs(options, logs);
     if (!options.copy.empty()) {
         writeCopy(logs, options.copy);
     }
@@ -177,10 +130,15 @@ int show(const Options& options, bool asJson) {
         std::cerr << "pdactl: wrote '" << options.page << "'; open it in a browser." << std::endl;
     }
     if (asJson) {
-        std::cout << QJsonDocument(jsonOf(report)).toJson(QJsonDocument::Compact).constData() << std::endl;
+        std::cout << jsonOf(report);
     } else if (isPrinted) {
-        printTable(report, options.withMessages);
+        std::cout << tableHead();
+        for (const Exchange& exchange : report.exchanges) {
+            std::cout << tableRow(exchange, options.withMessages);
+        }
+        std::cout << tableFoot(report);
     }
+    std::cout.flush();
     return Success;
 }
 
@@ -188,7 +146,7 @@ int show(const Options& options, bool asJson) {
 class Follower {
 public:
     Follower(const Options& options, std::string base, bool asJson)
-        : m_options(options), m_filter(filterOf(options)), m_asJson(asJson), m_log(std::move(base)) {}
+        : m_options(options), m_asJson(asJson), m_log(std::move(base)) {}
 
     int run() {
         constexpr long kPause = 100; // ms; a line that has not grown for as long is complete
@@ -235,22 +193,17 @@ private:
     }
 
     void print() {
-        for (Exchange& exchange : m_builder.takeFinished()) {
-            exchange.gap = m_end ? std::optional(std::max<Time>(exchange.begin - *m_end, 0)) : std::nullopt;
-            m_end = m_end ? std::max(*m_end, exchange.end) : exchange.end;
-            if (m_filter.matches(exchange)) {
-                std::cout << (m_asJson ? QJsonDocument(jsonOf(exchange))
-                                             .toJson(QJsonDocument::Compact)
-                                             .append('\n')
-                                             .toStdString()
-                                       : tableRow(exchange, m_options.withMessages));
+        std::vector<Exchange> finished = m_builder.takeFinished();
+        putInOrder(finished, m_end);
+        for (const Exchange& exchange : finished) {
+            if (m_options.filter.matches(exchange)) {
+                std::cout << (m_asJson ? jsonOf(exchange) : tableRow(exchange, m_options.withMessages));
             }
         }
         std::cout.flush();
     }
 
     const Options& m_options;
-    Filter m_filter;
     bool m_asJson;
     FollowedLog m_log;
     EntryReader m_reader;
@@ -283,15 +236,16 @@ void addLogCommand(Program& program) {
         ->add_option("FILE", options->files,
                      "logs, rotated copies or folders; a log stands for its copies too")
         ->required();
-    command->add_option("--code", options->codes,
+    command->add_option("--code", options->filter.codes,
                         "only this transaction: a code, a member or a message type");
     command->add_option(
-        "--result", options->results,
+        "--result", options->filter.results,
         "only this result: a word as in the table, the library's number or the terminal's code");
-    command->add_option("--since", options->since,
+    command->add_option("--since", options->filter.since,
                         "only from this time on: 2026-01-02 or 2026-01-02T03:04:05");
-    command->add_option("--until", options->until, "only up to this time, the whole day or second included");
-    command->add_flag("--failed", options->onlyFailed, "only what failed");
+    command->add_option("--until", options->filter.until,
+                        "only up to this time, the whole day or second included");
+    command->add_flag("--failed", options->filter.isOnlyFailed, "only what failed");
     command->add_flag("--full", options->withMessages, "show requests and messages too");
     CLI::Option* unredacted =
         command->add_flag("--unredacted", options->unredacted, "show keys, passwords and other secrets too");
@@ -306,6 +260,7 @@ void addLogCommand(Program& program) {
     addExample(*command, {"log"}, "--failed --since 2026-01-02 /opt/bank/lib/log");
     command->callback([options, &program] {
         program.action = [options, &program] {
+            options->filter.check();
             return options->follow ? log::follow(*options, program.asJson)
                                    : log::show(*options, program.asJson);
         };

@@ -9,12 +9,11 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <map>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <set>
 #include <system_error>
-#include <utility>
 
 namespace pdactl::log {
 
@@ -43,23 +42,28 @@ bool exists(const std::string& path) {
     return fs::exists(path, error);
 }
 
+/// The numbers of a log's files.
+std::set<int> copiesOf(const std::string& base) {
+    std::set<int> numbers;
+    for (int number = 0; number <= kMaxCopies; ++number) {
+        if (exists(copyName(base, number))) {
+            numbers.insert(number);
+        }
+    }
+    return numbers;
+}
+
 /// The logs of a directory: the usual one, and those that were written while that could not be.
 std::vector<std::string> logsIn(const std::string& directory) {
     constexpr int kMaxOthers = 19;
-    const std::string base = (fs::path(directory) / "PDA").string();
-    std::vector<std::string> names{base + ".log"};
-    for (int number = 1; number <= kMaxOthers; ++number) {
-        names.push_back(base + "_T" + std::to_string(number) + ".log");
-    }
-    const auto isMissing = [](const std::string& name) {
-        for (int number = 0; number <= kMaxCopies; ++number) {
-            if (exists(copyName(name, number))) {
-                return false;
-            }
+    std::vector<std::string> names;
+    for (int number = 0; number <= kMaxOthers; ++number) {
+        const std::string suffix = number == 0 ? "" : "_T" + std::to_string(number);
+        const std::string name = (fs::path(directory) / ("PDA" + suffix + ".log")).string();
+        if (!copiesOf(name).empty()) {
+            names.push_back(name);
         }
-        return true;
-    };
-    names.erase(std::remove_if(names.begin(), names.end(), isMissing), names.end());
+    }
     if (names.empty()) {
         throw Failure(LocalFailure, "There is no PDA.log in '" + directory +
                                         "'. The library writes it into the folder log beside itself, at its "
@@ -68,75 +72,46 @@ std::vector<std::string> logsIn(const std::string& directory) {
     return names;
 }
 
-class Names {
-public:
-    void add(const std::string& name) {
-        std::error_code error;
-        if (fs::is_directory(name, error)) {
-            for (const std::string& base : logsIn(name)) {
-                addAll(base);
-            }
-        } else if (const int number = copyNumber(name); number != 0) {
-            require(name);
-            wanted(name.substr(0, name.size() - 2)).insert(number);
-        } else {
-            addAll(name);
-        }
-    }
-
-    std::vector<LogSet> logs() const {
-        std::vector<LogSet> result;
-        for (const std::string& base : m_order) {
-            LogSet set{base, {}, {}};
-            const std::set<int>& numbers = m_wanted.at(base);
-            const int newest = numbers.empty() ? 0 : *numbers.begin();
-            const int oldest = numbers.empty() ? -1 : *numbers.rbegin();
-            for (int number = oldest; number >= newest; --number) {
-                if (numbers.count(number) != 0) {
-                    set.files.push_back(copyName(base, number));
-                } else {
-                    set.gaps.push_back(copyName(base, number) + " is missing: what it held is not shown");
-                    set.files.emplace_back();
-                }
-            }
-            result.push_back(std::move(set));
-        }
-        return result;
-    }
-
-private:
-    static void require(const std::string& name) {
-        if (!exists(name)) {
-            throw Failure(LocalFailure,
-                          "There is no '" + name +
-                              "'. The library writes its log as log/PDA.log beside itself; give "
-                              "that file or that folder.");
-        }
-    }
-
-    std::set<int>& wanted(const std::string& base) {
-        if (m_wanted.count(base) == 0) {
-            m_order.push_back(base);
-        }
-        return m_wanted[base];
-    }
-
-    void addAll(const std::string& base) {
-        std::set<int> numbers;
-        for (int number = 0; number <= kMaxCopies; ++number) {
-            if (exists(copyName(base, number))) {
-                numbers.insert(number);
-            }
-        }
-        if (numbers.empty()) {
-            require(base);
-        }
-        wanted(base).insert(numbers.begin(), numbers.end());
-    }
-
-    std::vector<std::string> m_order;
-    std::map<std::string, std::set<int>> m_wanted;
+/// Which files of which log a name means.
+struct Named {
+    std::string base;
+    std::set<int> numbers;
 };
+
+std::vector<Named> namedBy(const std::string& name) {
+    std::error_code error;
+    std::vector<Named> found;
+    if (fs::is_directory(name, error)) {
+        for (const std::string& base : logsIn(name)) {
+            found.push_back({base, copiesOf(base)});
+        }
+        return found;
+    }
+    const int number = copyNumber(name);
+    if (number != 0 && exists(name)) {
+        return {{name.substr(0, name.size() - 2), {number}}};
+    }
+    found.push_back({name, copiesOf(name)});
+    if (number != 0 || found.front().numbers.empty()) {
+        throw Failure(LocalFailure, "There is no '" + name +
+                                        "'. The library writes its log as log/PDA.log beside itself; give "
+                                        "that file or that folder.");
+    }
+    return found;
+}
+
+LogSet logSet(const Named& named) {
+    LogSet log{named.base, {}, {}};
+    for (int number = *named.numbers.rbegin(); number >= *named.numbers.begin(); --number) {
+        const bool isThere = named.numbers.count(number) != 0;
+        const std::string name = copyName(named.base, number);
+        log.files.push_back(isThere ? name : std::string());
+        if (!isThere) {
+            log.gaps.push_back(name + " is missing: what it held is not shown");
+        }
+    }
+    return log;
+}
 
 /// Opens the files of a log; nothing for those that are missing. Nothing at all when one is renamed between
 /// the first and the last opening.
@@ -172,12 +147,27 @@ std::string copyName(const std::string& base, int number) {
     return number == 0 ? base : base + "." + std::to_string(number);
 }
 
+int oldestCopy(const std::string& base) {
+    const std::set<int> numbers = copiesOf(base);
+    return numbers.empty() ? 0 : *numbers.rbegin();
+}
+
 std::vector<LogSet> findLogs(const std::vector<std::string>& names) {
-    Names found;
+    std::vector<Named> all;
     for (const std::string& name : names) {
-        found.add(name);
+        for (const Named& named : namedBy(name)) {
+            const auto known = std::find_if(all.begin(), all.end(),
+                                            [&](const Named& each) { return each.base == named.base; });
+            if (known == all.end()) {
+                all.push_back(named);
+            } else {
+                known->numbers.insert(named.numbers.begin(), named.numbers.end());
+            }
+        }
     }
-    return found.logs();
+    std::vector<LogSet> logs;
+    std::transform(all.begin(), all.end(), std::back_inserter(logs), logSet);
+    return logs;
 }
 
 std::vector<std::string> readLog(const LogSet& log) {

@@ -20,6 +20,9 @@ constexpr int kMaxCopies = 5;
 /// "PDA.log.3" for 3, the base itself for 0.
 std::string copyName(const std::string& base, int number);
 
+/// The oldest copy that exists; 0, the log itself, when there is none.
+int oldestCopy(const std::string& base);
+
 /// Whether an open file still has this name.
 bool isNamed(const QFile& file, const std::string& path);
 

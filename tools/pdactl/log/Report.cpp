@@ -1,19 +1,56 @@
 #include "log/Report.h"
 
+#include "Text.h"
+
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <algorithm>
 #include <map>
+#include <tuple>
 #include <utility>
 
 namespace pdactl::log {
 
 namespace {
 
-void addCount(std::vector<std::string>& remarks, int count, const char* one, const char* several) {
-    if (count > 0) {
-        remarks.push_back(std::to_string(count) + " " + (count == 1 ? one : several));
+constexpr const char* kNoValue = "-";
+
+/// What is special about an exchange, in short.
+std::string remarksOf(const Exchange& exchange) {
+    std::vector<std::string> remarks;
+    const auto add = [&](bool isThere, const std::string& remark) {
+        if (isThere) {
+            remarks.push_back(remark);
+        }
+    };
+    const auto addCount = [&](int count, const char* what) {
+        add(count > 0, std::to_string(count) + " " + what + (count == 1 ? "" : "s"));
+    };
+    add(exchange.lacksBeginning, "beginning missing");
+    add(exchange.isInterleaved, "interleaved with another host");
+    add(exchange.messagesSent > 1, std::to_string(exchange.messagesSent) + " messages sent");
+    addCount(exchange.timeouts, "timeout");
+    addCount(exchange.wrongMessages, "wrong message");
+    addCount(exchange.failedWrites, "failed write");
+    remarks.insert(remarks.end(), exchange.notes.begin(), exchange.notes.end());
+    std::string all;
+    for (const std::string& remark : remarks) {
+        all += (all.empty() ? "" : "; ") + remark;
     }
+    return all;
+}
+
+std::string line(const std::array<std::string, kColumns>& cells) {
+    constexpr std::array<std::size_t, kColumns> kWidths{25, 8, 34, 18, 10, 12, 12, 0};
+    std::string result;
+    for (std::size_t i = 0; i < kColumns; ++i) {
+        const std::string text = printable(cells.at(i));
+        result += text + std::string(std::max(kWidths.at(i), text.size() + 1) - text.size(), ' ');
+    }
+    result.erase(result.find_last_not_of(' ') + 1);
+    return result + "\n";
 }
 
 /// Invalid UTF-8 replaced.
@@ -29,68 +66,16 @@ QJsonValue json(const std::vector<std::string>& texts) {
     return array;
 }
 
-/// The value that this share of the sorted values does not exceed.
-Time percentile(const std::vector<Time>& sorted, std::size_t percent) {
-    const std::size_t rank = (sorted.size() * percent + 99) / 100;
-    return sorted[std::max<std::size_t>(rank, 1) - 1];
-}
-
-} // namespace
-
-std::string callOf(const Exchange& exchange) {
-    if (exchange.member != nullptr) {
-        return exchange.member->member;
-    }
-    return exchange.type.empty() ? "?" : "message " + exchange.type;
-}
-
-std::vector<std::string> remarksOf(const Exchange& exchange) {
-    std::vector<std::string> remarks;
-    if (exchange.lacksBeginning) {
-        remarks.emplace_back("beginning missing");
-    }
-    if (exchange.isInterleaved) {
-        remarks.emplace_back("interleaved with another host");
-    }
-    if (exchange.messagesSent > 1) {
-        remarks.push_back(std::to_string(exchange.messagesSent) + " messages sent");
-    }
-    addCount(remarks, exchange.timeouts, "timeout", "timeouts");
-    addCount(remarks, exchange.wrongMessages, "wrong message", "wrong messages");
-    addCount(remarks, exchange.failedWrites, "failed write", "failed writes");
-    remarks.insert(remarks.end(), exchange.notes.begin(), exchange.notes.end());
-    return remarks;
-}
-
-std::vector<Latency> latencies(const std::vector<Exchange>& exchanges) {
-    std::map<std::pair<std::string, std::string>, std::vector<Time>> times;
-    std::map<std::pair<std::string, std::string>, std::size_t> failures;
-    for (const Exchange& exchange : exchanges) {
-        const std::pair<std::string, std::string> kind(exchange.code, callOf(exchange));
-        times[kind].push_back(exchange.duration());
-        failures[kind] += exchange.failed() ? 1 : 0;
-    }
-    std::vector<Latency> result;
-    for (auto& [kind, values] : times) {
-        std::sort(values.begin(), values.end());
-        result.push_back({kind.first, kind.second, values.size(), failures[kind], values.front(),
-                          percentile(values, 50), percentile(values, 95), values.back()});
-    }
-    std::stable_partition(result.begin(), result.end(),
-                          [](const Latency& kind) { return !kind.code.empty(); });
-    return result;
-}
-
-QJsonObject jsonOf(const Exchange& exchange) {
+QJsonObject objectOf(const Exchange& exchange) {
     return {
         {"begin", json(formatTime(exchange.begin, 'T'))},
         {"took", static_cast<qint64>(exchange.duration())},
         {"gap", exchange.gap ? QJsonValue(static_cast<qint64>(*exchange.gap)) : QJsonValue()},
-        {"origin", json(nameOf(exchange.origin))},
+        {"origin", json(exchange.originName())},
         {"code", json(exchange.code)},
-        {"call", json(callOf(exchange))},
+        {"call", json(exchange.call())},
         {"type", json(exchange.type)},
-        {"outcome", json(nameOf(exchange.outcome))},
+        {"outcome", json(exchange.outcomeName())},
         {"result", exchange.result ? QJsonValue(*exchange.result) : QJsonValue()},
         {"resultCode", json(exchange.resultCode)},
         {"request", json(exchange.request)},
@@ -108,15 +93,98 @@ QJsonObject jsonOf(const Exchange& exchange) {
     };
 }
 
-QJsonObject jsonOf(const Report& report) {
+std::string lineOf(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString() + "\n";
+}
+
+} // namespace
+
+std::size_t Report::failures() const {
+    return static_cast<std::size_t>(std::count_if(
+        exchanges.begin(), exchanges.end(), [](const Exchange& exchange) { return exchange.failed(); }));
+}
+
+std::array<std::string, kColumns> cellsOf(const Exchange& exchange) {
+    const auto orNone = [](const std::string& text) { return text.empty() ? kNoValue : text; };
+    return {formatTime(exchange.begin),
+            orNone(exchange.code),
+            exchange.call(),
+            std::string(exchange.outcomeName()),
+            orNone(exchange.resultCode),
+            formatDuration(exchange.duration()),
+            exchange.gap ? formatDuration(*exchange.gap) : kNoValue,
+            remarksOf(exchange)};
+}
+
+std::vector<Text> textsOf(const Exchange& exchange) {
+    const Text sent{"to PDA", exchange.sent};
+    const Text received{"from PDA", exchange.received};
+    const bool isTerminal = exchange.origin == Origin::Terminal;
+    std::vector<Text> texts{{"request", exchange.request},
+                            isTerminal ? received : sent,
+                            isTerminal ? sent : received,
+                            {"response", exchange.response}};
+    texts.erase(
+        std::remove_if(texts.begin(), texts.end(), [](const Text& each) { return each.text.empty(); }),
+        texts.end());
+    return texts;
+}
+
+std::vector<Latency> latencies(const std::vector<Exchange>& exchanges) {
+    std::map<std::tuple<bool, std::string, std::string>, std::pair<std::vector<Time>, std::size_t>> kinds;
+    for (const Exchange& exchange : exchanges) {
+        auto& [times, failures] = kinds[{exchange.code.empty(), exchange.code, exchange.call()}];
+        times.push_back(exchange.duration());
+        failures += exchange.failed() ? 1 : 0;
+    }
+    std::vector<Latency> result;
+    for (auto& [kind, measured] : kinds) {
+        auto& [times, failures] = measured;
+        std::sort(times.begin(), times.end());
+        // The value that this share of them does not exceed.
+        const auto percentile = [&times = times](std::size_t percent) {
+            return times[(times.size() * percent + 99) / 100 - 1];
+        };
+        result.push_back({std::get<1>(kind), std::get<2>(kind), times.size(), failures, times.front(),
+                          percentile(50), percentile(95), times.back()});
+    }
+    return result;
+}
+
+std::string tableHead() {
+    std::array<std::string, kColumns> heads;
+    std::copy(kHeads.begin(), kHeads.end(), heads.begin());
+    return line(heads);
+}
+
+std::string tableRow(const Exchange& exchange, bool withMessages) {
+    std::string row = line(cellsOf(exchange));
+    for (const Text& each : withMessages ? textsOf(exchange) : std::vector<Text>()) {
+        const std::string label = each.label;
+        row += "    " + label + std::string(10 - label.size(), ' ') + printable(each.text) + "\n";
+    }
+    return row;
+}
+
+std::string tableFoot(const Report& report) {
+    const std::size_t count = report.exchanges.size();
+    return std::to_string(count) + (count == 1 ? " exchange, " : " exchanges, ") +
+           std::to_string(report.failures()) + " failed\n";
+}
+
+std::string jsonOf(const Exchange& exchange) {
+    return lineOf(objectOf(exchange));
+}
+
+std::string jsonOf(const Report& report) {
     QJsonArray exchanges;
     for (const Exchange& exchange : report.exchanges) {
-        exchanges.append(jsonOf(exchange));
+        exchanges.append(objectOf(exchange));
     }
-    return {{"files", json(report.files)},
-            {"gaps", json(report.gaps)},
-            {"redacted", report.isRedacted},
-            {"exchanges", exchanges}};
+    return lineOf({{"files", json(report.files)},
+                   {"gaps", json(report.gaps)},
+                   {"redacted", report.isRedacted},
+                   {"exchanges", exchanges}});
 }
 
 } // namespace pdactl::log

@@ -2,8 +2,7 @@
 
 #include "log/Exchange.h"
 
-#include <QJsonObject>
-
+#include <array>
 #include <string>
 #include <vector>
 
@@ -15,13 +14,25 @@ struct Report {
     std::vector<std::string> gaps;
     std::vector<Exchange> exchanges;
     bool isRedacted = true;
+
+    std::size_t failures() const;
 };
 
-/// How an exchange is called: its member, or its message's type.
-std::string callOf(const Exchange& exchange);
+constexpr std::size_t kColumns = 8;
+constexpr std::array<const char*, kColumns> kHeads{"TIME",     "CODE", "CALL", "RESULT",
+                                                   "TERMINAL", "TOOK", "GAP",  "REMARKS"};
 
-/// What is special about it, in short.
-std::vector<std::string> remarksOf(const Exchange& exchange);
+/// What a table says of an exchange, by column.
+std::array<std::string, kColumns> cellsOf(const Exchange& exchange);
+
+/// A message or a request, and what it is.
+struct Text {
+    const char* label;
+    std::string text;
+};
+
+/// What was said, in order; what is not there is left out.
+std::vector<Text> textsOf(const Exchange& exchange);
 
 /// How long the transactions of one kind took.
 struct Latency {
@@ -43,8 +54,9 @@ std::string tableHead();
 std::string tableRow(const Exchange& exchange, bool withMessages);
 std::string tableFoot(const Report& report);
 
-QJsonObject jsonOf(const Exchange& exchange);
-QJsonObject jsonOf(const Report& report);
+/// One document on one line.
+std::string jsonOf(const Exchange& exchange);
+std::string jsonOf(const Report& report);
 
 std::string htmlPage(const Report& report);
 

@@ -51,12 +51,6 @@ std::optional<Time> read(std::string_view text, std::string_view pattern) {
            millisecond;
 }
 
-/// With one decimal place.
-std::string inUnits(Time milliseconds, Time unit, const char* name) {
-    const Time tenths = milliseconds * 10 / unit;
-    return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " " + name;
-}
-
 } // namespace
 
 std::optional<Time> parseStamp(std::string_view text) {
@@ -95,16 +89,21 @@ std::string formatTime(Time time, char separator) {
 }
 
 std::string formatDuration(Time milliseconds) {
-    if (milliseconds >= 2 * kDay) {
-        return inUnits(milliseconds, kDay, "d");
+    struct Unit {
+        Time length;
+        const char* name;
+    };
+    constexpr std::array<Unit, 3> kUnits{{{kDay, "d"}, {kHour, "h"}, {kMinute, "min"}}};
+    const auto inUnits = [&](Unit unit, int decimals) {
+        const double number = static_cast<double>(milliseconds) / static_cast<double>(unit.length);
+        return QStringLiteral("%1 %2").arg(number, 0, 'f', decimals).arg(unit.name).toStdString();
+    };
+    for (const Unit& unit : kUnits) {
+        if (milliseconds >= 2 * unit.length) {
+            return inUnits(unit, 1);
+        }
     }
-    if (milliseconds >= 2 * kHour) {
-        return inUnits(milliseconds, kHour, "h");
-    }
-    if (milliseconds >= 2 * kMinute) {
-        return inUnits(milliseconds, kMinute, "min");
-    }
-    return QString::number(static_cast<double>(milliseconds) / kSecond, 'f', 3).toStdString() + " s";
+    return inUnits({kSecond, "s"}, 3);
 }
 
 } // namespace pdactl::log

@@ -2,9 +2,7 @@
 
 #include <cstddef>
 #include <optional>
-#include <string>
 #include <string_view>
-#include <vector>
 
 namespace pdactl::log {
 
@@ -26,20 +24,12 @@ enum class LineKind {
 /// A line that carries text from outside.
 struct TrafficLine {
     LineKind kind = LineKind::Other;
-    std::size_t payload = 0; ///< where the text from outside begins
+    std::size_t payload = 0;    ///< where the text from outside begins
+    std::string_view tail = {}; ///< what the library writes after it, "#" for a number
+
+    bool isJson() const { return kind == LineKind::Request || kind == LineKind::Response; }
+    bool isMessage() const { return kind != LineKind::Other && !isJson(); }
 };
-
-/// Whether the header of a message begins here, and its tags or nothing follow it.
-bool beginsMessage(std::string_view text);
-
-/// The length that a message says it has, header included, when the digits of a length and a type begin here.
-std::optional<std::size_t> declaredLength(std::string_view text);
-
-/// How many bytes a message's header has.
-constexpr std::size_t kMessageHeader = 50;
-
-/// What the library writes after a message of another type than expected.
-constexpr std::string_view kWrongTail = " ---Wrong Command --Delete";
 
 /// Looks at no more than the beginning of a text.
 TrafficLine trafficLine(std::string_view text);
@@ -47,16 +37,19 @@ TrafficLine trafficLine(std::string_view text);
 /// The payload without what the library wrote after it.
 std::string_view payloadOf(std::string_view text, TrafficLine line);
 
-/// Whether an entry begins here: a stamp and a level word.
-bool isEntryHead(std::string_view text);
+/// How long a line's tail is that begins here; 0 when something else does.
+std::size_t tailLength(std::string_view text, std::string_view tail);
 
-/// How many characters isEntryHead has looked at; 0 when it is none.
-std::size_t entryHeadLength(std::string_view text);
+/// Whether text ends with what the library writes after a request or after a response.
+bool hasJsonTail(std::string_view text);
 
-/// "GetInfo" of "[GetInfo] begin"; empty for any other line.
-std::string_view begunMember(std::string_view text);
+/// Whether the header of a message begins here, and its first tag, a mask or nothing follows it.
+bool beginsMessage(std::string_view text);
 
-/// The number at the end of a response's line.
-std::optional<int> resultOf(std::string_view text);
+/// The length that a message says it has, header included, when the digits of a length and a type begin here.
+std::optional<std::size_t> declaredLength(std::string_view text);
+
+/// How many bytes a message's header has.
+constexpr std::size_t kMessageHeader = 50;
 
 } // namespace pdactl::log
