@@ -67,7 +67,7 @@ void UrbServer::handle(const Submit& submit, std::string_view data) {
 }
 
 void UrbServer::control(const Submit& submit, std::string_view data) {
-    const auto answer = m_control.answer(readSetup(submit.setup), data);
+    const auto answer = m_control.answer(submit.setup, data);
     if (!answer) {
         m_output += submitReply(submit.sequence, -EPIPE, 0);
     } else if (submit.isIn) {

@@ -1,7 +1,7 @@
 #include "usbip/VhciBus.h"
 
 #include "node/FileDescriptor.h"
-#include "usb/SystemTree.h"
+#include "System.h"
 #include "usbip/Connection.h"
 
 #include <fcntl.h>
@@ -134,7 +134,7 @@ unsigned Vhci::attach(const OfferedDevice& device, int socket) const {
         const unsigned port = freePort();
         error = writeAttribute(m_folder + "/attach", std::to_string(port) + " " + std::to_string(socket) +
                                                          " " + std::to_string(device.id()) + " " +
-                                                         std::to_string(kFullSpeed));
+                                                         std::to_string(USB_SPEED_FULL));
         if (error == 0) {
             return port;
         }

@@ -104,7 +104,7 @@ public:
 
     /// What the terminal has against the message with other tags.
     Texts violationsOf(const Sample& sample, const Tags& tags) {
-        (void)answer(sample.type, tags, sample.groups);
+        (void)answer(sample.type, body(tags) + sample.groups);
         return takeViolations();
     }
 };
@@ -121,7 +121,7 @@ Texts namesIn(const std::string& reply) {
 TEST(EachMessage, IsAcceptedAndAnsweredWithTheTagsOfItsKind) {
     for (const Sample& sample : samples()) {
         TestedTerminal tested;
-        const std::string reply = tested.answer(sample.type, sample.tags, sample.groups);
+        const std::string reply = tested.answer(sample.type, body(sample.tags) + sample.groups);
         EXPECT_EQ(tested.takeViolations(), Texts()) << sample.type;
         EXPECT_EQ(reply == "(no reply)", sample.replyNames.empty()) << sample.type;
         EXPECT_EQ(namesIn(reply), sample.replyNames) << sample.type;
