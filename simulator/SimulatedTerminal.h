@@ -5,9 +5,9 @@
 #include "TestBed.h"
 #include "core/Announcement.h"
 #include "core/Fault.h"
+#include "core/MessageTable.h"
 #include "core/Terminal.h"
 #include "core/TerminalState.h"
-#include "core/Traffic.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -6,14 +6,6 @@
 
 namespace pdasim {
 
-/// Serves the nodes of devices that are not terminals.
-class TestBed::Listener : public NodeOwner {
-public:
-    void hostOpened() override {}
-    WriteResult hostWrote(std::string_view bytes) override { return {0, bytes.size()}; }
-    void hostWriteFailed() override {}
-};
-
 namespace {
 
 std::string appendedTo(const char* variable, const std::string& value) {
@@ -23,7 +15,7 @@ std::string appendedTo(const char* variable, const std::string& value) {
 
 } // namespace
 
-TestBed::TestBed() : m_listener(std::make_unique<Listener>()), m_bus(std::make_unique<NodeBus>()) {
+TestBed::TestBed() : m_owner(std::make_unique<NodeOwner>()), m_bus(std::make_unique<NodeBus>()) {
 }
 
 TestBed::~TestBed() {
@@ -36,7 +28,7 @@ TestBed::~TestBed() {
 TestBed::DeviceId TestBed::addDevice(const DeviceDescription& description) {
     const std::lock_guard lock(m_bus->loop().mutex());
     m_devices.push_back(std::make_unique<NodePort>(*m_bus, description));
-    m_devices.back()->setOwner(*m_listener);
+    m_devices.back()->setOwner(*m_owner);
     m_devices.back()->plug();
     return static_cast<DeviceId>(m_devices.size()) - 1;
 }

@@ -10,6 +10,7 @@
 namespace pdasim {
 
 class NodeBus;
+class NodeOwner;
 class NodePort;
 
 /// A simulated system of devices: what this process, and every program started with environment(), finds
@@ -40,11 +41,10 @@ public:
 
 private:
     friend class SimulatedTerminal;
-    class Listener;
 
     NodePort& port(DeviceId device) const { return *m_devices.at(static_cast<std::size_t>(device)); }
 
-    std::unique_ptr<Listener> m_listener;
+    std::unique_ptr<NodeOwner> m_owner;
     std::unique_ptr<NodeBus> m_bus;
     std::vector<std::unique_ptr<NodePort>> m_devices;
 };

@@ -2,7 +2,7 @@
 
 #include "System.h"
 #include "core/Message.h"
-#include "core/Traffic.h"
+#include "core/MessageTable.h"
 #include "scenario/Json.h"
 
 #include <sys/eventfd.h>

@@ -1,7 +1,7 @@
 #include "pdasim/Session.h"
 
 #include "System.h"
-#include "core/Traffic.h"
+#include "core/MessageTable.h"
 #include "node/FileDescriptor.h"
 #include "pdasim/Reporting.h"
 #include "scenario/Rules.h"

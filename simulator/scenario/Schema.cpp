@@ -12,7 +12,8 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-/// The schema alone says what a scenario has to be. Of JSON Schema's words this file knows those that it uses.
+/// The schema alone says what a scenario has to be. Of JSON Schema's words this file knows those that it
+/// uses.
 const Document& scenarioRules() {
     static const Document schema = Document::parse(scenarioSchema());
     return schema;
@@ -30,6 +31,14 @@ void require(bool holds, const std::string& pointer, const std::string& reason) 
     if (!holds) {
         refuseAt(pointer, reason);
     }
+}
+
+std::string below(const std::string& pointer, const std::string& member) {
+    return std::string(pointer).append("/").append(member);
+}
+
+std::string inQuotes(const std::string& text) {
+    return std::string("\"").append(text).append("\"");
 }
 
 std::string kindNamed(const std::string& type) {
@@ -92,7 +101,7 @@ void checkCombination(const Json& object, const Document& schema, const std::str
     const Document dependencies = schema.value("dependentRequired", Document::object());
     for (const auto& [name, needed] : dependencies.items()) {
         const std::string other = needed.at(0);
-        require(!isThere(name) || isThere(other), pointer, "\"" + name + "\" needs \"" + other + "\"");
+        require(!isThere(name) || isThere(other), pointer, inQuotes(name) + " needs " + inQuotes(other));
     }
 }
 
@@ -100,7 +109,7 @@ void check(const Json& value, const Document& reference, const std::string& poin
 
 void checkObject(const Json& object, const Document& schema, const std::string& pointer) {
     for (const std::string name : schema.value("required", Document::array())) {
-        require(object.contains(name), pointer, "\"" + name + "\" is missing");
+        require(object.contains(name), pointer, inQuotes(name) + " is missing");
     }
     const Document& known = schema.at("properties");
     Texts names;
@@ -108,12 +117,12 @@ void checkObject(const Json& object, const Document& schema, const std::string& 
         names.push_back(name);
     }
     for (const auto& [name, value] : object.items()) {
-        require(known.contains(name), pointer + "/" + printable(name),
+        require(known.contains(name), below(pointer, printable(name)),
                 "is unknown here; known are " + joined(names));
     }
     for (const std::string& name : names) {
         if (object.contains(name)) {
-            check(object.at(name), known.at(name), pointer + "/" + name);
+            check(object.at(name), known.at(name), below(pointer, name));
         }
     }
     checkCombination(object, schema, pointer);
@@ -129,7 +138,7 @@ void check(const Json& value, const Document& reference, const std::string& poin
         require(value.size() >= schema.value("minItems", std::size_t{0}), pointer,
                 "must have at least 1 element");
         for (std::size_t i = 0; i < value.size(); ++i) {
-            check(value[i], schema.at("items"), pointer + "/" + std::to_string(i));
+            check(value[i], schema.at("items"), below(pointer, std::to_string(i)));
         }
     } else if (value.is_string()) {
         checkText(value, schema, pointer);

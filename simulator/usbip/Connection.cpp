@@ -1,6 +1,7 @@
 #include "usbip/Connection.h"
 
 #include "usb/Descriptors.h"
+#include "usbip/TcpBus.h"
 
 #include <sys/socket.h>
 

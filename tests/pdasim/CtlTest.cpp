@@ -137,29 +137,29 @@ TEST_F(Ctl, ShowsTheStateAsJson) {
     EXPECT_EQ(read.output, "/dev/hidraw0 1 1 BAG1 TID0001 [] 2\n") << read.errors;
 }
 
-TEST_F(Ctl, FollowsTheTraffic) {
-    RunningProgram follower(
-        {Program, "ctl", "--control", served.folder() + "/pdasim.sock", "traffic", "--count", "3"});
-    ASSERT_EQ(follower.readLine(), "# following");
+TEST_F(Ctl, FollowsTheTrafficInWordsAndAsJson) {
+    const Texts traffic = {Program,   "ctl",    "--control", served.folder() + "/pdasim.sock",
+                           "traffic", "--count"};
+    Texts words = traffic;
+    words.push_back("3");
+    Texts json = traffic;
+    json.insert(json.end(), {"1", "--json"});
+    RunningProgram reader(words);
+    RunningProgram parser(json);
+    ASSERT_EQ(reader.readLine(), "# following");
+    ASSERT_EQ(parser.readLine(), R"({"ok":true,"following":true})");
     (void)ask("8001");
     (void)served.ctl({"scan", "BAG1"});
-    EXPECT_TRUE(contains(follower.readLine(), "  host -> terminal  8001 terminal information (112 bytes) "));
-    EXPECT_TRUE(contains(follower.readLine(), "  terminal -> host  8001 terminal information ("));
-    const std::string scanned = follower.readLine();
+    EXPECT_TRUE(contains(reader.readLine(), "  host -> terminal  8001 terminal information (112 bytes) "));
+    EXPECT_TRUE(contains(reader.readLine(), "  terminal -> host  8001 terminal information ("));
+    const std::string scanned = reader.readLine();
     EXPECT_TRUE(contains(scanned, "  terminal -> host  9001 scanned label (")) << scanned;
     EXPECT_TRUE(contains(scanned, " Ex_Label=BAG1")) << scanned;
-    EXPECT_EQ(follower.wait(), 0);
-}
-
-TEST_F(Ctl, FollowsTheTrafficAsJson) {
-    RunningProgram follower(
-        {Program, "ctl", "--control", served.folder() + "/pdasim.sock", "traffic", "--json", "--count", "1"});
-    ASSERT_EQ(follower.readLine(), R"({"ok":true,"following":true})");
-    (void)ask("8001");
-    const std::string line = follower.readLine();
+    EXPECT_EQ(reader.wait(), 0);
+    const std::string line = parser.readLine();
     EXPECT_TRUE(contains(line, R"("terminal":1,"from":"host","type":"8001","bytes":112,"message":"8001 )"))
         << line;
-    EXPECT_EQ(follower.wait(), 0);
+    EXPECT_EQ(parser.wait(), 0);
 }
 
 TEST_F(Ctl, TheTrafficEndsWithTheTerminal) {

@@ -45,17 +45,6 @@ TEST(Pdasim, RunsAClientInPython) {
     EXPECT_EQ(result.output, "64\n");
 }
 
-TEST(Pdasim, RunsAClientInJava) {
-    const ProgramResult modules = runProgram({"sh", "-c", "java --list-modules"});
-    if (modules.exitCode != 0 || !contains(modules.output, "jdk.compiler")) {
-        GTEST_SKIP() << "there is no java that runs a source file: " << modules.errors;
-    }
-    const ProgramResult result = pdasim({"run", "--", "java", PDASIM_JAVA_CLIENT});
-    EXPECT_EQ(result.exitCode, 0) << result.errors;
-    EXPECT_EQ(result.output.substr(0, 16), "0002418001QEV   ");
-    EXPECT_TRUE(contains(result.output, "<Ex_RetCode>000000</Ex_RetCode>"));
-}
-
 TEST(Pdasim, NoReadWaitsWhetherItsDescriptorBlocksOrNot) {
     for (const std::string flags : {"os.O_RDWR", "os.O_RDWR | os.O_NONBLOCK"}) {
         const std::string script = "import errno, os\n"
@@ -138,7 +127,7 @@ TEST(Pdasim, RefusesWithAReason) {
     const std::string ini = scratchDirectory() + "/half.ini";
     writeFile(ini, "VID=1209\n");
     const std::string taken = scratchDirectory() + "/taken";
-    const pdasim::test::ServedTerminal served({"--control", taken});
+    const pdasim::test::ServedTerminal served({"--control", taken, "--terminals", "2"});
     struct Case {
         int exitCode;
         std::vector<std::string> arguments;
@@ -196,8 +185,8 @@ TEST(Pdasim, RefusesWithAReason) {
          "pdasim: cannot reach a running pdasim at /no/such/socket: No such file or directory. \"pdasim "
          "serve\" starts one, and prints the settings that lead to it\n"},
         {1,
-         {"ctl", "--control", taken, "--terminal", "2", "unplug"},
-         "there is no terminal 2; the only one is 1\n"},
+         {"ctl", "--control", taken, "--terminal", "3", "unplug"},
+         "there is no terminal 3; name one of 1 to 2\n"},
         {64, {"ctl", "--terminal", "0", "state"}, "pdasim: --terminal: Value 0 not in range 1 to 9. "},
         {64, {"ctl", "scan"}, "labels is required. \"pdasim ctl scan --help\" shows what fits.\n"},
         {64, {"ctl", "login"}, "user is required. \"pdasim ctl login --help\" shows what fits.\n"},

@@ -164,9 +164,14 @@ TEST(ScenarioOfTheProgram, TheProgramShowsItsOwn) {
     EXPECT_TRUE(contains(pdasim({"scenarios", "--schema"}).output, "draft/2020-12/schema"));
 }
 
-TEST(UserOfTheProgram, ScansThreeLabelsOneAfterTheOther) {
+TEST(UserOfTheProgram, ScansThreeLabelsOneAfterTheOtherUntilTheRunIsStopped) {
     ServedTerminal served({"--user"});
     Host host;
+    (void)host.ask("8004", "Ex_PdaSn=P Ex_Cmd=1");
+    (void)host.hear("</Ex_Label>");
+    (void)host.ask("8004", "Ex_PdaSn=P Ex_Cmd=0");
+    host.acknowledge("9001", true);
+    EXPECT_EQ(host.client().poll(1500ms), 0) << "the run has been stopped";
     EXPECT_TRUE(contains(host.ask("8004", "Ex_PdaSn=P Ex_Cmd=1"), "000000"));
     for (const std::string label : {"BAG-0001", "BAG-0002", "BAG-0003"}) {
         const std::string heard = host.hear("</Ex_Label>");
@@ -177,17 +182,6 @@ TEST(UserOfTheProgram, ScansThreeLabelsOneAfterTheOther) {
         host.acknowledge("9001", true);
     }
     EXPECT_EQ(host.client().poll(1s), 0);
-    EXPECT_EQ(served.end(), 0);
-}
-
-TEST(UserOfTheProgram, StopsScanningWithTheRun) {
-    ServedTerminal served({"--user"});
-    Host host;
-    (void)host.ask("8004", "Ex_PdaSn=P Ex_Cmd=1");
-    (void)host.hear("</Ex_Label>");
-    (void)host.ask("8004", "Ex_PdaSn=P Ex_Cmd=0");
-    host.acknowledge("9001", true);
-    EXPECT_EQ(host.client().poll(1500ms), 0);
     EXPECT_EQ(served.end(), 0);
 }
 

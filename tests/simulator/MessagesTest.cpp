@@ -2,7 +2,7 @@
 
 #include "core/Message.h"
 #include "core/MessageChecker.h"
-#include "core/Traffic.h"
+#include "core/MessageTable.h"
 
 #include <gtest/gtest.h>
 

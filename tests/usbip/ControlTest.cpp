@@ -30,12 +30,10 @@ std::string bytes(const std::vector<unsigned>& values) {
 /// Keeps what the host sends.
 class Listener : public NodeOwner {
 public:
-    void hostOpened() override {}
     WriteResult hostWrote(std::string_view text) override {
         received.emplace_back(text);
         return {error, text.size()};
     }
-    void hostWriteFailed() override {}
 
     std::vector<std::string> received;
     int error = 0;

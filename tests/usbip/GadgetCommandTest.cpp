@@ -131,18 +131,6 @@ TEST(Gadget, ServesANodeThatIsSetUp) {
     EXPECT_EQ(server.wait(), 0);
 }
 
-TEST(Gadget, FailsAtTheEndWhenAHostBrokeTheProtocol) {
-    const UsedBoard board;
-    const StandIn& node = board.node;
-    const std::string trace = scratchDirectory() + "/trace";
-    RunningProgram server({Program, "gadget", "--node", node.path, "--trace", trace});
-    ASSERT_EQ(server.readUpTo("# ready").size(), 2U);
-    node.write("nonsense");
-    EXPECT_TRUE(waitUntil([&trace] { return contains(readFile(trace), "nonsense"); }));
-    server.signal(SIGTERM);
-    EXPECT_EQ(server.wait(), 70);
-}
-
 TEST(Gadget, ANodeThatGoesIsAnUnpluggedTerminal) {
     UsedBoard board;
     StandIn& node = board.node;

@@ -17,10 +17,16 @@ Lock* findLock(TerminalState& state, const std::string& id) {
     return found == state.locks.end() ? nullptr : &*found;
 }
 
-/// The front of a reply about one lock; of one that is out of reach there is nothing more to say.
-Reply singleLockReply(const Request& request, const Lock* lock) {
-    return lockReply(request, lock == nullptr ? code::UnknownLock : code::Accepted)
-        .with("Ex_LockId", request["Ex_LockId"]);
+/// A reply about one lock; of one that is out of reach there is nothing more to say.
+template <typename Use>
+Reply replyAboutLock(const Request& request, TerminalState& state, Use use) {
+    Lock* lock = findLock(state, request["Ex_LockId"]);
+    Reply reply = lockReply(request, lock == nullptr ? code::UnknownLock : code::Accepted);
+    reply.with("Ex_LockId", request["Ex_LockId"]);
+    if (lock != nullptr) {
+        use(*lock, reply);
+    }
+    return reply;
 }
 
 LockKey readLockKey(const Request& request, const std::string& prefix) {
@@ -68,56 +74,42 @@ Reply answerLockList(const Request& request, TerminalState& state) {
 }
 
 Reply answerLockInformation(const Request& request, TerminalState& state) {
-    const Lock* lock = findLock(state, request["Ex_LockId"]);
-    Reply reply = singleLockReply(request, lock);
-    if (lock != nullptr) {
-        reply.with("Ex_LockVer", lock->version)
-            .with("Ex_HSCVer", lock->chipVersion)
-            .with("Ex_LockParam", lock->params)
-            .with("Ex_LockBoot", lock->boot)
-            .with("Ex_LockAppCrc", lock->applicationCheck)
-            .with("Ex_LockStatus", lock->status)
-            .with("Ex_LockRnd", lock->random);
-    }
-    return reply;
+    return replyAboutLock(request, state, [](const Lock& lock, Reply& reply) {
+        reply.with("Ex_LockVer", lock.version)
+            .with("Ex_HSCVer", lock.chipVersion)
+            .with("Ex_LockParam", lock.params)
+            .with("Ex_LockBoot", lock.boot)
+            .with("Ex_LockAppCrc", lock.applicationCheck)
+            .with("Ex_LockStatus", lock.status)
+            .with("Ex_LockRnd", lock.random);
+    });
 }
 
 Reply answerPublicKey(const Request& request, TerminalState& state) {
-    const Lock* lock = findLock(state, request["Ex_LockId"]);
-    Reply reply = singleLockReply(request, lock);
-    if (lock != nullptr) {
-        reply.with("Ex_PublicKey", lock->publicKey).with("Ex_FactorCDK", lock->factor);
-    }
-    return reply;
+    return replyAboutLock(request, state, [](const Lock& lock, Reply& reply) {
+        reply.with("Ex_PublicKey", lock.publicKey).with("Ex_FactorCDK", lock.factor);
+    });
 }
 
 Reply answerInitialLockKey(const Request& request, TerminalState& state) {
-    Lock* lock = findLock(state, request["Ex_LockId"]);
-    if (lock != nullptr) {
-        lock->cdkk = readLockKey(request, "Ex_InitCDKK");
-    }
-    return singleLockReply(request, lock);
+    return replyAboutLock(request, state, [&request](Lock& lock, const Reply& /*reply*/) {
+        lock.cdkk = readLockKey(request, "Ex_InitCDKK");
+    });
 }
 
 Reply answerCurrentLockKey(const Request& request, TerminalState& state) {
-    const Lock* lock = findLock(state, request["Ex_LockId"]);
-    Reply reply = singleLockReply(request, lock);
-    if (lock != nullptr) {
-        reply.with("Ex_CurrentCDKKFV", lock->cdkk.fv).with("Ex_CurrentCDKKCV", lock->cdkk.cv);
-    }
-    return reply;
+    return replyAboutLock(request, state, [](const Lock& lock, Reply& reply) {
+        reply.with("Ex_CurrentCDKKFV", lock.cdkk.fv).with("Ex_CurrentCDKKCV", lock.cdkk.cv);
+    });
 }
 
 Reply answerNewLockKeys(const Request& request, TerminalState& state) {
-    Lock* lock = findLock(state, request["Ex_LockId"]);
-    Reply reply = singleLockReply(request, lock);
-    if (lock != nullptr) {
-        lock->cdkk = readLockKey(request, "Ex_NewCDKK");
-        lock->params = request["Ex_LockParams"];
-        lock->label = request["Ex_LockLabel"];
-        reply.with("Ex_LockRnd", lock->random);
-    }
-    return reply;
+    return replyAboutLock(request, state, [&request](Lock& lock, Reply& reply) {
+        lock.cdkk = readLockKey(request, "Ex_NewCDKK");
+        lock.params = request["Ex_LockParams"];
+        lock.label = request["Ex_LockLabel"];
+        reply.with("Ex_LockRnd", lock.random);
+    });
 }
 
 void checkLockOpening(const ParsedMessage& message, std::vector<std::string>& violations) {
