@@ -122,7 +122,7 @@ TEST_F(Ctl, UnplugsAndPlugsInAgain) {
     BareClient again("/dev/hidraw0");
     ASSERT_TRUE(again.isOpen());
     ASSERT_GT(again.write(request("8001", 1)), 0);
-    EXPECT_TRUE(contains(again.readText(), "000000"));
+    EXPECT_TRUE(contains(again.readText(), "<Ex_RetCode>000000"));
 }
 
 TEST_F(Ctl, ShowsTheStateAsJson) {

@@ -123,93 +123,102 @@ TEST(Pdasim, TakesItsIdsFromOptionsOrAnIni) {
 }
 
 /// What can be wrong with a command line, and with what it names.
-TEST(Pdasim, RefusesWithAReason) {
-    const std::string ini = scratchDirectory() + "/half.ini";
-    writeFile(ini, "VID=1209\n");
-    const std::string taken = scratchDirectory() + "/taken";
-    const pdasim::test::ServedTerminal served({"--control", taken, "--terminals", "2"});
-    struct Case {
-        int exitCode;
-        std::vector<std::string> arguments;
-        std::string reason;
-    };
-    const std::string noFolder = ": No such file or directory. Give ";
-    const std::string path = " a path in a folder that is there and that you may write to";
-    const std::vector<Case> cases = {
-        {64, {}, "subcommand is required"},
-        {64, {"run"}, "command is required"},
-        {64, {"run", "--no-such-option", "--", "true"}, "--no-such-option"},
-        {64, {"run", "--vid", "12345", "--", "true"}, "\"12345\" is not a USB id"},
-        {64, {"run", "--pid", "xyz", "--", "true"}, "\"xyz\" is not a USB id"},
-        {64, {"run", "--vid", "1", "--ini", ini, "--", "true"}, "excludes"},
-        {64,
-         {"run", "--ini", ini, "--", "true"},
-         "half.ini: no line PID=...; add one, PID=0x1209 for example, or give both ids with --vid and "
-         "--pid\n"},
-        {64,
-         {"run", "--ini", "/no/such.ini", "--", "true"},
-         "cannot read /no/such.ini" + noFolder +
-             "a file that you may read, or the ids with --vid and --pid\n"},
-        {64,
-         {"run", "--ini", scratchDirectory(), "--", "true"},
-         ": Is a directory. Give a file that you may "},
-        {127, {"run", "--", "/no/such/program"}, "cannot run /no/such/program: No such file"},
-        {126, {"run", "--", scratchDirectory()}, "cannot run "},
-        {73,
-         {"run", "--trace", "/no/such/trace", "--", "true"},
-         "cannot write the trace to /no/such/trace" + noFolder + "--trace" + path + ", or \"-\"\n"},
-        {64, {"serve", "--terminals", "0"}, "--terminals"},
-        {64, {"serve", "--terminals", "10"}, "--terminals"},
-        {64,
-         {"serve", "--terminals", "2", "--pid", "ffff"},
-         "--terminals: there are no product ids after ffff; give a smaller --pid, or ask for fewer\n"},
-        {73,
-         {"serve", "--control", taken},
-         "cannot listen at " + taken +
-             ": Address already in use. It is taken: give another path with --control\n"},
-        {73,
-         {"serve", "--control", "/no/such/folder/s"},
-         "cannot listen at /no/such/folder/s" + noFolder + "--control" + path + "\n"},
-        {73,
-         {"serve", "--control", std::string(120, 'x')},
-         std::string(120, 'x') + ": File name too long. Give --control a shorter one\n"},
-        {73,
-         {"serve", "--env-file", "/no/such/folder/e"},
-         "cannot write the settings to /no/such/folder/e" + noFolder + "--env-file" + path + "\n"},
-        {65, {"serve", "--scenario", "no-such"}, "there is no readable file \"no-such\""},
-        {65,
-         {"scenarios", "--show", "nothing"},
-         "pdasim: no scenario \"nothing\" is built in: see \"pdasim scenarios\"\n"},
-        {69,
-         {"ctl", "--control", "/no/such/socket", "state"},
-         "pdasim: cannot reach a running pdasim at /no/such/socket: No such file or directory. \"pdasim "
-         "serve\" starts one, and prints the settings that lead to it\n"},
-        {1,
-         {"ctl", "--control", taken, "--terminal", "3", "unplug"},
-         "there is no terminal 3; name one of 1 to 2\n"},
-        {64, {"ctl", "--terminal", "0", "state"}, "pdasim: --terminal: Value 0 not in range 1 to 9. "},
-        {64, {"ctl", "scan"}, "labels is required. \"pdasim ctl scan --help\" shows what fits.\n"},
-        {64, {"ctl", "login"}, "user is required. \"pdasim ctl login --help\" shows what fits.\n"},
-        {64, {"ctl", "fly"}, R"(pdasim: "pdasim ctl" has no subcommand "fly". There are: scan, )"},
-        {64, {"ctl"}, "replug, state, traffic. \"pdasim ctl --help\" tells what each does.\n"},
-        {64, {"ctl", "traffic", "--count", "0"}, "pdasim: --count: Value 0 not in range 1 to 1000000000. "},
-        {64, {"usbip", "--listen", "65536"}, "pdasim: --listen: Value 65536 not in range 0 to 65535. "},
-        {64, {"usbip", "--listen", "-1"}, "pdasim: --listen: Value -1 not in range 0 to 65535. "},
-        {64, {"usbip", "--listen", "x"}, "pdasim: --listen: Value x not in range 0 to 65535. "},
-        {64, {"gadget", "--node", "/dev/hidg0", "--udc", "x"}, "excludes"},
-        {64, {"gadget", "--node", "/dev/hidg0", "--script"}, "excludes"},
-        {64, {"gadget", "--remove"}, "requires"},
-        {64, {"gadget", "--script", "--terminals", "2"}, "leave --terminals out\n"},
-        {64, {"gadget", "--udc", "x", "--terminals", "2"}, "leave --terminals out\n"},
-        {64, {"gadget", "--script", "--vid", "xyz"}, "\"xyz\" is not a USB id"},
-        {65, {"gadget", "--script", "--scenario", "no-such"}, "there is no readable file \"no-such\""},
-    };
-    for (const Case& wrong : cases) {
+struct Refusal {
+    int exitCode;
+    std::vector<std::string> arguments;
+    std::string reason;
+};
+
+const std::vector<Refusal> kRefusals = {
+    {64, {}, "subcommand is required"},
+    {64, {"run"}, "command is required"},
+    {64, {"run", "--no-such-option", "--", "true"}, "--no-such-option"},
+    {64, {"run", "--vid", "12345", "--", "true"}, "\"12345\" is not a USB id"},
+    {64, {"run", "--pid", "xyz", "--", "true"}, "\"xyz\" is not a USB id"},
+    {127, {"run", "--", "/no/such/program"}, "cannot run /no/such/program: No such file"},
+    {64, {"serve", "--terminals", "0"}, "--terminals"},
+    {64, {"serve", "--terminals", "10"}, "--terminals"},
+    {64,
+     {"serve", "--terminals", "2", "--pid", "ffff"},
+     "--terminals: there are no product ids after ffff; give a smaller --pid, or ask for fewer\n"},
+    {73,
+     {"serve", "--control", std::string(120, 'x')},
+     std::string(120, 'x') + ": File name too long. Give --control a shorter one\n"},
+    {65, {"serve", "--scenario", "no-such"}, "there is no readable file \"no-such\""},
+    {65,
+     {"scenarios", "--show", "nothing"},
+     "pdasim: no scenario \"nothing\" is built in: see \"pdasim scenarios\"\n"},
+    {69,
+     {"ctl", "--control", "/no/such/socket", "state"},
+     "pdasim: cannot reach a running pdasim at /no/such/socket: No such file or directory. \"pdasim "
+     "serve\" starts one, and prints the settings that lead to it\n"},
+    {64, {"ctl", "--terminal", "0", "state"}, "pdasim: --terminal: Value 0 not in range 1 to 9. "},
+    {64, {"ctl", "scan"}, "labels is required. \"pdasim ctl scan --help\" shows what fits.\n"},
+    {64, {"ctl", "login"}, "user is required. \"pdasim ctl login --help\" shows what fits.\n"},
+    {64, {"ctl", "fly"}, R"(pdasim: "pdasim ctl" has no subcommand "fly". There are: scan, )"},
+    {64, {"ctl"}, "replug, state, traffic. \"pdasim ctl --help\" tells what each does.\n"},
+    {64, {"ctl", "traffic", "--count", "0"}, "pdasim: --count: Value 0 not in range 1 to 1000000000. "},
+    {64, {"usbip", "--listen", "65536"}, "pdasim: --listen: Value 65536 not in range 0 to 65535. "},
+    {64, {"usbip", "--listen", "-1"}, "pdasim: --listen: Value -1 not in range 0 to 65535. "},
+    {64, {"usbip", "--listen", "x"}, "pdasim: --listen: Value x not in range 0 to 65535. "},
+    {64, {"gadget", "--node", "/dev/hidg0", "--udc", "x"}, "excludes"},
+    {64, {"gadget", "--node", "/dev/hidg0", "--script"}, "excludes"},
+    {64, {"gadget", "--remove"}, "requires"},
+    {64, {"gadget", "--script", "--terminals", "2"}, "leave --terminals out\n"},
+    {64, {"gadget", "--udc", "x", "--terminals", "2"}, "leave --terminals out\n"},
+    {64, {"gadget", "--script", "--vid", "xyz"}, "\"xyz\" is not a USB id"},
+    {65, {"gadget", "--script", "--scenario", "no-such"}, "there is no readable file \"no-such\""}};
+
+void expectRefusals(const std::vector<Refusal>& refusals) {
+    for (const Refusal& wrong : refusals) {
         const ProgramResult result = pdasim(wrong.arguments);
         EXPECT_EQ(result.exitCode, wrong.exitCode) << wrong.reason;
         EXPECT_TRUE(contains(result.errors, wrong.reason)) << result.errors;
         EXPECT_EQ(result.output, "");
     }
+}
+
+TEST(Pdasim, RefusesWithAReason) {
+    expectRefusals(kRefusals);
+}
+
+TEST(Pdasim, RefusesFilesAndSocketsWithAReason) {
+    const std::string ini = scratchDirectory() + "/half.ini";
+    writeFile(ini, "VID=1209\n");
+    const std::string taken = scratchDirectory() + "/taken";
+    const pdasim::test::ServedTerminal served({"--control", taken, "--terminals", "2"});
+    const std::string noFolder = ": No such file or directory. Give ";
+    const std::string path = " a path in a folder that is there and that you may write to";
+    expectRefusals(
+        {{64, {"run", "--vid", "1", "--ini", ini, "--", "true"}, "excludes"},
+         {64,
+          {"run", "--ini", ini, "--", "true"},
+          "half.ini: no line PID=...; add one, PID=0x1209 for example, or give both ids with --vid and "
+          "--pid\n"},
+         {64,
+          {"run", "--ini", "/no/such.ini", "--", "true"},
+          "cannot read /no/such.ini" + noFolder +
+              "a file that you may read, or the ids with --vid and --pid\n"},
+         {64,
+          {"run", "--ini", scratchDirectory(), "--", "true"},
+          ": Is a directory. Give a file that you may "},
+         {126, {"run", "--", scratchDirectory()}, "cannot run "},
+         {73,
+          {"run", "--trace", "/no/such/trace", "--", "true"},
+          "cannot write the trace to /no/such/trace" + noFolder + "--trace" + path + ", or \"-\"\n"},
+         {73,
+          {"serve", "--control", taken},
+          "cannot listen at " + taken +
+              ": Address already in use. It is taken: give another path with --control\n"},
+         {73,
+          {"serve", "--control", "/no/such/folder/s"},
+          "cannot listen at /no/such/folder/s" + noFolder + "--control" + path + "\n"},
+         {73,
+          {"serve", "--env-file", "/no/such/folder/e"},
+          "cannot write the settings to /no/such/folder/e" + noFolder + "--env-file" + path + "\n"},
+         {1,
+          {"ctl", "--control", taken, "--terminal", "3", "unplug"},
+          "there is no terminal 3; name one of 1 to 2\n"}});
 }
 
 /// A command that waits for ever and has told its process id.

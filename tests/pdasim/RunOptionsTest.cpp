@@ -65,7 +65,7 @@ TEST(MagicValuesOfTheProgram, WorkUnlessTheyAreSwitchedOff) {
         EXPECT_EQ(served.end(), 0);
     }
     ServedTerminal served({"--no-magic"});
-    EXPECT_TRUE(contains(Host().ask("8003", kLabel), "000000"));
+    EXPECT_TRUE(contains(Host().ask("8003", kLabel), "<Ex_RetCode>000000"));
     EXPECT_EQ(served.end(), 0);
 }
 
@@ -104,7 +104,7 @@ TEST(MagicValuesOfTheProgram, AnUnpluggedTerminalComesBack) {
         isBack = contains(served.ctl({"state"}), "\"plugged\": true");
     }
     ASSERT_TRUE(isBack);
-    EXPECT_TRUE(contains(Host().ask("8001", ""), "000000"));
+    EXPECT_TRUE(contains(Host().ask("8001", ""), "<Ex_RetCode>000000"));
 }
 
 TEST(ScenarioOfTheProgram, AFileDecidesWhatTheTerminalIs) {
@@ -132,7 +132,7 @@ TEST(ScenarioOfTheProgram, AFlakyCableComesAndGoes) {
     ServedTerminal served({"--scenario", "flaky-cable"});
     {
         Host host;
-        EXPECT_TRUE(contains(host.ask("8001", ""), "000000"));
+        EXPECT_TRUE(contains(host.ask("8001", ""), "<Ex_RetCode>000000"));
         host.send("8001", "");
         EXPECT_NE(host.client().poll(10s) & POLLHUP, 0);
     }
@@ -172,7 +172,7 @@ TEST(UserOfTheProgram, ScansThreeLabelsOneAfterTheOtherUntilTheRunIsStopped) {
     (void)host.ask("8004", "Ex_PdaSn=P Ex_Cmd=0");
     host.acknowledge("9001", true);
     EXPECT_EQ(host.client().poll(1500ms), 0) << "the run has been stopped";
-    EXPECT_TRUE(contains(host.ask("8004", "Ex_PdaSn=P Ex_Cmd=1"), "000000"));
+    EXPECT_TRUE(contains(host.ask("8004", "Ex_PdaSn=P Ex_Cmd=1"), "<Ex_RetCode>000000"));
     for (const std::string label : {"BAG-0001", "BAG-0002", "BAG-0003"}) {
         const std::string heard = host.hear("</Ex_Label>");
         EXPECT_EQ(heard.substr(6, 4), "9001");

@@ -72,8 +72,7 @@ TEST(Scenarios, NeedOnlyAName) {
     EXPECT_EQ(scenario.reportSize, 64U);
 }
 
-TEST(Scenarios, SetEveryMember) {
-    const std::string text = R"({
+const std::string kEverything = R"({
         "name": "all", "description": "everything",
         "device": {"manufacturer": "M", "product": "P", "serial": "S", "reportSize": 128},
         "identity": {"eimi": "E", "bleVersion": "B", "pdaVersion": "V", "vendor": "D", "returnCode": "000123"},
@@ -91,7 +90,9 @@ TEST(Scenarios, SetEveryMember) {
         "files": [{"command": -1, "hex": "00fF"}, {"command": 2, "size": 3}],
         "user": {"login": "UL", "name": "UN", "password": "UP", "labels": ["B1"], "pace": 7}
     })";
-    const Scenario scenario = readScenario(text, "some.json", ".");
+
+TEST(Scenarios, SetEveryMember) {
+    const Scenario scenario = readScenario(kEverything, "some.json", ".");
     const pdasim::TerminalState& state = scenario.state;
     const pdasim::InventoryResult& result = state.inventory.result;
     ASSERT_EQ(state.locks.size(), 2U);
@@ -182,6 +183,9 @@ TEST(BadScenarios, AreRefusedForWhatTheSchemaCannotSay) {
     for (const Bad& bad : cases) {
         EXPECT_EQ(refusalOf(R"({"name":"x",)" + bad.text + "}"), "some.json: at " + bad.message);
     }
+}
+
+TEST(BadScenarios, AreRefusedForTagsThatTheirMessagesLack) {
     const std::string tag = R"("do":{"delay":1},"tag":)";
     const std::vector<Bad> rules = {
         {R"("on":"8003",)" + tag + R"({"name":"Ex_Lable","equals":"1"})",

@@ -104,57 +104,57 @@ TEST(Descriptors, OfTheTexts) {
     EXPECT_EQ(pdasim::stringDescriptor(description, 2)->front(), static_cast<char>(254));
 }
 
+/// In this order: some change what the next ones get.
+struct ControlCase {
+    const char* name;
+    std::uint8_t type;
+    std::uint8_t request;
+    std::uint16_t value;
+    std::uint16_t length;
+    Bytes answer;
+    std::uint16_t index = 0;
+};
+const std::string kZero(1, '\0');
+const std::vector<ControlCase> kControlCases = {
+    {"device", 0x80, 0x06, 0x0100, 255, pdasim::deviceDescriptor({})},
+    {"cut to what the host has room for", 0x80, 0x06, 0x0100, 8, pdasim::deviceDescriptor({}).substr(0, 8)},
+    {"configuration", 0x80, 0x06, 0x0200, 511, pdasim::configurationDescriptor(64)},
+    {"no other configuration", 0x80, 0x06, 0x0201, 255, std::nullopt},
+    {"text", 0x80, 0x06, 0x0302, 255, pdasim::stringDescriptor({}, 2)},
+    {"no such text", 0x80, 0x06, 0x0304, 255, std::nullopt},
+    {"a full-speed device has no qualifier", 0x80, 0x06, 0x0600, 255, std::nullopt},
+    {"reports", 0x81, 0x06, 0x2200, 255, pdasim::reportDescriptor(64)},
+    {"HID", 0x81, 0x06, 0x2100, 255, pdasim::hidDescriptor(64)},
+    {"status", 0x80, 0x00, 0, 2, std::string(2, '\0')},
+    {"status of an endpoint", 0x82, 0x00, 0, 2, std::string(2, '\0'), 0x81},
+    {"to end a halt", 0x02, 0x01, 0, 0, "", 0x81},
+    {"not configured yet", 0x80, 0x08, 0, 1, kZero},
+    {"there is one configuration", 0x00, 0x09, 2, 0, std::nullopt},
+    {"to configure", 0x00, 0x09, 1, 0, ""},
+    {"configured", 0x80, 0x08, 0, 1, "\x01"},
+    {"alternative", 0x81, 0x0A, 0, 1, kZero},
+    {"to choose it", 0x01, 0x0B, 0, 0, ""},
+    {"no other alternative", 0x01, 0x0B, 1, 0, std::nullopt},
+    {"no other interface", 0x01, 0x0B, 0, 0, std::nullopt, 1},
+    {"to set idle", 0x21, 0x0A, 0x0700, 0, ""},
+    {"idle", 0xA1, 0x02, 0, 1, "\x07"},
+    {"protocol", 0xA1, 0x03, 0, 1, "\x01"},
+    {"to set the protocol", 0x21, 0x0B, 0, 0, ""},
+    {"another protocol", 0xA1, 0x03, 0, 1, kZero},
+    {"input report", 0xA1, 0x01, 0x0100, 64, std::string(64, '\0')},
+    {"there is no reading of output reports", 0xA1, 0x01, 0x0200, 64, std::nullopt},
+    {"unknown to devices", 0x00, 0x77, 0, 0, std::nullopt},
+    {"unknown to HID", 0xA1, 0x77, 0, 0, std::nullopt},
+    {"vendor request", 0xC0, 0x06, 0x0100, 18, std::nullopt},
+};
+
 TEST_F(Control, AnswersRequestsAndStallsWhatTheDeviceDoesNotHave) {
-    struct Case {
-        const char* name;
-        std::uint8_t type;
-        std::uint8_t request;
-        std::uint16_t value;
-        std::uint16_t length;
-        Bytes answer;
-        std::uint16_t index = 0;
-    };
-    const std::string zero(1, '\0');
-    const std::string configuration = pdasim::configurationDescriptor(64);
-    const std::vector<Case> cases = {
-        {"device", 0x80, 0x06, 0x0100, 255, pdasim::deviceDescriptor({})},
-        {"cut to what the host has room for", 0x80, 0x06, 0x0100, 8,
-         pdasim::deviceDescriptor({}).substr(0, 8)},
-        {"configuration", 0x80, 0x06, 0x0200, 511, configuration},
-        {"no other configuration", 0x80, 0x06, 0x0201, 255, std::nullopt},
-        {"text", 0x80, 0x06, 0x0302, 255, pdasim::stringDescriptor({}, 2)},
-        {"no such text", 0x80, 0x06, 0x0304, 255, std::nullopt},
-        {"a full-speed device has no qualifier", 0x80, 0x06, 0x0600, 255, std::nullopt},
-        {"reports", 0x81, 0x06, 0x2200, 255, pdasim::reportDescriptor(64)},
-        {"HID", 0x81, 0x06, 0x2100, 255, pdasim::hidDescriptor(64)},
-        {"status", 0x80, 0x00, 0, 2, std::string(2, '\0')},
-        {"status of an endpoint", 0x82, 0x00, 0, 2, std::string(2, '\0'), 0x81},
-        {"to end a halt", 0x02, 0x01, 0, 0, "", 0x81},
-        {"not configured yet", 0x80, 0x08, 0, 1, zero},
-        {"there is one configuration", 0x00, 0x09, 2, 0, std::nullopt},
-        {"to configure", 0x00, 0x09, 1, 0, ""},
-        {"configured", 0x80, 0x08, 0, 1, "\x01"},
-        {"alternative", 0x81, 0x0A, 0, 1, zero},
-        {"to choose it", 0x01, 0x0B, 0, 0, ""},
-        {"no other alternative", 0x01, 0x0B, 1, 0, std::nullopt},
-        {"no other interface", 0x01, 0x0B, 0, 0, std::nullopt, 1},
-        {"to set idle", 0x21, 0x0A, 0x0700, 0, ""},
-        {"idle", 0xA1, 0x02, 0, 1, "\x07"},
-        {"protocol", 0xA1, 0x03, 0, 1, "\x01"},
-        {"to set the protocol", 0x21, 0x0B, 0, 0, ""},
-        {"another protocol", 0xA1, 0x03, 0, 1, zero},
-        {"input report", 0xA1, 0x01, 0x0100, 64, std::string(64, '\0')},
-        {"there is no reading of output reports", 0xA1, 0x01, 0x0200, 64, std::nullopt},
-        {"unknown to devices", 0x00, 0x77, 0, 0, std::nullopt},
-        {"unknown to HID", 0xA1, 0x77, 0, 0, std::nullopt},
-        {"vendor request", 0xC0, 0x06, 0x0100, 18, std::nullopt},
-    };
-    for (const Case& each : cases) {
+    for (const ControlCase& each : kControlCases) {
         EXPECT_EQ(ask(each.type, each.request, each.value, each.length, {}, each.index), each.answer)
             << each.name;
     }
     m_control.reset();
-    EXPECT_EQ(ask(0x80, 0x08, 0, 1), zero) << "not configured any more";
+    EXPECT_EQ(ask(0x80, 0x08, 0, 1), kZero) << "not configured any more";
 }
 
 TEST_F(Control, TakesAMessageThatComesAsAReportToo) {

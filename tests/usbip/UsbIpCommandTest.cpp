@@ -211,6 +211,14 @@ TEST(UsbIpListen, ServesTheTerminalOfTheOptions) {
     EXPECT_FALSE(std::filesystem::exists(control));
 }
 
+TEST(UsbIpListen, FailsAtTheEndWhenAHostBrokeTheProtocol) {
+    Listening server;
+    UsbIpClient client(server.port);
+    ASSERT_TRUE(client.import("1-1"));
+    EXPECT_EQ(client.write("nonsense").status, 0);
+    EXPECT_EQ(server.end(), 70);
+}
+
 TEST(UsbIpListen, SaysThatThePortIsTaken) {
     Listening server;
     const std::string port = std::to_string(server.port);
