@@ -58,7 +58,8 @@ std::string shownType(const std::string& type) {
 }
 
 /// Refuses the name of a tag that is not known.
-void requireKnown(const Json& name, const Texts& known, const std::string& pointer, const std::string& missing) {
+void requireKnown(const Json& name, const Texts& known, const std::string& pointer,
+                  const std::string& missing) {
     if (!holds(known, name)) {
         refuseAt(pointer, missing + "; " + (known.empty() ? "there is none" : "there are " + joined(known)));
     }
@@ -74,7 +75,8 @@ void requireCheckTag(const std::string& type, const std::string& pointer) {
             types.emplace_back(row.type);
         }
     }
-    refuseAt(pointer, "no reply " + shownType(type) + " has a check value; only " + joined(types) + " has one");
+    refuseAt(pointer,
+             "no reply " + shownType(type) + " has a check value; only " + joined(types) + " has one");
 }
 
 /// What the schema does not say: a rule is only about tags that its messages have.

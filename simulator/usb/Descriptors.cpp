@@ -74,22 +74,21 @@ std::string deviceDescriptor(const DeviceDescription& description) {
 std::string configurationDescriptor(std::size_t reportSize) {
     constexpr unsigned kNoText = 0;
     constexpr unsigned kHundredMilliamperes = 50;
-    const std::string interface =
-        descriptor(USB_DT_INTERFACE, {0, 0, 2, USB_CLASS_HID, 0, 0, kNoText}) +
-        hidDescriptor(reportSize) + endpointDescriptor(usb::kEndpoint | USB_DIR_IN, reportSize) +
-        endpointDescriptor(usb::kEndpoint, reportSize);
+    const std::string interface = descriptor(USB_DT_INTERFACE, {0, 0, 2, USB_CLASS_HID, 0, 0, kNoText}) +
+                                  hidDescriptor(reportSize) +
+                                  endpointDescriptor(usb::kEndpoint | USB_DIR_IN, reportSize) +
+                                  endpointDescriptor(usb::kEndpoint, reportSize);
     const std::size_t total = 9 + interface.size();
-    return descriptor(USB_DT_CONFIG,
-                      {low(total), high(total), usb::kInterfaceCount, usb::kConfiguration, kNoText,
-                       USB_CONFIG_ATT_ONE, kHundredMilliamperes}) +
+    return descriptor(USB_DT_CONFIG, {low(total), high(total), usb::kInterfaceCount, usb::kConfiguration,
+                                      kNoText, USB_CONFIG_ATT_ONE, kHundredMilliamperes}) +
            interface;
 }
 
 std::string hidDescriptor(std::size_t reportSize) {
     const std::size_t size = reportDescriptor(reportSize).size();
     return descriptor(HID_DT_HID, {0x11, 0x01, // HID 1.11
-                                            0,          // no country
-                                            1, HID_DT_REPORT, low(size), high(size)});
+                                   0,          // no country
+                                   1, HID_DT_REPORT, low(size), high(size)});
 }
 
 std::optional<std::string> stringDescriptor(const DeviceDescription& description, unsigned number) {

@@ -14,7 +14,6 @@ namespace {
 
 using pdalink::test::ProgramResult;
 using pdalink::test::readFile;
-using pdalink::test::runProgram;
 using pdalink::test::scratchDirectory;
 using pdalink::test::waitUntil;
 using pdalink::test::writeFile;

@@ -78,36 +78,38 @@ TEST_F(Answers, AnInventoryTaskTakesThePlaceOfTheLastOneAndItsResult) {
     EXPECT_EQ((Texts{task.taskId, task.total, task.labels}), (Texts{"T1", "3", "A;B;C"}));
 }
 
+/// A kind of handover: its task, the query for its result, and where the terminal keeps it.
+struct HandoverCase {
+    std::string task;
+    std::string query;
+    std::string subject;
+    pdasim::Handovers TerminalState::*handovers;
+};
+
+void expectKeptByItsTask(const HandoverCase& kind, Conversation& host) {
+    const std::string underWay = " Ex_Time= Ex_Label= Ex_ErrLabel=" + kNoParties + " Ex_State=0\n";
+    const std::string begun = kind.task + kind.query + "T1" + kind.subject + "S7" + underWay;
+    host.expect(begun + kind.query + "T2" + kind.subject + underWay);
+    pdasim::Handovers& handovers = host.terminal.state().*kind.handovers;
+    ASSERT_EQ(handovers.size(), 1U);
+    EXPECT_EQ(handovers["T1"].task.labels, "A;");
+    handovers["T1"].result = {
+        "20260101", {"A"}, {"B"}, {confirmation("a"), confirmation("b"), confirmation("c")}, "1"};
+    host.expect(kind.query + "T1" + kind.subject + "S7 Ex_Time=20260101 Ex_Label=A; Ex_ErrLabel=B;" +
+                confirmationTags("Ex_A", "a") + confirmationTags("Ex_B", "b") +
+                confirmationTags("Ex_C", "c") + " Ex_State=1\n" + begun);
+}
+
 TEST_F(Answers, HandoversAreKeptByTheirTasks) {
-    struct Case {
-        const char* task;
-        const char* query;
-        const char* subject;
-        pdasim::Handovers TerminalState::*handovers;
-    };
-    const std::vector<Case> cases = {
-        {"8008 Ex_PdaSn=P Ex_TaskId=T1 Ex_TaskType=2 Ex_Road=S7 Ex_ExcgTime=E Ex_OrgNum=N Ex_OrgNm=O "
-         "Ex_Total=1 Ex_Label=A; Ex_UserA=ua Ex_UserB=ub -> Ex_RetCode=000000\n",
-         "8009 Ex_PdaSn= Ex_TaskId=", " -> Ex_Road=", &TerminalState::dotHandovers},
+    expectKeptByItsTask({"8008 Ex_PdaSn=P Ex_TaskId=T1 Ex_TaskType=2 Ex_Road=S7 Ex_ExcgTime=E Ex_OrgNum=N "
+                         "Ex_OrgNm=O Ex_Total=1 Ex_Label=A; Ex_UserA=ua Ex_UserB=ub -> Ex_RetCode=000000\n",
+                         "8009 Ex_PdaSn= Ex_TaskId=", " -> Ex_Road=", &TerminalState::dotHandovers},
+                        host);
+    expectKeptByItsTask(
         {"8010 Ex_PdaSn=P Ex_OrgNb=N Ex_Time=E Ex_OrgNm=O Ex_BatchNb=S7 Ex_TaskId=T1 Ex_Total=1 "
          "Ex_Label=A; -> Ex_RetCode=000000\n",
          "8011 Ex_PdaSn= Ex_TaskId=", " -> Ex_BatchNb=", &TerminalState::powerHandovers},
-    };
-    const std::string underWay = " Ex_Time= Ex_Label= Ex_ErrLabel=" + kNoParties + " Ex_State=0\n";
-    for (const Case& each : cases) {
-        const std::string query = each.query;
-        host.expect(each.task + query + "T1" + each.subject + "S7" + underWay + query + "T2" + each.subject +
-                    underWay);
-        pdasim::Handovers& handovers = state().*each.handovers;
-        ASSERT_EQ(handovers.size(), 1U);
-        EXPECT_EQ(handovers["T1"].task.labels, "A;");
-        handovers["T1"].result = {
-            "20260101", {"A"}, {"B"}, {confirmation("a"), confirmation("b"), confirmation("c")}, "1"};
-        host.expect(query + "T1" + each.subject + "S7 Ex_Time=20260101 Ex_Label=A; Ex_ErrLabel=B;" +
-                    confirmationTags("Ex_A", "a") + confirmationTags("Ex_B", "b") +
-                    confirmationTags("Ex_C", "c") + " Ex_State=1\n" + each.task + query + "T1" +
-                    each.subject + "S7" + underWay);
-    }
+        host);
 }
 
 TEST_F(Answers, KeysAreKeptAndTheMasterKeysCheckValueToldAgain) {
