@@ -1,6 +1,6 @@
 #include "SimulatedTerminal.h"
 
-#include "Clock.h"
+#include "System.h"
 #include "node/NodeBus.h"
 
 #include <stdexcept>
@@ -59,55 +59,10 @@ NodePort& SimulatedTerminal::node() const {
     return *node;
 }
 
-void SimulatedTerminal::setIdentity(const Identity& identity) {
-    const Lock held = lock();
-    m_core.state().identity = identity;
-}
-
-TerminalState SimulatedTerminal::state() const {
-    const Lock held = lock();
-    return m_core.state();
-}
-
-void SimulatedTerminal::changeState(const std::function<void(TerminalState&)>& change) {
-    const Lock held = lock();
-    change(m_core.state());
-}
-
-void SimulatedTerminal::addFault(std::string_view type, const Fault& fault) {
-    const Lock held = lock();
-    m_core.addFault(type, fault);
-}
-
-void SimulatedTerminal::clearFaults() {
-    const Lock held = lock();
-    m_core.clearFaults();
-}
-
-std::vector<std::string> SimulatedTerminal::received() const {
-    const Lock held = lock();
-    return m_core.received();
-}
-
-std::vector<ParsedMessage> SimulatedTerminal::messages() const {
-    const Lock held = lock();
-    return m_core.messages();
-}
-
 bool SimulatedTerminal::waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const {
     Lock held = lock();
     return m_receivedCondition.wait_for(held, timeout,
                                         [this, count] { return m_core.received().size() >= count; });
-}
-
-std::vector<std::string> SimulatedTerminal::violations() const {
-    const Lock held = lock();
-    return m_core.violations();
-}
-
-std::vector<std::string> SimulatedTerminal::takeViolations() {
-    const Lock held = lock();
-    return m_core.takeViolations();
 }
 
 std::string SimulatedTerminal::announce(const Announcement& announcement) {
@@ -115,11 +70,6 @@ std::string SimulatedTerminal::announce(const Announcement& announcement) {
     std::string text = m_core.announce(announcement, localStamp());
     sendLocked(text);
     return text;
-}
-
-std::vector<Acknowledgement> SimulatedTerminal::acknowledgements() const {
-    const Lock held = lock();
-    return m_core.acknowledgements();
 }
 
 void SimulatedTerminal::sendText(std::string_view text) {
@@ -163,7 +113,7 @@ int SimulatedTerminal::openDescriptors() const {
 }
 
 NodeOwner::WriteResult SimulatedTerminal::takeMessage(std::string_view bytes) {
-    tell(Direction::FromHost, bytes);
+    tell(Sender::Host, bytes);
     const WriteOutcome outcome = m_core.handleWrite(bytes, localStamp());
     m_receivedCondition.notify_all();
     const auto now = ServingLoop::Clock::now();
@@ -190,7 +140,7 @@ void SimulatedTerminal::perform(int life, const Step& step) {
 }
 
 void SimulatedTerminal::sendLocked(std::string_view text) {
-    tell(Direction::ToHost, text);
+    tell(Sender::Terminal, text);
     m_port->send(cutIntoReports(text, m_options.reportSize));
 }
 
@@ -200,9 +150,9 @@ void SimulatedTerminal::unplugLocked() {
     m_port->unplug();
 }
 
-void SimulatedTerminal::tell(Direction direction, std::string_view text) const {
+void SimulatedTerminal::tell(Sender sender, std::string_view text) const {
     if (m_options.onTraffic) {
-        m_options.onTraffic(direction, std::string(text));
+        m_options.onTraffic(sender, std::string(text));
     }
 }
 

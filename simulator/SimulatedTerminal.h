@@ -5,6 +5,7 @@
 #include "TestBed.h"
 #include "core/Announcement.h"
 #include "core/Fault.h"
+#include "core/MessageTable.h"
 #include "core/Terminal.h"
 #include "core/TerminalState.h"
 
@@ -24,15 +25,13 @@ class NodePort;
 
 /// What a simulated terminal is when it starts.
 struct SimulatedTerminalOptions {
-    enum class Direction { FromHost, ToHost };
-
     DeviceDescription device;
     Identity identity;
     std::size_t reportSize = 64;
     /// False for a terminal that is plugged in by replug() only.
     bool plugged = true;
     /// Told about each text in either direction as it passes; must not call the terminal.
-    std::function<void(Direction, const std::string&)> onTraffic;
+    std::function<void(Sender, const std::string&)> onTraffic;
 };
 
 /// A terminal behind a device node that this process, and programs started with the test bed's environment,
@@ -43,7 +42,6 @@ struct SimulatedTerminalOptions {
 class SimulatedTerminal {
 public:
     using Options = SimulatedTerminalOptions;
-    using Direction = Options::Direction;
 
     /// Applies to every type of message, for addFault().
     static constexpr std::string_view AnyType = "*";
@@ -62,34 +60,33 @@ public:
     /// For a terminal in a test bed only.
     TestBed& testBed() { return *m_testBed; }
 
-    void setIdentity(const Identity& identity);
-    Identity identity() const { return state().identity; }
+    void setIdentity(const Identity& identity) { locked()->state().identity = identity; }
     /// What the terminal remembers of the messages so far.
-    TerminalState state() const;
+    TerminalState state() const { return locked()->state(); }
     /// Lets the test put into the terminal's memory what it likes; must not call the terminal.
-    void changeState(const std::function<void(TerminalState&)>& change);
+    void changeState(const std::function<void(TerminalState&)>& change) { change(locked()->state()); }
 
     /// The next messages of the type (four digits, or AnyType) meet the fault; several faults strike in turn.
     /// The type is that of the host's message.
-    void addFault(std::string_view type, const Fault& fault);
-    void clearFaults();
+    void addFault(std::string_view type, const Fault& fault) { locked()->addFault(type, fault); }
+    void clearFaults() { locked()->clearFaults(); }
 
     /// Every write of a host that the kernel's rules let through, whole, those that met a fault too.
-    std::vector<std::string> received() const;
+    std::vector<std::string> received() const { return locked()->received(); }
     /// The same taken apart, one for one.
-    std::vector<ParsedMessage> messages() const;
+    std::vector<ParsedMessage> messages() const { return locked()->messages(); }
     /// True as soon as N writes have been received since the beginning; false when the time is over.
     bool waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const;
 
     /// What hosts have done against the protocol so far.
-    std::vector<std::string> violations() const;
+    std::vector<std::string> violations() const { return locked()->violations(); }
     /// The same, and forgets it.
-    std::vector<std::string> takeViolations();
+    std::vector<std::string> takeViolations() { return locked()->takeViolations(); }
 
     /// Sends a message that the terminal starts, and gives its text.
     std::string announce(const Announcement& announcement);
     /// What hosts have sent in response to announcements.
-    std::vector<Acknowledgement> acknowledgements() const;
+    std::vector<Acknowledgement> acknowledgements() const { return locked()->acknowledgements(); }
 
     /// Sends a text of the terminal's own in padded reports, as fast as the host reads them. In a test bed a
     /// host that does not read them loses those beyond its queue, as on a bus of full speed.
@@ -112,6 +109,17 @@ public:
 
 private:
     using Lock = std::unique_lock<std::mutex>;
+
+    /// Gives access to the terminal's core until the end of the expression.
+    template <typename Core>
+    struct LockedCore {
+        Lock lock;
+        Core& core;
+
+        Core* operator->() const { return &core; }
+    };
+    LockedCore<Terminal> locked() { return {lock(), m_core}; }
+    LockedCore<const Terminal> locked() const { return {lock(), m_core}; }
 
     SimulatedTerminal(std::unique_ptr<TestBed> testBed, Options options);
     void start();
@@ -138,7 +146,7 @@ private:
     void perform(int life, const Step& step);
     void sendLocked(std::string_view text);
     void unplugLocked();
-    void tell(Direction direction, std::string_view text) const;
+    void tell(Sender sender, std::string_view text) const;
 
     HostActions m_hostActions{*this};
     std::unique_ptr<TestBed> m_ownTestBed;

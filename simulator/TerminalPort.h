@@ -9,7 +9,8 @@
 
 namespace pdasim {
 
-/// The device behind a node, as the node sees it. Called with the lock of its port held.
+/// The device behind a node, as the node sees it; one that is no terminal takes everything. Called with the
+/// lock of its port held.
 class NodeOwner {
 public:
     struct WriteResult {
@@ -22,11 +23,11 @@ public:
     NodeOwner& operator=(const NodeOwner&) = delete;
     virtual ~NodeOwner() = default;
 
-    virtual void hostOpened() = 0;
+    virtual void hostOpened() {}
     /// A write that the kernel's rules let through.
-    virtual WriteResult hostWrote(std::string_view bytes) = 0;
+    virtual WriteResult hostWrote(std::string_view bytes) { return {0, bytes.size()}; }
     /// A write that failed before it could reach the device.
-    virtual void hostWriteFailed() = 0;
+    virtual void hostWriteFailed() {}
 };
 
 /// What one terminal is plugged into: its way to the hosts. Every call needs the loop's lock.

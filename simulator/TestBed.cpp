@@ -6,14 +6,6 @@
 
 namespace pdasim {
 
-/// Serves the nodes of devices that are not terminals.
-class TestBed::Listener : public NodeOwner {
-public:
-    void hostOpened() override {}
-    WriteResult hostWrote(std::string_view bytes) override { return {0, bytes.size()}; }
-    void hostWriteFailed() override {}
-};
-
 namespace {
 
 std::string appendedTo(const char* variable, const std::string& value) {
@@ -23,33 +15,39 @@ std::string appendedTo(const char* variable, const std::string& value) {
 
 } // namespace
 
-TestBed::TestBed() : m_listener(std::make_unique<Listener>()), m_bus(std::make_unique<NodeBus>()) {
+TestBed::TestBed() : m_owner(std::make_unique<NodeOwner>()), m_bus(std::make_unique<NodeBus>()) {
 }
 
-TestBed::~TestBed() = default;
+TestBed::~TestBed() {
+    const std::lock_guard lock(m_bus->loop().mutex());
+    for (const auto& device : m_devices) {
+        device->unplug();
+    }
+}
 
 TestBed::DeviceId TestBed::addDevice(const DeviceDescription& description) {
     const std::lock_guard lock(m_bus->loop().mutex());
-    const DeviceId device = m_bus->add(description, *m_listener);
-    m_bus->plug(device);
-    return device;
+    m_devices.push_back(std::make_unique<NodePort>(*m_bus, description));
+    m_devices.back()->setOwner(*m_owner);
+    m_devices.back()->plug();
+    return static_cast<DeviceId>(m_devices.size()) - 1;
 }
 
 void TestBed::unplug(DeviceId device) {
     m_bus->loop().settle();
     const std::lock_guard lock(m_bus->loop().mutex());
-    m_bus->unplug(device);
+    port(device).unplug();
 }
 
 void TestBed::replug(DeviceId device) {
     m_bus->loop().settle();
     const std::lock_guard lock(m_bus->loop().mutex());
-    m_bus->plug(device);
+    port(device).plug();
 }
 
 std::string TestBed::nodePath(DeviceId device) const {
     const std::lock_guard lock(m_bus->loop().mutex());
-    return m_bus->nodePath(device);
+    return port(device).place();
 }
 
 void TestBed::addDanglingEntry(const std::string& name) {

@@ -5,10 +5,13 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace pdasim {
 
 class NodeBus;
+class NodeOwner;
+class NodePort;
 
 /// A simulated system of devices: what this process, and every program started with environment(), finds
 /// under /sys and /dev. A process has one at a time.
@@ -38,10 +41,12 @@ public:
 
 private:
     friend class SimulatedTerminal;
-    class Listener;
 
-    std::unique_ptr<Listener> m_listener;
+    NodePort& port(DeviceId device) const { return *m_devices.at(static_cast<std::size_t>(device)); }
+
+    std::unique_ptr<NodeOwner> m_owner;
     std::unique_ptr<NodeBus> m_bus;
+    std::vector<std::unique_ptr<NodePort>> m_devices;
 };
 
 } // namespace pdasim

@@ -1,6 +1,6 @@
 #include "control/Commands.h"
 
-#include "Clock.h"
+#include "System.h"
 #include "control/TaskCompletion.h"
 
 #include <algorithm>
@@ -14,19 +14,15 @@ namespace {
 using Kind = CommandArgument::Kind;
 using Texts = std::vector<std::string>;
 
-std::string textOr(const Json& request, const char* name, const std::string& otherwise) {
-    return request.value(name, otherwise);
-}
-
-Texts listOf(const Json& request, const char* name) {
-    return request.value(name, Texts());
+void requirePlug(const LiveTerminal& live) {
+    if (live.terminal.nodePath().empty()) {
+        throw CommandError("the terminal is unplugged: \"replug\" it first");
+    }
 }
 
 /// Whoever has not got the node open misses what the terminal says; the answer says how many have.
 Document announce(LiveTerminal& live, const std::vector<Announcement>& announcements) {
-    if (live.terminal.nodePath().empty()) {
-        throw CommandError("the terminal is unplugged: \"replug\" it first");
-    }
+    requirePlug(live);
     const int listeners = live.terminal.openDescriptors();
     for (const Announcement& announcement : announcements) {
         (void)live.terminal.announce(announcement);
@@ -36,31 +32,31 @@ Document announce(LiveTerminal& live, const std::vector<Announcement>& announcem
 
 Document scan(LiveTerminal& live, const Json& request) {
     std::vector<Announcement> announcements;
-    for (const std::string& label : listOf(request, "labels")) {
+    for (const std::string label : request["labels"]) {
         announcements.push_back(scannedLabel(label));
     }
     return announce(live, announcements);
 }
 
 Document login(LiveTerminal& live, const Json& request) {
-    return announce(live, {loginRecord(confirmationOf(textOr(request, "user", ""),
-                                                      textOr(request, "name", textOr(request, "user", "")),
-                                                      textOr(request, "password", live.user.password)))});
+    const std::string user = request["user"];
+    return announce(live, {loginRecord(confirmationOf(user, request.value("name", user),
+                                                      request.value("password", live.user.password)))});
 }
 
 Document notice(LiveTerminal& live, const Json& request) {
-    return announce(live, {userNotice(textOr(request, "user", ""))});
+    return announce(live, {userNotice(request["user"])});
 }
 
 Completion completionOf(const LiveTerminal& live, const Json& request) {
-    const std::string login = textOr(request, "user", live.user.login);
+    const std::string login = request.value("user", live.user.login);
     Completion completion;
     completion.userA =
         confirmationOf(login, login == live.user.login ? live.user.name : login, live.user.password);
-    if (const std::string second = textOr(request, "second", ""); request.contains("second")) {
-        completion.userB = confirmationOf(second, second, live.user.password);
+    if (request.contains("second")) {
+        completion.userB = confirmationOf(request["second"], request["second"], live.user.password);
     }
-    completion.errorLabels = listOf(request, "error");
+    completion.errorLabels = request.value("error", Texts());
     completion.time = localStamp();
     return completion;
 }
@@ -68,9 +64,7 @@ Completion completionOf(const LiveTerminal& live, const Json& request) {
 /// Changes the state and tells the host, unless the terminal cannot tell anybody.
 Document finish(LiveTerminal& live,
                 const std::function<std::optional<Announcement>(TerminalState&)>& change) {
-    if (live.terminal.nodePath().empty()) {
-        throw CommandError("the terminal is unplugged: \"replug\" it first");
-    }
+    requirePlug(live);
     std::optional<Announcement> record;
     live.terminal.changeState([&record, &change](TerminalState& state) { record = change(state); });
     if (!record) {
@@ -96,25 +90,18 @@ std::string onlyTask(const std::vector<std::string>& taskIds) {
     return taskIds.front();
 }
 
-Document handOverDot(LiveTerminal& live, const Json& request) {
-    const std::string task = request.contains("task") ? textOr(request, "task", "")
-                                                      : onlyTask(openDotHandovers(live.terminal.state()));
+template <Announced kind>
+Document handOver(LiveTerminal& live, const Json& request) {
+    const std::string task = request.contains("task") ? request["task"].get<std::string>()
+                                                      : onlyTask(openHandovers(live.terminal.state(), kind));
     return finish(live, [&task, completion = completionOf(live, request)](TerminalState& state) {
-        return finishDotHandover(state, task, completion);
-    });
-}
-
-Document handOverPower(LiveTerminal& live, const Json& request) {
-    const std::string task = request.contains("task") ? textOr(request, "task", "")
-                                                      : onlyTask(openPowerHandovers(live.terminal.state()));
-    return finish(live, [&task, completion = completionOf(live, request)](TerminalState& state) {
-        return finishPowerHandover(state, task, completion);
+        return finishHandover(state, kind, task, completion);
     });
 }
 
 Document registerTeller(LiveTerminal& live, const Json& request) {
-    live.terminal.changeState([teller = textOr(request, "teller", "")](TerminalState& state) {
-        state.tellers.registered = teller;
+    live.terminal.changeState([&request](TerminalState& state) {
+        state.tellers.registered = request["teller"].get<std::string>();
     });
     return Document::object();
 }
@@ -196,8 +183,8 @@ const std::vector<Command>& commands() {
           {"name", Kind::Option, "The user's name"},
           {"password", Kind::Option, "The user's password"}},
          login},
-        {"handover-dot", "Confirm a dot handover", handover, handOverDot},
-        {"handover-power", "Confirm a power handover", handover, handOverPower},
+        {"handover-dot", "Confirm a dot handover", handover, handOver<Announced::DotHandover>},
+        {"handover-power", "Confirm a power handover", handover, handOver<Announced::PowerHandover>},
         {"notice",
          "Tell the host which user is there",
          {{"user", Kind::Required, "The user's name"}},

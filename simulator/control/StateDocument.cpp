@@ -37,7 +37,6 @@ Document describe(const Inventory& inventory) {
             {"state", result.state}};
 }
 
-template <typename Handover>
 Document describe(const std::pair<const std::string, Handover>& entry) {
     const auto& [taskId, handover] = entry;
     return {{"taskId", taskId},

@@ -3,7 +3,6 @@
 #include "core/Texts.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace pdasim {
 
@@ -32,17 +31,6 @@ HandoverResult handedOver(const std::string& labels, const Completion& completio
     return result;
 }
 
-template <typename Handover>
-std::vector<std::string> underWay(const std::map<std::string, Handover>& handovers) {
-    std::vector<std::string> taskIds;
-    for (const auto& [taskId, handover] : handovers) {
-        if (handover.result.state == kUnderWay) {
-            taskIds.push_back(taskId);
-        }
-    }
-    return taskIds;
-}
-
 } // namespace
 
 Confirmation confirmationOf(const std::string& login, const std::string& name, const std::string& password) {
@@ -63,32 +51,28 @@ std::optional<Announcement> finishInventory(TerminalState& state, const Completi
     return inventoryRecord(result);
 }
 
-std::optional<Announcement> finishDotHandover(TerminalState& state, const std::string& taskId,
-                                              const Completion& completion) {
-    const auto found = state.dotHandovers.find(taskId);
-    if (found == state.dotHandovers.end()) {
+std::optional<Announcement> finishHandover(TerminalState& state, Announced kind, const std::string& taskId,
+                                           const Completion& completion) {
+    const bool isDot = kind == Announced::DotHandover;
+    Handovers& handovers = isDot ? state.dotHandovers : state.powerHandovers;
+    const auto found = handovers.find(taskId);
+    if (found == handovers.end()) {
         return std::nullopt;
     }
-    found->second.result = handedOver(found->second.task.labels, completion);
-    return dotHandoverRecord(found->second.road, found->second.result);
+    auto& [task, result] = found->second;
+    result = handedOver(task.labels, completion);
+    return isDot ? dotHandoverRecord(task.road, result) : powerHandoverRecord(task.batch, result);
 }
 
-std::optional<Announcement> finishPowerHandover(TerminalState& state, const std::string& taskId,
-                                                const Completion& completion) {
-    const auto found = state.powerHandovers.find(taskId);
-    if (found == state.powerHandovers.end()) {
-        return std::nullopt;
+std::vector<std::string> openHandovers(const TerminalState& state, Announced kind) {
+    std::vector<std::string> taskIds;
+    for (const auto& [taskId, handover] :
+         kind == Announced::DotHandover ? state.dotHandovers : state.powerHandovers) {
+        if (handover.result.state == kUnderWay) {
+            taskIds.push_back(taskId);
+        }
     }
-    found->second.result = handedOver(found->second.task.labels, completion);
-    return powerHandoverRecord(found->second.batch, found->second.result);
-}
-
-std::vector<std::string> openDotHandovers(const TerminalState& state) {
-    return underWay(state.dotHandovers);
-}
-
-std::vector<std::string> openPowerHandovers(const TerminalState& state) {
-    return underWay(state.powerHandovers);
+    return taskIds;
 }
 
 } // namespace pdasim

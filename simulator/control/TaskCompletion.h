@@ -25,13 +25,11 @@ Confirmation confirmationOf(const std::string& login, const std::string& name, c
 // Nothing without such a task.
 
 std::optional<Announcement> finishInventory(TerminalState& state, const Completion& completion);
-std::optional<Announcement> finishDotHandover(TerminalState& state, const std::string& taskId,
-                                              const Completion& completion);
-std::optional<Announcement> finishPowerHandover(TerminalState& state, const std::string& taskId,
-                                                const Completion& completion);
+/// A dot or a power handover.
+std::optional<Announcement> finishHandover(TerminalState& state, Announced kind, const std::string& taskId,
+                                           const Completion& completion);
 
-/// The handover tasks that are under way.
-std::vector<std::string> openDotHandovers(const TerminalState& state);
-std::vector<std::string> openPowerHandovers(const TerminalState& state);
+/// The tasks of a kind of handover that are under way.
+std::vector<std::string> openHandovers(const TerminalState& state, Announced kind);
 
 } // namespace pdasim

@@ -1,8 +1,8 @@
 #include "control/TrafficFeed.h"
 
-#include "Clock.h"
+#include "System.h"
 #include "core/Message.h"
-#include "core/Traffic.h"
+#include "core/MessageTable.h"
 #include "scenario/Json.h"
 
 #include <sys/eventfd.h>
@@ -16,15 +16,14 @@ namespace pdasim {
 namespace {
 
 /// A message that has just passed: when, by whom, its type, and in words.
-std::string recordOf(std::size_t terminal, SimulatedTerminal::Direction direction, const std::string& text) {
-    const bool fromHost = direction == SimulatedTerminal::Direction::FromHost;
+std::string recordOf(std::size_t terminal, Sender sender, const std::string& text) {
     const bool hasType = text.size() >= header::kSize;
     return writeJson({{"time", timeOfDay()},
                       {"terminal", terminal},
-                      {"from", fromHost ? "host" : "terminal"},
+                      {"from", sender == Sender::Host ? "host" : "terminal"},
                       {"type", hasType ? text.substr(header::kTypeOffset, header::kTypeWidth) : ""},
                       {"bytes", text.size()},
-                      {"message", describeMessage(text, fromHost ? Sender::Host : Sender::Terminal)}});
+                      {"message", describeMessage(text, sender)}});
 }
 
 } // namespace
@@ -35,11 +34,10 @@ TrafficFeed::TrafficFeed() : m_bell(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     }
 }
 
-void TrafficFeed::tell(std::size_t terminal, SimulatedTerminal::Direction direction,
-                       const std::string& text) {
+void TrafficFeed::tell(std::size_t terminal, Sender sender, const std::string& text) {
     const std::lock_guard lock(m_mutex);
     if (m_isFollowed) {
-        m_lines.append(recordOf(terminal, direction, text)).append("\n");
+        m_lines.append(recordOf(terminal, sender, text)).append("\n");
         const std::uint64_t one = 1;
         // It only fails when the bell rings already.
         [[maybe_unused]] const ssize_t written = ::write(m_bell.get(), &one, sizeof(one));

@@ -20,7 +20,7 @@ public:
     TrafficFeed();
 
     /// To be called from any thread; does not wait.
-    void tell(std::size_t terminal, SimulatedTerminal::Direction direction, const std::string& text);
+    void tell(std::size_t terminal, Sender sender, const std::string& text);
     /// Followers are called on the thread of the loop that serves the feed.
     void follow(Follower follower);
 

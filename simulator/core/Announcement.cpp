@@ -64,16 +64,6 @@ std::optional<Announced> announcedBy(std::string_view type) {
     return found == kRows.end() ? std::nullopt : std::optional(found->kind);
 }
 
-Announcement& Announcement::with(std::string name, std::string value) {
-    changes.emplace_back(std::move(name), std::move(value));
-    return *this;
-}
-
-Announcement& Announcement::without(std::string name) {
-    changes.emplace_back(std::move(name), std::nullopt);
-    return *this;
-}
-
 Announcement scannedLabel(const std::string& label) {
     return {Announced::ScannedLabel, {{"Ex_Label", label}}};
 }
@@ -110,18 +100,11 @@ std::string Announcements::compose(const Announcement& announcement, std::string
     const std::string sequence = sequenceText(++m_sequence);
     Tags tags = {{"Ex_TrTime", std::string(localTime)}, {"Ex_SeqNo", sequence}, {"Ex_PdaSn", number}};
     tags.insert(tags.end(), announcement.tags.begin(), announcement.tags.end());
-    for (const auto& [name, value] : announcement.changes) {
-        if (value) {
-            setTag(tags, name, *value);
-        } else {
-            dropTag(tags, name);
-        }
+    for (const Tag& change : announcement.changes) {
+        setTag(tags, change.name, change.value);
     }
-    const auto sent = [&tags](std::string_view name) {
-        const Tag* tag = findTag(tags, name);
-        return tag == nullptr ? std::string() : tag->value;
-    };
-    m_pending.push_back({announcement.kind, sent("Ex_SeqNo"), sent("Ex_PdaSn")});
+    m_pending.push_back(
+        {announcement.kind, findTag(tags, "Ex_SeqNo")->value, findTag(tags, "Ex_PdaSn")->value});
     return composeMessage(typeOf(announcement.kind), tags);
 }
 

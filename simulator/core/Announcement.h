@@ -23,11 +23,13 @@ std::optional<Announced> announcedBy(std::string_view type);
 struct Announcement {
     Announced kind;
     Tags tags;
-    /// Made to the finished message's tags: a value to set, or none to take the tag away.
-    std::vector<std::pair<std::string, std::optional<std::string>>> changes = {};
+    /// Values that tags of the finished message get.
+    Tags changes = {};
 
-    Announcement& with(std::string name, std::string value);
-    Announcement& without(std::string name);
+    Announcement& with(std::string name, std::string value) {
+        changes.push_back({std::move(name), std::move(value)});
+        return *this;
+    }
 };
 
 Announcement scannedLabel(const std::string& label);

@@ -8,6 +8,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace pdasim {
@@ -15,87 +16,83 @@ namespace pdasim {
 /// What goes wrong with one kind of message.
 ///
 /// The calls describe the fault and can be combined, as in `Fault().delay(200ms).replyType("8002").always()`.
-/// Without once(), times() or always() a fault strikes once; without from() it begins with the next message
+/// Without times() or always() a fault strikes once; without from() it begins with the next message
 /// of its kind. Changes to the reply are made in the order in which they are told.
 class Fault {
 public:
+    using Milliseconds = std::chrono::milliseconds;
+
     /// The terminal takes the message and never answers.
-    Fault& silence();
+    Fault& silence() { return set(m_silent, true); }
     /// The reply comes later by the time.
-    Fault& delay(std::chrono::milliseconds time);
+    Fault& delay(Milliseconds time) { return set(m_delay, time); }
     /// The reply carries another message type.
-    Fault& replyType(std::string type);
+    Fault& replyType(const std::string& type) { return set(m_replyType, type); }
     /// The reply comes in N pieces of about one length, each in reports of its own, with pauses
     /// between.
-    Fault& split(std::size_t pieces, std::chrono::milliseconds pause);
+    Fault& split(std::size_t pieces, Milliseconds pause) { return set(m_pieces, pieces).set(m_pause, pause); }
     /// The reply comes twice, back to back.
-    Fault& repeatReply();
-    /// Another text follows the reply back to back.
-    Fault& followedBy(std::string text);
+    Fault& repeatReply() { return set(m_repeatsReply, true); }
     /// The device goes before its reply, which is lost, and comes back after the time if one is given.
-    Fault& unplugBeforeReply(std::optional<std::chrono::milliseconds> replugAfter = std::nullopt);
+    Fault& unplugBeforeReply(std::optional<Milliseconds> replugAfter = std::nullopt) {
+        return set(m_unplugging, Unplugging::BeforeReply).set(m_replugAfter, replugAfter);
+    }
     /// The device goes once its reply is out, and comes back after the time if one is given.
-    Fault& unplugAfterReply(std::optional<std::chrono::milliseconds> replugAfter = std::nullopt);
+    Fault& unplugAfterReply(std::optional<Milliseconds> replugAfter = std::nullopt) {
+        return set(m_unplugging, Unplugging::AfterReply).set(m_replugAfter, replugAfter);
+    }
     /// The host's write returns this number of bytes; the terminal does not answer half a message.
-    Fault& shortWrite(std::size_t bytes);
+    Fault& shortWrite(std::size_t bytes) { return set(m_shortWrite, bytes); }
     /// The host's write fails with this errno; the terminal never sees the message.
-    Fault& refuseWrite(int error);
+    Fault& refuseWrite(int error) { return set(m_writeError, error); }
 
     /// The terminal does nothing but answer with this code; the reply's other tags are as ever.
-    Fault& refuse(std::string returnCode);
-    /// The terminal reads another value in a tag of the request.
-    Fault& misread(std::string name, std::string value);
+    Fault& refuse(const std::string& code) { return set(m_refuses, true).setTag("Ex_RetCode", code); }
     /// The reply lacks a tag.
-    Fault& dropTag(std::string name);
+    Fault& dropTag(const std::string& name);
     /// A tag of the reply holds these bytes, whatever they are; a tag that the reply lacks is appended.
-    Fault& setTag(std::string name, std::string value);
-    /// The same in one entry, counted from 0, of a list of locks; nothing when the list is shorter.
-    Fault& dropLockTag(std::size_t entry, std::string name);
-    Fault& setLockTag(std::size_t entry, std::string name, std::string value);
-    /// The list of locks begins anew until it has N entries; the number of locks is as ever.
-    Fault& growLockList(std::size_t entries);
+    Fault& setTag(const std::string& name, const std::string& value);
     /// A packet of a file comes whichever was asked for.
-    Fault& answerPacket(int number);
-    /// Behind every packet of the file there is another one, each with the text of the first.
-    Fault& endlessFile();
+    Fault& answerPacket(int number) { return set(m_packet, number); }
     /// The check of a packet is that of other data.
     Fault& wrongCheck();
-    /// The check of a packet is in upper-case digits; make sure that it has letters.
-    Fault& upperCaseCheck();
     /// This text, byte for byte, is the reply (still sent in padded reports).
-    Fault& rawReply(std::string text);
+    Fault& rawReply(const std::string& text) { return set(m_rawReply, text); }
 
-    /// Only messages of which this is true are of the fault's kind; two conditions have to hold both.
-    Fault& when(std::function<bool(const ParsedMessage&)> condition);
+    /// Only messages of which this is true are of the fault's kind.
+    Fault& when(std::function<bool(const ParsedMessage&)> condition) {
+        return set(m_condition, std::move(condition));
+    }
     /// The first message to be met is the Nth of its kind from now on, counted from 1.
-    Fault& from(std::size_t message);
-    Fault& once();
-    Fault& times(std::size_t count);
-    Fault& always();
+    Fault& from(std::size_t message) { return set(m_letThrough, message - 1); }
+    Fault& times(std::size_t count) { return set(m_remaining, count); }
+    Fault& always() { return times(std::numeric_limits<std::size_t>::max()); }
 
 private:
     friend class Terminal;
 
-    using Change = std::function<void(Reply& reply, const Request& request)>;
     enum class Unplugging { Never, BeforeReply, AfterReply };
 
-    bool concerns(const ParsedMessage& message) const;
+    template <typename Member, typename Value>
+    Fault& set(Member& member, Value&& value) {
+        member = std::forward<Value>(value);
+        return *this;
+    }
 
-    std::vector<std::function<bool(const ParsedMessage&)>> m_conditions;
+    std::function<bool(const ParsedMessage&)> m_condition;
     bool m_silent = false;
-    std::chrono::milliseconds m_delay{0};
+    Milliseconds m_delay{0};
     std::optional<std::string> m_replyType;
     std::size_t m_pieces = 1;
-    std::chrono::milliseconds m_pause{0};
+    Milliseconds m_pause{0};
     bool m_repeatsReply = false;
-    std::optional<std::string> m_follower;
     Unplugging m_unplugging = Unplugging::Never;
-    std::optional<std::chrono::milliseconds> m_replugAfter;
+    std::optional<Milliseconds> m_replugAfter;
     std::optional<std::size_t> m_shortWrite;
     int m_writeError = 0;
     bool m_refuses = false;
-    Tags m_misreadings;
-    std::vector<Change> m_changes;
+    std::optional<int> m_packet;
+    std::vector<std::function<void(Tags& reply)>> m_changes;
     std::optional<std::string> m_rawReply;
     std::size_t m_letThrough = 0;
     std::size_t m_remaining = 1;

@@ -1,13 +1,27 @@
 #include "core/MessageTable.h"
 
 #include "core/Terminal.h"
+#include "core/Texts.h"
 #include "core/messages/Answers.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace pdasim {
 
 namespace {
+
+/// A host acknowledges nothing but success.
+void checkSuccess(const ParsedMessage& message, std::vector<std::string>& violations) {
+    const auto expect = [&](std::string_view name, std::string_view expected) {
+        const Tag* tag = findTag(message.tags, name);
+        if (tag != nullptr && tag->value != expected) {
+            violations.push_back(tag->name + " is " + quoted(tag->value) + " instead of " + quoted(expected));
+        }
+    };
+    expect("Ex_RetCode", code::Accepted);
+    expect("Ex_ScanState", "1");
+}
 
 /// A message that only responds to one of the terminal's.
 MessageRow response(std::string_view type, std::string_view name, Announced respondsTo,
@@ -17,16 +31,6 @@ MessageRow response(std::string_view type, std::string_view name, Announced resp
     if (respondsTo != Announced::LoginRecord) {
         row.check = checkSuccess;
     }
-    return row;
-}
-
-MessageRow inBytes(MessageRow row) {
-    row.lengthUnit = LengthUnit::Bytes;
-    return row;
-}
-
-MessageRow withGroups(MessageRow row, std::vector<RequestTag> tags) {
-    row.groupTags = std::move(tags);
     return row;
 }
 
@@ -72,73 +76,69 @@ void addOnce(std::vector<std::string>& names, const Tags& tags) {
     }
 }
 
+/// The tags of a well-formed run of them; nothing when something else is between or after them.
+std::optional<Tags> readTags(std::string_view text) {
+    Tags tags;
+    while (!text.empty()) {
+        const std::size_t nameEnd = text.find('>');
+        if (text.front() != '<' || nameEnd == std::string_view::npos) {
+            return std::nullopt;
+        }
+        const std::string name(text.substr(1, nameEnd - 1));
+        const std::string close = "</" + name + ">";
+        const std::size_t valueEnd = text.find(close, nameEnd + 1);
+        if (valueEnd == std::string_view::npos) {
+            return std::nullopt;
+        }
+        tags.push_back({name, std::string(text.substr(nameEnd + 1, valueEnd - nameEnd - 1))});
+        text.remove_prefix(valueEnd + close.size());
+    }
+    return tags;
+}
+
+bool isRunOf(const MessageRow& row, const Tags& tags) {
+    constexpr std::size_t kFront = 2;
+    return tags.size() >= kFront + row.tags.size() &&
+           std::equal(row.tags.begin(), row.tags.end(), tags.begin() + kFront,
+                      [](const RequestTag& wanted, const Tag& tag) { return wanted.name == tag.name; });
+}
+
+/// What people call the message. Where both sides use a type for different things, the sender decides.
+std::string_view nameOf(std::string_view type, const Tags& tags, Sender sender) {
+    const auto announced = announcedBy(type);
+    if (sender == Sender::Terminal && announced) {
+        return nameOf(*announced);
+    }
+    const std::vector<const MessageRow*> rows = findMessageRows(type);
+    if (rows.empty()) {
+        return "unknown message";
+    }
+    const auto fitting = std::find_if(rows.begin(), rows.end(),
+                                      [&tags](const MessageRow* row) { return isRunOf(*row, tags); });
+    return (fitting == rows.end() ? rows.front() : *fitting)->name;
+}
+
 } // namespace
 
 // clang-format off
 const std::vector<MessageRow>& messageRows() {
-    static const std::vector<MessageRow> rows = {
-        {"8001", "terminal information", {}, answerInformation},
-        {"8002", "initialisation", {"Ex_PdaSn", "Ex_Factory"}, answerInitialisation},
-
-        {"8003", "label writing", {"Ex_Label", "Ex_OrgNm", "Ex_BagType"}, answerLabelWriting},
-        {"8004", "scan command", {"Ex_PdaSn", "Ex_Cmd"}, answerScanCommand},
-        {"8005", "scan list", {"Ex_PdaSn"}, answerScanList},
-
-        {"8006", "inventory task", {"Ex_PdaSn", "Ex_TaskId", number("Ex_Total"), "Ex_Label"}, answerInventoryTask},
-        {"8007", "inventory result", {"Ex_PdaSn"}, answerInventoryResult},
-
-        inBytes({"8008", "dot handover task",
-                 {"Ex_PdaSn", "Ex_TaskId", number("Ex_TaskType"), "Ex_Road", "Ex_ExcgTime", "Ex_OrgNum", "Ex_OrgNm",
-                  number("Ex_Total"), "Ex_Label", "Ex_UserA", "Ex_UserB"},
-                 answerDotTask}),
-        {"8009", "dot handover result", {"Ex_PdaSn", "Ex_TaskId"}, answerDotResult},
-        {"8010", "power handover task",
-         {"Ex_PdaSn", "Ex_OrgNb", "Ex_Time", "Ex_OrgNm", "Ex_BatchNb", "Ex_TaskId", number("Ex_Total"), "Ex_Label"},
-         answerPowerTask},
-        {"8011", "power handover result", {"Ex_PdaSn", "Ex_TaskId"}, answerPowerResult},
-
-        {"8012", "key installation", {"Ex_PdaSn", "Ex_Key", "Ex_CheckVal"}, answerKeyInstallation},
-        {"8013", "key check value", {"Ex_PdaSn"}, answerKeyCheckValue},
-        {"8014", "work keys", {"Ex_PdaSn", "Ex_EncKey", "Ex_MacKey", "Ex_EncChkVal", "Ex_MacChkVal"}, answerWorkKeys},
-
-        {"8015", "file packet sent",
-         {"Ex_PdaSn", number("Ex_CmdEx"), "Ex_InfoEx", number("Ex_TotalPkt"), number("Ex_CurPkt"), "Ex_HexVal",
-          "Ex_HexCheck"},
-         answerSentPacket, checkSentPacket},
-        {"8016", "file packet requested", {"Ex_PdaSn", number("Ex_CmdEx"), "Ex_InfEx", number("Ex_CurPkt")},
-         answerPacketRequest},
-
-        {"8017", "registered teller", {"Ex_PdaSn"}, answerRegisteredTeller},
-        {"8018", "authentication result", {"Ex_PdaSn", number("Ex_Total"), "Ex_AuthRet"}, answerAuthentication,
-         checkItemCount},
-        {"8019", "escort list", {"Ex_PdaSn", number("Ex_Total"), "Ex_TellerNo"}, answerEscorts, checkItemCount},
-
-        {"7001", "Bluetooth address", {"Ex_BleMac"}, answerBleMac},
-        {"7011", "lock list", {}, answerLockList},
-        {"7012", "lock public key", {"Ex_LockId"}, answerPublicKey},
-        {"7013", "initial lock key", {"Ex_LockId", "Ex_InitCDKKFV", "Ex_InitCDKKEV", "Ex_InitCDKKCV"},
-         answerInitialLockKey},
-        {"7014", "current lock key", {"Ex_LockId"}, answerCurrentLockKey},
-        {"7015", "new lock keys",
-         {"Ex_LockId", "Ex_NewCDKKFV", "Ex_NewCDKKEV", "Ex_NewCDKKCV", "Ex_NormalUnLockKFV", "Ex_NormalUnLockKEV",
-          "Ex_NormalUnLockKCV", "Ex_UrgentUnLockKFV", "Ex_UrgentUnLockKEV", "Ex_UrgentUnLockKCV", "Ex_LockParams",
-          "Ex_LockLabel"},
-         answerNewLockKeys},
-        {"7016", "lock information", {"Ex_LockId"}, answerLockInformation},
-        withGroups({"7018", "lock opening", {"Ex_LockNum"}, answerLockOpening, checkLockOpening},
-                   {"Ex_LockId", "Ex_Action", "Ex_OTCCode", "Ex_UserA", "Ex_UserB"}),
-        {"7019", "lock results", {}, answerLockResults},
-
-        response("9001", "scanned label acknowledged", Announced::ScannedLabel,
-                 {"Ex_SrcSeqNo", "Ex_PdaSn", "Ex_RetCode", "Ex_ScanState"}),
-        response("9001", "user notice acknowledged", Announced::UserNotice,
-                 {"Ex_SrcSeqNo", "Ex_RetCode", "Ex_PdaSn"}),
-        response("9002", "login result", Announced::LoginRecord, {"Ex_PdaSn", "Ex_RetCode"}),
-        response("9004", "inventory record acknowledged", Announced::InventoryRecord, {"Ex_SrcSeqNo", "Ex_RetCode"}),
-        response("9005", "dot handover acknowledged", Announced::DotHandover, {"Ex_SrcSeqNo", "Ex_RetCode"}),
-        response("9006", "power handover acknowledged", Announced::PowerHandover,
-                 {"Ex_SrcSeqNo", "Ex_PdaSn", "Ex_RetCode"}),
-    };
+    static const std::vector<MessageRow> rows = [] {
+        std::vector<MessageRow> all = {
+            response("9001", "scanned label acknowledged", Announced::ScannedLabel,
+                     {"Ex_SrcSeqNo", "Ex_PdaSn", "Ex_RetCode", "Ex_ScanState"}),
+            response("9001", "user notice acknowledged", Announced::UserNotice,
+                     {"Ex_SrcSeqNo", "Ex_RetCode", "Ex_PdaSn"}),
+            response("9002", "login result", Announced::LoginRecord, {"Ex_PdaSn", "Ex_RetCode"}),
+            response("9004", "inventory record acknowledged", Announced::InventoryRecord, {"Ex_SrcSeqNo", "Ex_RetCode"}),
+            response("9005", "dot handover acknowledged", Announced::DotHandover, {"Ex_SrcSeqNo", "Ex_RetCode"}),
+            response("9006", "power handover acknowledged", Announced::PowerHandover,
+                     {"Ex_SrcSeqNo", "Ex_PdaSn", "Ex_RetCode"}),
+        };
+        for (const auto& family : {lockRows(), fileRows(), bagRows(), terminalDataRows()}) {
+            all.insert(all.begin(), family.begin(), family.end());
+        }
+        return all;
+    }();
     return rows;
 }
 // clang-format on
@@ -170,6 +170,21 @@ std::vector<std::string> replyTagNames(std::string_view type) {
         }
     }
     return names;
+}
+
+std::string describeMessage(std::string_view bytes, Sender sender) {
+    const auto tags = bytes.size() < header::kSize ? std::nullopt : readTags(bytes.substr(header::kSize));
+    if (!tags) {
+        return std::to_string(bytes.size()) + " bytes: " + printable(bytes);
+    }
+    const std::string_view type = bytes.substr(header::kTypeOffset, header::kTypeWidth);
+    std::string line = printable(type);
+    line.append(" ").append(nameOf(type, *tags, sender));
+    line.append(" (").append(std::to_string(bytes.size())).append(" bytes)");
+    for (const Tag& tag : *tags) {
+        line.append(" ").append(printable(tag.name)).append("=").append(printable(tag.value));
+    }
+    return line;
 }
 
 } // namespace pdasim

@@ -61,4 +61,11 @@ std::vector<std::string> requestTagNames(std::string_view type);
 /// The tags of the replies, those of their locks not included; none when the terminal does not answer.
 std::vector<std::string> replyTagNames(std::string_view type);
 
+enum class Sender { Host, Terminal };
+
+/// A message as one line for people: type, name, size, then the tags as name=value.
+///
+/// What does not look like a message is shown as printable text.
+std::string describeMessage(std::string_view bytes, Sender sender);
+
 } // namespace pdasim

@@ -32,7 +32,8 @@ Fault Terminal::takeFault(const ParsedMessage& message) {
     auto striking = m_faults.end();
     for (auto entry = m_faults.begin(); entry != m_faults.end(); ++entry) {
         const bool isOfType = entry->first == AnyType || entry->first == message.type;
-        if (!isOfType || !entry->second.concerns(message)) {
+        const auto& condition = entry->second.m_condition;
+        if (!isOfType || (condition && !condition(message))) {
             continue;
         }
         if (entry->second.m_letThrough > 0) {
@@ -97,8 +98,8 @@ std::string Terminal::composeReply(const CheckedMessage& checked, const Fault& f
                                    std::string_view localTime) {
     const Request request = {checked.message, std::string(localTime)};
     Request asRead = request;
-    for (const Tag& misreading : fault.m_misreadings) {
-        setTag(asRead.message.tags, misreading.name, misreading.value);
+    if (fault.m_packet) {
+        setTag(asRead.message.tags, "Ex_CurPkt", std::to_string(*fault.m_packet));
     }
     Reply reply;
     if (fault.m_refuses) {
@@ -109,8 +110,8 @@ std::string Terminal::composeReply(const CheckedMessage& checked, const Fault& f
     }
     const Tags front = frontOfReply(request);
     reply.tags.insert(reply.tags.begin(), front.begin(), front.end());
-    for (const Fault::Change& change : fault.m_changes) {
-        change(reply, request);
+    for (const auto& change : fault.m_changes) {
+        change(reply.tags);
     }
     return composeMessage(fault.m_replyType.value_or(request.message.type), reply.tags, reply.groups);
 }
@@ -126,9 +127,6 @@ std::vector<TimedStep> Terminal::layOut(const std::string& reply, const Fault& f
         }
         if (fault.m_repeatsReply && !reply.empty()) {
             steps.push_back({time, SendText{reply}});
-        }
-        if (fault.m_follower) {
-            steps.push_back({time, SendText{*fault.m_follower}});
         }
     }
     if (fault.m_unplugging != Fault::Unplugging::Never) {

@@ -75,8 +75,6 @@ struct Lock {
     std::string factor;
     std::string battery = "80";
     LockKey cdkk;
-    LockKey normalUnlock;
-    LockKey urgentUnlock;
 };
 
 /// One lock's part of the last batch of operations, with what came of it.
@@ -131,7 +129,6 @@ struct ScanRun {
 };
 
 struct InventoryTask {
-    std::string number;
     std::string taskId;
     std::string total;
     std::string labels;
@@ -161,43 +158,20 @@ struct HandoverResult {
     std::string state = "0";
 };
 
-struct DotTask {
-    std::string number;
-    std::string taskType;
-    /// In the encoding in which the host sent it, as the organisation's name is.
+struct HandoverTask {
+    /// Of a dot handover, in the encoding in which the host sent it.
     std::string road;
-    std::string exchangeTime;
-    std::string organisationNumber;
-    std::string organisationName;
-    std::string total;
-    std::string labels;
-    std::string userA;
-    std::string userB;
-};
-
-struct DotHandover {
-    DotTask task;
-    /// What the result says; taken from the task when one comes.
-    std::string road;
-    HandoverResult result;
-};
-
-struct PowerTask {
-    std::string number;
-    std::string organisationNumber;
-    std::string time;
-    std::string organisationName;
+    /// Of a power handover.
     std::string batch;
-    std::string total;
     std::string labels;
 };
 
-struct PowerHandover {
-    PowerTask task;
-    /// What the result says; taken from the task when one comes.
-    std::string batch;
+struct Handover {
+    HandoverTask task;
     HandoverResult result;
 };
+/// By task id.
+using Handovers = std::map<std::string, Handover>;
 
 struct Tellers {
     /// The number that a user has registered on the terminal; empty when nobody has.
@@ -216,9 +190,8 @@ struct TerminalState {
     std::vector<WrittenLabel> writtenLabels;
     ScanRun scan;
     Inventory inventory;
-    /// By task id.
-    std::map<std::string, DotHandover> dotHandovers;
-    std::map<std::string, PowerHandover> powerHandovers;
+    Handovers dotHandovers;
+    Handovers powerHandovers;
 
     Keys keys;
     Files files;

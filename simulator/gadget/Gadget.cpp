@@ -1,10 +1,9 @@
 #include "gadget/Gadget.h"
 
 #include "DeviceDescription.h"
-#include "ShellQuoting.h"
+#include "System.h"
 #include "node/FileDescriptor.h"
 #include "usb/Descriptors.h"
-#include "usb/SystemTree.h"
 
 #include <fcntl.h>
 #include <sys/wait.h>

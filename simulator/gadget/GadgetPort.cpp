@@ -1,6 +1,6 @@
 #include "gadget/GadgetPort.h"
 
-#include "usb/SystemTree.h"
+#include "System.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

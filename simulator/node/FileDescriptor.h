@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -52,6 +53,8 @@ private:
 };
 
 /// An exception with `what` and the text of the current errno.
-[[noreturn]] void throwSystemError(const char* what);
+[[noreturn]] inline void throwSystemError(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
 
 } // namespace pdasim

@@ -1,6 +1,6 @@
 #include "pdasim/ActingUser.h"
 
-#include "Clock.h"
+#include "System.h"
 #include "core/MessageChecker.h"
 
 #include <optional>
@@ -123,11 +123,10 @@ void ActingUser::takeLoginResult(const ParsedMessage& response) {
 void ActingUser::confirmHandovers() {
     std::vector<Announcement> records;
     m_terminal.changeState([this, &records](TerminalState& state) {
-        for (const std::string& task : openDotHandovers(state)) {
-            records.push_back(*finishDotHandover(state, task, completion()));
-        }
-        for (const std::string& task : openPowerHandovers(state)) {
-            records.push_back(*finishPowerHandover(state, task, completion()));
+        for (const Announced kind : {Announced::DotHandover, Announced::PowerHandover}) {
+            for (const std::string& task : openHandovers(state, kind)) {
+                records.push_back(*finishHandover(state, kind, task, completion()));
+            }
         }
     });
     for (const Announcement& record : records) {

@@ -1,7 +1,7 @@
 #include "pdasim/Session.h"
 
-#include "Clock.h"
-#include "core/Traffic.h"
+#include "System.h"
+#include "core/MessageTable.h"
 #include "node/FileDescriptor.h"
 #include "pdasim/Reporting.h"
 #include "scenario/Rules.h"
@@ -117,10 +117,10 @@ Trace::Trace(const std::string& path) : m_file(stderr) {
     }
 }
 
-void Trace::write(SimulatedTerminal::Direction direction, const std::string& text) {
-    const bool fromHost = direction == SimulatedTerminal::Direction::FromHost;
-    const std::string line = timeOfDay() + (fromHost ? "  host -> terminal  " : "  terminal -> host  ") +
-                             describeMessage(text, fromHost ? Sender::Host : Sender::Terminal) + "\n";
+void Trace::write(Sender sender, const std::string& text) {
+    const std::string line = timeOfDay() +
+                             (sender == Sender::Host ? "  host -> terminal  " : "  terminal -> host  ") +
+                             describeMessage(text, sender) + "\n";
     (void)std::fputs(line.c_str(), m_file);
     (void)std::fflush(m_file);
 }
@@ -164,15 +164,14 @@ void Session::addTerminal(const Scenario& scenario, const TerminalOptions& optio
     const std::size_t place = m_terminals.size();
     SimulatedTerminal::Options settings = settingsOf(scenario, ids, place);
     const auto listener = options.hasUser ? std::make_shared<MessageListener>() : nullptr;
-    settings.onTraffic = [this, place, listener](SimulatedTerminal::Direction direction,
-                                                 const std::string& text) {
-        if (listener && direction == SimulatedTerminal::Direction::FromHost) {
+    settings.onTraffic = [this, place, listener](Sender sender, const std::string& text) {
+        if (listener && sender == Sender::Host) {
             listener->receive(text);
         }
         if (m_trace) {
-            m_trace->write(direction, text);
+            m_trace->write(sender, text);
         }
-        m_feed->tell(place + 1, direction, text);
+        m_feed->tell(place + 1, sender, text);
     };
     auto terminal = makeTerminal(place, settings);
     terminal->changeState([&scenario, place](TerminalState& state) {

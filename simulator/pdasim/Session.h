@@ -23,7 +23,7 @@ public:
     /// "-" stands for standard error. Throws std::system_error when the file cannot be written.
     explicit Trace(const std::string& path);
 
-    void write(SimulatedTerminal::Direction direction, const std::string& text);
+    void write(Sender sender, const std::string& text);
 
 private:
     struct Close {

@@ -38,12 +38,47 @@ std::string withoutPrefix(std::string text) {
     return text;
 }
 
+/// Brings an id into the form of sysfs; throws std::invalid_argument for anything but up to four digits.
+std::string normaliseId(const std::string& text) {
+    std::string digits = withoutPrefix(text);
+    const bool hexadecimal =
+        std::all_of(digits.begin(), digits.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
+    if (digits.empty() || digits.size() > kIdDigits || !hexadecimal) {
+        throw std::invalid_argument("\"" + text +
+                                    "\" is not a USB id: up to four hexadecimal digits, 0x or not");
+    }
+    std::transform(digits.begin(), digits.end(), digits.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return std::string(kIdDigits - digits.size(), '0') + digits;
+}
+
 std::string requireId(const std::optional<std::string>& value, const char* name) {
     if (!value) {
         throw std::invalid_argument(std::string("no line ") + name + "=...; add one, " + name +
                                     "=0x1209 for example, or give both ids with --vid and --pid");
     }
     return normaliseId(*value);
+}
+
+/// Reads the ids as the library does: the last line named exactly VID, and PID, counts; 0x and line ends are
+/// dropped. Throws std::invalid_argument when one of them is missing or is no id.
+UsbIds readIds(std::istream& ini) {
+    std::optional<std::string> vendor;
+    std::optional<std::string> product;
+    for (std::string line; std::getline(ini, line);) {
+        const std::size_t equals = line.find('=');
+        if (equals == std::string::npos) {
+            continue;
+        }
+        const std::string name = squeeze(line.substr(0, equals));
+        const std::string value = squeeze(line.substr(equals + 1));
+        if (name == "VID") {
+            vendor = value;
+        } else if (name == "PID") {
+            product = value;
+        }
+    }
+    return {requireId(vendor, "VID"), requireId(product, "PID")};
 }
 
 constexpr std::size_t kSuffixColumn = 14;
@@ -64,38 +99,6 @@ UsbIds idsFrom(const std::string& iniPath) {
 }
 
 } // namespace
-
-std::string normaliseId(const std::string& text) {
-    std::string digits = withoutPrefix(text);
-    const bool hexadecimal =
-        std::all_of(digits.begin(), digits.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
-    if (digits.empty() || digits.size() > kIdDigits || !hexadecimal) {
-        throw std::invalid_argument("\"" + text +
-                                    "\" is not a USB id: up to four hexadecimal digits, 0x or not");
-    }
-    std::transform(digits.begin(), digits.end(), digits.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return std::string(kIdDigits - digits.size(), '0') + digits;
-}
-
-UsbIds readIds(std::istream& ini) {
-    std::optional<std::string> vendor;
-    std::optional<std::string> product;
-    for (std::string line; std::getline(ini, line);) {
-        const std::size_t equals = line.find('=');
-        if (equals == std::string::npos) {
-            continue;
-        }
-        const std::string name = squeeze(line.substr(0, equals));
-        const std::string value = squeeze(line.substr(equals + 1));
-        if (name == "VID") {
-            vendor = value;
-        } else if (name == "PID") {
-            product = value;
-        }
-    }
-    return {requireId(vendor, "VID"), requireId(product, "PID")};
-}
 
 void addTerminalOptions(CLI::App& command, TerminalOptions& options) {
     CLI::Option* vendor =

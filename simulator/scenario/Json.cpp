@@ -110,4 +110,10 @@ std::optional<std::int64_t> integerIn(const Json& value) {
     return fits ? std::optional(value.get<std::int64_t>()) : std::nullopt;
 }
 
+std::optional<std::chrono::milliseconds> millisecondsIn(const Json& object, const char* member) {
+    const auto found = object.find(member);
+    return found == object.end() ? std::nullopt
+                                 : std::optional(std::chrono::milliseconds(found->get<std::int64_t>()));
+}
+
 } // namespace pdasim

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -29,5 +30,8 @@ std::string writeJson(const Document& document, int indent = -1);
 
 /// Any number without a fraction, 1.0 included, that fits.
 std::optional<std::int64_t> integerIn(const Json& value);
+
+/// The time that a member of an object gives; nothing without the member.
+std::optional<std::chrono::milliseconds> millisecondsIn(const Json& object, const char* member);
 
 } // namespace pdasim

@@ -2,7 +2,7 @@
 
 #include "core/MessageTable.h"
 #include "core/Terminal.h"
-#include "scenario/Fields.h"
+#include "scenario/Schema.h"
 
 #include <algorithm>
 #include <array>
@@ -20,12 +20,9 @@ using Texts = std::vector<std::string>;
 using Condition = std::function<bool(const ParsedMessage&)>;
 
 constexpr const char* kCheckTag = "Ex_HexCheck";
-constexpr std::int64_t kMaxCount = 1000000;
 /// The tags whose endings are magic.
 constexpr std::array<const char*, 5> kMagicTags = {"Ex_Label", "Ex_TaskId", "Ex_LockId", "Ex_InfoEx",
                                                    "Ex_InfEx"};
-const TextRule kDisconnection = {R"("before" or "after")",
-                                 [](const std::string& text) { return text == "before" || text == "after"; }};
 
 /// Whether a message has a tag that holds the value, among its own or in one of its groups of locks.
 template <typename Matches>
@@ -61,51 +58,15 @@ std::string shownType(const std::string& type) {
 }
 
 /// Refuses the name of a tag that is not known.
-void requireKnown(const Value& name, const Texts& known, const std::string& missing) {
-    name.require(holds(known, name.json.get<std::string>()),
-                 missing + "; " + (known.empty() ? "there is none" : "there are " + joined(known)));
-}
-
-std::size_t takeCount(const Value& value) {
-    return static_cast<std::size_t>(takeInteger(value, 1, kMaxCount));
-}
-
-std::string takeType(const Value& value) {
-    Texts types = {std::string(Terminal::AnyType)};
-    for (const MessageRow& row : messageRows()) {
-        if (row.answer != nullptr) {
-            types.emplace_back(row.type);
-        }
+void requireKnown(const Json& name, const Texts& known, const std::string& pointer,
+                  const std::string& missing) {
+    if (!holds(known, name)) {
+        refuseAt(pointer, missing + "; " + (known.empty() ? "there is none" : "there are " + joined(known)));
     }
-    std::string type = takeText(value);
-    value.require(holds(types, type), "must be one of " + joined(types));
-    return type;
 }
 
-void takeCondition(const Value& value, const std::string& type, Fault& fault) {
-    std::string name;
-    const auto take = [&name, &fault](auto matches) {
-        return [&name, &fault, matches](const Value& text) {
-            fault.when(hasTag(name, takeText(text), matches));
-        };
-    };
-    takeObject(value, {{"name", text(name, kTagName), true},
-                       {"equals", take(equals)},
-                       {"startsWith", take(startsWith)},
-                       {"endsWith", take(endsWith)}});
-    requireOneOf(value, {"equals", "startsWith", "endsWith"});
-    requireKnown({value.json["name"], value.path + "/name"}, requestTagNames(type),
-                 "no message " + shownType(type) + " has such a tag to ask for");
-}
-
-void takeReplyTag(const Value& value, Fault& fault) {
-    Tag tag;
-    takeObject(value, {{"name", text(tag.name, kTagName), true}, {"value", text(tag.value), true}});
-    fault.setTag(tag.name, tag.value);
-}
-
-void takeCorruption(const Value& value, const std::string& type, Fault& fault) {
-    if (!takeFlag(value)) {
+void requireCheckTag(const std::string& type, const std::string& pointer) {
+    if (holds(replyTagNames(type), kCheckTag)) {
         return;
     }
     Texts types;
@@ -114,51 +75,84 @@ void takeCorruption(const Value& value, const std::string& type, Fault& fault) {
             types.emplace_back(row.type);
         }
     }
-    value.require(holds(replyTagNames(type), kCheckTag),
-                  "no reply " + shownType(type) + " has a check value; only " + joined(types) + " has one");
-    fault.wrongCheck();
+    refuseAt(pointer,
+             "no reply " + shownType(type) + " has a check value; only " + joined(types) + " has one");
 }
 
-void takeSplit(const Value& value, Fault& fault) {
-    std::size_t pieces = 0;
-    std::chrono::milliseconds pause(0);
-    takeObject(value, {{"pieces", integer(pieces, 2, 1000), true}, {"pause", milliseconds(pause)}});
-    fault.split(pieces, pause);
+/// What the schema does not say: a rule is only about tags that its messages have.
+void checkTags(const Json& json, const std::string& type, const std::string& pointer) {
+    if (json.contains("tag")) {
+        requireKnown(json["tag"]["name"], requestTagNames(type), pointer + "/tag/name",
+                     "no message " + shownType(type) + " has such a tag to ask for");
+    }
+    const Json& action = json["do"];
+    const Json dropped = action.value("drop", Json::array());
+    for (std::size_t i = 0; i < dropped.size(); ++i) {
+        requireKnown(dropped[i], replyTagNames(type), pointer + "/do/drop/" + std::to_string(i),
+                     "no reply " + shownType(type) + " has such a tag to drop");
+    }
+    if (action.value("corruptCrc", false)) {
+        requireCheckTag(type, pointer + "/do/corruptCrc");
+    }
 }
+
+Condition conditionIn(const Json& tag) {
+    const std::string name = tag["name"];
+    if (tag.contains("equals")) {
+        return hasTag(name, tag["equals"], equals);
+    }
+    return tag.contains("startsWith") ? hasTag(name, tag["startsWith"], startsWith)
+                                      : hasTag(name, tag["endsWith"], endsWith);
+}
+
+/// What a member of "do" that is there makes of a fault.
+struct Action {
+    const char* member;
+    void (*apply)(const Json& value, Fault& fault);
+};
 
 /// Calls the member function of the fault when the flag is set: a false one changes nothing.
-Take whenSet(Fault& fault, Fault& (Fault::*change)()) {
-    return [&fault, change](const Value& value) {
-        if (takeFlag(value)) {
-            (fault.*change)();
-        }
-    };
+template <Fault& (Fault::*change)()>
+void whenSet(const Json& flag, Fault& fault) {
+    if (flag.get<bool>()) {
+        (fault.*change)();
+    }
 }
 
-void takeAction(const Value& value, const std::string& type, Fault& fault) {
-    std::string disconnect;
-    std::optional<std::chrono::milliseconds> reconnect;
-    std::chrono::milliseconds delay(0);
-    const std::string missing = "no reply " + shownType(type) + " has such a tag to drop";
-    const auto setReplyTag = [&](const Value& tag) { takeReplyTag(tag, fault); };
-    const auto drop = [&](const Value& name) {
-        fault.dropTag(takeText(name, kTagName));
-        requireKnown(name, replyTagNames(type), missing);
-    };
-    takeObject(value, {{"reply", [&](const Value& tags) { takeList(tags, setReplyTag, 1); }},
-                       {"drop", [&](const Value& names) { takeList(names, drop, 1); }},
-                       {"refuse", [&](const Value& code) { fault.refuse(takeText(code, kReturnCode)); }},
-                       {"type", [&](const Value& text) { fault.replyType(takeText(text, kMessageType)); }},
-                       {"corruptCrc", [&](const Value& isSet) { takeCorruption(isSet, type, fault); }},
-                       {"silent", whenSet(fault, &Fault::silence)},
-                       {"repeat", whenSet(fault, &Fault::repeatReply)},
-                       {"delay", milliseconds(delay)},
-                       {"split", [&](const Value& split) { takeSplit(split, fault); }},
-                       {"disconnect", text(disconnect, kDisconnection)},
-                       {"reconnect", milliseconds(reconnect)}});
-    value.require(!value.json.empty(), "must have at least 1 member");
-    value.require(!reconnect || !disconnect.empty(), R"("reconnect" needs "disconnect")");
-    fault.delay(delay);
+/// In the order in which they change a reply.
+constexpr std::array<Action, 8> kActions = {{
+    {"reply",
+     [](const Json& tags, Fault& fault) {
+         for (const Json& tag : tags) {
+             fault.setTag(tag["name"], tag["value"]);
+         }
+     }},
+    {"drop",
+     [](const Json& names, Fault& fault) {
+         for (const Json& name : names) {
+             fault.dropTag(name);
+         }
+     }},
+    {"refuse", [](const Json& code, Fault& fault) { fault.refuse(code); }},
+    {"type", [](const Json& type, Fault& fault) { fault.replyType(type); }},
+    {"corruptCrc", whenSet<&Fault::wrongCheck>},
+    {"silent", whenSet<&Fault::silence>},
+    {"repeat", whenSet<&Fault::repeatReply>},
+    {"split",
+     [](const Json& split, Fault& fault) {
+         fault.split(split["pieces"], millisecondsIn(split, "pause").value_or(0ms));
+     }},
+}};
+
+void addActions(const Json& json, Fault& fault) {
+    for (const Action& action : kActions) {
+        if (json.contains(action.member)) {
+            action.apply(json[action.member], fault);
+        }
+    }
+    fault.delay(millisecondsIn(json, "delay").value_or(0ms));
+    const std::string disconnect = json.value("disconnect", "");
+    const auto reconnect = millisecondsIn(json, "reconnect");
     if (disconnect == "before") {
         fault.unplugBeforeReply(reconnect);
     } else if (disconnect == "after") {
@@ -168,14 +162,21 @@ void takeAction(const Value& value, const std::string& type, Fault& fault) {
 
 } // namespace
 
-Rule takeRule(const Value& value) {
+Rule readRule(const Json& json, const std::string& pointer) {
     Rule rule;
-    Fault& fault = rule.fault.always();
-    takeObject(value, {{"on", [&](const Value& type) { rule.type = takeType(type); }, true},
-                       {"tag", [&](const Value& condition) { takeCondition(condition, rule.type, fault); }},
-                       {"from", [&](const Value& count) { fault.from(takeCount(count)); }},
-                       {"times", [&](const Value& count) { fault.times(takeCount(count)); }},
-                       {"do", [&](const Value& action) { takeAction(action, rule.type, fault); }, true}});
+    rule.type = json["on"].get<std::string>();
+    checkTags(json, rule.type, pointer);
+    rule.fault.always();
+    if (json.contains("tag")) {
+        rule.fault.when(conditionIn(json["tag"]));
+    }
+    if (json.contains("from")) {
+        rule.fault.from(json["from"]);
+    }
+    if (json.contains("times")) {
+        rule.fault.times(json["times"]);
+    }
+    addActions(json["do"], rule.fault);
     return rule;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "scenario/Json.h"
 #include "scenario/Scenario.h"
 
 #include <string>
@@ -7,9 +8,8 @@
 
 namespace pdasim {
 
-struct Value;
-
-Rule takeRule(const Value& value);
+/// Reads a rule that keeps to the schema. Throws a JsonError for tags that its messages do not have.
+Rule readRule(const Json& json, const std::string& pointer);
 
 /// An ending of a value in a request that makes the terminal misbehave with that request.
 struct MagicValue {

@@ -1,104 +1,97 @@
-#include "scenario/Fields.h"
 #include "scenario/Rules.h"
 #include "scenario/Scenario.h"
+#include "scenario/Schema.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <limits>
 #include <optional>
+#include <set>
 #include <utility>
 
 namespace pdasim {
 
+// Members that are missing keep what an object of the type has without them.
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Identity, eimi, bleVersion, pdaVersion, vendor, returnCode)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Key, value, checkValue)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Lock, id, label, status, rssi, version, chipVersion, params,
+                                                boot, applicationCheck, random, publicKey, factor, battery)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Tellers, registered, authenticationResults, escorts)
+
 namespace {
 
-constexpr std::size_t kMinReportSize = 8;
-constexpr std::size_t kMaxReportSize = 1024;
-constexpr std::int64_t kMaxFileSize = 100000000;
-
-void takeDevice(const Value& value, Scenario& scenario) {
-    takeObject(value, {{"manufacturer", text(scenario.device.manufacturer)},
-                       {"product", text(scenario.device.product)},
-                       {"serial", text(scenario.device.serial)},
-                       {"reportSize", integer(scenario.reportSize, kMinReportSize, kMaxReportSize)}});
+/// Gives the target the value of a member that is there.
+template <typename Target>
+void take(const Json& object, const char* name, Target& target) {
+    if (const auto member = object.find(name); member != object.end()) {
+        target = member->template get<Target>();
+    }
 }
 
-void takeIdentity(const Value& value, Identity& identity) {
-    takeObject(value, {{"eimi", text(identity.eimi)},
-                       {"bleVersion", text(identity.bleVersion)},
-                       {"pdaVersion", text(identity.pdaVersion)},
-                       {"vendor", text(identity.vendor)},
-                       {"returnCode", text(identity.returnCode, kReturnCode)}});
+template <typename Value>
+void take(const Json& object, const char* name, std::optional<Value>& target) {
+    if (const auto member = object.find(name); member != object.end()) {
+        target = member->template get<Value>();
+    }
 }
 
-void takeInventory(const Value& value, Inventory& inventory) {
+/// The object that a member is; an empty one without the member.
+Json objectIn(const Json& object, const char* name) {
+    return object.value(name, Json::object());
+}
+
+void takeDevice(const Json& json, Scenario& scenario) {
+    take(json, "manufacturer", scenario.device.manufacturer);
+    take(json, "product", scenario.device.product);
+    take(json, "serial", scenario.device.serial);
+    take(json, "reportSize", scenario.reportSize);
+}
+
+void takeInventory(const Json& json, Inventory& inventory) {
     InventoryResult& result = inventory.result;
     // It is over, unless the scenario says otherwise.
     result.state = "1";
-    takeObject(value, {{"taskId", text(result.taskId, kNonEmptyText), true},
-                       {"labels", items(result.labels)},
-                       {"errorLabels", items(result.errorLabels)},
-                       {"login", text(result.confirmation.login)},
-                       {"userName", text(result.confirmation.name)},
-                       {"state", text(result.state)}});
+    take(json, "taskId", result.taskId);
+    take(json, "labels", result.labels);
+    take(json, "errorLabels", result.errorLabels);
+    take(json, "login", result.confirmation.login);
+    take(json, "userName", result.confirmation.name);
+    take(json, "state", result.state);
     inventory.task.taskId = result.taskId;
 }
 
-void takeKey(const Value& value, std::optional<Key>& key) {
-    key.emplace();
-    takeObject(value, {{"value", text(key->value), true}, {"checkValue", text(key->checkValue), true}});
+void takeState(const Json& json, TerminalState& state) {
+    take(json, "assignedNumber", state.assignedNumber);
+    take(json, "factory", state.factory);
+    take(json, "bleMac", state.bleMac);
+    take(json, "scanRunning", state.scan.running);
+    take(json, "scannedLabels", state.scan.labels);
+    take(json, "masterKey", state.keys.master);
+    take(json, "encryptionKey", state.keys.encryption);
+    take(json, "macKey", state.keys.mac);
+    if (json.contains("inventory")) {
+        takeInventory(json["inventory"], state.inventory);
+    }
 }
 
-void takeState(const Value& value, TerminalState& state) {
-    takeObject(value, {{"assignedNumber", text(state.assignedNumber)},
-                       {"factory", text(state.factory)},
-                       {"bleMac", text(state.bleMac)},
-                       {"scanRunning", flag(state.scan.running)},
-                       {"scannedLabels", items(state.scan.labels)},
-                       {"inventory", with(takeInventory, state.inventory)},
-                       {"masterKey", with(takeKey, state.keys.master)},
-                       {"encryptionKey", with(takeKey, state.keys.encryption)},
-                       {"macKey", with(takeKey, state.keys.mac)}});
+void takeUser(const Json& json, UserProfile& user) {
+    take(json, "login", user.login);
+    take(json, "name", user.name);
+    take(json, "password", user.password);
+    take(json, "labels", user.labels);
+    user.pace = millisecondsIn(json, "pace").value_or(user.pace);
 }
 
-void takeLock(const Value& value, std::vector<Lock>& locks) {
-    Lock lock;
-    const auto takeNewId = [&](const Value& id) {
-        lock.id = takeText(id, kItem);
-        id.require(std::none_of(locks.begin(), locks.end(),
-                                [&lock](const Lock& other) { return other.id == lock.id; }),
-                   "another lock has the id \"" + lock.id + "\"");
-    };
-    takeObject(value, {{"id", takeNewId, true},
-                       {"label", text(lock.label, kColumn)},
-                       {"status", text(lock.status, kColumn)},
-                       {"rssi", text(lock.rssi, kColumn)},
-                       {"version", text(lock.version)},
-                       {"chipVersion", text(lock.chipVersion)},
-                       {"params", text(lock.params)},
-                       {"boot", text(lock.boot)},
-                       {"applicationCheck", text(lock.applicationCheck)},
-                       {"random", text(lock.random, kColumn)},
-                       {"publicKey", text(lock.publicKey)},
-                       {"factor", text(lock.factor)},
-                       {"battery", text(lock.battery, kColumn)}});
-    locks.push_back(std::move(lock));
-}
-
-void takeTellers(const Value& value, Tellers& tellers) {
-    takeObject(value, {{"registered", text(tellers.registered)},
-                       {"authenticationResults", items(tellers.authenticationResults)},
-                       {"escorts", items(tellers.escorts)}});
-}
-
-void takeUser(const Value& value, UserProfile& user) {
-    takeObject(value, {{"login", text(user.login, kNonEmptyText)},
-                       {"name", text(user.name)},
-                       {"password", text(user.password)},
-                       {"labels", items(user.labels)},
-                       {"pace", milliseconds(user.pace)}});
+/// Refuses two elements of a list with the same value in a member.
+void requireDifferent(const Json& scenario, const char* list, const char* member, const std::string& reason) {
+    std::set<Json> seen;
+    const Json elements = scenario.value(list, Json::array());
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        if (!seen.insert(elements[i][member]).second) {
+            refuseAt("/" + std::string(list) + "/" + std::to_string(i) + "/" + member,
+                     reason + " " + elements[i][member].dump());
+        }
+    }
 }
 
 std::optional<std::string> bytesOf(const std::filesystem::path& path) {
@@ -129,62 +122,51 @@ std::string patternOf(std::size_t size) {
     return bytes;
 }
 
-void takeFile(const Value& value, const std::filesystem::path& folder, Files& files) {
-    using Limits = std::numeric_limits<std::int32_t>;
-    std::int32_t command = 0;
-    std::string content;
-    const auto takeNewCommand = [&](const Value& number) {
-        command = static_cast<std::int32_t>(takeInteger(number, Limits::min(), Limits::max()));
-        number.require(files.offered.count(command) == 0, "another file has this command");
-    };
-    const auto takeSize = [&content](const Value& size) {
-        content = digitsOf(patternOf(static_cast<std::size_t>(takeInteger(size, 0, kMaxFileSize))));
-    };
-    const auto takePath = [&](const Value& path) {
-        const std::string name = takeText(path, kNonEmptyText);
-        const std::optional<std::string> bytes = bytesOf(folder / name);
-        path.require(bytes.has_value(), "cannot read \"" + name + "\"");
-        content = digitsOf(*bytes);
-    };
-    takeObject(value, {{"command", takeNewCommand, true},
-                       {"hex", text(content, kHexText)},
-                       {"size", takeSize},
-                       {"path", takePath}});
-    requireOneOf(value, {"hex", "size", "path"});
-    files.offered.emplace(command, std::move(content));
+std::string contentOf(const Json& file, const std::filesystem::path& folder, const std::string& pointer) {
+    if (file.contains("hex")) {
+        return file["hex"];
+    }
+    if (file.contains("size")) {
+        return digitsOf(patternOf(file["size"]));
+    }
+    const std::string name = file["path"];
+    const std::optional<std::string> bytes = bytesOf(folder / name);
+    if (!bytes) {
+        refuseAt(pointer + "/path", "cannot read \"" + name + "\"");
+    }
+    return digitsOf(*bytes);
 }
 
-/// The function is called with each element of a list and the target.
-template <typename Read>
-Take list(Read read) {
-    return [read](const Value& value) { takeList(value, read); };
-}
-
-void takeScenario(const Value& value, const std::filesystem::path& folder, Scenario& scenario) {
-    TerminalState& state = scenario.state;
-    std::string ignored;
-    takeObject(value,
-               {{"$schema", text(ignored)},
-                {"name", text(scenario.name, kNonEmptyText), true},
-                {"description", text(scenario.description)},
-                {"device", with(takeDevice, scenario)},
-                {"identity", with(takeIdentity, state.identity)},
-                {"state", with(takeState, state)},
-                {"locks", list([&](const Value& lock) { takeLock(lock, state.locks); })},
-                {"tellers", with(takeTellers, state.tellers)},
-                {"files", list([&](const Value& file) { takeFile(file, folder, state.files); })},
-                {"user", with(takeUser, scenario.user)},
-                {"rules", list([&](const Value& rule) { scenario.rules.push_back(takeRule(rule)); })}});
+Scenario scenarioIn(const Json& json, const std::filesystem::path& folder) {
+    checkAgainstSchema(json);
+    requireDifferent(json, "locks", "id", "another lock has the id");
+    requireDifferent(json, "files", "command", "another file has the command");
+    Scenario scenario;
+    take(json, "name", scenario.name);
+    take(json, "description", scenario.description);
+    takeDevice(objectIn(json, "device"), scenario);
+    take(json, "identity", scenario.state.identity);
+    takeState(objectIn(json, "state"), scenario.state);
+    take(json, "locks", scenario.state.locks);
+    take(json, "tellers", scenario.state.tellers);
+    const Json files = json.value("files", Json::array());
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        scenario.state.files.offered[files[i]["command"].get<std::int32_t>()] =
+            contentOf(files[i], folder, "/files/" + std::to_string(i));
+    }
+    takeUser(objectIn(json, "user"), scenario.user);
+    const Json rules = json.value("rules", Json::array());
+    for (std::size_t i = 0; i < rules.size(); ++i) {
+        scenario.rules.push_back(readRule(rules[i], "/rules/" + std::to_string(i)));
+    }
+    return scenario;
 }
 
 } // namespace
 
 Scenario readScenario(std::string_view text, const std::string& fileName, const std::string& folder) {
     try {
-        const Json json = parseJson(text);
-        Scenario scenario;
-        takeScenario({json, ""}, folder, scenario);
-        return scenario;
+        return scenarioIn(parseJson(text), folder);
     } catch (const JsonError& error) {
         throw ScenarioError(fileName + ": " + error.what());
     }

@@ -1,7 +1,9 @@
 #include "usb/ControlEndpoint.h"
 
-#include "DeviceDescription.h"
 #include "usb/Descriptors.h"
+
+#include <endian.h>
+#include <linux/hid.h>
 
 #include <utility>
 
@@ -9,39 +11,14 @@ namespace pdasim {
 
 namespace {
 
-/// The kinds of requests, without the direction.
-constexpr unsigned kKindMask = 0x60;
-constexpr unsigned kStandard = 0x00;
-constexpr unsigned kClass = 0x20;
-
-enum StandardRequest : std::uint8_t {
-    GetStatus = 0x00,
-    ClearFeature = 0x01,
-    SetFeature = 0x03,
-    GetDescriptor = 0x06,
-    GetConfiguration = 0x08,
-    SetConfiguration = 0x09,
-    GetInterface = 0x0A,
-    SetInterface = 0x0B
-};
-
-enum HidRequest : std::uint8_t {
-    GetReport = 0x01,
-    GetIdle = 0x02,
-    GetProtocol = 0x03,
-    SetReport = 0x09,
-    SetIdle = 0x0A,
-    SetProtocol = 0x0B
-};
-
 constexpr unsigned kInputReport = 1;
 constexpr unsigned kOutputReport = 2;
 
-unsigned highByte(std::uint16_t value) {
-    return static_cast<unsigned>(value) >> 8U;
+unsigned valueOf(const usb_ctrlrequest& setup) {
+    return le16toh(setup.wValue);
 }
 
-std::uint8_t lowByte(std::uint16_t value) {
+std::uint8_t lowByte(unsigned value) {
     return static_cast<std::uint8_t>(value & 0xFFU);
 }
 
@@ -53,13 +30,6 @@ const std::string kDone;
 
 } // namespace
 
-SetupPacket readSetup(const std::array<std::uint8_t, SetupPacket::kSize>& bytes) {
-    const auto word = [&bytes](std::size_t at) {
-        return static_cast<std::uint16_t>(bytes.at(at) | (bytes.at(at + 1) << 8U));
-    };
-    return {bytes[0], bytes[1], word(2), word(4), word(6)};
-}
-
 ControlEndpoint::ControlEndpoint(DeviceDescription description, HostSide& host)
     : m_description(std::move(description)), m_host(host) {
 }
@@ -70,62 +40,58 @@ void ControlEndpoint::reset() {
     m_protocol = 1;
 }
 
-std::optional<std::string> ControlEndpoint::answer(const SetupPacket& setup, std::string_view data) {
+std::optional<std::string> ControlEndpoint::answer(const usb_ctrlrequest& setup, std::string_view data) {
     std::optional<std::string> result;
-    switch (setup.requestType & kKindMask) {
-    case kStandard:
+    const unsigned kind = setup.bRequestType & unsigned{USB_TYPE_MASK};
+    if (kind == USB_TYPE_STANDARD) {
         result = answerStandard(setup);
-        break;
-    case kClass:
+    } else if (kind == USB_TYPE_CLASS) {
         result = answerHid(setup, data);
-        break;
-    default:
-        break;
     }
-    if (result && result->size() > setup.length) {
-        result->resize(setup.length);
+    if (result && result->size() > le16toh(setup.wLength)) {
+        result->resize(le16toh(setup.wLength));
     }
     return result;
 }
 
-std::optional<std::string> ControlEndpoint::answerStandard(const SetupPacket& setup) {
-    switch (setup.request) {
-    case GetStatus:
+std::optional<std::string> ControlEndpoint::answerStandard(const usb_ctrlrequest& setup) {
+    const unsigned value = valueOf(setup);
+    switch (setup.bRequest) {
+    case USB_REQ_GET_STATUS:
         return std::string(2, '\0');
-    case ClearFeature:
-    case SetFeature:
+    case USB_REQ_CLEAR_FEATURE:
+    case USB_REQ_SET_FEATURE:
         return kDone;
-    case GetDescriptor:
-        return descriptor(setup);
-    case GetConfiguration:
+    case USB_REQ_GET_DESCRIPTOR:
+        return descriptor(value >> 8U, lowByte(value));
+    case USB_REQ_GET_CONFIGURATION:
         return oneByte(m_configuration);
-    case SetConfiguration:
-        if (setup.value > usb::kConfiguration) {
+    case USB_REQ_SET_CONFIGURATION:
+        if (value > usb::kConfiguration) {
             return std::nullopt;
         }
-        m_configuration = lowByte(setup.value);
+        m_configuration = lowByte(value);
         return kDone;
-    case GetInterface:
+    case USB_REQ_GET_INTERFACE:
         return oneByte(0);
-    case SetInterface:
-        return setup.value == 0 && setup.index == 0 ? std::optional(kDone) : std::nullopt;
+    case USB_REQ_SET_INTERFACE:
+        return value == 0 && setup.wIndex == 0 ? std::optional(kDone) : std::nullopt;
     default:
         return std::nullopt;
     }
 }
 
-std::optional<std::string> ControlEndpoint::descriptor(const SetupPacket& setup) const {
-    switch (highByte(setup.value)) {
-    case usb::kDeviceDescriptor:
+std::optional<std::string> ControlEndpoint::descriptor(unsigned type, unsigned number) const {
+    switch (type) {
+    case USB_DT_DEVICE:
         return deviceDescriptor(m_description);
-    case usb::kConfigurationDescriptor:
-        return lowByte(setup.value) == 0 ? std::optional(configurationDescriptor(m_host.reportSize()))
-                                         : std::nullopt;
-    case usb::kStringDescriptor:
-        return stringDescriptor(m_description, lowByte(setup.value));
-    case usb::kHidDescriptor:
+    case USB_DT_CONFIG:
+        return number == 0 ? std::optional(configurationDescriptor(m_host.reportSize())) : std::nullopt;
+    case USB_DT_STRING:
+        return stringDescriptor(m_description, number);
+    case HID_DT_HID:
         return hidDescriptor(m_host.reportSize());
-    case usb::kReportDescriptor:
+    case HID_DT_REPORT:
         return reportDescriptor(m_host.reportSize());
     default:
         // Above all the qualifier of a device that could do high speed.
@@ -133,28 +99,27 @@ std::optional<std::string> ControlEndpoint::descriptor(const SetupPacket& setup)
     }
 }
 
-std::optional<std::string> ControlEndpoint::answerHid(const SetupPacket& setup, std::string_view data) {
-    switch (setup.request) {
-    case GetReport:
-        if (highByte(setup.value) != kInputReport) {
-            return std::nullopt;
-        }
+std::optional<std::string> ControlEndpoint::answerHid(const usb_ctrlrequest& setup, std::string_view data) {
+    const unsigned value = valueOf(setup);
+    switch (setup.bRequest) {
+    case HID_REQ_GET_REPORT:
         // News come on the interrupt endpoint; whoever asks here gets a report without any.
-        return std::string(m_host.reportSize(), '\0');
-    case GetIdle:
+        return value >> 8U == kInputReport ? std::optional(std::string(m_host.reportSize(), '\0'))
+                                           : std::nullopt;
+    case HID_REQ_GET_IDLE:
         return oneByte(m_idle);
-    case GetProtocol:
+    case HID_REQ_GET_PROTOCOL:
         return oneByte(m_protocol);
-    case SetReport:
-        if (highByte(setup.value) != kOutputReport || m_host.take(data).error != 0) {
+    case HID_REQ_SET_REPORT:
+        if (value >> 8U != kOutputReport || m_host.take(data).error != 0) {
             return std::nullopt;
         }
         return kDone;
-    case SetIdle:
-        m_idle = static_cast<std::uint8_t>(highByte(setup.value));
+    case HID_REQ_SET_IDLE:
+        m_idle = lowByte(value >> 8U);
         return kDone;
-    case SetProtocol:
-        m_protocol = lowByte(setup.value);
+    case HID_REQ_SET_PROTOCOL:
+        m_protocol = lowByte(value);
         return kDone;
     default:
         return std::nullopt;

@@ -3,6 +3,9 @@
 #include "DeviceDescription.h"
 #include "core/Message.h"
 
+#include <linux/hid.h>
+#include <linux/usb/ch9.h>
+
 #include <algorithm>
 #include <array>
 #include <initializer_list>
@@ -43,9 +46,8 @@ unsigned numberOf(const DeviceDescription& description, unsigned text) {
 }
 
 std::string endpointDescriptor(unsigned address, std::size_t reportSize) {
-    constexpr unsigned kInterrupt = 3;
     const std::size_t size = packetSize(reportSize);
-    return descriptor(usb::kEndpointDescriptor, {address, kInterrupt, low(size), high(size), 1});
+    return descriptor(USB_DT_ENDPOINT, {address, USB_ENDPOINT_XFER_INT, low(size), high(size), 1});
 }
 
 } // namespace
@@ -61,7 +63,7 @@ std::uint16_t idNumber(const std::string& digits) {
 std::string deviceDescriptor(const DeviceDescription& description) {
     const std::uint16_t vendor = idNumber(description.vendorId);
     const std::uint16_t product = idNumber(description.productId);
-    return descriptor(usb::kDeviceDescriptor,
+    return descriptor(USB_DT_DEVICE,
                       {0x00, 0x02, // USB 2.0
                        0, 0, 0,    // the interface tells the class
                        kMaxPacket, low(vendor), high(vendor), low(product), high(product),
@@ -71,36 +73,34 @@ std::string deviceDescriptor(const DeviceDescription& description) {
 
 std::string configurationDescriptor(std::size_t reportSize) {
     constexpr unsigned kNoText = 0;
-    constexpr unsigned kBusPowered = 0x80;
     constexpr unsigned kHundredMilliamperes = 50;
-    const std::string interface =
-        descriptor(usb::kInterfaceDescriptor, {0, 0, 2, usb::kHidClass, 0, 0, kNoText}) +
-        hidDescriptor(reportSize) + endpointDescriptor(usb::kEndpoint | usb::kDirectionIn, reportSize) +
-        endpointDescriptor(usb::kEndpoint, reportSize);
+    const std::string interface = descriptor(USB_DT_INTERFACE, {0, 0, 2, USB_CLASS_HID, 0, 0, kNoText}) +
+                                  hidDescriptor(reportSize) +
+                                  endpointDescriptor(usb::kEndpoint | USB_DIR_IN, reportSize) +
+                                  endpointDescriptor(usb::kEndpoint, reportSize);
     const std::size_t total = 9 + interface.size();
-    return descriptor(usb::kConfigurationDescriptor,
-                      {low(total), high(total), usb::kInterfaceCount, usb::kConfiguration, kNoText,
-                       kBusPowered, kHundredMilliamperes}) +
+    return descriptor(USB_DT_CONFIG, {low(total), high(total), usb::kInterfaceCount, usb::kConfiguration,
+                                      kNoText, USB_CONFIG_ATT_ONE, kHundredMilliamperes}) +
            interface;
 }
 
 std::string hidDescriptor(std::size_t reportSize) {
     const std::size_t size = reportDescriptor(reportSize).size();
-    return descriptor(usb::kHidDescriptor, {0x11, 0x01, // HID 1.11
-                                            0,          // no country
-                                            1, usb::kReportDescriptor, low(size), high(size)});
+    return descriptor(HID_DT_HID, {0x11, 0x01, // HID 1.11
+                                   0,          // no country
+                                   1, HID_DT_REPORT, low(size), high(size)});
 }
 
 std::optional<std::string> stringDescriptor(const DeviceDescription& description, unsigned number) {
     if (number == 0) {
-        return descriptor(usb::kStringDescriptor, {0x09, 0x04}); // English (United States)
+        return descriptor(USB_DT_STRING, {0x09, 0x04}); // English (United States)
     }
     const auto texts = textsOf(description);
     if (number > texts.size() || !texts.at(number - 1)->has_value()) {
         return std::nullopt;
     }
     const std::u16string units = utf16Of(**texts.at(number - 1)).substr(0, kMaxText);
-    std::string bytes = descriptor(usb::kStringDescriptor, {});
+    std::string bytes = descriptor(USB_DT_STRING, {});
     for (const char16_t unit : units) {
         bytes.push_back(static_cast<char>(low(unit)));
         bytes.push_back(static_cast<char>(high(unit)));

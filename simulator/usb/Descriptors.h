@@ -9,23 +9,12 @@
 
 namespace pdasim {
 
-/// The numbers of the USB and HID standards that a terminal's device needs.
 namespace usb {
-constexpr std::uint8_t kDeviceDescriptor = 0x01;
-constexpr std::uint8_t kConfigurationDescriptor = 0x02;
-constexpr std::uint8_t kStringDescriptor = 0x03;
-constexpr std::uint8_t kInterfaceDescriptor = 0x04;
-constexpr std::uint8_t kEndpointDescriptor = 0x05;
-constexpr std::uint8_t kHidDescriptor = 0x21;
-constexpr std::uint8_t kReportDescriptor = 0x22;
-
-constexpr std::uint8_t kHidClass = 0x03;
 constexpr std::uint16_t kDeviceRelease = 0x0100;
 constexpr std::uint8_t kConfiguration = 1;
 constexpr std::uint8_t kInterfaceCount = 1;
 /// Both directions have the same number.
 constexpr std::uint8_t kEndpoint = 1;
-constexpr std::uint8_t kDirectionIn = 0x80;
 } // namespace usb
 
 /// The largest packet of the interrupt endpoints; a longer report takes several.

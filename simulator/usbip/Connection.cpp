@@ -1,6 +1,7 @@
 #include "usbip/Connection.h"
 
 #include "usb/Descriptors.h"
+#include "usbip/TcpBus.h"
 
 #include <sys/socket.h>
 
@@ -67,7 +68,7 @@ void UrbServer::handle(const Submit& submit, std::string_view data) {
 }
 
 void UrbServer::control(const Submit& submit, std::string_view data) {
-    const auto answer = m_control.answer(readSetup(submit.setup), data);
+    const auto answer = m_control.answer(submit.setup, data);
     if (!answer) {
         m_output += submitReply(submit.sequence, -EPIPE, 0);
     } else if (submit.isIn) {

@@ -53,18 +53,7 @@ private:
     std::deque<PendingIn> m_pending;
 };
 
-/// What a client can ask for before it has attached a terminal.
-class Offer {
-public:
-    Offer() = default;
-    Offer(const Offer&) = delete;
-    Offer& operator=(const Offer&) = delete;
-    virtual ~Offer() = default;
-
-    virtual std::vector<OfferedDevice> devices() const = 0;
-    /// Null when there is no such terminal, or another host has it.
-    virtual UsbIpPort* freePort(const std::string& busId) const = 0;
-};
+class TcpBus;
 
 /// A byte stream with a client of the protocol at its other end.
 class Connection : public Channel, public std::enable_shared_from_this<Connection> {
@@ -73,7 +62,7 @@ public:
     ~Connection() override = default;
 
     /// What the client begins with: it asks for a terminal, or has attached one already.
-    void serve(const Offer& offer) { m_offer = &offer; }
+    void serve(const TcpBus& offer) { m_offer = &offer; }
     void serve(UsbIpPort& port);
 
     int descriptor() const override { return m_socket.get(); }
@@ -94,7 +83,7 @@ private:
 
     ServingLoop& m_loop;
     FileDescriptor m_socket;
-    const Offer* m_offer = nullptr;
+    const TcpBus* m_offer = nullptr;
     UsbIpPort* m_port = nullptr;
     std::optional<UrbServer> m_urbs;
     /// Of a client that has not attached anything yet.

@@ -2,7 +2,7 @@
 
 #include "usb/Descriptors.h"
 
-#include <algorithm>
+#include <cstring>
 
 namespace pdasim::usbip {
 
@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::uint16_t kVersion = 0x0111;
 constexpr std::size_t kPathSize = 256;
+constexpr std::size_t kSetupOffset = 40;
 
 enum ReplyCode : std::uint16_t { ListReply = 0x0005, ImportReply = 0x0003 };
 enum ReplyStatus : std::uint32_t { Done = 0, NotAvailable = 1 };
@@ -48,7 +49,7 @@ void appendDevice(std::string& bytes, const OfferedDevice& device) {
     appendField(bytes, device.busId, kBusIdSize);
     append32(bytes, device.busNumber);
     append32(bytes, device.deviceNumber);
-    append32(bytes, kFullSpeed);
+    append32(bytes, USB_SPEED_FULL);
     append16(bytes, idNumber(device.description.vendorId));
     append16(bytes, idNumber(device.description.productId));
     append16(bytes, usb::kDeviceRelease);
@@ -94,8 +95,7 @@ Submit readSubmit(std::string_view header) {
     if (packets > 0) {
         throw ProtocolError("an isochronous transfer");
     }
-    std::transform(header.begin() + 40, header.begin() + 48, submit.setup.begin(),
-                   [](char byte) { return static_cast<std::uint8_t>(byte); });
+    std::memcpy(&submit.setup, header.data() + kSetupOffset, sizeof(submit.setup));
     return submit;
 }
 
@@ -125,7 +125,7 @@ std::string deviceList(const std::vector<OfferedDevice>& devices) {
     for (const OfferedDevice& device : devices) {
         appendDevice(bytes, device);
         // The interface's class, subclass, protocol, and padding.
-        for (const std::uint32_t byte : {std::uint32_t(usb::kHidClass), 0U, 0U, 0U}) {
+        for (const std::uint32_t byte : {std::uint32_t(USB_CLASS_HID), 0U, 0U, 0U}) {
             append8(bytes, byte);
         }
     }

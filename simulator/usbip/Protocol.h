@@ -1,9 +1,9 @@
 #pragma once
 
 #include "DeviceDescription.h"
-#include "usb/ControlEndpoint.h"
 
-#include <array>
+#include <linux/usb/ch9.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
@@ -55,15 +55,12 @@ constexpr std::size_t kUrbHeaderSize = 48;
 /// More than a host's driver transfers at once.
 constexpr std::size_t kMaxTransfer = 65536;
 
-/// As the protocol numbers speeds.
-constexpr std::uint32_t kFullSpeed = 2;
-
 struct Submit {
     std::uint32_t sequence = 0;
     bool isIn = false;
     std::uint32_t endpoint = 0;
     std::size_t length = 0;
-    std::array<std::uint8_t, SetupPacket::kSize> setup{};
+    usb_ctrlrequest setup{};
 
     /// The bytes that follow the header.
     std::size_t payloadSize() const { return isIn ? 0 : length; }

@@ -12,7 +12,7 @@
 namespace pdasim::usbip {
 
 /// Offers terminals on a TCP port of the loopback to any client of the protocol.
-class TcpBus : public Bus, public Offer {
+class TcpBus : public Bus {
 public:
     /// The port that clients try without being told.
     static constexpr std::uint16_t kStandardPort = 3240;
@@ -31,8 +31,10 @@ public:
     void hostLeft(UsbIpPort& /*port*/) override {}
     std::string placeOf(const UsbIpPort& port) const override;
 
-    std::vector<OfferedDevice> devices() const override;
-    UsbIpPort* freePort(const std::string& busId) const override;
+    /// Those that a client can have.
+    std::vector<OfferedDevice> devices() const;
+    /// Null when there is no such terminal, or another host has it.
+    UsbIpPort* freePort(const std::string& busId) const;
 
 private:
     void serve(FileDescriptor client);

@@ -1,13 +1,11 @@
 #include "usbip/VhciBus.h"
 
+#include "System.h"
 #include "node/FileDescriptor.h"
-#include "usb/SystemTree.h"
 #include "usbip/Connection.h"
 
 #include <fcntl.h>
 #include <glob.h>
-#include <linux/netlink.h>
-#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -21,6 +19,7 @@
 #include <memory>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace pdasim::usbip {
@@ -36,6 +35,8 @@ constexpr unsigned kPortsPerHub = 8;
 constexpr unsigned kPortsPerController = 2 * kPortsPerHub;
 /// Somebody else may take the port between the look and the attachment.
 constexpr int kAttempts = 16;
+/// The kernel takes a few hundred milliseconds for a node.
+constexpr std::chrono::milliseconds kLookEvery(20);
 
 std::string readAll(const std::string& path) {
     std::ifstream file(path);
@@ -69,20 +70,6 @@ std::string firstMatch(const std::string& pattern) {
     }
     ::globfree(&matches);
     return first;
-}
-
-/// What the kernel tells of devices that come and go.
-FileDescriptor listenToTheKernel() {
-    FileDescriptor socket(
-        ::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_KOBJECT_UEVENT));
-    sockaddr_nl address{};
-    address.nl_family = AF_NETLINK;
-    address.nl_groups = 1;
-    if (!socket.isOpen() ||
-        ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-        throwSystemError("cannot listen to the kernel's events");
-    }
-    return socket;
 }
 
 } // namespace
@@ -134,7 +121,7 @@ unsigned Vhci::attach(const OfferedDevice& device, int socket) const {
         const unsigned port = freePort();
         error = writeAttribute(m_folder + "/attach", std::to_string(port) + " " + std::to_string(socket) +
                                                          " " + std::to_string(device.id()) + " " +
-                                                         std::to_string(kFullSpeed));
+                                                         std::to_string(USB_SPEED_FULL));
         if (error == 0) {
             return port;
         }
@@ -198,20 +185,11 @@ bool VhciBus::allHaveNodes() const {
 }
 
 bool VhciBus::waitForNodes(std::chrono::milliseconds limit) const {
-    const FileDescriptor events = listenToTheKernel();
     const auto end = ServingLoop::Clock::now() + limit;
-    // Looked for only after listening has begun: what comes in between is not missed.
-    while (!allHaveNodes()) {
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(end - ServingLoop::Clock::now()).count();
-        pollfd watched = {events.get(), POLLIN, 0};
-        if (left <= 0 || ::poll(&watched, 1, static_cast<int>(left)) <= 0) {
-            return allHaveNodes();
-        }
-        std::array<char, 8192> news{};
-        (void)::recv(events.get(), news.data(), news.size(), 0);
+    while (!allHaveNodes() && ServingLoop::Clock::now() < end) {
+        std::this_thread::sleep_for(kLookEvery);
     }
-    return true;
+    return allHaveNodes();
 }
 
 } // namespace pdasim::usbip

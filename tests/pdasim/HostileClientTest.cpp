@@ -1,4 +1,3 @@
-#include "BareClient.h"
 #include "PrivateDirectory.h"
 #include "ProcessFacts.h"
 #include "ServedTerminal.h"
@@ -6,18 +5,13 @@
 
 #include <gtest/gtest.h>
 
-#include <netinet/in.h>
-
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <ctime>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -26,11 +20,9 @@ using namespace std::chrono_literals;
 using pdalink::test::readFile;
 using pdalink::test::scratchDirectory;
 using pdalink::test::waitUntil;
-using pdasim::test::BareClient;
 using pdasim::test::contains;
 using pdasim::test::pdasim;
 using pdasim::test::Program;
-using pdasim::test::request;
 using pdasim::test::RunningProgram;
 using pdasim::test::ServedTerminal;
 using pdasim::test::SocketClient;
@@ -110,18 +102,18 @@ TEST(HostileClient, ThatSendsAnObjectOf90000NamesIsAnsweredAtOnce) {
     EXPECT_EQ(served.end(), 0);
 }
 
-/// A program that may have only N descriptors, which soon are all in use.
-class ShortOfDescriptors : public testing::Test {
-protected:
-    static constexpr std::size_t kLimit = 40;
-
-    static std::vector<std::string> limited(const std::string& arguments) {
-        return {"sh", "-c", "ulimit -n " + std::to_string(kLimit) + "; exec " + Program + " " + arguments};
-    }
-
-    static void expectToRest(const RunningProgram& program, const std::function<void()>& addClient) {
+/// One class listens at sockets, nodes and the TCP port.
+TEST(HostileClient, ThatTakesAllDescriptorsLetsTheListenerRest) {
+    constexpr std::size_t kLimit = 40;
+    const std::string path = scratchDirectory() + "/control";
+    RunningProgram program(
+        {"sh", "-c",
+         "ulimit -n " + std::to_string(kLimit) + "; exec " + Program + " serve --control " + path});
+    ASSERT_EQ(program.readUpTo("# ready").size(), 4U);
+    {
+        std::vector<std::unique_ptr<SocketClient>> clients;
         for (std::size_t i = 0; i < kLimit; ++i) {
-            addClient();
+            clients.push_back(std::make_unique<SocketClient>(path));
         }
         const std::string last =
             "/proc/" + std::to_string(program.process()) + "/fd/" + std::to_string(kLimit - 1);
@@ -131,48 +123,7 @@ protected:
         std::this_thread::sleep_for(500ms);
         EXPECT_LT(cpuMilliseconds(program.process()) - before, 50);
     }
-};
-
-TEST_F(ShortOfDescriptors, TheControlSocketRests) {
-    const std::string path = scratchDirectory() + "/control";
-    RunningProgram program(limited("serve --control " + path));
-    ASSERT_EQ(program.readUpTo("# ready").size(), 4U);
-    {
-        std::vector<std::unique_ptr<SocketClient>> clients;
-        expectToRest(program, [&] { clients.push_back(std::make_unique<SocketClient>(path)); });
-    }
     EXPECT_EQ(pdasim({"ctl", "--control", path, "state"}).exitCode, 0);
-}
-
-TEST_F(ShortOfDescriptors, TheNodeRests) {
-    RunningProgram program(limited("serve"));
-    const std::string setting = program.readUpTo("# ready").at(1);
-    const std::size_t quote = setting.find('\'');
-    (void)::setenv("UMOCKDEV_DIR", setting.substr(quote + 1, setting.size() - quote - 2).c_str(), 1);
-    {
-        std::vector<std::unique_ptr<BareClient>> hosts;
-        expectToRest(program, [&] { hosts.push_back(std::make_unique<BareClient>("/dev/hidraw0")); });
-    }
-    BareClient host("/dev/hidraw0");
-    EXPECT_EQ(host.write(request("8001", 1)), 112);
-    EXPECT_TRUE(contains(host.readText(), "000000"));
-}
-
-TEST_F(ShortOfDescriptors, ThePortOfUsbIpRests) {
-    RunningProgram program(limited("usbip --listen 0"));
-    const std::string place = program.readUpTo("# ready").at(0);
-    const auto port = static_cast<in_port_t>(std::stoul(place.substr(place.find("127.0.0.1:") + 10)));
-    const auto reply = [port] {
-        const SocketClient client(port);
-        client.send(std::string("\x01\x11\x80\x05\0\0\0\0", 8));
-        return client.read(1);
-    };
-    EXPECT_TRUE(contains(reply(), "1-1"));
-    {
-        std::vector<std::unique_ptr<SocketClient>> clients;
-        expectToRest(program, [&] { clients.push_back(std::make_unique<SocketClient>(port)); });
-    }
-    EXPECT_TRUE(contains(reply(), "1-1"));
 }
 
 } // namespace

@@ -4,13 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <sys/types.h>
 
-#include <cerrno>
 #include <csignal>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -18,7 +14,6 @@ namespace {
 
 using pdalink::test::ProgramResult;
 using pdalink::test::readFile;
-using pdalink::test::runProgram;
 using pdalink::test::scratchDirectory;
 using pdalink::test::waitUntil;
 using pdalink::test::writeFile;
@@ -47,17 +42,6 @@ TEST(Pdasim, RunsAClientInPython) {
     const ProgramResult result = pdasim({"run", "--", "python3", "-c", script});
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_EQ(result.output, "64\n");
-}
-
-TEST(Pdasim, RunsAClientInJava) {
-    const ProgramResult modules = runProgram({"sh", "-c", "java --list-modules"});
-    if (modules.exitCode != 0 || !contains(modules.output, "jdk.compiler")) {
-        GTEST_SKIP() << "there is no java that runs a source file: " << modules.errors;
-    }
-    const ProgramResult result = pdasim({"run", "--", "java", PDASIM_JAVA_CLIENT});
-    EXPECT_EQ(result.exitCode, 0) << result.errors;
-    EXPECT_EQ(result.output.substr(0, 16), "0002418001QEV   ");
-    EXPECT_TRUE(contains(result.output, "<Ex_RetCode>000000</Ex_RetCode>"));
 }
 
 TEST(Pdasim, NoReadWaitsWhetherItsDescriptorBlocksOrNot) {
@@ -134,118 +118,134 @@ TEST(Pdasim, TakesItsIdsFromOptionsOrAnIni) {
     const std::string ini = scratchDirectory() + "/some.ini";
     writeFile(ini, "[usb]\r\nVID=1111\r\n# PID=2222\r\n VID = 0x04D8\r\nXVID=3333\r\nPID=0xf2bf\r\n");
     EXPECT_EQ(idsSeenWith({"--ini", ini}), "04d8 f2bf\n");
+    EXPECT_EQ(idsSeenWith({"--ini", PDALINK_SAMPLE_INI}), "1209 0001\n");
 }
 
-TEST(Pdasim, TakesTheSampleIniOfThePackage) {
-    EXPECT_EQ(idsSeenWith({"--ini", PDALINK_SAMPLE_INI}), idsSeenWith({}));
+/// What can be wrong with a command line, and with what it names.
+struct Refusal {
+    int exitCode;
+    std::vector<std::string> arguments;
+    std::string reason;
+};
+
+const std::vector<Refusal> kRefusals = {
+    {64, {}, "subcommand is required"},
+    {64, {"run"}, "command is required"},
+    {64, {"run", "--no-such-option", "--", "true"}, "--no-such-option"},
+    {64, {"run", "--vid", "12345", "--", "true"}, "\"12345\" is not a USB id"},
+    {64, {"run", "--pid", "xyz", "--", "true"}, "\"xyz\" is not a USB id"},
+    {127, {"run", "--", "/no/such/program"}, "cannot run /no/such/program: No such file"},
+    {64, {"serve", "--terminals", "0"}, "--terminals"},
+    {64, {"serve", "--terminals", "10"}, "--terminals"},
+    {64,
+     {"serve", "--terminals", "2", "--pid", "ffff"},
+     "--terminals: there are no product ids after ffff; give a smaller --pid, or ask for fewer\n"},
+    {73,
+     {"serve", "--control", std::string(120, 'x')},
+     std::string(120, 'x') + ": File name too long. Give --control a shorter one\n"},
+    {65, {"serve", "--scenario", "no-such"}, "there is no readable file \"no-such\""},
+    {65,
+     {"scenarios", "--show", "nothing"},
+     "pdasim: no scenario \"nothing\" is built in: see \"pdasim scenarios\"\n"},
+    {69,
+     {"ctl", "--control", "/no/such/socket", "state"},
+     "pdasim: cannot reach a running pdasim at /no/such/socket: No such file or directory. \"pdasim "
+     "serve\" starts one, and prints the settings that lead to it\n"},
+    {64, {"ctl", "--terminal", "0", "state"}, "pdasim: --terminal: Value 0 not in range 1 to 9. "},
+    {64, {"ctl", "scan"}, "labels is required. \"pdasim ctl scan --help\" shows what fits.\n"},
+    {64, {"ctl", "login"}, "user is required. \"pdasim ctl login --help\" shows what fits.\n"},
+    {64, {"ctl", "fly"}, R"(pdasim: "pdasim ctl" has no subcommand "fly". There are: scan, )"},
+    {64, {"ctl"}, "replug, state, traffic. \"pdasim ctl --help\" tells what each does.\n"},
+    {64, {"ctl", "traffic", "--count", "0"}, "pdasim: --count: Value 0 not in range 1 to 1000000000. "},
+    {64, {"usbip", "--listen", "65536"}, "pdasim: --listen: Value 65536 not in range 0 to 65535. "},
+    {64, {"usbip", "--listen", "-1"}, "pdasim: --listen: Value -1 not in range 0 to 65535. "},
+    {64, {"usbip", "--listen", "x"}, "pdasim: --listen: Value x not in range 0 to 65535. "},
+    {64, {"gadget", "--node", "/dev/hidg0", "--udc", "x"}, "excludes"},
+    {64, {"gadget", "--node", "/dev/hidg0", "--script"}, "excludes"},
+    {64, {"gadget", "--remove"}, "requires"},
+    {64, {"gadget", "--script", "--terminals", "2"}, "leave --terminals out\n"},
+    {64, {"gadget", "--udc", "x", "--terminals", "2"}, "leave --terminals out\n"},
+    {64, {"gadget", "--script", "--vid", "xyz"}, "\"xyz\" is not a USB id"},
+    {65, {"gadget", "--script", "--scenario", "no-such"}, "there is no readable file \"no-such\""}};
+
+void expectRefusals(const std::vector<Refusal>& refusals) {
+    for (const Refusal& wrong : refusals) {
+        const ProgramResult result = pdasim(wrong.arguments);
+        EXPECT_EQ(result.exitCode, wrong.exitCode) << wrong.reason;
+        EXPECT_TRUE(contains(result.errors, wrong.reason)) << result.errors;
+        EXPECT_EQ(result.output, "");
+    }
 }
 
-TEST(Pdasim, RefusesBadUsageWithAReason) {
+TEST(Pdasim, RefusesWithAReason) {
+    expectRefusals(kRefusals);
+}
+
+TEST(Pdasim, RefusesFilesAndSocketsWithAReason) {
     const std::string ini = scratchDirectory() + "/half.ini";
     writeFile(ini, "VID=1209\n");
-    struct Case {
-        std::vector<std::string> arguments;
-        std::string reason;
-    };
-    const std::vector<Case> cases = {
-        {{}, "subcommand is required"},
-        {{"run"}, "command is required"},
-        {{"run", "--no-such-option", "--", "true"}, "--no-such-option"},
-        {{"run", "--vid", "12345", "--", "true"}, "\"12345\" is not a USB id"},
-        {{"run", "--pid", "xyz", "--", "true"}, "\"xyz\" is not a USB id"},
-        {{"run", "--vid", "1", "--ini", ini, "--", "true"}, "excludes"},
-        {{"run", "--ini", ini, "--", "true"},
-         "half.ini: no line PID=...; add one, PID=0x1209 for example, or give both ids with --vid and "
-         "--pid\n"},
-        {{"run", "--ini", "/no/such.ini", "--", "true"},
-         "cannot read /no/such.ini: No such file or directory. Give a file that you may read, or the ids "
-         "with --vid and --pid\n"},
-        {{"run", "--ini", scratchDirectory(), "--", "true"}, ": Is a directory. Give a file that you may "},
-    };
-    for (const Case& wrong : cases) {
-        const ProgramResult result = pdasim(wrong.arguments);
-        EXPECT_EQ(result.exitCode, 64) << wrong.reason;
-        EXPECT_TRUE(contains(result.errors, wrong.reason)) << result.errors;
-    }
+    const std::string taken = scratchDirectory() + "/taken";
+    const pdasim::test::ServedTerminal served({"--control", taken, "--terminals", "2"});
+    const std::string noFolder = ": No such file or directory. Give ";
+    const std::string path = " a path in a folder that is there and that you may write to";
+    expectRefusals(
+        {{64, {"run", "--vid", "1", "--ini", ini, "--", "true"}, "excludes"},
+         {64,
+          {"run", "--ini", ini, "--", "true"},
+          "half.ini: no line PID=...; add one, PID=0x1209 for example, or give both ids with --vid and "
+          "--pid\n"},
+         {64,
+          {"run", "--ini", "/no/such.ini", "--", "true"},
+          "cannot read /no/such.ini" + noFolder +
+              "a file that you may read, or the ids with --vid and --pid\n"},
+         {64,
+          {"run", "--ini", scratchDirectory(), "--", "true"},
+          ": Is a directory. Give a file that you may "},
+         {126, {"run", "--", scratchDirectory()}, "cannot run "},
+         {73,
+          {"run", "--trace", "/no/such/trace", "--", "true"},
+          "cannot write the trace to /no/such/trace" + noFolder + "--trace" + path + ", or \"-\"\n"},
+         {73,
+          {"serve", "--control", taken},
+          "cannot listen at " + taken +
+              ": Address already in use. It is taken: give another path with --control\n"},
+         {73,
+          {"serve", "--control", "/no/such/folder/s"},
+          "cannot listen at /no/such/folder/s" + noFolder + "--control" + path + "\n"},
+         {73,
+          {"serve", "--env-file", "/no/such/folder/e"},
+          "cannot write the settings to /no/such/folder/e" + noFolder + "--env-file" + path + "\n"},
+         {1,
+          {"ctl", "--control", taken, "--terminal", "3", "unplug"},
+          "there is no terminal 3; name one of 1 to 2\n"}});
 }
 
-TEST(Pdasim, SaysWhyItCannotRunTheCommandOrWriteTheTrace) {
-    const ProgramResult missing = pdasim({"run", "--", "/no/such/program"});
-    EXPECT_EQ(missing.exitCode, 127);
-    EXPECT_TRUE(contains(missing.errors, "cannot run /no/such/program: No such file")) << missing.errors;
-    EXPECT_EQ(pdasim({"run", "--", scratchDirectory()}).exitCode, 126);
-    const ProgramResult unwritable = pdasim({"run", "--trace", "/no/such/trace", "--", "true"});
-    EXPECT_EQ(unwritable.exitCode, 73);
-    EXPECT_EQ(unwritable.errors,
-              "pdasim: cannot write the trace to /no/such/trace: No such file or directory. Give --trace a "
-              "path in a folder that is there and that you may write to, or \"-\"\n");
-}
-
-TEST(Pdasim, HelpsOnDemand) {
-    const ProgramResult result = pdasim({"run", "--help"});
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_TRUE(contains(result.output, "--trace"));
-    EXPECT_TRUE(contains(result.output, "70 when the command succeeded but broke the protocol"));
-}
-
-/// pdasim with a command that waits for ever and has told its process id.
-class RunningPdasim {
+/// A command that waits for ever and has told its process id.
+class RunningCommand {
 public:
-    RunningPdasim() {
-        const std::string command = "echo $$ > " + m_pidFile + ".new; mv " + m_pidFile + ".new " + m_pidFile +
-                                    "; exec " + kBareProgram + " wait";
-        std::vector<std::string> arguments = {Program, "run", "--", "sh", "-c", command};
-        std::vector<char*> pointers;
-        pointers.reserve(arguments.size() + 1);
-        for (std::string& argument : arguments) {
-            pointers.push_back(argument.data());
-        }
-        pointers.push_back(nullptr);
-        EXPECT_EQ(::posix_spawn(&m_process, Program.c_str(), nullptr, nullptr, pointers.data(), environ), 0);
-        EXPECT_TRUE(waitUntil([this] { return std::filesystem::exists(m_pidFile); }));
-        m_command = std::stoi("0" + readFile(m_pidFile));
-    }
-    RunningPdasim(const RunningPdasim&) = delete;
-    RunningPdasim& operator=(const RunningPdasim&) = delete;
-    ~RunningPdasim() {
-        if (m_process > 0) {
-            (void)::kill(m_process, SIGKILL);
-            (void)wait();
-        }
-        std::filesystem::remove(m_pidFile);
-    }
+    bool lives() const { return m_command > 0 && ::kill(m_command, 0) == 0; }
 
-    pid_t process() const { return m_process; }
-    bool commandLives() const { return m_command > 0 && ::kill(m_command, 0) == 0; }
-    int wait() {
-        int status = 0;
-        (void)::waitpid(m_process, &status, 0);
-        m_process = 0;
-        return status;
-    }
+    pdasim::test::RunningProgram program{
+        {Program, "run", "--", "sh", "-c", "echo $$; exec " + kBareProgram + " wait"}};
 
 private:
-    std::string m_pidFile = scratchDirectory() + "/command.pid";
-    pid_t m_process = 0;
-    pid_t m_command = 0;
+    pid_t m_command = std::stoi("0" + program.readLine());
 };
 
 TEST(Pdasim, PassesARequestToEndOnToItsCommand) {
-    RunningPdasim running;
-    ASSERT_TRUE(running.commandLives());
-    ASSERT_EQ(::kill(running.process(), SIGTERM), 0);
-    const int status = running.wait();
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 128 + SIGTERM);
-    EXPECT_FALSE(running.commandLives());
+    RunningCommand running;
+    ASSERT_TRUE(running.lives());
+    running.program.signal(SIGTERM);
+    EXPECT_EQ(running.program.wait(), 128 + SIGTERM);
+    EXPECT_FALSE(running.lives());
 }
 
 TEST(Pdasim, TakesItsCommandAlongWhenItIsKilled) {
-    RunningPdasim running;
-    ASSERT_TRUE(running.commandLives());
-    ASSERT_EQ(::kill(running.process(), SIGKILL), 0);
-    (void)running.wait();
-    EXPECT_TRUE(waitUntil([&running] { return !running.commandLives(); }));
+    RunningCommand running;
+    ASSERT_TRUE(running.lives());
+    running.program.signal(SIGKILL);
+    (void)running.program.wait();
+    EXPECT_TRUE(waitUntil([&running] { return !running.lives(); }));
 }
 
 } // namespace

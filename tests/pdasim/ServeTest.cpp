@@ -45,15 +45,6 @@ TEST(Serve, PrintsTwoSettingsThenThatItIsReady) {
 /// A line of shell: a client that is built with the address sanitizer bears the preloaded library.
 const std::string kSanitizedToo = "export ASAN_OPTIONS=verify_asan_link_order=0\n";
 
-TEST(Serve, OtherProgramsFindTheTerminalWithTheseSettings) {
-    ServedTerminal served;
-    const std::string settings = served.output()[0] + "\n" + served.output()[1] + "\n";
-    const ProgramResult result = runProgram({"sh", "-c", settings + kSanitizedToo + kClient + " good"});
-    EXPECT_EQ(result.exitCode, 0) << result.errors;
-    EXPECT_TRUE(contains(result.output, "<Ex_RetCode>000000</Ex_RetCode>"));
-    EXPECT_EQ(served.end(), 0);
-}
-
 TEST(Serve, AFileWithTheSettingsIsThereWhileItRuns) {
     const std::string path = scratchDirectory() + "/settings";
     ServedTerminal served({"--env-file", path});
@@ -103,19 +94,22 @@ TEST(Serve, TakesAnEmptyFile) {
     EXPECT_TRUE(contains(readFile(path), "export UMOCKDEV_DIR="));
 }
 
-TEST(Serve, ReplacesTheFileOfOneThatWasKilled) {
+TEST(Serve, ReplacesTheFileAndTheSocketOfOneThatWasKilled) {
     const std::string path = scratchDirectory() + "/left-behind";
+    const std::string socket = scratchDirectory() + "/socket";
+    const Texts options = {"--env-file", path, "--control", socket};
     {
-        ServedTerminal killed({"--env-file", path});
+        ServedTerminal killed(options);
         killed.program().signal(SIGKILL);
         (void)killed.program().wait();
         std::filesystem::remove_all(killed.folder());
     }
-    ASSERT_TRUE(std::filesystem::exists(path));
-    ServedTerminal next({"--env-file", path});
+    ASSERT_TRUE(std::filesystem::exists(path) && std::filesystem::exists(socket));
+    ServedTerminal next(options);
     EXPECT_EQ(readFile(path), next.output()[0] + "\n" + next.output()[1] + "\n");
+    EXPECT_EQ(pdasim({"ctl", "--control", socket, "state"}).exitCode, 0);
     EXPECT_EQ(next.end(), 0);
-    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_FALSE(std::filesystem::exists(path) || std::filesystem::exists(socket));
 }
 
 TEST(Serve, WritesItsSettingsThroughNoLinkThatSomebodyElseHasPlaced) {
@@ -191,71 +185,6 @@ TEST(Serve, SeveralTerminalsCountTheirProductIdsUp) {
     BareClient host("/dev/hidraw1");
     ASSERT_GT(host.write(request("8001", 1)), 0);
     EXPECT_TRUE(contains(host.readText(), "<Ex_EIMI>860123456789012-2</Ex_EIMI>"));
-}
-
-TEST(Serve, TwoOfThemLiveSideBySide) {
-    ServedTerminal first;
-    ServedTerminal second;
-    EXPECT_NE(first.folder(), second.folder());
-    (void)first.ctl({"teller", "T1"});
-    EXPECT_TRUE(contains(first.ctl({"state"}), "\"registered\": \"T1\""));
-    EXPECT_FALSE(contains(second.ctl({"state"}), "\"registered\": \"T1\""));
-}
-
-TEST(Serve, RefusesWhatItCannotDo) {
-    const std::string taken = scratchDirectory() + "/taken";
-    const ServedTerminal served({"--control", taken});
-    struct Case {
-        Texts options;
-        int exitCode;
-        std::string reason;
-    };
-    const std::vector<Case> cases = {
-        {{"--terminals", "0"}, 64, "--terminals"},
-        {{"--terminals", "10"}, 64, "--terminals"},
-        {{"--terminals", "2", "--pid", "ffff"},
-         64,
-         "--terminals: there are no product ids after ffff; give a smaller --pid, or ask for fewer\n"},
-        {{"--control", taken},
-         73,
-         "cannot listen at " + taken +
-             ": Address already in use. It is taken: give another path with "
-             "--control\n"},
-        {{"--control", "/no/such/folder/s"},
-         73,
-         "cannot listen at /no/such/folder/s: No such file or directory. Give --control a path in a folder "
-         "that is there and that you may write to\n"},
-        {{"--control", std::string(120, 'x')}, 73, "at most 107 bytes make a socket's path"},
-        {{"--control", std::string(120, 'x')}, 73, ": File name too long. Give --control a shorter one\n"},
-        {{"--env-file", "/no/such/folder/e"},
-         73,
-         "cannot write the settings to /no/such/folder/e: No such file or directory. Give --env-file a path "
-         "in a folder that is there and that you may write to\n"},
-        {{"--scenario", "no-such"}, 65, "there is no readable file \"no-such\""},
-    };
-    for (const Case& wrong : cases) {
-        Texts arguments = {"serve"};
-        arguments.insert(arguments.end(), wrong.options.begin(), wrong.options.end());
-        const ProgramResult result = pdasim(arguments);
-        EXPECT_EQ(result.exitCode, wrong.exitCode) << wrong.reason;
-        EXPECT_TRUE(contains(result.errors, wrong.reason)) << result.errors;
-        EXPECT_FALSE(contains(result.output, "# ready"));
-    }
-}
-
-TEST(Serve, TakesOverTheSocketOfOneThatWasKilled) {
-    const std::string path = scratchDirectory() + "/socket";
-    {
-        ServedTerminal killed({"--control", path});
-        killed.program().signal(SIGKILL);
-        (void)killed.program().wait();
-        std::filesystem::remove_all(killed.folder());
-    }
-    ASSERT_TRUE(std::filesystem::exists(path));
-    ServedTerminal next({"--control", path});
-    EXPECT_EQ(pdasim({"ctl", "--control", path, "state"}).exitCode, 0);
-    EXPECT_EQ(next.end(), 0);
-    EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 } // namespace

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <netinet/in.h>
-
 #include <cstddef>
 #include <string>
 
@@ -11,8 +9,6 @@ namespace pdasim::test {
 class SocketClient {
 public:
     explicit SocketClient(const std::string& path);
-    /// Of the loopback.
-    explicit SocketClient(in_port_t port);
     SocketClient(const SocketClient&) = delete;
     SocketClient& operator=(const SocketClient&) = delete;
     ~SocketClient();

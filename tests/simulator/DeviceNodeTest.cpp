@@ -97,19 +97,10 @@ TEST(DeviceNode, SendsUnpaddedReportsAndReportsOfAnotherSizeOnDemand) {
     BareClient client(terminal.nodePath());
     terminal.sendReport("abc");
     terminal.sendText("0123456789");
-    EXPECT_EQ(client.readReports(), (Texts{"abc", "01234567", std::string("89\0\0\0\0\0\0", 8)}));
-}
-
-TEST(DeviceNode, DeliversALongReplyWithoutLosingAReport) {
-    SimulatedTerminal terminal;
-    const std::string value(20UL * 1024, 'v');
-    terminal.addFault("8001", pdasim::Fault().setTag("Ex_BleVer", value));
-    BareClient client(terminal.nodePath());
-    EXPECT_EQ(client.write(request("8001", 1)), 112);
-    const std::string reply = client.readText();
-    EXPECT_NE(reply.find("<Ex_BleVer>" + value + "</Ex_BleVer>"), std::string::npos);
-    EXPECT_EQ(reply.size(), std::stoul(reply.substr(0, 6)));
-    EXPECT_EQ(terminal.lostReports(), 0U);
+    EXPECT_EQ(client.read(2), "ab") << "what there is no room for is gone";
+    EXPECT_EQ(client.readReports(), (Texts{"01234567", std::string("89\0\0\0\0\0\0", 8)}));
+    terminal.sendText("01234567");
+    EXPECT_EQ(client.readReports(), Texts{"01234567"});
 }
 
 TEST(DeviceNode, DeliversAThousandReportsInOrder) {
@@ -190,16 +181,10 @@ TEST(DeviceNode, IsReadableExactlyWhileSomethingIsQueued) {
     }
 }
 
-TEST(DeviceNode, LosesReportsThatNobodyIsThereToFetch) {
+TEST(DeviceNode, GivesEachOpenFileAQueueOfItsOwn) {
     SimulatedTerminal terminal;
     terminal.sendText("nobody listens");
     EXPECT_EQ(terminal.lostReports(), 1U);
-    BareClient client(terminal.nodePath());
-    EXPECT_EQ(client.poll(20ms), 0);
-}
-
-TEST(DeviceNode, GivesEachOpenFileAQueueOfItsOwn) {
-    SimulatedTerminal terminal;
     BareClient first(terminal.nodePath());
     BareClient second(terminal.nodePath());
     EXPECT_EQ(terminal.openDescriptors(), 2);
@@ -254,23 +239,6 @@ TEST(DeviceNode, ComesBackUnderItsNumberUnlessTheOldOneIsStillOpen) {
     terminal.unplug();
     terminal.replug();
     EXPECT_EQ(terminal.nodePath(), "/dev/hidraw0");
-    EXPECT_EQ(terminal.violations(), Texts());
-}
-
-TEST(DeviceNode, SurvivesAHundredReplugsUnderAReadingClient) {
-    SimulatedTerminal terminal;
-    for (int i = 0; i < 100; ++i) {
-        BareClient client(terminal.nodePath());
-        ASSERT_TRUE(client.isOpen());
-        ASSERT_EQ(client.write(request("8001", 1)), 112);
-        ASSERT_EQ(client.readText().substr(6, 4), "8001");
-        terminal.unplug();
-        ASSERT_EQ(client.write(request("8001", 2)), -ENODEV);
-        client.close();
-        terminal.replug();
-        ASSERT_EQ(terminal.nodePath(), "/dev/hidraw0");
-    }
-    EXPECT_EQ(terminal.openDescriptors(), 0);
     EXPECT_EQ(terminal.violations(), Texts());
 }
 
@@ -353,9 +321,11 @@ TEST(DeviceNode, LeavesNothingBehind) {
         BareClient client(terminal.nodePath());
         ASSERT_EQ(client.write(request("8001", 1)), 112);
         ASSERT_EQ(client.readText().substr(6, 4), "8001");
-        client.close();
         terminal.unplug();
+        ASSERT_EQ(client.write(request("8001", 2)), -ENODEV);
+        client.close();
         terminal.replug();
+        ASSERT_EQ(terminal.nodePath(), "/dev/hidraw0");
     }
     EXPECT_TRUE(waitUntil([threads] { return pdalink::test::threadCount() <= threads; }))
         << pdalink::test::threadCount() << " threads instead of " << threads;

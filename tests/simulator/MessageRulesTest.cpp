@@ -57,17 +57,8 @@ TEST_F(MessageRules, LengthCountsUtf16UnitsExceptInADotHandoverTask) {
     const std::string reply = body({{"Ex_Label", label}, {"Ex_OrgNm", ""}, {"Ex_BagType", ""}});
     EXPECT_EQ(violationsOf("8003", reply), Texts());
     const auto task = [&label](const std::string& road) {
-        return body({{"Ex_PdaSn", ""},
-                     {"Ex_TaskId", label},
-                     {"Ex_TaskType", "0"},
-                     {"Ex_Road", road},
-                     {"Ex_ExcgTime", ""},
-                     {"Ex_OrgNum", ""},
-                     {"Ex_OrgNm", ""},
-                     {"Ex_Total", "0"},
-                     {"Ex_Label", ""},
-                     {"Ex_UserA", ""},
-                     {"Ex_UserB", ""}});
+        return body("Ex_PdaSn= Ex_TaskId=" + label + " Ex_TaskType=0 Ex_Road=" + road +
+                    " Ex_ExcgTime= Ex_OrgNum= Ex_OrgNm= Ex_Total=0 Ex_Label= Ex_UserA= Ex_UserB=");
     };
     EXPECT_EQ(violationsOf("8008", task("")).size(), 1U); // the request counts its three characters
     std::string inBytes = pdasim::test::request("8008", 3, task("\xC4\xE3"));

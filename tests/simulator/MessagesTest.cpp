@@ -2,7 +2,7 @@
 
 #include "core/Message.h"
 #include "core/MessageChecker.h"
-#include "core/Traffic.h"
+#include "core/MessageTable.h"
 
 #include <gtest/gtest.h>
 
@@ -47,12 +47,6 @@ TEST(Message, IsShownPrintable) {
     EXPECT_EQ(pdasim::printable("a\n\\\xFF"), "a\\x0A\\x5C\\xFF");
 }
 
-TEST(MessageChecker, AcceptsTheInformationRequestOf112Characters) {
-    const std::string message = request("8001", 1);
-    EXPECT_EQ(message.size(), 112U);
-    EXPECT_EQ(violationsOf(message), Texts());
-}
-
 TEST(MessageChecker, AcceptsAnInitialisationWithAnyValues) {
     MessageChecker checker;
     EXPECT_EQ(checker.check(request("8002", 1, "<Ex_PdaSn></Ex_PdaSn><Ex_Factory>F</Ex_Factory>")).violations,
@@ -65,55 +59,46 @@ TEST(MessageChecker, AcceptsAnInitialisationWithAnyValues) {
     EXPECT_EQ(nested.message.tags[1].value, "<Ex_PdaSn>");
 }
 
-TEST(MessageChecker, CountsTheLengthFieldInCharacters) {
-    const std::string body = "<Ex_PdaSn>\xE6\x96\x87</Ex_PdaSn><Ex_Factory></Ex_Factory>";
-    EXPECT_EQ(violationsOf(request("8002", 1, body)), Texts());
-    std::string inBytes = request("8002", 1, body);
-    inBytes.replace(0, 6, "000164");
-    EXPECT_EQ(violationsOf(inBytes).size(), 1U);
+/// A valid information request with another time, and the length that it has then.
+std::string withTime(const std::string& time) {
+    std::string message = request("8001", 1);
+    message.replace(61, 14, time);
+    return message.replace(0, 6, "00" + pdasim::sequenceText(static_cast<int>(message.size())));
 }
 
-TEST(MessageChecker, ObjectsToAWrongLength) {
-    EXPECT_EQ(violationsOf(damaged(0, "000113")),
-              Texts{"length field is \"000113\", the message has 000112 characters"});
-    EXPECT_EQ(violationsOf(damaged(0, "   112")).size(), 1U);
-}
-
-TEST(MessageChecker, ObjectsToEveryWrongHeaderField) {
-    EXPECT_EQ(violationsOf(damaged(10, "QEV 1 ")),
-              Texts{"header at offset 10 holds \"QEV 1 \" instead of \"QEV   \""});
-    EXPECT_EQ(violationsOf(damaged(39, "1")).size(), 1U);
-    EXPECT_EQ(violationsOf(damaged(40, "x")).size(), 1U);
-    EXPECT_EQ(violationsOf(damaged(48, "06")).size(), 1U);
-}
-
-TEST(MessageChecker, ObjectsToAFragmentButNotToATypeItDoesNotKnow) {
-    EXPECT_EQ(violationsOf(request("8999", 1)), Texts());
-    EXPECT_EQ(violationsOf(request("7017", 1)), Texts());
-    EXPECT_EQ(violationsOf("hello"), Texts{"message of 5 bytes is shorter than its header: \"hello\""});
-}
-
-TEST(MessageChecker, ObjectsToTagsThatAreMissingExtraOrOutOfOrder) {
-    EXPECT_EQ(violationsOf(request("8001", 1, "<Ex_PdaSn></Ex_PdaSn>")).size(), 1U);
-    EXPECT_EQ(violationsOf(request("8002", 1)).size(), 1U);
-    EXPECT_EQ(violationsOf(request("8002", 1, "<Ex_Factory></Ex_Factory><Ex_PdaSn></Ex_PdaSn>")).size(), 1U);
-    EXPECT_EQ(violationsOf(request("8002", 1, "<Ex_PdaSn></Ex_PdaSn><Ex_Factory></Ex_Factory> ")).size(), 1U);
-    EXPECT_EQ(violationsOf(request("8001", 1, "x")), Texts{"expected the end, found \"x\""});
-    EXPECT_EQ(violationsOf(request("8002", 1, "<Ex_PdaSn></Ex_PdaSn>")),
-              Texts{"expected the tag <Ex_PdaSn> and then <Ex_Factory>, found \"<Ex_PdaSn></Ex_PdaSn>\""});
-    std::string swapped = request("8001", 1);
-    swapped.replace(50, 62, "<Ex_SeqNo>0001</Ex_SeqNo><Ex_TrTime>20260102030405</Ex_TrTime>");
-    EXPECT_FALSE(violationsOf(swapped).empty());
-}
-
-TEST(MessageChecker, ObjectsToATimeThatIsNot14Digits) {
-    EXPECT_EQ(violationsOf(damaged(61, "2026-1-2030405")),
-              Texts{"Ex_TrTime is \"2026-1-2030405\" instead of 14 digits"});
-    for (const std::string time : {"2026010203040", "202601020304050", ""}) {
-        std::string message = request("8001", 1);
-        message.replace(61, 14, time);
-        message.replace(0, 6, pdasim::sequenceText(static_cast<int>(message.size())).insert(0, "00"));
-        EXPECT_EQ(violationsOf(message), Texts{"Ex_TrTime is \"" + time + "\" instead of 14 digits"});
+TEST(MessageChecker, ObjectsToWhatBreaksTheRulesOfAllMessages) {
+    struct Case {
+        std::string message;
+        std::string violation;
+    };
+    const std::string inCharacters = "<Ex_PdaSn>\xE6\x96\x87</Ex_PdaSn><Ex_Factory></Ex_Factory>";
+    const std::string inBytes = request("8002", 1, inCharacters).replace(0, 6, "000161");
+    const std::vector<Case> cases = {
+        {request("8002", 1, inCharacters), ""},
+        {inBytes, "length field is \"000161\", the message has 000159 characters"},
+        {damaged(0, "000113"), "length field is \"000113\", the message has 000112 characters"},
+        {damaged(0, "   112"), "length field is \"   112\", the message has 000112 characters"},
+        {damaged(10, "QEV 1 "), "header at offset 10 holds \"QEV 1 \" instead of \"QEV   \""},
+        {damaged(39, "1"), "header at offset 16 holds \"000000000000000000000001\" instead of "
+                           "\"000000000000000000000000\""},
+        {damaged(40, "x"), "header at offset 40 holds \"x       \" instead of \"        \""},
+        {damaged(48, "06"), "header at offset 48 holds \"06\" instead of \"05\""},
+        {request("8999", 1), ""},
+        {request("7017", 1), ""},
+        {"hello", "message of 5 bytes is shorter than its header: \"hello\""},
+        {request("8001", 1, "x"), "expected the end, found \"x\""},
+        {request("8002", 1, "<Ex_PdaSn></Ex_PdaSn>"),
+         "expected the tag <Ex_PdaSn> and then <Ex_Factory>, found \"<Ex_PdaSn></Ex_PdaSn>\""},
+        {damaged(50, "<Ex_SeqNo>0001</Ex_SeqNo><Ex_TrTime>20260102030405</Ex_TrTime>"),
+         "expected the tag <Ex_TrTime>, found \"<Ex_SeqNo>0001</Ex_SeqNo><Ex_TrTime>20260102030405"
+         "</Ex_TrTime>\""},
+        {damaged(61, "2026-1-2030405"), "Ex_TrTime is \"2026-1-2030405\" instead of 14 digits"},
+        {withTime("2026010203040"), "Ex_TrTime is \"2026010203040\" instead of 14 digits"},
+        {withTime("202601020304050"), "Ex_TrTime is \"202601020304050\" instead of 14 digits"},
+        {withTime(""), "Ex_TrTime is \"\" instead of 14 digits"},
+    };
+    for (const Case& each : cases) {
+        EXPECT_EQ(violationsOf(each.message), each.violation.empty() ? Texts() : Texts{each.violation});
     }
 }
 

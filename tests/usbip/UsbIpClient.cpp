@@ -88,14 +88,7 @@ std::string UsbIpClient::receive(std::size_t count) const {
 UsbIpClient::Device UsbIpClient::receiveDevice() const {
     const std::string bytes = receive(312);
     const std::string_view all = bytes;
-    Device device;
-    device.busId = textIn(all.substr(256, 32));
-    device.id = numberIn(all.substr(288, 4)) << 16U | numberIn(all.substr(292, 4));
-    device.speed = numberIn(all.substr(296, 4));
-    device.vendorId = numberIn(all.substr(300, 2));
-    device.productId = numberIn(all.substr(302, 2));
-    device.interfaces.resize(numberIn(all.substr(311, 1)));
-    return device;
+    return {textIn(all.substr(256, 32)), numberIn(all.substr(302, 2))};
 }
 
 std::vector<UsbIpClient::Device> UsbIpClient::list() {
@@ -106,9 +99,7 @@ std::vector<UsbIpClient::Device> UsbIpClient::list() {
     std::vector<Device> devices(numberIn(receive(4)));
     for (Device& device : devices) {
         device = receiveDevice();
-        for (std::string& interface : device.interfaces) {
-            interface = receive(4);
-        }
+        (void)receive(4); // its interface
     }
     return devices;
 }

@@ -16,11 +16,7 @@ class UsbIpClient {
 public:
     struct Device {
         std::string busId;
-        unsigned speed = 0;
-        unsigned vendorId = 0;
         unsigned productId = 0;
-        unsigned id = 0;
-        std::vector<std::string> interfaces;
     };
     /// A header of 48 bytes, and what belongs to it.
     struct Reply {

@@ -219,19 +219,6 @@ TEST(UsbIpListen, FailsAtTheEndWhenAHostBrokeTheProtocol) {
     EXPECT_EQ(server.end(), 70);
 }
 
-TEST(UsbIpListen, EndsOnEachSignalThatAsksForIt) {
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-        Listening server;
-        server.program().signal(number);
-        EXPECT_EQ(server.program().wait(), 0) << number;
-        EXPECT_THROW(UsbIpClient(server.port), std::runtime_error);
-    }
-}
-
-TEST(UsbIpListen, EndsWithItsParent) {
-    EXPECT_TRUE(pdasim::test::endsWithItsParent("usbip --listen 0"));
-}
-
 TEST(UsbIpListen, SaysThatThePortIsTaken) {
     Listening server;
     const std::string port = std::to_string(server.port);
@@ -240,15 +227,6 @@ TEST(UsbIpListen, SaysThatThePortIsTaken) {
     EXPECT_EQ(result.errors,
               "pdasim: cannot listen at 127.0.0.1:" + port +
                   ": Address already in use. Give --listen another port, or 0 for any free one\n");
-}
-
-TEST(UsbIpListen, SaysWhichPortsThereAre) {
-    for (const std::string port : {"65536", "-1", "x"}) {
-        const ProgramResult result = pdasim({"usbip", "--listen", port});
-        EXPECT_EQ(result.exitCode, 64);
-        EXPECT_EQ(result.errors, "pdasim: --listen: Value " + port +
-                                     " not in range 0 to 65535. \"pdasim usbip --help\" shows what fits.\n");
-    }
 }
 
 /// The tool that comes with Linux understands the list.
@@ -272,14 +250,6 @@ TEST(UsbIpAttach, SaysWhichModuleIsMissing) {
               "pdasim: the kernel's module vhci_hcd is not there; this loads it: sudo modprobe "
               "vhci_hcd\n");
     EXPECT_EQ(result.output, "");
-}
-
-TEST(UsbIpAttach, SaysThatEveryPortIsTaken) {
-    const FakeSystem system("hs  0000 006 002 00010002 000005 3-1\n");
-    const ProgramResult result = pdasim({"usbip"});
-    EXPECT_EQ(result.exitCode, 71);
-    EXPECT_EQ(result.errors, "pdasim: every port of vhci_hcd is taken; this frees the first one: sudo usbip "
-                             "detach -p 0\n");
 }
 
 /// As another user, if this one may be that: root has every permission.

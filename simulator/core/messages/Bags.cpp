@@ -19,13 +19,10 @@ Reply resultReply(Tag subject, const HandoverResult& result) {
 }
 
 /// A task that the terminal has never heard of has nothing to show and is not over.
-template <typename Handover>
-Handover handoverOf(const std::map<std::string, Handover>& handovers, const std::string& taskId) {
+Handover handoverOf(const Handovers& handovers, const std::string& taskId) {
     const auto found = handovers.find(taskId);
     return found == handovers.end() ? Handover() : found->second;
 }
-
-} // namespace
 
 Reply answerLabelWriting(const Request& request, TerminalState& state) {
     const std::string tagId = "TID" + sequenceText(static_cast<int>(state.writtenLabels.size()) + 1);
@@ -42,7 +39,7 @@ Reply answerScanCommand(const Request& request, TerminalState& state) {
     } else {
         return Reply().withResult(code::UnknownCommand);
     }
-    return Reply().withResult(code::Accepted);
+    return accepted();
 }
 
 Reply answerScanList(const Request& /*request*/, TerminalState& state) {
@@ -53,10 +50,9 @@ Reply answerScanList(const Request& /*request*/, TerminalState& state) {
 
 Reply answerInventoryTask(const Request& request, TerminalState& state) {
     state.inventory = {};
-    state.inventory.task = {request["Ex_PdaSn"], request["Ex_TaskId"], request["Ex_Total"],
-                            request["Ex_Label"]};
+    state.inventory.task = {request["Ex_TaskId"], request["Ex_Total"], request["Ex_Label"]};
     state.inventory.result.taskId = request["Ex_TaskId"];
-    return Reply().withResult(code::Accepted);
+    return accepted();
 }
 
 Reply answerInventoryResult(const Request& /*request*/, TerminalState& state) {
@@ -70,16 +66,35 @@ Reply answerInventoryResult(const Request& /*request*/, TerminalState& state) {
     return reply.with("Ex_InvenSta", result.state);
 }
 
+Reply answerDotTask(const Request& request, TerminalState& state) {
+    state.dotHandovers[request["Ex_TaskId"]] = {{request["Ex_Road"], "", request["Ex_Label"]}, {}};
+    return accepted();
+}
+
+Reply answerDotResult(const Request& request, TerminalState& state) {
+    const Handover handover = handoverOf(state.dotHandovers, request["Ex_TaskId"]);
+    return resultReply({"Ex_Road", handover.task.road}, handover.result);
+}
+
+Reply answerPowerTask(const Request& request, TerminalState& state) {
+    state.powerHandovers[request["Ex_TaskId"]] = {{"", request["Ex_BatchNb"], request["Ex_Label"]}, {}};
+    return accepted();
+}
+
+Reply answerPowerResult(const Request& request, TerminalState& state) {
+    const Handover handover = handoverOf(state.powerHandovers, request["Ex_TaskId"]);
+    return resultReply({"Ex_BatchNb", handover.task.batch}, handover.result);
+}
+
+} // namespace
+
 void addConfirmation(Tags& tags, std::string_view prefix, const Confirmation& confirmation) {
-    const auto add = [&tags, prefix](std::string_view name, const std::string& value) {
+    const Tags all = {{"Login", confirmation.login},         {"Name", confirmation.name},
+                      {"FigData", confirmation.fingerprint}, {"Rnd", confirmation.random},
+                      {"Pwd", confirmation.password},        {"MacChkVal", confirmation.checkValue}};
+    for (const auto& [name, value] : all) {
         tags.push_back({std::string(prefix).append(name), value});
-    };
-    add("Login", confirmation.login);
-    add("Name", confirmation.name);
-    add("FigData", confirmation.fingerprint);
-    add("Rnd", confirmation.random);
-    add("Pwd", confirmation.password);
-    add("MacChkVal", confirmation.checkValue);
+    }
 }
 
 void addParties(Tags& tags, const HandoverResult& result) {
@@ -88,34 +103,27 @@ void addParties(Tags& tags, const HandoverResult& result) {
     addConfirmation(tags, "Ex_C", result.parties[2]);
 }
 
-Reply answerDotTask(const Request& request, TerminalState& state) {
-    DotHandover handover;
-    handover.task = {request["Ex_PdaSn"],    request["Ex_TaskType"], request["Ex_Road"],
-                     request["Ex_ExcgTime"], request["Ex_OrgNum"],   request["Ex_OrgNm"],
-                     request["Ex_Total"],    request["Ex_Label"],    request["Ex_UserA"],
-                     request["Ex_UserB"]};
-    handover.road = handover.task.road;
-    state.dotHandovers[request["Ex_TaskId"]] = std::move(handover);
-    return Reply().withResult(code::Accepted);
-}
+// clang-format off
+std::vector<MessageRow> bagRows() {
+    return {
+        {"8003", "label writing", {"Ex_Label", "Ex_OrgNm", "Ex_BagType"}, answerLabelWriting},
+        {"8004", "scan command", {"Ex_PdaSn", "Ex_Cmd"}, answerScanCommand},
+        {"8005", "scan list", {"Ex_PdaSn"}, answerScanList},
 
-Reply answerDotResult(const Request& request, TerminalState& state) {
-    const DotHandover handover = handoverOf(state.dotHandovers, request["Ex_TaskId"]);
-    return resultReply({"Ex_Road", handover.road}, handover.result);
-}
+        {"8006", "inventory task", {"Ex_PdaSn", "Ex_TaskId", number("Ex_Total"), "Ex_Label"}, answerInventoryTask},
+        {"8007", "inventory result", {"Ex_PdaSn"}, answerInventoryResult},
 
-Reply answerPowerTask(const Request& request, TerminalState& state) {
-    PowerHandover handover;
-    handover.task = {request["Ex_PdaSn"],   request["Ex_OrgNb"], request["Ex_Time"], request["Ex_OrgNm"],
-                     request["Ex_BatchNb"], request["Ex_Total"], request["Ex_Label"]};
-    handover.batch = handover.task.batch;
-    state.powerHandovers[request["Ex_TaskId"]] = std::move(handover);
-    return Reply().withResult(code::Accepted);
+        {"8008", "dot handover task",
+         {"Ex_PdaSn", "Ex_TaskId", number("Ex_TaskType"), "Ex_Road", "Ex_ExcgTime", "Ex_OrgNum", "Ex_OrgNm",
+          number("Ex_Total"), "Ex_Label", "Ex_UserA", "Ex_UserB"},
+         answerDotTask, nullptr, std::nullopt, LengthUnit::Bytes},
+        {"8009", "dot handover result", {"Ex_PdaSn", "Ex_TaskId"}, answerDotResult},
+        {"8010", "power handover task",
+         {"Ex_PdaSn", "Ex_OrgNb", "Ex_Time", "Ex_OrgNm", "Ex_BatchNb", "Ex_TaskId", number("Ex_Total"), "Ex_Label"},
+         answerPowerTask},
+        {"8011", "power handover result", {"Ex_PdaSn", "Ex_TaskId"}, answerPowerResult},
+    };
 }
-
-Reply answerPowerResult(const Request& request, TerminalState& state) {
-    const PowerHandover handover = handoverOf(state.powerHandovers, request["Ex_TaskId"]);
-    return resultReply({"Ex_BatchNb", handover.batch}, handover.result);
-}
+// clang-format on
 
 } // namespace pdasim

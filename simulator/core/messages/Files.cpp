@@ -7,6 +7,8 @@
 
 namespace pdasim {
 
+namespace {
+
 void checkSentPacket(const ParsedMessage& message, std::vector<std::string>& violations) {
     const Request packet{message, {}};
     const std::int64_t total = packet.number("Ex_TotalPkt");
@@ -37,7 +39,7 @@ Reply answerSentPacket(const Request& request, TerminalState& state) {
         file = {request["Ex_InfoEx"], total, {}};
     }
     file.packets[current] = request["Ex_HexVal"];
-    return Reply().withResult(code::Accepted);
+    return accepted();
 }
 
 Reply answerPacketRequest(const Request& request, TerminalState& state) {
@@ -60,5 +62,20 @@ Reply answerPacketRequest(const Request& request, TerminalState& state) {
         .with("Ex_HexVal", packet)
         .with("Ex_HexCheck", hexCheck(packet));
 }
+
+} // namespace
+
+// clang-format off
+std::vector<MessageRow> fileRows() {
+    return {
+        {"8015", "file packet sent",
+         {"Ex_PdaSn", number("Ex_CmdEx"), "Ex_InfoEx", number("Ex_TotalPkt"), number("Ex_CurPkt"), "Ex_HexVal",
+          "Ex_HexCheck"},
+         answerSentPacket, checkSentPacket},
+        {"8016", "file packet requested", {"Ex_PdaSn", number("Ex_CmdEx"), "Ex_InfEx", number("Ex_CurPkt")},
+         answerPacketRequest},
+    };
+}
+// clang-format on
 
 } // namespace pdasim

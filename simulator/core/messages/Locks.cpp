@@ -17,10 +17,16 @@ Lock* findLock(TerminalState& state, const std::string& id) {
     return found == state.locks.end() ? nullptr : &*found;
 }
 
-/// The front of a reply about one lock; of one that is out of reach there is nothing more to say.
-Reply singleLockReply(const Request& request, const Lock* lock) {
-    return lockReply(request, lock == nullptr ? code::UnknownLock : code::Accepted)
-        .with("Ex_LockId", request["Ex_LockId"]);
+/// A reply about one lock; of one that is out of reach there is nothing more to say.
+template <typename Use>
+Reply replyAboutLock(const Request& request, TerminalState& state, Use use) {
+    Lock* lock = findLock(state, request["Ex_LockId"]);
+    Reply reply = lockReply(request, lock == nullptr ? code::UnknownLock : code::Accepted);
+    reply.with("Ex_LockId", request["Ex_LockId"]);
+    if (lock != nullptr) {
+        use(*lock, reply);
+    }
+    return reply;
 }
 
 LockKey readLockKey(const Request& request, const std::string& prefix) {
@@ -50,11 +56,9 @@ LockOperation operationOn(const Lock* lock, const Tags& group, const std::string
     return operation;
 }
 
-} // namespace
-
 Reply answerBleMac(const Request& request, TerminalState& state) {
     state.bleMac = request["Ex_BleMac"];
-    return Reply().withResult(code::Accepted);
+    return accepted();
 }
 
 Reply answerLockList(const Request& request, TerminalState& state) {
@@ -70,58 +74,42 @@ Reply answerLockList(const Request& request, TerminalState& state) {
 }
 
 Reply answerLockInformation(const Request& request, TerminalState& state) {
-    const Lock* lock = findLock(state, request["Ex_LockId"]);
-    Reply reply = singleLockReply(request, lock);
-    if (lock != nullptr) {
-        reply.with("Ex_LockVer", lock->version)
-            .with("Ex_HSCVer", lock->chipVersion)
-            .with("Ex_LockParam", lock->params)
-            .with("Ex_LockBoot", lock->boot)
-            .with("Ex_LockAppCrc", lock->applicationCheck)
-            .with("Ex_LockStatus", lock->status)
-            .with("Ex_LockRnd", lock->random);
-    }
-    return reply;
+    return replyAboutLock(request, state, [](const Lock& lock, Reply& reply) {
+        reply.with("Ex_LockVer", lock.version)
+            .with("Ex_HSCVer", lock.chipVersion)
+            .with("Ex_LockParam", lock.params)
+            .with("Ex_LockBoot", lock.boot)
+            .with("Ex_LockAppCrc", lock.applicationCheck)
+            .with("Ex_LockStatus", lock.status)
+            .with("Ex_LockRnd", lock.random);
+    });
 }
 
 Reply answerPublicKey(const Request& request, TerminalState& state) {
-    const Lock* lock = findLock(state, request["Ex_LockId"]);
-    Reply reply = singleLockReply(request, lock);
-    if (lock != nullptr) {
-        reply.with("Ex_PublicKey", lock->publicKey).with("Ex_FactorCDK", lock->factor);
-    }
-    return reply;
+    return replyAboutLock(request, state, [](const Lock& lock, Reply& reply) {
+        reply.with("Ex_PublicKey", lock.publicKey).with("Ex_FactorCDK", lock.factor);
+    });
 }
 
 Reply answerInitialLockKey(const Request& request, TerminalState& state) {
-    Lock* lock = findLock(state, request["Ex_LockId"]);
-    if (lock != nullptr) {
-        lock->cdkk = readLockKey(request, "Ex_InitCDKK");
-    }
-    return singleLockReply(request, lock);
+    return replyAboutLock(request, state, [&request](Lock& lock, const Reply& /*reply*/) {
+        lock.cdkk = readLockKey(request, "Ex_InitCDKK");
+    });
 }
 
 Reply answerCurrentLockKey(const Request& request, TerminalState& state) {
-    const Lock* lock = findLock(state, request["Ex_LockId"]);
-    Reply reply = singleLockReply(request, lock);
-    if (lock != nullptr) {
-        reply.with("Ex_CurrentCDKKFV", lock->cdkk.fv).with("Ex_CurrentCDKKCV", lock->cdkk.cv);
-    }
-    return reply;
+    return replyAboutLock(request, state, [](const Lock& lock, Reply& reply) {
+        reply.with("Ex_CurrentCDKKFV", lock.cdkk.fv).with("Ex_CurrentCDKKCV", lock.cdkk.cv);
+    });
 }
 
 Reply answerNewLockKeys(const Request& request, TerminalState& state) {
-    Lock* lock = findLock(state, request["Ex_LockId"]);
-    Reply reply = singleLockReply(request, lock);
-    if (lock != nullptr) {
-        lock->cdkk = readLockKey(request, "Ex_NewCDKK");
-        lock->normalUnlock = readLockKey(request, "Ex_NormalUnLockK");
-        lock->urgentUnlock = readLockKey(request, "Ex_UrgentUnLockK");
-        lock->params = request["Ex_LockParams"];
-        lock->label = request["Ex_LockLabel"];
-        reply.with("Ex_LockRnd", lock->random);
-    }
-    return reply;
+    return replyAboutLock(request, state, [&request](Lock& lock, Reply& reply) {
+        lock.cdkk = readLockKey(request, "Ex_NewCDKK");
+        lock.params = request["Ex_LockParams"];
+        lock.label = request["Ex_LockLabel"];
+        reply.with("Ex_LockRnd", lock.random);
+    });
 }
 
 void checkLockOpening(const ParsedMessage& message, std::vector<std::string>& violations) {
@@ -143,20 +131,15 @@ void checkLockOpening(const ParsedMessage& message, std::vector<std::string>& vi
 Reply answerLockOpening(const Request& request, TerminalState& state) {
     state.lockOperations.clear();
     for (const Tags& group : request.message.groups) {
-        const auto lock = std::find_if(state.locks.begin(), state.locks.end(), [&group](const Lock& each) {
-            return each.id == valueIn(group, "Ex_LockId");
-        });
-        state.lockOperations.push_back(
-            operationOn(lock == state.locks.end() ? nullptr : &*lock, group, request.localTime));
+        const Lock* lock = findLock(state, valueIn(group, "Ex_LockId"));
+        state.lockOperations.push_back(operationOn(lock, group, request.localTime));
     }
-    return Reply().with("Ex_SrcSeqNo", request.message.sequence).withResult(code::Accepted);
+    return lockReply(request, code::Accepted);
 }
 
 Reply answerLockResults(const Request& request, TerminalState& state) {
-    Reply reply;
-    reply.with("Ex_SrcSeqNo", request.message.sequence)
-        .withResult(code::Accepted)
-        .with("Ex_LockNum", std::to_string(state.lockOperations.size()));
+    Reply reply = lockReply(request, code::Accepted);
+    reply.with("Ex_LockNum", std::to_string(state.lockOperations.size()));
     for (const LockOperation& operation : state.lockOperations) {
         reply.groups.push_back({{"Ex_LockId", operation.lockId},
                                 {"Ex_Action", operation.action},
@@ -169,5 +152,29 @@ Reply answerLockResults(const Request& request, TerminalState& state) {
     }
     return reply;
 }
+
+} // namespace
+
+// clang-format off
+std::vector<MessageRow> lockRows() {
+    return {
+        {"7001", "Bluetooth address", {"Ex_BleMac"}, answerBleMac},
+        {"7011", "lock list", {}, answerLockList},
+        {"7012", "lock public key", {"Ex_LockId"}, answerPublicKey},
+        {"7013", "initial lock key", {"Ex_LockId", "Ex_InitCDKKFV", "Ex_InitCDKKEV", "Ex_InitCDKKCV"},
+         answerInitialLockKey},
+        {"7014", "current lock key", {"Ex_LockId"}, answerCurrentLockKey},
+        {"7015", "new lock keys",
+         {"Ex_LockId", "Ex_NewCDKKFV", "Ex_NewCDKKEV", "Ex_NewCDKKCV", "Ex_NormalUnLockKFV", "Ex_NormalUnLockKEV",
+          "Ex_NormalUnLockKCV", "Ex_UrgentUnLockKFV", "Ex_UrgentUnLockKEV", "Ex_UrgentUnLockKCV", "Ex_LockParams",
+          "Ex_LockLabel"},
+         answerNewLockKeys},
+        {"7016", "lock information", {"Ex_LockId"}, answerLockInformation},
+        {"7018", "lock opening", {"Ex_LockNum"}, answerLockOpening, checkLockOpening, std::nullopt, LengthUnit::Characters,
+         {"Ex_LockId", "Ex_Action", "Ex_OTCCode", "Ex_UserA", "Ex_UserB"}},
+        {"7019", "lock results", {}, answerLockResults},
+    };
+}
+// clang-format on
 
 } // namespace pdasim

@@ -1,10 +1,11 @@
-#include "core/TerminalState.h"
 #include "core/Texts.h"
 #include "core/messages/Answers.h"
 
 #include <string>
 
 namespace pdasim {
+
+namespace {
 
 Reply answerInformation(const Request& /*request*/, TerminalState& state) {
     return Reply()
@@ -25,7 +26,7 @@ Reply answerInitialisation(const Request& request, TerminalState& state) {
 
 Reply answerKeyInstallation(const Request& request, TerminalState& state) {
     state.keys.master = Key{request["Ex_Key"], request["Ex_CheckVal"]};
-    return Reply().withResult(code::Accepted);
+    return accepted();
 }
 
 Reply answerKeyCheckValue(const Request& /*request*/, TerminalState& state) {
@@ -38,9 +39,10 @@ Reply answerKeyCheckValue(const Request& /*request*/, TerminalState& state) {
 Reply answerWorkKeys(const Request& request, TerminalState& state) {
     state.keys.encryption = Key{request["Ex_EncKey"], request["Ex_EncChkVal"]};
     state.keys.mac = Key{request["Ex_MacKey"], request["Ex_MacChkVal"]};
-    return Reply().withResult(code::Accepted);
+    return accepted();
 }
 
+/// Ex_Total counts the items of the list after it.
 void checkItemCount(const ParsedMessage& message, std::vector<std::string>& violations) {
     const Tag& total = message.tags.at(message.tags.size() - 2);
     const Tag& list = message.tags.back();
@@ -58,23 +60,36 @@ Reply answerRegisteredTeller(const Request& /*request*/, TerminalState& state) {
 
 Reply answerAuthentication(const Request& request, TerminalState& state) {
     state.tellers.authenticationResults = listValues(request["Ex_AuthRet"]);
-    return Reply().withResult(code::Accepted);
+    return accepted();
 }
 
 Reply answerEscorts(const Request& request, TerminalState& state) {
     state.tellers.escorts = listValues(request["Ex_TellerNo"]);
+    return accepted();
+}
+
+} // namespace
+
+Reply accepted() {
     return Reply().withResult(code::Accepted);
 }
 
-void checkSuccess(const ParsedMessage& message, std::vector<std::string>& violations) {
-    const auto expect = [&](std::string_view name, std::string_view expected) {
-        const Tag* tag = findTag(message.tags, name);
-        if (tag != nullptr && tag->value != expected) {
-            violations.push_back(tag->name + " is " + quoted(tag->value) + " instead of " + quoted(expected));
-        }
+// clang-format off
+std::vector<MessageRow> terminalDataRows() {
+    return {
+        {"8001", "terminal information", {}, answerInformation},
+        {"8002", "initialisation", {"Ex_PdaSn", "Ex_Factory"}, answerInitialisation},
+
+        {"8012", "key installation", {"Ex_PdaSn", "Ex_Key", "Ex_CheckVal"}, answerKeyInstallation},
+        {"8013", "key check value", {"Ex_PdaSn"}, answerKeyCheckValue},
+        {"8014", "work keys", {"Ex_PdaSn", "Ex_EncKey", "Ex_MacKey", "Ex_EncChkVal", "Ex_MacChkVal"}, answerWorkKeys},
+
+        {"8017", "registered teller", {"Ex_PdaSn"}, answerRegisteredTeller},
+        {"8018", "authentication result", {"Ex_PdaSn", number("Ex_Total"), "Ex_AuthRet"}, answerAuthentication,
+         checkItemCount},
+        {"8019", "escort list", {"Ex_PdaSn", number("Ex_Total"), "Ex_TellerNo"}, answerEscorts, checkItemCount},
     };
-    expect("Ex_RetCode", code::Accepted);
-    expect("Ex_ScanState", "1");
 }
+// clang-format on
 
 } // namespace pdasim
