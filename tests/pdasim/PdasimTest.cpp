@@ -44,6 +44,17 @@ TEST(Pdasim, RunsAClientInPython) {
     EXPECT_EQ(result.output, "64\n");
 }
 
+TEST(Pdasim, RunsAClientInJava) {
+    const ProgramResult modules = pdalink::test::runProgram({"sh", "-c", "java --list-modules"});
+    if (modules.exitCode != 0 || !contains(modules.output, "jdk.compiler")) {
+        GTEST_SKIP() << "there is no java that runs a source file: " << modules.errors;
+    }
+    const ProgramResult result = pdasim({"run", "--", "java", PDASIM_JAVA_CLIENT});
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+    EXPECT_EQ(result.output.substr(0, 16), "0002418001QEV   ");
+    EXPECT_TRUE(contains(result.output, "<Ex_RetCode>000000</Ex_RetCode>"));
+}
+
 TEST(Pdasim, NoReadWaitsWhetherItsDescriptorBlocksOrNot) {
     for (const std::string flags : {"os.O_RDWR", "os.O_RDWR | os.O_NONBLOCK"}) {
         const std::string script = "import errno, os\n"

@@ -173,6 +173,15 @@ TEST(Serve, FailsAtTheEndWhenAHostBrokeTheProtocol) {
     EXPECT_EQ(served.end(), 70);
 }
 
+TEST(Serve, TwoOfThemLiveSideBySide) {
+    ServedTerminal first;
+    ServedTerminal second;
+    EXPECT_NE(first.folder(), second.folder());
+    (void)first.ctl({"teller", "T1"});
+    EXPECT_TRUE(contains(first.ctl({"state"}), "\"registered\": \"T1\""));
+    EXPECT_FALSE(contains(second.ctl({"state"}), "\"registered\": \"T1\""));
+}
+
 TEST(Serve, SeveralTerminalsCountTheirProductIdsUp) {
     ServedTerminal served({"--terminals", "3", "--pid", "00fe"});
     const std::vector<FoundDevice> found = enumerateHidraw();
