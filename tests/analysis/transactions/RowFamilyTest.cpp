@@ -26,7 +26,6 @@ std::vector<Row> answeredTransactionOfEachFamily() {
 class TransactionOfEachFamily : public RowTest {
 protected:
     static std::string sampleBody() { return bodyOf(row(), Arguments(row()).inputs()) + row().groups; }
-
 };
 
 TEST_P(TransactionOfEachFamily, CarriesTheNextNumber) {
