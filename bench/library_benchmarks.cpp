@@ -1,7 +1,6 @@
 // What single operations of the library cost.
 
 #include "Benchmarks.h"
-#include "PrivateRun.h"
 #include "interface/pdalink.h"
 #include "util/FileLog.h"
 #include "util/LockConfig.h"
