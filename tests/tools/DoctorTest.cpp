@@ -82,37 +82,6 @@ TEST_F(DoctorTest, TakesOutEveryLineThatEndsTheLibrary) {
     finds("answer", "ok", "the terminal answers");
 }
 
-TEST_F(DoctorTest, KeepsEveryCommandFromAnIniThatEndsTheLibrary) {
-    writeIni("VID=0x1209\nPID=0x0001aaaaaaaaaaaaaaaaaaaaa\n");
-    const std::string file = scratchDirectory() + "/file";
-    writeFile(file, "12345");
-    const std::vector<Words> commands = {
-        {"info"},
-        {"call", "600002"},
-        {"scan", "start"},
-        {"teller", "registered"},
-        {"lock", "list"},
-        {"lock", "result"},
-        {"file", "send", file},
-        {"file", "fetch", file + ".new"},
-        {"listen"},
-        {"login", "wait"},
-        {"login", "answer", "000000"},
-    };
-    const auto saysHowToFix = AllOf(HasSubstr("PDAConfigure.ini, line 2: too long"),
-                                    HasSubstr("\n  sudo sed -i 2d " + privateDirectory()));
-    for (const Words& command : commands) {
-        const ProgramResult result = pdactl(command);
-        EXPECT_EQ(result.exitCode, 1) << command[0];
-        EXPECT_THAT(result.errors, saysHowToFix) << command[0];
-        EXPECT_EQ(result.output, "") << command[0];
-        EXPECT_THAT(json(command, 1).value("message").toString().toStdString(), saysHowToFix) << command[0];
-    }
-    EXPECT_THAT(terminal().received(), IsEmpty());
-    EXPECT_FALSE(fs::exists(file + ".new"));
-    EXPECT_FALSE(fs::exists(privateDirectory() + "/log")); // the library would have made it
-}
-
 TEST_F(DoctorTest, DoesNotReplaceAnIniThatItMayNotRead) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "needs root to become somebody else";
