@@ -51,6 +51,7 @@ INSTANTIATE_TEST_SUITE_P(
         Outcome{"Silence", kScan, "8004", Fault().silence(), 5, 2, "no usable reply"},
         Outcome{"AReplyOfAnotherType", kScan, "8004", Fault().replyType("8005"), 5, 2, "no usable reply"},
         Outcome{"ARefusal", kScan, "8004", Fault().refuse("000042"), 6, 0, "refused with 000042"},
+        Outcome{"ALocksRefusal", {"lock", "list"}, "7011", Fault().refuse("000042"), 6, 0, "refused with 000042"},
         Outcome{"AReplyWithoutAResultCode", kScan, "8004", Fault().dropTag("Ex_RetCode"), 6, 0, "/log'"},
         // More than a host's buffer holds, once it is written as JSON.
         Outcome{"ATooLongResponse", {"scan", "list"}, "8005",

@@ -38,8 +38,8 @@ std::string openLog() {
 }
 
 std::string refusals(const TransferRecord& record) {
-    const std::string code = record.firstRefusal().empty() ? "no result code" : record.firstRefusal();
-    return "The terminal refused " + std::to_string(record.refused()) + " packet(s), the first with " + code;
+    const std::string code = record.firstRefusal.empty() ? "no result code" : record.firstRefusal;
+    return "The terminal refused " + std::to_string(record.refused) + " packet(s), the first with " + code;
 }
 
 constexpr int kBarWidth = 30;
@@ -123,7 +123,7 @@ void TransferWatch::showProgress(int packets) {
         const std::chrono::duration<double> taken = Clock::now() - m_begin;
         const std::string line =
             progressLine(m_direction == Results::Send ? "sending" : "fetching", packets,
-                         m_packets > 0 ? m_packets : m_record.total(), taken.count(), screenWidth() - 1);
+                         m_packets > 0 ? m_packets : m_record.total, taken.count(), screenWidth() - 1);
         (void)std::fprintf(stderr, "%s%s", kBackToBegin, line.c_str());
     }
 }
@@ -151,29 +151,29 @@ void TransferWatch::judgeSent(Outcome& outcome) const {
     if (outcome.result != 0) {
         return;
     }
-    if (m_record.refused() > 0) {
+    if (m_record.refused > 0) {
         markIncomplete(outcome, refusals(m_record) + ", so the file is not whole there. Send it again.");
-    } else if (!m_isLogComplete || m_record.accepted() != m_packets) {
-        markIncomplete(outcome, "The log shows " + std::to_string(m_record.accepted()) +
+    } else if (!m_isLogComplete || m_record.accepted != m_packets) {
+        markIncomplete(outcome, "The log shows " + std::to_string(m_record.accepted) +
                                     " packets taken instead of " + std::to_string(m_packets) +
                                     ". Send the file again, and see " + logPath() + ".");
     }
 }
 
 void TransferWatch::judgeFetched(Outcome& outcome, std::size_t characters) const {
-    if (outcome.exitCode == NoReply && requests() > 0 && m_record.accepted() == requests()) {
+    if (outcome.exitCode == NoReply && requests() > 0 && m_record.accepted == requests()) {
         markIncomplete(outcome,
                        "The terminal answered every time, but with packets that had come before or whose "
                        "check was wrong. Fetch the file again, and see " +
                            logPath() + ".");
     } else if (outcome.result != 0) {
         return;
-    } else if (m_record.refused() > 0 && m_record.accepted() > 0) {
-        markIncomplete(outcome, refusals(m_record) + ", after " + std::to_string(m_record.accepted()) +
+    } else if (m_record.refused > 0 && m_record.accepted > 0) {
+        markIncomplete(outcome, refusals(m_record) + ", after " + std::to_string(m_record.accepted) +
                                     " that came. Fetch the file again.");
     } else if (outcome.exitCode == Success && (!m_isLogComplete || !m_record.hasWhole(characters))) {
         markIncomplete(outcome,
-                       "Packets are missing: the log does not show all " + std::to_string(m_record.total()) +
+                       "Packets are missing: the log does not show all " + std::to_string(m_record.total) +
                            " that the terminal announced. Fetch the file again, and see " + logPath() + ".");
     }
 }

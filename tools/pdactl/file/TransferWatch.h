@@ -29,7 +29,7 @@ public:
     void judge(Outcome& outcome, std::size_t characters) const;
 
     /// Packets that the terminal took, or gave.
-    int packets() const { return m_record.accepted(); }
+    int packets() const { return m_record.accepted; }
     const std::string& logPath() const { return m_log.base(); }
 
 private:

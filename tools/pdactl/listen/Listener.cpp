@@ -135,8 +135,10 @@ private:
         while (!isDone() && !blocked.arriveWithin(0) && !(m_options.seconds && Clock::now() >= end)) {
             keepOpen();
             takeReceived();
-            if (m_splitter.whole() > 0 && !m_splitter.isUnfinished() && !g_isBufferCome) {
-                handleMessage(*m_splitter.next());
+            if (!m_splitter.messages.empty() && !m_splitter.isUnfinished() && !g_isBufferCome) {
+                const QString message = m_splitter.messages.front();
+                m_splitter.messages.pop_front();
+                handleMessage(message);
             } else {
                 CUtil::Delay_MSec(kPause);
             }
@@ -149,7 +151,7 @@ private:
             m_splitter.add(g_HIDDevice.getBuffer(), now);
         }
         m_splitter.giveUpOld(now);
-        for (const std::string& warning : m_splitter.takeWarnings()) {
+        for (const std::string& warning : std::exchange(m_splitter.warnings, {})) {
             complain("warning: " + warning);
         }
     }
@@ -212,8 +214,8 @@ private:
     bool isDone() const { return m_options.count && m_counted >= *m_options.count; }
 
     void warnOfTheRest() const {
-        if (m_splitter.whole() > 0 || m_splitter.isUnfinished()) {
-            complain("warning: " + std::to_string(m_splitter.whole()) +
+        if (!m_splitter.messages.empty() || m_splitter.isUnfinished()) {
+            complain("warning: " + std::to_string(m_splitter.messages.size()) +
                      " more messages came, and were not acknowledged" +
                      (m_splitter.isUnfinished() ? "; of another one only the beginning" : ""));
         }
