@@ -2,30 +2,31 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstdlib>
-
 namespace pdalink::bench {
 
-/// Something did not do its work.
-inline bool g_failed = false;
-
 /// The library under test did not do its work: its times are worth nothing, and the program fails.
-inline void failUnless(bool condition, benchmark::State& state, const char* what) {
-    if (!condition) {
-        state.SkipWithError(what);
-        g_failed = true;
-    }
-}
+void failUnless(bool condition, benchmark::State& state, const char* what);
 
 /// Runs the program's benchmarks as its arguments say. Returns the exit code.
-inline int runBenchmarks(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        return EXIT_FAILURE;
-    }
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return g_failed ? EXIT_FAILURE : EXIT_SUCCESS;
-}
+int runBenchmarks(int argc, char** argv);
+
+/// Makes sure that the program runs on a private copy of the library, with an ini and a log of its own.
+///
+/// To be called first in main(): the program is executed once more for it, and only that run returns from
+/// here.
+void ensurePrivateRun(char** arguments);
+
+/// Sends what the library prints into the void, where it costs the same on every machine, as long as the
+/// object lives: standard output, and Qt's messages, which are formatted and written as Qt does it.
+class QuietOutput {
+public:
+    QuietOutput();
+    QuietOutput(const QuietOutput&) = delete;
+    QuietOutput& operator=(const QuietOutput&) = delete;
+    ~QuietOutput();
+
+private:
+    int m_output;
+};
 
 } // namespace pdalink::bench

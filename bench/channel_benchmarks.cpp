@@ -1,15 +1,19 @@
 // What an open channel costs: the CPU time of the library's threads, and in turn that of a bare program.
 
 #include "Benchmarks.h"
-#include "Channel.h"
-#include "PrivateRun.h"
-#include "PseudoTerminal.h"
-#include "ThreadMeter.h"
+#include "Channels.h"
+#include "ProcessFacts.h"
+
+#include <unistd.h>
 
 #include <chrono>
 #include <exception>
+#include <fstream>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
 #include <thread>
 
 namespace {
@@ -36,19 +40,57 @@ double milliseconds(std::chrono::nanoseconds time) {
     return std::chrono::duration<double, std::milli>(time).count();
 }
 
+double wakeUpsOf(int thread) {
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+    const std::string name = "voluntary_ctxt_switches:";
+    for (std::string line; std::getline(status, line);) {
+        if (line.compare(0, name.size(), name) == 0) {
+            return std::stod(line.substr(name.size()));
+        }
+    }
+    throw std::runtime_error("no thread " + std::to_string(thread));
+}
+
+/// Measures what one thread of this process uses from the construction on; without a thread nothing.
+///
+/// Reading the wake-ups costs the calling thread time, which may be the measured one: the clock is read
+/// inside.
+class ThreadMeter {
+public:
+    explicit ThreadMeter(std::optional<int> thread) : m_thread(thread) {
+        if (m_thread) {
+            m_wakeUps = wakeUpsOf(*m_thread);
+            m_cpu = pdalink::test::threadCpuTime(*m_thread);
+        }
+    }
+
+    Cost used() const {
+        if (!m_thread) {
+            return {};
+        }
+        const auto cpu = pdalink::test::threadCpuTime(*m_thread);
+        return {milliseconds(cpu - m_cpu), wakeUpsOf(*m_thread) - m_wakeUps};
+    }
+
+private:
+    std::optional<int> m_thread;
+    double m_wakeUps = 0; ///< how often it went to sleep of its own accord
+    std::chrono::nanoseconds m_cpu{};
+};
+
 Cost costOf(OpenChannel* open, const Action& prepare, const Action& action) {
     PseudoTerminal terminal;
     const std::unique_ptr<Channel> channel = open(terminal.path());
     prepare(*channel, terminal);
     const ThreadMeter receiver(channel->receiverThread());
-    const ThreadMeter caller(currentThreadId());
+    const ThreadMeter caller(::gettid());
     const auto begin = std::chrono::steady_clock::now();
     action(*channel, terminal);
     const auto time = std::chrono::steady_clock::now() - begin;
-    const ThreadUsage called = caller.used();
-    const ThreadUsage received = receiver.used();
-    return {milliseconds(called.cpu + received.cpu), static_cast<double>(called.wakeUps + received.wakeUps),
-            milliseconds(time)};
+    Cost cost = caller.used();
+    cost.add(receiver.used());
+    cost.time = milliseconds(time);
+    return cost;
 }
 
 /// Measures library and bare program in turn; `pieces` of what counts are in one action.

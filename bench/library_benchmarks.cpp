@@ -1,7 +1,6 @@
 // What single operations of the library cost.
 
 #include "Benchmarks.h"
-#include "PrivateRun.h"
 #include "interface/pdalink.h"
 #include "util/FileLog.h"
 #include "util/LockConfig.h"
@@ -20,41 +19,27 @@ constexpr std::size_t kResponseRoom = std::size_t{128} * 1024;
 constexpr std::size_t kLineLength = 100;
 constexpr std::size_t kTextBefore = 20000;
 
-// Requests that are refused: configuration, log and dispatcher, no terminal.
+// Requests that reach no terminal: configuration, log and dispatcher.
 
-/// Makes the call again and again; the last response.
-std::string call(const std::string& request, benchmark::State& state) {
+/// Makes the same call again and again.
+void Request(benchmark::State& state, const std::string& request, const std::string& expected) {
     const pdalink::bench::QuietOutput quiet;
     std::vector<char> response(kResponseRoom);
     int length = 0;
     for ([[maybe_unused]] auto iteration : state) {
         PDA_CommonCall(request.c_str(), static_cast<int>(request.size()), response.data(), &length);
     }
-    return response.data();
+    failUnless(response.data() == expected, state, "the request was answered with something else");
 }
-
-void refuse(benchmark::State& state, const std::string& request) {
-    failUnless(call(request, state) == "{}", state, "the request was not refused");
-}
-
-void RefusedUnknownCode(benchmark::State& state) {
-    refuse(state, R"({"transCode":"699999"})");
-}
-BENCHMARK(RefusedUnknownCode)->Unit(benchmark::kMicrosecond);
-
-void RefusedMissingMember(benchmark::State& state) {
-    refuse(state, R"({"transCode":"600001","pdaNumber":"0000000001"})");
-}
-BENCHMARK(RefusedMissingMember)->Unit(benchmark::kMicrosecond);
-
-/// A transaction that is carried out and answered without a message: a file too short to be sent.
-void AnsweredWithoutMessage(benchmark::State& state) {
-    const std::string expected = R"({"pRetCode":"","transCode":"600015"})";
-    const std::string request =
-        R"({"transCode":"600015","pdaNumber":"0000000001","pCmdEx":1,"pInfoEx":"update","pFilePath":"00"})";
-    failUnless(call(request, state) == expected, state, "the request was not answered");
-}
-BENCHMARK(AnsweredWithoutMessage)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(Request, UnknownCode, R"({"transCode":"699999"})", "{}")->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(Request, MissingMember, R"({"transCode":"600001","pdaNumber":"0000000001"})", "{}")
+    ->Unit(benchmark::kMicrosecond);
+// A transaction that is carried out and answered without a message: a file too short to be sent.
+BENCHMARK_CAPTURE(
+    Request, WithoutMessage,
+    R"({"transCode":"600015","pdaNumber":"0000000001","pCmdEx":1,"pInfoEx":"update","pFilePath":"00"})",
+    R"({"pRetCode":"","transCode":"600015"})")
+    ->Unit(benchmark::kMicrosecond);
 
 // Log.
 
@@ -83,7 +68,7 @@ BENCHMARK(LogLineFormatted)->Unit(benchmark::kMicrosecond);
 
 // Text helpers.
 
-void extract(benchmark::State& state, std::string text) {
+void Extract(benchmark::State& state, std::string text) {
     std::string tag = "Ex_RetCode";
     text += "<Ex_RetCode>000000</Ex_RetCode>";
     QString value;
@@ -94,20 +79,18 @@ void extract(benchmark::State& state, std::string text) {
     failUnless(value == QLatin1String("000000"), state, "the field was not found");
 }
 
-void ExtractBehindLongField(benchmark::State& state) {
-    extract(state, "<Ex_Label>" + std::string(kTextBefore, '7') + "</Ex_Label>");
-}
-BENCHMARK(ExtractBehindLongField)->Unit(benchmark::kMicrosecond);
-
-void ExtractBehindManyFields(benchmark::State& state) {
+std::string manyFields() {
     std::string text;
     for (int field = 0; text.size() < kTextBefore; ++field) {
         const std::string name = "Ex_Field" + std::to_string(field);
         text.append("<").append(name).append(">0123456789</").append(name).append(">");
     }
-    extract(state, text);
+    return text;
 }
-BENCHMARK(ExtractBehindManyFields)->Unit(benchmark::kMicrosecond);
+
+BENCHMARK_CAPTURE(Extract, BehindLongField, "<Ex_Label>" + std::string(kTextBefore, '7') + "</Ex_Label>")
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(Extract, BehindManyFields, manyFields())->Unit(benchmark::kMicrosecond);
 
 void SplitList(benchmark::State& state) {
     const int count = static_cast<int>(state.range(0));
@@ -173,15 +156,11 @@ BENCHMARK(HexToBytes)->Unit(benchmark::kMicrosecond);
 
 // Waits: the CPU column is what counts.
 
-void wait(benchmark::State& state) {
+void Delay(benchmark::State& state) {
     const auto time = static_cast<unsigned int>(state.range(0));
     for ([[maybe_unused]] auto iteration : state) {
         CUtil::Delay_MSec(time);
     }
-}
-
-void Delay(benchmark::State& state) {
-    wait(state);
 }
 
 void DelayWithApplication(benchmark::State& state) {
@@ -189,7 +168,7 @@ void DelayWithApplication(benchmark::State& state) {
     char name[] = "library_benchmarks";
     char* arguments[] = {name, nullptr};
     const QCoreApplication application(argumentCount, arguments);
-    wait(state);
+    Delay(state);
 }
 
 // Few iterations: the library of benchmarks decides by CPU time, of which a wait uses next to none.

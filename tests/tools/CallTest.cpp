@@ -5,8 +5,6 @@ namespace {
 using namespace pdalink::test;
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 using CallTest = PdactlTest;
 
@@ -79,55 +77,6 @@ TEST_F(CallTest, TakesNumbersAsNumbers) {
     EXPECT_EQ(terminal().state().inventory.task.labels, "A1;A2;");
 }
 
-TEST_F(CallTest, NamesEveryMissingMember) {
-    const ProgramResult result = pdactl({"call", "600003", "pBagNumber=B1"});
-    EXPECT_EQ(result.exitCode, 2);
-    EXPECT_THAT(result.errors,
-                AllOf(HasSubstr("600003 also needs pAttrOrg, pBagType."), HasSubstr("NAME=VALUE")));
-    EXPECT_EQ(result.output, "");
-    EXPECT_THAT(terminal().received(), IsEmpty());
-}
-
-struct Mistake {
-    Words arguments;
-    std::string reason;
-};
-
-TEST_F(CallTest, RefusesWhatMakesNoSense) {
-    const std::vector<Mistake> mistakes = {
-        {{}, "subcommand is required"},
-        {{"fly"}, "--help"},
-        {{"bag", "write"}, "--number is required"},
-        {{"info", "--no-such-option"}, "--no-such-option"},
-        {{"call"}, "CODE is required"},
-        {{"call", "600020"}, "There is no code \"600020\"; they are 600001 to 600019"},
-        {{"call", "request.json"}, "For a whole request give @FILE, or - for standard input."},
-        {{"call", "600003", "pBagNumber"}, "\"pBagNumber\" is not key=value."},
-        {{"call", "600003", "colour=red"}, "600003 takes no colour, but: pBagNumber, pAttrOrg, pBagType."},
-        {{"call", "600002", "colour=red"}, "600002 takes no colour, but: nothing."},
-        {{"call", "600006", "pTaskID=T", "pTotal=many", "pLabelList="},
-         "pTotal takes an integer, not \"many\""},
-        {{"call", "-", "pTaskID=T"}, "- holds the whole request: leave MEMBER out."},
-        {{"inventory", "send", "--task", "T", "--total", "many", "--labels", ""},
-         "--total takes an integer, not \"many\""},
-        {{"login", "answer", "let him in"}, "give six digits"},
-        {{"listen", "--count", "0"}, "--count"},
-    };
-    for (const Mistake& mistake : mistakes) {
-        const ProgramResult result = pdactl(mistake.arguments);
-        EXPECT_EQ(result.exitCode, 2) << mistake.reason;
-        EXPECT_THAT(result.errors, HasSubstr(mistake.reason));
-        EXPECT_EQ(result.output, "");
-    }
-    EXPECT_THAT(terminal().received(), IsEmpty());
-}
-
-TEST_F(CallTest, TellsAMistakeInJsonToo) {
-    const QJsonObject object = json({"call", "600003"}, 2);
-    EXPECT_THAT(object.value("message").toString().toStdString(), HasSubstr("also needs pBagNumber"));
-    EXPECT_THAT(json({"fly"}, 2).value("message").toString().toStdString(), HasSubstr("--help"));
-}
-
 TEST_F(CallTest, SendsAWholeRequestUnchanged) {
     const std::string path = scratchDirectory() + "/request.json";
     writeFile(path, R"({"transCode":"600003","pBagNumber":"B7","pAttrOrg":"O","pBagType":"1","more":true})");
@@ -148,54 +97,6 @@ TEST_F(CallTest, SaysWhyTheLibraryRefusesARequest) {
     const ProgramResult nothing = shell(R"(echo '["transCode"]' | pdactl call -)");
     EXPECT_EQ(nothing.exitCode, 3);
     EXPECT_EQ(nothing.output, "null\n");
-}
-
-TEST_F(CallTest, SaysThatAFileCannotBeRead) {
-    const ProgramResult result = pdactl({"call", "@/no/such/file"});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_THAT(result.errors, HasSubstr("Cannot read /no/such/file: No such file or directory."));
-}
-
-class SecretTest : public PdactlTest {
-protected:
-    void TearDown() override { EXPECT_THAT(readLogText(), Not(HasSubstr("OPENLY"))); }
-};
-
-TEST_F(SecretTest, IsRefusedOnTheCommandLine) {
-    const std::vector<Words> commands = {
-        {"call", "600012", "pKey=OPENLY", "CheckVal=OPENLY"},
-        {"key", "init", "--key", "OPENLY", "--check-value", "@x"},
-        {"key", "update", "--enc-key", "OPENLY", "--mac-key", "@x", "--enc-check-value", "@x",
-         "--mac-check-value", "@x"},
-        {"lock", "open", "--locks", "L1;", "--actions", "00;", "--codes", "OPENLY;", "--users-a", "A;",
-         "--users-b", "B;"},
-        {"lock", "init-keys", "--lock", "L1", "--fv", "OPENLY", "--ev", "@x", "--cv", "@x"},
-    };
-    for (const Words& command : commands) {
-        const ProgramResult result = pdactl(command);
-        EXPECT_EQ(result.exitCode, 2) << command[1] << result.errors;
-        EXPECT_THAT(result.errors,
-                    AllOf(HasSubstr("is secret and must not be given on the command line"),
-                          HasSubstr("@FILE"), HasSubstr("standard input"), Not(HasSubstr("OPENLY"))));
-    }
-    EXPECT_THAT(terminal().received(), IsEmpty());
-}
-
-TEST_F(SecretTest, ComesFromAFileOrStandardInputWithoutItsLineEnd) {
-    const std::string check = scratchDirectory() + "/check";
-    writeFile(check, "C0FFEE\n");
-    EXPECT_EQ(shell("echo 0123 | pdactl call 600012 pKey=- CheckVal=@" + quoted(check)).exitCode, 0);
-    EXPECT_EQ(terminal().state().keys.master->value, "0123");
-    EXPECT_EQ(terminal().state().keys.master->checkValue, "C0FFEE");
-    EXPECT_EQ(shell("printf 4567 | pdactl key init --key - --check-value @" + quoted(check)).exitCode, 0);
-    EXPECT_EQ(terminal().state().keys.master->value, "4567");
-}
-
-TEST_F(SecretTest, IsNotTakenFromStandardInputTwice) {
-    const ProgramResult result = shell("echo 1 | pdactl key init --key - --check-value -");
-    EXPECT_EQ(result.exitCode, 2);
-    EXPECT_THAT(result.errors, HasSubstr("Standard input can give one value only"));
-    EXPECT_THAT(terminal().received(), IsEmpty());
 }
 
 } // namespace

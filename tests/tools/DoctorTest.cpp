@@ -1,5 +1,6 @@
-#include "DoctorFixture.h"
+#include "PdactlRun.h"
 
+#include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,7 +20,108 @@ using testing::SizeIs;
 
 namespace fs = std::filesystem;
 
-using DoctorTest = DoctorFixture;
+/// pdactl doctor, asked by any user.
+class DoctorTest : public PdactlTest {
+protected:
+    ProgramResult doctor(const Words& options = {}) {
+        std::string line = m_user;
+        if (!m_libraryDirectory.empty()) {
+            line = "LD_LIBRARY_PATH=" + pdalink::test::quoted(m_libraryDirectory) + " " + line;
+        }
+        line += quoted(PDACTL_PROGRAM) + " doctor";
+        for (const std::string& option : options) {
+            line += " " + quoted(option);
+        }
+        return shell(line);
+    }
+
+    /// The findings of one check.
+    std::vector<QJsonObject> findings(const std::string& check) {
+        const ProgramResult result = doctor({"--json"});
+        bool isIll = false;
+        std::vector<QJsonObject> found;
+        for (const QJsonValue value : onlyDocument(result.output).array()) {
+            const QJsonObject finding = value.toObject();
+            isIll = isIll || finding.value("health").toString() == "problem";
+            EXPECT_EQ(finding.contains("command"), finding.value("health").toString() != "ok");
+            if (finding.value("check").toString().toStdString() == check) {
+                found.push_back(finding);
+            }
+        }
+        EXPECT_EQ(result.exitCode, isIll ? 1 : 0) << result.output << result.errors;
+        return found;
+    }
+
+    /// The only one of a check. Returns its command.
+    std::string finds(const std::string& check, const std::string& health, const std::string& text,
+                      const std::string& command = "") {
+        const std::vector<QJsonObject> all = findings(check);
+        EXPECT_THAT(all, SizeIs(1)) << check;
+        const QJsonObject found = all.empty() ? QJsonObject() : all.front();
+        EXPECT_EQ(found.value("health").toString().toStdString(), health) << check;
+        EXPECT_THAT(found.value("text").toString().toStdString(), HasSubstr(text));
+        EXPECT_THAT(found.value("command").toString().toStdString(), HasSubstr(command));
+        return found.value("command").toString().toStdString();
+    }
+
+    /// The same, and runs the command as somebody would who may use sudo.
+    void findsAndFixes(const std::string& check, const std::string& health, const std::string& text,
+                       const std::string& command = "") {
+        const std::string fix = finds(check, health, text, command);
+        ASSERT_THAT(fix, HasSubstr(fs::path(privateDirectory()).parent_path().string()))
+            << "would change something of the machine's own";
+        const ProgramResult result = runShell("sudo() { \"$@\"; }; udevadm() { :; }; " + fix);
+        EXPECT_EQ(result.exitCode, 0) << fix << "\n" << result.errors;
+    }
+
+    std::string simulatedNode() { return terminal().testBed().rootDirectory() + "/dev/hidraw0"; }
+
+    std::string m_libraryDirectory; ///< of a library that is elsewhere
+    std::string m_user;             ///< words of shell in front of the program
+};
+
+void letEverybodyInto(const std::string& directory) {
+    for (fs::path place = directory; place != "/tmp" && place.has_relative_path();
+         place = place.parent_path()) {
+        EXPECT_EQ(::chmod(place.c_str(), 0755), 0) << place;
+    }
+}
+
+constexpr gid_t kNobodysGroup = 65534;
+constexpr gid_t kAnotherGroup = 1;
+
+/// Asked by a user who has no rights, which takes the rights to become somebody else.
+class DoctorPermissionTest : public DoctorTest {
+protected:
+    void SetUp() override {
+        if (::geteuid() != 0) {
+            GTEST_SKIP() << "needs root to become somebody else";
+        }
+        for (const std::string& directory : {privateDirectory(), terminal().testBed().rootDirectory()}) {
+            letEverybodyInto(directory);
+        }
+        becomeNobody(kNobodysGroup);
+    }
+    void becomeNobody(gid_t group) {
+        m_user =
+            "env -u TSAN_OPTIONS setpriv --reuid 65534 --clear-groups --regid " + std::to_string(group) + " ";
+    }
+    /// A log directory for this user's group, and a log in it that this user may not write.
+    static void makeLog(uid_t owner, mode_t mode) {
+        const std::string directory = privateDirectory() + "/log";
+        fs::create_directory(directory);
+        EXPECT_EQ(::chown(directory.c_str(), owner, kNobodysGroup), 0);
+        fs::permissions(directory, static_cast<fs::perms>(mode));
+        writeFile(logPath(), "");
+    }
+    /// Asks as a user to whom a node of this group and mode is closed.
+    void isKeptOut(gid_t nodeGroup, mode_t mode, const std::string& text, const std::string& command) {
+        const std::string node = fs::read_symlink(simulatedNode());
+        ASSERT_EQ(::chown(node.c_str(), 0, nodeGroup), 0);
+        ASSERT_EQ(::chmod(node.c_str(), mode), 0);
+        finds("permissions", "problem", "you may not read and write /dev/hidraw0: " + text, command);
+    }
+};
 
 TEST_F(DoctorTest, FindsAHealthyMachine) {
     const ProgramResult result = doctor();
@@ -52,15 +154,13 @@ TEST_F(DoctorTest, MissesTheIni) {
     EXPECT_THAT(findings("answer"), IsEmpty());
 }
 
-TEST_F(DoctorTest, MissesAnId) {
+TEST_F(DoctorTest, ReadsTheIniAsTheLibraryDoes) {
     writeIni("VID=0x1209\n");
     finds("ini", "problem", R"(VID "1209" and PID "")", "PDAConfigure.ini");
-}
-
-TEST_F(DoctorTest, ReadsTheIniAsTheLibraryDoes) {
     writeIni("# VID=ffff\r\nMY_VID=ffff\r\nVID=ffff\r\n  VID  =  0x1209\r\nvid=ffff\r\nPID=0001\r\n");
     finds("ini", "ok", "says 1209:0001");
     finds("answer", "ok", "the terminal answers");
+    finds("log", "ok", "PDA.log can be written"); // which is there now
 }
 
 TEST_F(DoctorTest, KeepsTheLibraryFromAnIniThatEndsIt) {
@@ -76,52 +176,15 @@ TEST_F(DoctorTest, KeepsTheLibraryFromAnIniThatEndsIt) {
 TEST_F(DoctorTest, TakesOutEveryLineThatEndsTheLibrary) {
     const std::string tooLong = "VID=PID=" + std::string(300, 'x') + "\n";
     writeIni("VID=0x1209\n" + tooLong + "PID=0x0001\n" + tooLong);
-    finds("ini", "problem", "line 2: too long", "sudo sed -i '2d;4d' ");
-    fix("ini");
+    findsAndFixes("ini", "problem", "line 2: too long", "sudo sed -i '2d;4d' ");
     finds("ini", "ok", "says 1209:0001");
     finds("answer", "ok", "the terminal answers");
 }
 
-TEST_F(DoctorTest, KeepsEveryCommandFromAnIniThatEndsTheLibrary) {
-    writeIni("VID=0x1209\nPID=0x0001aaaaaaaaaaaaaaaaaaaaa\n");
-    const std::string file = scratchDirectory() + "/file";
-    writeFile(file, "12345");
-    const std::vector<Words> commands = {
-        {"info"},
-        {"call", "600002"},
-        {"scan", "start"},
-        {"teller", "registered"},
-        {"lock", "list"},
-        {"lock", "result"},
-        {"file", "send", file},
-        {"file", "fetch", file + ".new"},
-        {"listen"},
-        {"login", "wait"},
-        {"login", "answer", "000000"},
-    };
-    const auto saysHowToFix = AllOf(HasSubstr("PDAConfigure.ini, line 2: too long"),
-                                    HasSubstr("\n  sudo sed -i 2d " + privateDirectory()));
-    for (const Words& command : commands) {
-        const ProgramResult result = pdactl(command);
-        EXPECT_EQ(result.exitCode, 1) << command[0];
-        EXPECT_THAT(result.errors, saysHowToFix) << command[0];
-        EXPECT_EQ(result.output, "") << command[0];
-        EXPECT_THAT(json(command, 1).value("message").toString().toStdString(), saysHowToFix) << command[0];
-    }
-    EXPECT_THAT(terminal().received(), IsEmpty());
-    EXPECT_FALSE(fs::exists(file + ".new"));
-    EXPECT_FALSE(fs::exists(privateDirectory() + "/log")); // the library would have made it
-}
-
-TEST_F(DoctorTest, DoesNotReplaceAnIniThatItMayNotRead) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "needs root to become somebody else";
-    }
-    becomeNobody();
+TEST_F(DoctorPermissionTest, DoesNotReplaceAnIniThatItMayNotRead) {
     const std::string ini = privateDirectory() + "/PDAConfigure.ini";
     ASSERT_EQ(::chmod(ini.c_str(), 0600), 0);
-    finds("ini", "problem", "is there, but you may not read it", "sudo chmod a+r " + ini);
-    fix("ini");
+    findsAndFixes("ini", "problem", "is there, but you may not read it", "sudo chmod a+r " + ini);
     finds("ini", "ok", "says 1209:0001");
 }
 
@@ -129,34 +192,26 @@ TEST_F(DoctorTest, SeesAFolderInPlaceOfTheIni) {
     removeIni();
     const std::string ini = privateDirectory() + "/PDAConfigure.ini";
     fs::create_directory(ini);
-    finds("ini", "problem", "is a folder");
-    fix("ini");
-    finds("ini", "problem", "is not there");
-    fix("ini");
+    findsAndFixes("ini", "problem", "is a folder");
+    findsAndFixes("ini", "problem", "is not there");
     finds("ini", "ok", "says 1209:0001");
 }
 
 TEST_F(DoctorTest, MissesAPlaceForTheLog) {
     const std::string log = privateDirectory() + "/log";
     writeFile(log, "in the way");
-    finds("log", "problem", "is not a folder", "sudo mv " + log + " " + log + ".old");
-    fix("log");
+    findsAndFixes("log", "problem", "is not a folder", "sudo mv " + log + " " + log + ".old");
     finds("log", "ok", "can be made");
     EXPECT_EQ(readFile(log + ".old"), "in the way");
 }
 
 TEST_F(DoctorTest, SeesALogThatLeadsNowhere) {
     fs::create_directory_symlink(scratchDirectory() + "/nowhere", privateDirectory() + "/log");
-    finds("log", "problem", "does not lead to one: nothing is logged");
-    fix("log");
+    findsAndFixes("log", "problem", "does not lead to one: nothing is logged");
     finds("log", "ok", "can be made");
 }
 
-TEST_F(DoctorTest, SeesALogFolderThatOnlyOthersMayWrite) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "needs root to become somebody else";
-    }
-    becomeNobody();
+TEST_F(DoctorPermissionTest, SeesALogFolderThatOnlyOthersMayWrite) {
     finds("log", "problem", "is not there, and you may not make it", "sudo install -d -m 750 -o ");
     fs::create_directory(privateDirectory() + "/log");
     finds("log", "problem", "cannot be written: nothing is logged", "sudo install -d -m 750 -o ");
@@ -164,34 +219,17 @@ TEST_F(DoctorTest, SeesALogFolderThatOnlyOthersMayWrite) {
 
 TEST_F(DoctorTest, SeesAFolderInPlaceOfTheLog) {
     fs::create_directories(logPath());
-    finds("log", "warning", "PDA.log is a folder: the library writes PDA_T1.log", "sudo mv ");
-    fix("log");
+    findsAndFixes("log", "warning", "PDA.log is a folder: the library writes PDA_T1.log", "sudo mv ");
     finds("log", "ok", "PDA.log can be written");
 }
 
-TEST_F(DoctorTest, SeesALogThatOnlyOthersMayWrite) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "needs root to become somebody else";
-    }
-    becomeNobody();
-    const std::string directory = privateDirectory() + "/log";
-    fs::create_directory(directory);
-    ASSERT_EQ(::chown(directory.c_str(), 65534, 65534), 0);
-    fs::permissions(directory, static_cast<fs::perms>(0750));
-    writeFile(logPath(), "");
+TEST_F(DoctorPermissionTest, SeesALogThatOnlyOthersMayWrite) {
+    makeLog(kNobodysGroup, 0750);
     finds("log", "warning", "PDA_T1.log", "sudo chown \"$(id -un)\" " + logPath());
 }
 
-TEST_F(DoctorTest, AcceptsALogDirectoryThatSeveralUsersShare) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "needs root to become somebody else";
-    }
-    becomeNobody();
-    const std::string directory = privateDirectory() + "/log";
-    fs::create_directory(directory);
-    ASSERT_EQ(::chown(directory.c_str(), 0, 65534), 0);
-    fs::permissions(directory, static_cast<fs::perms>(0770));
-    writeFile(logPath(), "");
+TEST_F(DoctorPermissionTest, AcceptsALogDirectoryThatSeveralUsersShare) {
+    makeLog(0, 0770);
     finds("log", "ok", "PDA.log is another user's; beside it the library writes PDA_T1.log");
 }
 
@@ -199,23 +237,18 @@ TEST_F(DoctorTest, QuotesWhatAShellWouldTakeApart) {
     const std::string directory = scratchDirectory() + "/bank's $(touch host) & lib";
     fs::create_directory(directory);
     fs::copy_file(privateDirectory() + "/libpdalink.so.1", directory + "/libpdalink.so.1");
-    setLibraryDirectory(directory);
+    m_libraryDirectory = directory;
     finds("library", "ok", directory);
-    fix("ini");
+    findsAndFixes("ini", "problem", "is not there");
     finds("ini", "ok", directory + "/PDAConfigure.ini says 1209:0001");
     writeFile(directory + "/PDAConfigure.ini", "VID=1209\nPID=" + std::string(16, '0') + "\nPID=0001\n");
-    fix("ini");
+    findsAndFixes("ini", "problem", "too long");
     finds("ini", "ok", directory + "/PDAConfigure.ini says 1209:0001");
     fs::remove_all(directory + "/log");
     writeFile(directory + "/log", "");
-    fix("log");
+    findsAndFixes("log", "problem", "is not a folder");
     finds("log", "ok", directory + "/log can be made");
     EXPECT_TRUE(fs::exists(directory + "/log.old"));
-}
-
-TEST_F(DoctorTest, SeesALogThatIsThere) {
-    EXPECT_EQ(pdactl({"info"}).exitCode, 0);
-    finds("log", "ok", "PDA.log can be written");
 }
 
 TEST_F(DoctorTest, KeepsTheLibraryFromANodeThatEndsIt) {
@@ -276,6 +309,66 @@ TEST_F(DoctorTest, SeesAnotherProcessAtTheNode) {
 TEST_F(DoctorTest, HearsThatTheTerminalDoesNotAnswer) {
     terminal().addFault("8001", Fault().silence());
     finds("answer", "problem", "no usable reply", "PDA.log");
+}
+
+TEST_F(DoctorPermissionTest, ShowsWhatUdevMakesOfANodeThatIsGivenToNobody) {
+    const std::string test = "udevadm test /sys/class/hidraw/hidraw0";
+    const std::string text = "no udev rule gives it to you. The package's 70-pdalink.rules does";
+    const group* const tty = ::getgrnam("tty");
+    ASSERT_NE(tty, nullptr);
+    isKeptOut(0, 0600, text, test);
+    isKeptOut(0, 0660, text, test);
+    isKeptOut(tty->gr_gid, 0640, text, test);
+    EXPECT_THAT(findings("answer"), IsEmpty());
+}
+
+TEST_F(DoctorPermissionTest, LeadsToTheGroupOfTheNode) {
+    const group* const tty = ::getgrnam("tty");
+    ASSERT_NE(tty, nullptr);
+    isKeptOut(tty->gr_gid, 0660, "it is for group tty, in which you are not",
+              "sudo usermod -aG tty \"$(id -un)\"");
+}
+
+TEST_F(DoctorPermissionTest, KnowsThatAMemberHasToLogInAgain) {
+    const group* const own = ::getgrgid(kNobodysGroup);
+    ASSERT_NE(own, nullptr);
+    becomeNobody(kAnotherGroup);
+    isKeptOut(kNobodysGroup, 0660, std::string("you are in group ") + own->gr_name,
+              std::string("newgrp ") + own->gr_name);
+}
+
+TEST_F(DoctorTest, SeesThatTheNodeIsMissing) {
+    const std::string target = fs::read_symlink(simulatedNode());
+    fs::remove(simulatedNode());
+    finds("permissions", "problem", "/dev/hidraw0 is not there, although the kernel has the device",
+          "sudo mknod -m 600 /dev/hidraw0 c $(tr : ' ' < /sys/class/hidraw/hidraw0/dev)");
+    fs::create_symlink("/dev/pts/987654", simulatedNode());
+    finds("permissions", "problem", "simulated terminal, which has ended", "pdasim serve");
+    EXPECT_THAT(findings("answer"), IsEmpty());
+    fs::remove(simulatedNode());
+    fs::create_symlink(target, simulatedNode());
+}
+
+/// The rule that the package brings, as udev understands it.
+TEST_F(DoctorTest, PackagedRuleGivesTheNodeToItsGroupAndToWhoeverIsLoggedIn) {
+    const std::string rule = readFile(PDALINK_UDEV_RULE);
+    EXPECT_THAT(rule, AllOf(HasSubstr("\n"
+                                      R"(ACTION!="remove", SUBSYSTEM=="hidraw", )"
+                                      R"(ATTRS{idVendor}=="1209", ATTRS{idProduct}=="0001", )"
+                                      R"(MODE="0660", GROUP="plugdev", TAG+="uaccess")"),
+                            Not(HasSubstr("ATTR{"))));
+    if (runShell("type udevadm && unshare --mount mount -t tmpfs none /run").exitCode != 0) {
+        return; // no udev, or a container that does not let it have directories of its own
+    }
+    const std::string rules = scratchDirectory() + "/rules";
+    fs::create_directory(rules);
+    fs::copy_file(PDALINK_UDEV_RULE, rules + "/70-pdalink.rules");
+    const ProgramResult result = shell("unshare --mount sh -c 'mount --bind " + rules +
+                                       " /usr/lib/udev/rules.d && "
+                                       "mount -t tmpfs none /run && mount -t tmpfs none /dev && "
+                                       "udevadm test --action=add /sys/class/hidraw/hidraw0 2>&1'");
+    EXPECT_THAT(result.output, AllOf(HasSubstr("70-pdalink.rules:4 MODE 0660"), HasSubstr("TAGS=:uaccess:")))
+        << result.output;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "PdactlRun.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <ostream>
 
 namespace {
@@ -50,6 +51,7 @@ INSTANTIATE_TEST_SUITE_P(
         Outcome{"Silence", kScan, "8004", Fault().silence(), 5, 2, "no usable reply"},
         Outcome{"AReplyOfAnotherType", kScan, "8004", Fault().replyType("8005"), 5, 2, "no usable reply"},
         Outcome{"ARefusal", kScan, "8004", Fault().refuse("000042"), 6, 0, "refused with 000042"},
+        Outcome{"ALocksRefusal", {"lock", "list"}, "7011", Fault().refuse("000042"), 6, 0, "refused with 000042"},
         Outcome{"AReplyWithoutAResultCode", kScan, "8004", Fault().dropTag("Ex_RetCode"), 6, 0, "/log'"},
         // More than a host's buffer holds, once it is written as JSON.
         Outcome{"ATooLongResponse", {"scan", "list"}, "8005",
@@ -89,42 +91,44 @@ TEST_F(OutcomeTest, LeadsToTheReplyThatHasNoResultCode) {
                                             HasSubstr("'pdactl log --full " + privateDirectory() + "/log'")));
 }
 
-/// A machine with a keyboard that is no USB device.
-class OrphanTest : public PdactlTest {
+/// On a machine that would make the library's process exit.
+class DangerTest : public PdactlTest {
 protected:
-    OrphanTest() {
-        pdasim::DeviceDescription keyboard;
-        keyboard.hasUsbParent = false;
-        terminal().testBed().addDevice(keyboard);
+    void stopsEveryCommand(const std::string& text, const std::string& command) {
+        const std::string file = scratchDirectory() + "/file";
+        writeFile(file, "12345");
+        const std::vector<Words> commands = {
+            {"info"},          {"call", "600002"},
+            {"scan", "start"}, {"teller", "registered"},
+            {"lock", "list"},  {"file", "send", file},
+            {"listen"},        {"file", "fetch", file + ".new"},
+            {"login", "wait"}, {"login", "answer", "000000"},
+        };
+        for (const Words& words : commands) {
+            SCOPED_TRACE(words.front());
+            const ProgramResult result = pdactl(words);
+            EXPECT_EQ(result.exitCode, 1);
+            EXPECT_THAT(result.errors, AllOf(HasSubstr(text), HasSubstr(command)));
+            EXPECT_EQ(result.output, "");
+        }
+        EXPECT_THAT(json({"info"}, 1).value("message").toString().toStdString(),
+                    AllOf(HasSubstr(text), HasSubstr(command)));
+        EXPECT_THAT(terminal().received(), IsEmpty());
+        EXPECT_FALSE(std::filesystem::exists(file + ".new"));
+        EXPECT_FALSE(std::filesystem::exists(privateDirectory() + "/log")); // the library would have made it
     }
 };
 
-TEST_F(OrphanTest, StopsEveryCommandThatWouldMeetIt) {
-    const std::string file = scratchDirectory() + "/file";
-    writeFile(file, "12345");
-    const std::vector<Words> commands = {
-        {"info"},
-        {"call", "600002"},
-        {"lock", "list"},
-        {"file", "send", file},
-        {"file", "fetch", file + ".new"},
-        {"listen"},
-        {"login", "wait"},
-        {"login", "answer", "000000"},
-    };
-    for (const Words& command : commands) {
-        const ProgramResult result = pdactl(command);
-        EXPECT_EQ(result.exitCode, 1) << command[0];
-        EXPECT_THAT(result.errors, AllOf(HasSubstr("belongs to no USB device"), HasSubstr("/driver/unbind")))
-            << command[0];
-        EXPECT_EQ(result.output, "") << command[0];
-    }
-    EXPECT_THAT(terminal().received(), IsEmpty());
-    EXPECT_EQ(readFile(file + ".new"), "");
+TEST_F(DangerTest, OfAKeyboardThatIsNoUsbDeviceStopsEveryCommand) {
+    pdasim::DeviceDescription keyboard;
+    keyboard.hasUsbParent = false;
+    terminal().testBed().addDevice(keyboard);
+    stopsEveryCommand("belongs to no USB device", "/driver/unbind");
 }
 
-TEST_F(OrphanTest, IsToldInJson) {
-    EXPECT_THAT(json({"info"}, 1).value("message").toString().toStdString(), HasSubstr("no USB device"));
+TEST_F(DangerTest, OfALineThatIsTooLongStopsEveryCommand) {
+    writeIni("VID=0x1209\nPID=0x0001aaaaaaaaaaaaaaaaaaaaa\n");
+    stopsEveryCommand("PDAConfigure.ini, line 2: too long", "\n  sudo sed -i 2d " + privateDirectory());
 }
 
 } // namespace

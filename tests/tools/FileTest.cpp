@@ -203,12 +203,6 @@ INSTANTIATE_TEST_SUITE_P(
     nameOfMishap);
 // clang-format on
 
-TEST_F(FileTest, IsNotSentWholeAfterARefusal) {
-    terminal().addFault("8015", Fault().refuse("000042").from(2));
-    (void)json({"file", "send", file(someBytes(4 * kPacketBytes))}, 8);
-    EXPECT_LT(terminal().state().files.sent.at(1).packets.size(), 4U);
-}
-
 TEST_F(FileTest, IsNotWrittenWhenItHasHalfAByte) {
     offerText("11223344556");
     EXPECT_THAT(message(fetch(8)), HasSubstr("not pairs of hexadecimal digits"));
@@ -241,14 +235,6 @@ TEST_F(FileTest, FailsAsARequestToo) {
     const ProgramResult whole =
         shell(R"(echo '{"transCode":"600016","pdaNumber":"1","pCmdEx":7,"pInfEx":"x"}' | pdactl call -)");
     EXPECT_EQ(whole.exitCode, 8) << whole.errors;
-}
-
-// Failures of the library's own telling.
-
-TEST_F(FileTest, IsNotThere) {
-    const QJsonObject object = fetch(6);
-    EXPECT_THAT(message(object), HasSubstr("000003"));
-    EXPECT_THAT(names(), IsEmpty());
 }
 
 TEST_F(FileTest, IsLeftAloneWhenTheTerminalIsUnpluggedHalfway) {
@@ -300,50 +286,18 @@ TEST_F(NamedFileTest, LeavesNothingWhenItIsInterrupted) {
     EXPECT_THAT(names(), IsEmpty());
 }
 
-// What is refused before anything is sent.
-
-class RefusedFileTest : public FileTest {
-protected:
-    void refuses(const Words& arguments, int exitCode, const std::string& reason) {
-        const ProgramResult result = pdactl(arguments);
-        EXPECT_EQ(result.exitCode, exitCode) << result.errors;
-        EXPECT_THAT(result.errors, HasSubstr(reason));
-        EXPECT_THAT(terminal().received(), IsEmpty());
-    }
-};
-
-TEST_F(RefusedFileTest, IsTooSmall) {
-    refuses({"file", "send", file("1234")}, 2,
-            "it has 4 bytes, and the protocol sends files of 5 bytes and more");
-    refuses({"file", "send", file("")}, 2, "it has 0 bytes");
-}
-
-TEST_F(RefusedFileTest, IsTooLarge) {
-    fs::resize_file(file("x"), 300000001);
-    refuses({"file", "send", path("file")}, 2, "at most 300000000 (600,000,000 hexadecimal digits)");
-}
-
-TEST_F(RefusedFileTest, CannotBeReadOrWritten) {
-    refuses({"file", "send", path("nothing")}, 1, "there is no such file");
-    refuses({"file", "send", scratchDirectory()}, 1, "not a regular file");
-    refuses({"file", "fetch", path("no/such/place")}, 1, "Cannot write");
-    refuses({"file", "fetch", scratchDirectory()}, 1, "not a regular file");
-}
-
-TEST_F(RefusedFileTest, HasInformationThatTheProtocolCannotCarry) {
-    refuses({"file", "send", file("12345"), "--info", "<b>"}, 2, "--info");
-    refuses({"file", "send", file("12345"), "--info", "x\xffy"}, 2, "not UTF-8 text");
-    refuses({"file", "fetch", path("new"), "--info", "x>"}, 2, "--info");
-    refuses({"file", "fetch", path("new"), "--pda", "\xff"}, 2, "--pda holds bytes that are not UTF-8 text");
-    const std::string unsendable = path("n\xffm");
-    writeFile(unsendable, "12345");
-    refuses({"file", "send", unsendable}, 2, "--info (the file's name unless given) holds bytes");
-}
-
-TEST_F(RefusedFileTest, HasNoLogThatWouldTellOfRefusals) {
+TEST_F(FileTest, IsNotTransferredWithoutALogThatWouldTellOfRefusals) {
     writeFile(privateDirectory() + "/log", "in the way");
-    refuses({"file", "send", file("12345")}, 1, "cannot write its log");
-    refuses({"file", "fetch", path("new")}, 1, "pdactl doctor");
+    const std::vector<std::pair<Words, std::string>> rows = {
+        {{"file", "send", file("12345")}, "cannot write its log"},
+        {{"file", "fetch", path("new")}, "pdactl doctor"},
+    };
+    for (const auto& [arguments, reason] : rows) {
+        const ProgramResult result = pdactl(arguments);
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_THAT(result.errors, HasSubstr(reason));
+    }
+    EXPECT_THAT(terminal().received(), IsEmpty());
     EXPECT_THAT(names(), ElementsAre("file"));
 }
 

@@ -165,52 +165,36 @@ TEST_F(ListenTest, HandsNoMessageOverWhileAnotherIsHalfReceived) {
     EXPECT_LT(output.find("gave up a message"), output.find("label  A1\n"));
 }
 
-TEST_F(ListenTest, TakesAMessageThatComesInPieces) {
-    RunningPdactl& listener = listen({"--json", "--count", "2"});
-    const std::string second = label("A2");
-    terminal().sendText(label("A1") + second.substr(0, 70));
-    terminal().sendText(second.substr(70));
-    const ProgramResult result = listener.finish();
-    EXPECT_EQ(result.exitCode, 0) << result.errors;
-    EXPECT_THAT(labelsIn(result.output), ElementsAre("A1", "A2"));
-    EXPECT_THAT(acknowledgedTypes(), ElementsAre("9001", "9001"));
-}
-
-TEST_F(ListenTest, SkipsWhatDoesNotBeginAMessage) {
-    RunningPdactl& listener = listen({"--json", "--count", "1"});
-    terminal().sendText("garbage" + label("A1"));
-    const ProgramResult result = listener.finish();
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_THAT(labelsIn(result.output), ElementsAre("A1"));
-    EXPECT_THAT(result.errors, HasSubstr("warning: skipped 7 characters that do not begin a message"));
-}
-
-TEST_F(ListenTest, GivesUpWhatIsNeverFinished) {
-    RunningPdactl& listener = listen({"--json", "--count", "1"});
-    terminal().sendText(label("A1").substr(0, 90));
-    EXPECT_TRUE(listener.complains("gave up a message of which only 90 characters came"));
-    EXPECT_THAT(terminal().acknowledgements(), IsEmpty());
-    (void)terminal().announce(pdasim::scannedLabel("A2"));
-    EXPECT_THAT(labelsIn(listener.finish().output), ElementsAre("A2"));
-}
-
-TEST_F(ListenTest, FindsTheNextMessageAfterOneWithAWrongLength) {
-    RunningPdactl& listener = listen({"--json", "--count", "1"});
+TEST_F(ListenTest, FindsTheMessagesInWhatComes) {
     std::string wrong = label("A1");
     wrong.replace(0, 6, "000900");
-    terminal().sendText(wrong + label("A2"));
-    EXPECT_TRUE(listener.complains("gave up a message"));
-    EXPECT_THAT(labelsIn(listener.finish().output), ElementsAre("A2"));
-}
-
-TEST_F(ListenTest, SkipsMessagesThatATerminalDoesNotStart) {
-    RunningPdactl& listener = listen({"--json", "--count", "1"});
     std::string strange = label("A1");
     strange.replace(6, 4, "8001");
-    terminal().sendText(strange + label("A2"));
-    const ProgramResult result = listener.finish();
-    EXPECT_THAT(labelsIn(result.output), ElementsAre("A2"));
-    EXPECT_THAT(result.errors, HasSubstr("skipped a message of type 8001"));
+    struct Row {
+        const char* name;
+        std::vector<std::string> pieces;
+        std::vector<std::string> labels;
+        const char* warning; ///< part of it
+    };
+    const std::vector<Row> rows = {
+        {"in pieces", {label("A1") + label("A2").substr(0, 70), label("A2").substr(70)}, {"A1", "A2"}, ""},
+        {"garbage", {"garbage" + label("A1")}, {"A1"}, "warning: skipped 7 characters that do not begin"},
+        {"a wrong length", {wrong + label("A2")}, {"A2"}, "gave up a message of which only "},
+        {"a type that no terminal starts", {strange + label("A2")}, {"A2"}, "skipped a message of type 8001"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const std::size_t before = terminal().acknowledgements().size();
+        RunningPdactl& listener = listen({"--json", "--count", std::to_string(row.labels.size())});
+        for (const std::string& piece : row.pieces) {
+            terminal().sendText(piece);
+        }
+        const ProgramResult result = listener.finish();
+        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_EQ(labelsIn(result.output), row.labels);
+        EXPECT_THAT(result.errors, HasSubstr(row.warning));
+        EXPECT_EQ(terminal().acknowledgements().size() - before, row.labels.size());
+    }
 }
 
 TEST_F(ListenTest, EndsCleanlyOnASignal) {

@@ -14,6 +14,7 @@ using pdactl::MessageSplitter;
 using pdalink::test::growthOf;
 using pdalink::test::MaxLinearGrowth;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 const QString kConstants = "QEV   " + QString(24, '0') + QString(8, ' ') + "05";
@@ -23,124 +24,94 @@ QString message(const QString& body, const QString& type = "9001") {
     return QString("%1").arg(rest.size() + 6, 6, 10, QChar('0')) + rest;
 }
 
-class MessageSplitterTest : public testing::Test {
+/// What a text is cut into.
+struct Cut {
+    const char* name;
+    QString text;
+    std::vector<QString> messages;
+    std::vector<std::string> warnings{};
+};
+
+std::string skipped(int count) {
+    return "skipped " + std::to_string(count) + " characters that do not begin a message";
+}
+
+TEST(MessageSplitterTest, CutsATextInAnyPieces) {
+    const QString a = message("<a>1</a>");
+    const QString b = message("<b></b>");
+    const QString wide = message(QString::fromUtf8("<a>\u7f16\u53f7</a>"));
+    const std::vector<Cut> cuts = {
+        {"messages that follow each other", a + b + message(""), {a, b, message("")}},
+        {"characters of several bytes", wide + b, {wide, b}},
+        {"something else around",
+         "12345" + a + "</a>" + b + "\r\n",
+         {a, b},
+         {skipped(5), skipped(4), skipped(2)}},
+        {"too short a header", "0000499001" + kConstants + a, {a}, {skipped(50)}},
+        {"a type that is not four digits", "000050900x" + kConstants + a, {a}, {skipped(50)}},
+        {"a header without tags after it", a.left(50) + "x" + b, {b}, {skipped(51)}},
+    };
+    for (const Cut& cut : cuts) {
+        SCOPED_TRACE(cut.name);
+        MessageSplitter whole;
+        whole.add(cut.text, {});
+        EXPECT_EQ(whole.warnings, cut.warnings);
+        for (int size = 1; size <= cut.text.size(); ++size) {
+            MessageSplitter splitter;
+            for (int begin = 0; begin < cut.text.size(); begin += size) {
+                splitter.add(cut.text.mid(begin, size), {});
+            }
+            EXPECT_THAT(splitter.messages, ElementsAreArray(cut.messages)) << size;
+            EXPECT_FALSE(splitter.isUnfinished()) << size;
+        }
+    }
+}
+
+class UnfinishedMessageTest : public testing::Test {
 protected:
-    void add(const QString& text) { m_splitter.add(text, m_now); }
     void wait(std::chrono::milliseconds time) {
         m_now += time;
         m_splitter.giveUpOld(m_now);
     }
-    std::vector<QString> taken() {
-        std::vector<QString> all;
-        while (const std::optional<QString> next = m_splitter.next()) {
-            all.push_back(*next);
-        }
-        return all;
-    }
-    bool isUnfinished() const { return m_splitter.isUnfinished(); }
-    std::vector<std::string> warnings() { return m_splitter.takeWarnings(); }
 
-private:
     MessageSplitter m_splitter;
     MessageSplitter::Clock::time_point m_now = MessageSplitter::Clock::now();
 };
 
-TEST_F(MessageSplitterTest, CutsMessagesThatFollowEachOther) {
-    add(message("<a>1</a>") + message("<b></b>") + message(""));
-    EXPECT_THAT(taken(), ElementsAre(message("<a>1</a>"), message("<b></b>"), message("")));
-    EXPECT_FALSE(isUnfinished());
-    EXPECT_THAT(warnings(), IsEmpty());
-}
-
-TEST_F(MessageSplitterTest, TakesTextInAnyPieces) {
-    const QString text = message("<a>1</a>") + message("<b></b>");
-    for (int size = 1; size < text.size(); ++size) {
-        for (int begin = 0; begin < text.size(); begin += size) {
-            add(text.mid(begin, size));
-        }
-        EXPECT_THAT(taken(), ElementsAre(message("<a>1</a>"), message("<b></b>"))) << size;
-        EXPECT_FALSE(isUnfinished());
-        EXPECT_THAT(warnings(), IsEmpty());
-    }
-}
-
-TEST_F(MessageSplitterTest, CountsCharactersNotBytes) {
-    const QString text = message(QString::fromUtf8("<a>\u7f16\u53f7</a>"));
-    add(text + message("<b></b>"));
-    EXPECT_THAT(taken(), ElementsAre(text, message("<b></b>")));
-}
-
-TEST_F(MessageSplitterTest, SkipsWhatDoesNotBeginAMessage) {
-    add("12345" + message("<a></a>") + "</a>" + message("<b></b>") + "\r\n");
-    EXPECT_THAT(taken(), ElementsAre(message("<a></a>"), message("<b></b>")));
-    EXPECT_THAT(warnings(), ElementsAre("skipped 5 characters that do not begin a message",
-                                        "skipped 4 characters that do not begin a message",
-                                        "skipped 2 characters that do not begin a message"));
-    EXPECT_FALSE(isUnfinished());
-}
-
-TEST_F(MessageSplitterTest, SkipsAHeaderThatIsTooShortForOne) {
-    add("0000499001" + kConstants + message("<a></a>"));
-    EXPECT_THAT(taken(), ElementsAre(message("<a></a>")));
-    EXPECT_THAT(warnings(), ElementsAre("skipped 50 characters that do not begin a message"));
-}
-
-TEST_F(MessageSplitterTest, SkipsATypeThatIsNotFourDigits) {
-    add("000050900x" + kConstants + message("<a></a>"));
-    EXPECT_THAT(taken(), ElementsAre(message("<a></a>")));
-    EXPECT_THAT(warnings(), ElementsAre("skipped 50 characters that do not begin a message"));
-}
-
-TEST_F(MessageSplitterTest, SkipsAHeaderWithoutTagsAfterIt) {
-    const QString header = message("<a></a>").left(50);
-    add(header);
-    EXPECT_TRUE(isUnfinished());
-    add("x" + message("<b></b>"));
-    EXPECT_THAT(taken(), ElementsAre(message("<b></b>")));
-    EXPECT_THAT(warnings(), ElementsAre("skipped 51 characters that do not begin a message"));
-}
-
-TEST_F(MessageSplitterTest, GivesUpWhenNothingComesAnyMore) {
-    add(message("<a>1</a>").left(55));
+TEST_F(UnfinishedMessageTest, IsGivenUpWhenNothingComesAnyMore) {
+    m_splitter.add(message("<a>1</a>").left(55), m_now);
     wait(4900ms);
-    EXPECT_TRUE(isUnfinished());
-    add("/");
+    EXPECT_TRUE(m_splitter.isUnfinished());
+    m_splitter.add("/", m_now);
     wait(4900ms);
-    EXPECT_TRUE(isUnfinished());
+    EXPECT_TRUE(m_splitter.isUnfinished());
     wait(100ms);
-    EXPECT_FALSE(isUnfinished());
-    EXPECT_THAT(warnings(), ElementsAre("gave up a message of which only 56 characters came",
-                                        "skipped 55 characters that do not begin a message"));
-    add(message("<b></b>"));
-    EXPECT_THAT(taken(), ElementsAre(message("<b></b>")));
+    EXPECT_FALSE(m_splitter.isUnfinished());
+    EXPECT_THAT(m_splitter.warnings,
+                ElementsAre("gave up a message of which only 56 characters came", skipped(55)));
+    m_splitter.add(message("<b></b>"), m_now);
+    EXPECT_THAT(m_splitter.messages, ElementsAre(message("<b></b>")));
 }
 
-TEST_F(MessageSplitterTest, FindsMessagesAfterOneWithAWrongLength) {
+TEST_F(UnfinishedMessageTest, HidesNoMessageBehindAWrongLength) {
     QString wrong = message("<a></a>");
     wrong.replace(0, 6, "900000");
-    add(wrong + message("<b></b>"));
-    EXPECT_THAT(taken(), IsEmpty());
+    m_splitter.add(wrong + message("<b></b>"), m_now);
+    EXPECT_THAT(m_splitter.messages, IsEmpty());
     wait(5s);
-    EXPECT_THAT(taken(), ElementsAre(message("<b></b>")));
-    EXPECT_FALSE(isUnfinished());
+    EXPECT_THAT(m_splitter.messages, ElementsAre(message("<b></b>")));
+    EXPECT_FALSE(m_splitter.isUnfinished());
 }
 
-TEST(MessageSplitterWork, GrowsLinearlyWithTheNumberOfMessages) {
-    const auto split = [](std::size_t count) {
-        MessageSplitter splitter;
-        splitter.add(message("<a></a>").repeated(static_cast<int>(count)), {});
-        EXPECT_EQ(splitter.whole(), count);
-    };
-    EXPECT_LT(growthOf(split, 3000), MaxLinearGrowth);
-}
-
-TEST(MessageSplitterWork, GrowsLinearlyWithWhatDoesNotBeginAMessage) {
-    const auto split = [](std::size_t count) {
-        MessageSplitter splitter;
-        splitter.add(("x" + message("<a></a>")).repeated(static_cast<int>(count)), {});
-        EXPECT_EQ(splitter.takeWarnings().size(), count);
-    };
-    EXPECT_LT(growthOf(split, 3000), MaxLinearGrowth);
+TEST(MessageSplitterWork, GrowsLinearlyWithTheNumberOfMessagesAndOfWhatDoesNotBeginOne) {
+    for (const char* between : {"", "x"}) {
+        const auto split = [&](std::size_t count) {
+            MessageSplitter splitter;
+            splitter.add((between + message("<a></a>")).repeated(static_cast<int>(count)), {});
+            EXPECT_EQ(splitter.messages.size(), count);
+        };
+        EXPECT_LT(growthOf(split, 3000), MaxLinearGrowth);
+    }
 }
 
 } // namespace

@@ -43,10 +43,10 @@ TEST(TransferRecordTest, CountsResultCodes) {
     log.read(message("8016", tag("Ex_RetCode", "000043"))).read(packet(1, 2, "33"));
     for (const std::size_t pieceSize : {1U, 7U, 64U, 10000U}) {
         const TransferRecord record = recordOf(log, pieceSize);
-        EXPECT_EQ(record.accepted(), 2);
-        EXPECT_EQ(record.refused(), 2);
-        EXPECT_EQ(record.firstRefusal(), "000042");
-        EXPECT_EQ(record.total(), 2);
+        EXPECT_EQ(record.accepted, 2);
+        EXPECT_EQ(record.refused, 2);
+        EXPECT_EQ(record.firstRefusal, "000042");
+        EXPECT_EQ(record.total, 2);
         EXPECT_TRUE(record.hasWhole(6));
     }
 }
@@ -56,19 +56,19 @@ TEST(TransferRecordTest, LooksAtRepliesOfItsTypeOnly) {
     LogText log;
     log.written(other).step("Read XML:" + other + " ---Wrong Command --Delete");
     log.read(message("8015", kRefusal)).read("");
-    EXPECT_EQ(recordOf(log).accepted() + recordOf(log).refused(), 0);
+    EXPECT_EQ(recordOf(log).accepted + recordOf(log).refused, 0);
 }
 
 TEST(TransferRecordTest, TakesLinesInsideAReplyForItsText) {
     LogText log;
     log.read(message("8016", "\n\n" + tag("Ex_RetCode", "00\n0042"))).info("");
-    EXPECT_EQ(recordOf(log).refused(), 1);
-    EXPECT_EQ(recordOf(log).firstRefusal(), "00\n0042");
+    EXPECT_EQ(recordOf(log).refused, 1);
+    EXPECT_EQ(recordOf(log).firstRefusal, "00\n0042");
     LogText imitation;
     imitation.read(
         message("8016", kRefusal + "\n" + stamp(0) + "INFO     : HID Read XML: " + packet(0, 1, "11")));
-    EXPECT_EQ(recordOf(imitation).accepted(), 0);
-    EXPECT_EQ(recordOf(imitation).refused(), 1);
+    EXPECT_EQ(recordOf(imitation).accepted, 0);
+    EXPECT_EQ(recordOf(imitation).refused, 1);
 }
 
 TEST(TransferRecordTest, IsWholeWithEveryPacketOnce) {

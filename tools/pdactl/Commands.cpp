@@ -4,41 +4,10 @@ namespace pdactl {
 
 namespace {
 
-/// A command that only holds others, and one line from which to learn them.
-struct Group {
-    std::vector<const char*> words;
-    const char* help;
-    const char* example;
-};
+using Words = std::vector<const char*>;
 
-const std::vector<Group>& allGroups() {
-    static const std::vector<Group> groups = {
-        {{"bag"}, "Labels of bags", "pdactl bag write --number B0001 --org 1001 --type 1"},
-        {{"scan"}, "Scan runs at the terminal", "pdactl scan start; pdactl scan list; pdactl scan stop"},
-        {{"inventory"},
-         "Inventory tasks and their results",
-         "pdactl inventory send --task T1 --total 2 --labels 'B1;B2;'; pdactl inventory result"},
-        {{"handover"}, "Handovers of bags", "pdactl handover dot result --task T1"},
-        {{"handover", "dot"}, "Handovers at a service point", "pdactl handover dot result --task T1"},
-        {{"handover", "power"}, "Handovers between organisations", "pdactl handover power result --task T1"},
-        {{"key"},
-         "The terminal's keys, which are never given on the command line",
-         "pdactl key init --key @key.txt --check-value @check.txt; pdactl key check"},
-        {{"teller"}, "Tellers at the terminal", "pdactl teller registered"},
-        {{"lock"}, "Locks around the terminal", "pdactl lock list; pdactl lock info --lock L0001"},
-        {{"login"},
-         "Users who log in at the terminal",
-         "pdactl login wait --seconds 60; pdactl login answer 000000"},
-        {{"file"},
-         "Files to the terminal and from it",
-         "pdactl file send firmware.bin --command 7; pdactl file fetch report.bin --command 8"},
-    };
-    return groups;
-}
-
-} // namespace
-
-CLI::App* subcommand(CLI::App& app, const std::vector<const char*>& words) {
+/// The command of these words, added where it is missing.
+CLI::App* subcommand(CLI::App& app, const Words& words) {
     CLI::App* command = &app;
     for (const char* word : words) {
         const std::vector<CLI::App*> known =
@@ -51,14 +20,74 @@ CLI::App* subcommand(CLI::App& app, const std::vector<const char*>& words) {
     return command;
 }
 
-void addDryRun(CLI::App& command, Program& program) {
-    command
-        .add_flag("--dry-run", program.isDryRun,
-                  "print the message that would go to the terminal, secret values masked, and send nothing")
-        ->disable_flag_override();
+int carryOutVerb(const Program& program, const Transaction& transaction, const Values& given) {
+    Values values;
+    for (const Parameter& parameter : transaction.parameters) {
+        if (const auto value = given.find(parameter.name); value != given.end()) {
+            values[parameter.name] = readArgument(asOption(parameter), value->second, parameter.isSecret());
+        }
+    }
+    return carryOut(transaction, values, asOption, program);
 }
 
-void addExample(CLI::App& command, const std::vector<const char*>& words, const std::string& options) {
+void addVerb(Program& program, const Transaction& transaction) {
+    CLI::App& command = addCommand(program, transaction.command, transaction.help, transaction.example);
+    const auto given = std::make_shared<Values>();
+    for (const Parameter& parameter : transaction.parameters) {
+        const std::string name = parameter.name;
+        CLI::Option* const option = command.add_option_function<std::string>(
+            asOption(parameter), [given, name](const std::string& value) { (*given)[name] = value; },
+            parameter.help + std::string(parameter.isSecret() ? ": @FILE, or - for standard input" : ""));
+        if (parameter.preset != nullptr) {
+            option->default_str(parameter.preset);
+        } else {
+            option->required();
+        }
+    }
+    addDryRun(command, program);
+    setAction(command, program,
+              [&program, &transaction, given] { return carryOutVerb(program, transaction, *given); });
+}
+
+} // namespace
+
+void addVerbCommands(Program& program) {
+    for (const Transaction& transaction : allTransactions()) {
+        if (!transaction.command.empty()) {
+            addVerb(program, transaction);
+        }
+    }
+}
+
+void describeGroups(Program& program) {
+    const std::pair<Words, const char*> groups[] = {
+        {{"bag"}, "Labels of bags"},
+        {{"scan"}, "Scan runs at the terminal"},
+        {{"inventory"}, "Inventory tasks and their results"},
+        {{"handover", "dot"}, "Handovers at a service point"},
+        {{"handover", "power"}, "Handovers between organisations"},
+        {{"handover"}, "Handovers of bags"},
+        {{"key"}, "The terminal's keys, which are never given on the command line"},
+        {{"teller"}, "Tellers at the terminal"},
+        {{"lock"}, "Locks around the terminal"},
+        {{"login"}, "Users who log in at the terminal"},
+        {{"file"}, "Files to the terminal and from it"},
+    };
+    for (const auto& [words, help] : groups) {
+        CLI::App* const group = subcommand(program.app, words);
+        group->description(help);
+        group->footer(group->get_subcommands(nullptr).front()->get_footer()); // with an example
+    }
+}
+
+CLI::App& addCommand(Program& program, const Words& words, const char* help, const std::string& example) {
+    CLI::App& command = *subcommand(program.app, words);
+    command.description(help);
+    addExample(command, words, example);
+    return command;
+}
+
+void addExample(CLI::App& command, const Words& words, const std::string& options) {
     std::string example = "Example: pdactl";
     for (const char* word : words) {
         example.append(" ").append(word);
@@ -66,12 +95,15 @@ void addExample(CLI::App& command, const std::vector<const char*>& words, const 
     command.footer(options.empty() ? example : example.append(" ").append(options));
 }
 
-void describeGroups(Program& program) {
-    for (const Group& group : allGroups()) {
-        CLI::App* const command = subcommand(program.app, group.words);
-        command->description(group.help);
-        command->footer(std::string("Example: ") + group.example);
-    }
+void addDryRun(CLI::App& command, Program& program) {
+    command
+        .add_flag("--dry-run", program.isDryRun,
+                  "print the message that would go to the terminal, secret values masked, and send nothing")
+        ->disable_flag_override();
+}
+
+void setAction(CLI::App& command, Program& program, const std::function<int()>& action) {
+    command.callback([&program, action] { program.action = action; });
 }
 
 } // namespace pdactl

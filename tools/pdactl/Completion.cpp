@@ -3,121 +3,99 @@
 
 #include <algorithm>
 #include <iostream>
+#include <iterator>
 
 namespace pdactl {
 
 namespace {
 
-/// A word that can follow, and what it means.
-struct Candidate {
-    std::string word;
-    std::string help;
+/// The command line up to the word that is to be completed.
+struct Position {
+    const CLI::App* command;
+    std::vector<std::string> arguments{};
+    bool isValue = false; ///< the word is that of an option
 };
 
-using Candidates = std::vector<Candidate>;
-
-std::vector<const CLI::App*> commandsBelow(const CLI::App& command) {
-    return command.get_subcommands([](const CLI::App* /*any*/) { return true; });
+bool takesValue(const CLI::App& root, const CLI::App& command, const std::string& word) {
+    const CLI::Option* const own = command.get_option_no_throw(word);
+    const CLI::Option* const option = own != nullptr ? own : root.get_option_no_throw(word);
+    return option != nullptr && option->get_items_expected_max() > 0;
 }
 
-/// The options of a command, those of the program included.
-std::vector<const CLI::Option*> optionsOf(const CLI::App& root, const CLI::App& command) {
+Position positionAfter(const CLI::App& root, const std::vector<std::string>& words) {
+    Position position{&root};
+    for (std::size_t i = 0; i + 1 < words.size(); ++i) {
+        const std::vector<const CLI::App*> next = position.command->get_subcommands(
+            [&](const CLI::App* each) { return position.arguments.empty() && each->get_name() == words[i]; });
+        if (position.isValue || startsWith(words[i], "-")) {
+            position.isValue = !position.isValue && takesValue(root, *position.command, words[i]);
+        } else if (!next.empty()) {
+            position.command = next.front();
+        } else {
+            position.arguments.push_back(words[i]);
+        }
+    }
+    return position;
+}
+
+using Offer = std::function<void(const std::string& word, const std::string& help)>;
+
+/// The options of a command, and those of the program.
+void offerOptions(const CLI::App& root, const CLI::App& command, const Offer& offer) {
     std::vector<const CLI::Option*> options = command.get_options();
     if (&command != &root) {
-        for (const CLI::Option* option : root.get_options()) {
-            if (!option->check_name("--help")) { // which each command has itself
-                options.push_back(option);
-            }
-        }
+        const std::vector<const CLI::Option*> shared = root.get_options();
+        std::copy_if(shared.begin(), shared.end(), std::back_inserter(options),
+                     [](const CLI::Option* option) {
+                         return !option->check_name("--help"); // which each command has itself
+                     });
     }
-    return options;
-}
-
-bool takesValue(const CLI::App& root, const CLI::App& command, const std::string& word) {
-    const std::vector<const CLI::Option*> options = optionsOf(root, command);
-    return std::any_of(options.begin(), options.end(), [&](const CLI::Option* option) {
-        return option->check_name(word) && option->get_items_expected_max() > 0;
-    });
-}
-
-Candidates optionNames(const CLI::App& root, const CLI::App& command) {
-    Candidates names;
-    for (const CLI::Option* option : optionsOf(root, command)) {
+    for (const CLI::Option* option : options) {
         for (const std::string& name : option->get_lnames()) {
-            names.push_back({"--" + name, option->get_description()});
+            offer("--" + name, option->get_description());
         }
     }
-    return names;
 }
 
-Candidates commandNames(const CLI::App& command) {
-    Candidates names;
-    for (const CLI::App* each : commandsBelow(command)) {
-        names.push_back({each->get_name(), each->get_description()});
-    }
-    return names;
-}
-
-Candidates codes() {
-    Candidates names;
+void offerCodes(const Offer& offer) {
+    std::string last;
     for (const Transaction& each : allTransactions()) {
-        if (!each.code.empty() && (names.empty() || names.back().word != each.code)) {
-            names.push_back({each.code, each.help});
+        if (!each.code.empty() && each.code != last) {
+            offer(each.code, each.help);
         }
+        last = each.code;
     }
-    return names;
 }
 
-Candidates members(const std::string& code) {
-    Candidates names;
+void offerMembers(const std::string& code, const Offer& offer) {
     if (const Transaction* const transaction = findCode(code)) {
         for (const Parameter& parameter : transaction->parameters) {
-            names.push_back({std::string(parameter.name) + "=", parameter.help});
+            offer(std::string(parameter.name) + "=", parameter.help);
         }
     }
-    return names;
-}
-
-/// What can follow these words in place of the last of them.
-Candidates candidatesFor(const CLI::App& root, const std::vector<std::string>& words) {
-    const CLI::App* command = &root;
-    std::vector<std::string> arguments;
-    bool isValue = false;
-    for (std::size_t i = 0; i + 1 < words.size(); ++i) {
-        const std::vector<const CLI::App*> below = commandsBelow(*command);
-        const auto next = std::find_if(below.begin(), below.end(), [&](const CLI::App* each) {
-            return arguments.empty() && each->get_name() == words[i];
-        });
-        if (isValue || startsWith(words[i], "-")) {
-            isValue = !isValue && takesValue(root, *command, words[i]);
-        } else if (next != below.end()) {
-            command = *next;
-        } else {
-            arguments.push_back(words[i]);
-        }
-    }
-    if (isValue) {
-        return {};
-    }
-    if (startsWith(words.back(), "-")) {
-        return optionNames(root, *command);
-    }
-    if (command->get_name() == "call") {
-        return arguments.empty() ? codes() : members(arguments.front());
-    }
-    return arguments.empty() ? commandNames(*command) : Candidates();
 }
 
 } // namespace
 
 void printCompletions(const CLI::App& root, const std::vector<std::string>& words) {
-    if (words.empty()) {
+    const Position position = positionAfter(root, words);
+    const Offer offer = [&](const std::string& word, const std::string& help) {
+        if (startsWith(word, words.back())) {
+            std::cout << word << '\t' << help.substr(0, help.find('\n')) << '\n';
+        }
+    };
+    if (words.empty() || position.isValue) {
         return;
     }
-    for (const Candidate& candidate : candidatesFor(root, words)) {
-        if (startsWith(candidate.word, words.back())) {
-            std::cout << candidate.word << '\t' << candidate.help.substr(0, candidate.help.find('\n'))
-                      << '\n';
+    if (startsWith(words.back(), "-")) {
+        offerOptions(root, *position.command, offer);
+    } else if (position.command->get_name() == "call" && position.arguments.empty()) {
+        offerCodes(offer);
+    } else if (position.command->get_name() == "call") {
+        offerMembers(position.arguments.front(), offer);
+    } else if (position.arguments.empty()) {
+        for (const CLI::App* each : position.command->get_subcommands(nullptr)) {
+            offer(each->get_name(), each->get_description());
         }
     }
 }

@@ -1,7 +1,6 @@
 #include "Host.h"
 
-#include "HidNodes.h"
-#include "IniFile.h"
+#include "Machine.h"
 #include "Signals.h"
 
 #include <pdalink/util/LockConfig.h>
@@ -14,14 +13,10 @@
 #include <filesystem>
 #include <new>
 #include <system_error>
-#include <vector>
 
 namespace pdactl {
 
 namespace {
-
-// Twice what the library returns at most, escapes included.
-constexpr std::size_t kResponseRoom = std::size_t{256} * 1024;
 
 bool g_isVerbose = false;
 
@@ -86,39 +81,24 @@ void silenceLibrary() {
     (void)qInstallMessageHandler(handleMessage);
 }
 
-Host::Host(bool verbose) : m_verbose(verbose), m_application(m_argumentCount, m_arguments) {
-    g_isVerbose = verbose;
+Host::Host(const Settings& settings)
+    : m_verbose(settings.verbose), m_application(m_argumentCount, m_arguments) {
+    g_isVerbose = m_verbose;
 }
 
 void Host::call(const std::function<void(CPDAXMLAnalysis&)>& calls) const {
-    requireHarmlessIni(iniFile());
-    requireNoOrphanNodes();
+    requireSafety(iniFile());
     const OutputElsewhere elsewhere(m_verbose);
     CPDAXMLAnalysis library;
     calls(library);
 }
 
-Answer Host::request(const std::string& json) const {
-    Answer answer;
-    call([&](CPDAXMLAnalysis& library) { answer = pdactl::request(library, json); });
-    return answer;
-}
-
-Answer request(CPDAXMLAnalysis& library, const std::string& json) {
-    std::vector<char> response(kResponseRoom);
-    Answer answer;
-    int length = 0;
-    answer.result =
-        library.PDA_CommonCall(json.c_str(), static_cast<int>(json.size()), response.data(), &length);
-    answer.response.assign(response.data(), static_cast<std::size_t>(length));
-    return answer;
-}
-
-ReservedBuffer::ReservedBuffer(std::size_t size)
-    : m_data(static_cast<char*>(std::calloc(size, 1)), &std::free) {
-    if (m_data == nullptr) {
+Room reserve(std::size_t size) {
+    Room room(static_cast<char*>(std::calloc(size, 1)), &std::free);
+    if (room == nullptr) {
         throw std::bad_alloc();
     }
+    return room;
 }
 
 } // namespace pdactl

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Outcome.h"
+
 #include <pdalink/analysis/PDAXMLAnalysis.h>
 
 #include <QCoreApplication>
@@ -19,15 +21,6 @@ std::string libraryDirectory();
 std::string iniFile();
 std::string logDirectory();
 
-/// What the library made of a request.
-struct Answer {
-    int result = 0;
-    std::string response; ///< empty when the library wrote none
-};
-
-/// Carries out one JSON request, by the exported member, whose result the C entry keeps to itself.
-Answer request(CPDAXMLAnalysis& library, const std::string& json);
-
 /// Takes the library's lines for Qt's debug output, of which it writes some even when it is unloaded.
 void silenceLibrary();
 
@@ -37,10 +30,7 @@ void silenceLibrary();
 /// processes while it waits.
 class Host {
 public:
-    explicit Host(bool verbose);
-
-    /// Carries out one JSON request.
-    Answer request(const std::string& json) const;
+    explicit Host(const Settings& settings);
 
     /// Runs something that calls the library. Throws when the ini or a device would make the process exit.
     void call(const std::function<void(CPDAXMLAnalysis& library)>& calls) const;
@@ -57,16 +47,7 @@ private:
 constexpr std::size_t kReplyRoom = std::size_t{64} * 1024 * 1024;
 
 /// Zeroed memory for an output of any length: address space only, until it is written.
-class ReservedBuffer {
-public:
-    /// Throws std::bad_alloc.
-    explicit ReservedBuffer(std::size_t size = kReplyRoom);
-
-    char* data() { return m_data.get(); }
-    std::string text() const { return m_data.get(); }
-
-private:
-    std::unique_ptr<char, decltype(&std::free)> m_data;
-};
+using Room = std::unique_ptr<char, decltype(&std::free)>;
+Room reserve(std::size_t size = kReplyRoom);
 
 } // namespace pdactl

@@ -1,17 +1,15 @@
 #include "Message.h"
 
-#include "Failure.h"
-#include "lock/Locks.h"
+#include "Values.h"
 
 #include <pdalink/util/Util.h>
 
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QTextCodec>
 
 #include <algorithm>
 #include <iostream>
-#include <vector>
+#include <iterator>
 
 namespace pdactl {
 
@@ -33,21 +31,10 @@ std::size_t charactersBegunBy(char byte) {
     return (bits & 0xC0U) == 0x80U ? 0 : bits >= 0xF0U ? 2 : 1;
 }
 
-/// The beginning of a text, of this many characters.
-std::string_view firstCharacters(std::string_view text, std::size_t count) {
-    std::size_t characters = 0;
-    const auto end = std::find_if(text.begin(), text.end(), [&](char byte) {
-        characters += charactersBegunBy(byte);
-        return characters > count;
-    });
-    return text.substr(0, static_cast<std::size_t>(end - text.begin()));
-}
-
-std::string checkOf(std::string_view packet) {
-    const std::string text(packet);
-    const std::size_t length = static_cast<std::size_t>(QString::fromStdString(text).size()) / 2;
+std::string checkOf(const std::string& packet) {
+    const std::size_t length = static_cast<std::size_t>(QString::fromStdString(packet).size()) / 2;
     std::vector<unsigned char> bytes(length);
-    (void)CUtil::str_to_hex(text.c_str(), bytes.data(), static_cast<int>(2 * length));
+    (void)CUtil::str_to_hex(packet.c_str(), bytes.data(), static_cast<int>(2 * length));
     return QString::asprintf("%04x", static_cast<unsigned int>(CUtil::CRC16(length, bytes.data())))
         .toStdString();
 }
@@ -69,7 +56,12 @@ QByteArray toGbk(const std::string& value) {
 }
 
 void addFirstPacket(Message& message, const char* tag, const std::string& text) {
-    const std::string_view packet = firstCharacters(text, kPacketCharacters);
+    std::size_t characters = 0;
+    const auto end = std::find_if(text.begin(), text.end(), [&](char byte) {
+        characters += charactersBegunBy(byte);
+        return characters > kPacketCharacters;
+    });
+    const std::string packet(text.begin(), end);
     message.add("Ex_TotalPkt", std::to_string(packetsOf(text)));
     message.add("Ex_CurPkt", "0");
     message.add(tag, packet);
@@ -95,35 +87,27 @@ void addParameter(Message& message, const Parameter& parameter, const std::strin
     }
 }
 
-void print(const QString& masked, const QByteArray& bytes, bool asJson) {
-    if (asJson) {
-        const QJsonObject object{{"exitCode", Success}, {"wouldSend", masked}};
-        std::cout << QJsonDocument(object).toJson().constData();
-    } else {
-        std::cout << bytes.toStdString() << '\n';
+/// The body of the message that asks locks to open.
+void addOperations(Message& message, const Transaction& transaction, const Values& values) {
+    const std::vector<Parameter>& parameters = transaction.parameters; // how many locks, then their lists
+    message.add(parameters.front().tag, values.at(parameters.front().name));
+    const QStringList actions = split(values.at("actions"));
+    for (int i = 0; i < actions.size(); ++i) {
+        message.open("LockList");
+        for (auto each = std::next(parameters.begin()); each != parameters.end(); ++each) {
+            const bool isLeftOut = each->isSecret() && actions[i] != kOpenWithCode;
+            message.add(each->tag, isLeftOut ? "" : split(values.at(each->name))[i].toStdString());
+        }
+        message.close("LockList");
     }
 }
 
 } // namespace
 
 Message::Message(const std::string& type, Content content)
-    : m_content(content),
-      m_text(QString::fromStdString(type) + QLatin1String(kConstantHeader)),
-      m_masked(m_text) {
+    : m_content(content), m_text(QString::fromStdString(type) + QLatin1String(kConstantHeader)) {
     add("Ex_TrTime", CUtil::getCurrentTimes().toStdString());
     add("Ex_SeqNo", kFirstSequenceNumber);
-}
-
-void Message::open(const char* tag) {
-    const QString mark = '<' + QString(tag) + '>';
-    m_text += mark;
-    m_masked += mark;
-}
-
-void Message::close(const char* tag) {
-    const QString mark = "</" + QString(tag) + '>';
-    m_text += mark;
-    m_masked += mark;
 }
 
 void Message::add(const char* tag, std::string_view value) {
@@ -131,17 +115,27 @@ void Message::add(const char* tag, std::string_view value) {
     const QString text = m_content == Content::Bytes ? QString::fromLatin1(value.data(), size)
                                                      : QString::fromUtf8(value.data(), size);
     open(tag);
+    if (!secretName(tag).empty()) {
+        m_secrets.emplace_back(m_text.size(), text.size());
+    }
     m_text += text;
-    m_masked += secretName(tag).empty() ? text : QString(text.size(), '*');
     close(tag);
+}
+
+QString Message::text() const {
+    return QString::asprintf("%0*d", kLengthDigits, m_text.size() + kLengthDigits) + m_text;
+}
+
+QString Message::masked() const {
+    QString masked = text();
+    for (const auto& [begin, size] : m_secrets) {
+        masked.replace(kLengthDigits + begin, size, QString(size, '*'));
+    }
+    return masked;
 }
 
 QByteArray Message::toBytes(const QString& text) const {
     return m_content == Content::Bytes ? text.toLatin1() : text.toLocal8Bit();
-}
-
-QString Message::withLength(const QString& text) {
-    return QString::asprintf("%0*d", kLengthDigits, text.size() + kLengthDigits) + text;
 }
 
 Message messageOf(const Transaction& transaction, const Values& values) {
@@ -149,7 +143,7 @@ Message messageOf(const Transaction& transaction, const Values& values) {
                                      [](const Parameter& each) { return each.kind == Kind::Gbk; });
     Message message(transaction.type, isBytes ? Message::Content::Bytes : Message::Content::Text);
     if (opensLocks(transaction)) {
-        addOperations(message, values);
+        addOperations(message, transaction, values);
         return message;
     }
     for (const Parameter& parameter : transaction.parameters) {
@@ -169,17 +163,20 @@ int packetsOf(std::string_view text) {
     return static_cast<int>((characters + kPacketCharacters - 1) / kPacketCharacters);
 }
 
-bool isToBeSent(const Message& message, bool isDryRun, bool asJson) {
+bool isToBeSent(const Message& message, const Settings& settings) {
     const int size = message.toBytes(message.text()).size();
     if (size > kMaxBytes) {
         throw Failure(BadUsage, "The message would have " + std::to_string(size) +
                                     " bytes, and a terminal takes " + std::to_string(kMaxBytes) +
                                     " at most. Give fewer or shorter values.");
     }
-    if (isDryRun) {
-        print(message.masked(), message.toBytes(message.masked()), asJson);
+    if (settings.isDryRun && settings.asJson) {
+        const QJsonObject object{{"exitCode", Success}, {"wouldSend", message.masked()}};
+        std::cout << QJsonDocument(object).toJson().constData();
+    } else if (settings.isDryRun) {
+        std::cout << message.toBytes(message.masked()).toStdString() << '\n';
     }
-    return !isDryRun;
+    return !settings.isDryRun;
 }
 
 } // namespace pdactl

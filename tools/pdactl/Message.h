@@ -1,12 +1,14 @@
 #pragma once
 
-#include "Transactions.h"
+#include "Outcome.h"
 
 #include <QByteArray>
 #include <QString>
 
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace pdactl {
 
@@ -19,25 +21,23 @@ public:
     enum class Content { Text, Bytes };
 
     /// The first message of a process, of this four-digit type.
-    explicit Message(const std::string& type, Content content = Content::Text);
+    Message(const std::string& type, Content content);
 
-    void open(const char* tag);
-    void close(const char* tag);
+    void open(const char* tag) { m_text += QString("<%1>").arg(tag); }
+    void close(const char* tag) { m_text += QString("</%1>").arg(tag); }
     void add(const char* tag, std::string_view value);
 
     /// The whole message, its length in front. Bytes are characters of the same number.
-    QString text() const { return withLength(m_text); }
+    QString text() const;
     /// The same with "*" in place of each character of a secret value.
-    QString masked() const { return withLength(m_masked); }
+    QString masked() const;
     /// As it goes out.
     QByteArray toBytes(const QString& text) const;
 
 private:
-    static QString withLength(const QString& text);
-
     Content m_content;
-    QString m_text; ///< from the type on
-    QString m_masked;
+    QString m_text;                               ///< from the type on
+    std::vector<std::pair<int, int>> m_secrets{}; ///< where secret values begin in it, and their lengths
 };
 
 /// The message of a request of which all values are there; the first one of a file.
@@ -48,6 +48,6 @@ int packetsOf(std::string_view text);
 
 /// True when a message is to be sent now; a dry run prints it instead. Throws a Failure for one that is too
 /// long to be written.
-bool isToBeSent(const Message& message, bool isDryRun, bool asJson);
+bool isToBeSent(const Message& message, const Settings& settings);
 
 } // namespace pdactl

@@ -4,29 +4,32 @@
 #include "Text.h"
 
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QStringList>
 
 #include <algorithm>
 #include <iostream>
+#include <optional>
 
 namespace pdactl {
 
 namespace {
 
-constexpr const char* kAccepted = "000000";
-constexpr const char* kNoData = "000060";
+constexpr QLatin1String kAccepted("000000");
+constexpr QLatin1String kNoData("000060");
 constexpr const char* kSeeDoctor = " Run 'pdactl doctor' to find out why.";
 
-std::string resultCodeOf(const Outcome& outcome, const char* name) {
-    const auto found = std::find_if(outcome.fields.begin(), outcome.fields.end(), [&](const Field& field) {
-        return name != nullptr && field.name == name;
-    });
-    return found != outcome.fields.end() ? found->value : std::string();
+/// The terminal's result code; nothing for a call that has none.
+std::optional<QString> resultCodeOf(const Outcome& outcome) {
+    for (const Field& field : outcome.fields) {
+        if (field.name == QLatin1String("pRetCode") || field.name == QLatin1String("retCode")) {
+            return field.value.toString();
+        }
+    }
+    return std::nullopt;
 }
 
 /// A teller call's results as those of any other.
-int usualResult(int result, const std::string& resultCode) {
+int usualResult(int result, const std::optional<QString>& resultCode) {
     if (result == 1) {
         return 0;
     }
@@ -38,58 +41,27 @@ void fail(Outcome& outcome, ExitCode exitCode, const std::string& message) {
     outcome.message = message;
 }
 
-using TableRow = std::vector<QString>;
-
-bool isList(const Field& field) {
-    return !field.value.empty() && field.value.back() == ';';
-}
-
-QString shown(const std::string& value) {
-    return QString::fromStdString(printable(value));
-}
-
-TableRow singleValue(const Field& field) {
-    return {QString::fromStdString(field.name), shown(field.value)};
-}
-
-/// A field's name with its values below.
-QStringList column(const Field& list) {
-    QStringList cells = shown(list.value).split(';');
-    cells.removeLast(); // nothing is after the last ";"
-    cells.prepend(QString::fromStdString(list.name));
-    return cells;
-}
-
-std::vector<TableRow> rowsOf(const std::vector<QStringList>& columns) {
-    std::vector<TableRow> rows;
-    for (std::size_t c = 0; c < columns.size(); ++c) {
-        rows.resize(std::max(rows.size(), static_cast<std::size_t>(columns[c].size())),
-                    TableRow(columns.size()));
-        for (int r = 0; r < columns[c].size(); ++r) {
-            rows[static_cast<std::size_t>(r)][c] = columns[c].at(r);
-        }
-    }
-    return rows;
-}
-
-std::vector<int> widthsOf(const std::vector<TableRow>& rows) {
-    std::vector<int> widths;
-    for (const TableRow& row : rows) {
-        widths.resize(row.size());
-        for (std::size_t c = 0; c < row.size(); ++c) {
-            widths[c] = std::max(widths[c], row[c].size());
-        }
-    }
-    return widths;
+QString shown(const QJsonValue& value) {
+    const QString text = value.isDouble() ? QString::number(value.toInt()) : value.toString();
+    return QString::fromStdString(printable(text.toStdString()));
 }
 
 /// In columns two blanks apart.
-void printRows(const std::vector<TableRow>& rows) {
-    const std::vector<int> widths = widthsOf(rows);
-    for (const TableRow& row : rows) {
+void printColumns(const std::vector<QStringList>& columns) {
+    std::vector<int> widths;
+    int rows = 0;
+    for (const QStringList& column : columns) {
+        int width = 0;
+        for (const QString& cell : column) {
+            width = std::max(width, cell.size());
+        }
+        widths.push_back(width);
+        rows = std::max(rows, column.size());
+    }
+    for (int row = 0; row < rows; ++row) {
         QString line;
-        for (std::size_t c = 0; c < row.size(); ++c) {
-            line += row[c].leftJustified(widths[c] + 2);
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            line += columns[i].value(row).leftJustified(widths[i] + 2);
         }
         while (line.endsWith(' ')) {
             line.chop(1);
@@ -101,16 +73,17 @@ void printRows(const std::vector<TableRow>& rows) {
 } // namespace
 
 void judge(Outcome& outcome, const Transaction& transaction) {
-    const std::string resultCode = resultCodeOf(outcome, transaction.resultCode);
+    const std::optional<QString> resultCode = resultCodeOf(outcome);
     const bool isTeller = transaction.results == Results::Teller;
     switch (isTeller ? usualResult(outcome.result, resultCode) : outcome.result) {
     case 0:
-        if (transaction.resultCode != nullptr && resultCode != kAccepted) {
+        if (resultCode && *resultCode != kAccepted) {
             fail(outcome, TerminalRefused,
-                 resultCode.empty()
+                 resultCode->isEmpty()
                      ? "The terminal replied without a result code. See its reply with 'pdactl log --full " +
                            logDirectory() + "'."
-                     : "The terminal refused with " + resultCode + "; its manual explains the code.");
+                     : "The terminal refused with " + resultCode->toStdString() +
+                           "; its manual explains the code.");
         }
         break;
     case -1:
@@ -134,45 +107,53 @@ void judge(Outcome& outcome, const Transaction& transaction) {
     }
 }
 
+QJsonObject jsonOf(const std::vector<Field>& fields) {
+    QJsonObject object;
+    for (const Field& field : fields) {
+        object.insert(field.name, field.value);
+    }
+    return object;
+}
+
 void printTable(const std::vector<Field>& fields) {
-    std::vector<TableRow> singles;
+    std::vector<QStringList> singles(2); // names and values
     std::vector<QStringList> lists;
     for (const Field& field : fields) {
-        if (isList(field)) {
-            lists.push_back(column(field));
+        const QString value = shown(field.value);
+        if (value.endsWith(';')) {
+            lists.push_back(QStringList(field.name) + value.chopped(1).split(';'));
         } else {
-            singles.push_back(singleValue(field));
+            singles[0].push_back(field.name);
+            singles[1].push_back(value);
         }
     }
-    printRows(singles);
-    if (!singles.empty() && !lists.empty()) {
+    printColumns(singles);
+    if (!singles[0].isEmpty() && !lists.empty()) {
         std::cout << '\n';
     }
-    printRows(rowsOf(lists));
+    printColumns(lists);
 }
 
 void print(const Outcome& outcome, bool asJson) {
     if (asJson) {
-        QJsonObject object{{"result", outcome.result}, {"exitCode", outcome.exitCode}};
+        QJsonObject object{
+            {"result", outcome.result}, {"exitCode", outcome.exitCode}, {"response", jsonOf(outcome.fields)}};
         if (!outcome.message.empty()) {
             object.insert("message", QString::fromStdString(outcome.message));
         }
-        QJsonObject values;
-        for (const Field& field : outcome.fields) {
-            const QString text = QString::fromStdString(field.value);
-            values.insert(QString::fromStdString(field.name),
-                          field.isNumber ? QJsonValue(text.toInt()) : QJsonValue(text));
-        }
-        object.insert("response", values);
         std::cout << QJsonDocument(object).toJson().constData();
     } else if (std::any_of(outcome.fields.begin(), outcome.fields.end(),
-                           [](const Field& field) { return !field.value.empty(); })) {
+                           [](const Field& field) { return field.value != QString(); })) {
         printTable(outcome.fields);
     }
     std::cout.flush();
     if (!outcome.message.empty()) {
-        std::cerr << "pdactl: " << outcome.message << std::endl;
+        complain(outcome.message);
     }
+}
+
+void complain(const std::string& message) {
+    std::cerr << "pdactl: " << message << std::endl;
 }
 
 void requireOutput() {

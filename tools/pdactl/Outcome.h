@@ -3,17 +3,27 @@
 #include "Failure.h"
 #include "Transactions.h"
 
+#include <QJsonObject>
+
 #include <string>
 #include <vector>
 
 namespace pdactl {
 
-/// One value that the terminal returned, under its name in JSON.
-struct Field {
-    std::string name;
-    std::string value;
-    bool isNumber = false;
+/// What the command line says about the way in which a command is carried out.
+struct Settings {
+    bool asJson = false;
+    bool verbose = false;
+    bool isDryRun = false;
 };
+
+/// One value that the terminal returned, a number or a text, under its name in JSON.
+struct Field {
+    QString name;
+    QJsonValue value;
+};
+
+QJsonObject jsonOf(const std::vector<Field>& fields);
 
 /// What came of one call.
 struct Outcome {
@@ -32,6 +42,9 @@ void printTable(const std::vector<Field>& fields);
 
 /// Prints the outcome on standard output: one JSON document, or a table. The message goes to standard error.
 void print(const Outcome& outcome, bool asJson);
+
+/// Tells people something on standard error.
+void complain(const std::string& message);
 
 /// Throws a Failure unless what was printed on standard output has arrived.
 void requireOutput();

@@ -2,51 +2,100 @@
 
 #include "Message.h"
 #include "file/TransferWatch.h"
-#include "lock/Locks.h"
 
 #include <QJsonDocument>
-#include <QJsonObject>
+
+#include <optional>
+#include <utility>
 
 namespace pdactl {
 
 namespace {
 
-std::size_t charactersOf(const Field& field) {
-    return static_cast<std::size_t>(QString::fromStdString(field.value).size());
+// Twice what the library returns at most, escapes included.
+constexpr std::size_t kResponseRoom = std::size_t{256} * 1024;
+
+QJsonObject objectOf(const std::string& json) {
+    return QJsonDocument::fromJson(QByteArray::fromStdString(json)).object();
 }
 
-/// What the answer to a request means.
-Outcome readAnswer(const Transaction& transaction, const Answer& answer) {
+/// Carries out one JSON request, by the exported member, whose result the C entry keeps to itself.
+int call(CPDAXMLAnalysis& library, const std::string& json, std::string& response) {
+    const Room room = reserve(kResponseRoom);
+    int length = 0;
+    const int result =
+        library.PDA_CommonCall(json.c_str(), static_cast<int>(json.size()), room.get(), &length);
+    response.assign(room.get(), static_cast<std::size_t>(length));
+    return result;
+}
+
+/// What a request has come to.
+Outcome outcomeOf(const Transaction& transaction, int result, const QJsonObject& response) {
     Outcome outcome;
-    outcome.result = answer.result;
-    const QJsonObject response = QJsonDocument::fromJson(QByteArray::fromStdString(answer.response)).object();
+    outcome.result = result;
     if (response.isEmpty()) {
         outcome.exitCode = RequestRefused;
-        outcome.message = refusalMessage();
+        outcome.message = "The library refused the request. The line \"info msg\" at the end of " +
+                          logDirectory() + "/PDA.log says why.";
         return outcome;
     }
     for (const char* output : transaction.outputs) {
         const QJsonValue value = response.value(QLatin1String(output));
-        outcome.fields.push_back(
-            {output, value.isDouble() ? std::to_string(value.toInt()) : value.toString().toStdString(),
-             value.isDouble()});
+        outcome.fields.push_back({output, value.isDouble() ? value : QJsonValue(value.toString())});
     }
     judge(outcome, transaction);
     return outcome;
 }
 
-/// A success of the library's can be a file that is not whole.
-Outcome transfer(const Host& host, const Transaction& transaction, const std::string& json, Answer& answer) {
-    const QJsonObject values = QJsonDocument::fromJson(QByteArray::fromStdString(json)).object();
-    const int packets = packetsOf(values.value("pFilePath").toString().toStdString());
+/// The texts of a call, in the order of the member's parameters.
+using Texts = std::vector<char*>;
+using Call = std::function<int(CPDAXMLAnalysis& library, const Texts& texts)>;
+
+template <typename... Parameters, std::size_t... Indices>
+Call spread(int (CPDAXMLAnalysis::*member)(Parameters...), std::index_sequence<Indices...> /*unused*/) {
+    return [member](CPDAXMLAnalysis& library, [[maybe_unused]] const Texts& texts) {
+        return (library.*member)(texts.at(Indices)...);
+    };
+}
+
+template <typename... Parameters>
+Call callOf(int (CPDAXMLAnalysis::*member)(Parameters...)) {
+    return spread(member, std::index_sequence_for<Parameters...>());
+}
+
+const Call& findCall(const std::string& member) {
+    static const std::map<std::string, Call> calls{
+        {"SyncLoginResult", callOf(&CPDAXMLAnalysis::SyncLoginResult)},
+        {"SetBleMac", callOf(&CPDAXMLAnalysis::SetBleMac)},
+        {"GetLockList", callOf(&CPDAXMLAnalysis::GetLockList)},
+        {"GetLockInfo", callOf(&CPDAXMLAnalysis::GetLockInfo)},
+        {"GetPublicKey", callOf(&CPDAXMLAnalysis::GetPublicKey)},
+        {"InitCDKKEV_CDKKCV", callOf(&CPDAXMLAnalysis::InitCDKKEV_CDKKCV)},
+        {"GetCDKKEV_CDKKCV", callOf(&CPDAXMLAnalysis::GetCDKKEV_CDKKCV)},
+        {"updateCDKKEV", callOf(&CPDAXMLAnalysis::updateCDKKEV)},
+        {"ReqOpenLock", callOf(&CPDAXMLAnalysis::ReqOpenLock)},
+        {"ReadLockRes", callOf(&CPDAXMLAnalysis::ReadLockRes)},
+    };
+    return calls.at(member);
+}
+
+/// Calls a member for which there is no request.
+Outcome callDirectly(const Host& host, const Transaction& transaction, Values values) {
+    std::vector<Room> outputs;
+    Texts texts;
+    for (const Parameter& parameter : transaction.parameters) {
+        texts.push_back(values.at(parameter.name).data());
+    }
+    for (std::size_t i = 0; i < transaction.outputs.size(); ++i) {
+        texts.push_back(outputs.emplace_back(reserve()).get());
+    }
     Outcome outcome;
-    host.call([&](CPDAXMLAnalysis& library) {
-        TransferWatch watch(transaction, packets);
-        answer = request(library, json);
-        watch.finish();
-        outcome = readAnswer(transaction, answer);
-        watch.judge(outcome, outcome.fields.empty() ? 0 : charactersOf(outcome.fields.front()));
-    });
+    host.call(
+        [&](CPDAXMLAnalysis& library) { outcome.result = findCall(transaction.member)(library, texts); });
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        outcome.fields.push_back({transaction.outputs[i], QString(outputs[i].get())});
+    }
+    judge(outcome, transaction);
     return outcome;
 }
 
@@ -61,29 +110,35 @@ std::string makeRequest(const Transaction& transaction, const Values& values) {
     return QJsonDocument(request).toJson(QJsonDocument::Compact).toStdString();
 }
 
-std::string refusalMessage() {
-    return "The library refused the request. The line \"info msg\" at the end of " + logDirectory() +
-           "/PDA.log says why.";
-}
-
-Outcome ask(const Host& host, const Transaction& transaction, const std::string& json, Answer& answer) {
-    if (transaction.results == Results::Send || transaction.results == Results::Fetch) {
-        return transfer(host, transaction, json, answer);
-    }
-    answer = host.request(json);
-    return readAnswer(transaction, answer);
+Outcome ask(const Host& host, const Transaction& transaction, const std::string& json,
+            std::string& response) {
+    Outcome outcome;
+    host.call([&](CPDAXMLAnalysis& library) {
+        std::optional<TransferWatch> watch;
+        if (transaction.results == Results::Send || transaction.results == Results::Fetch) {
+            watch.emplace(transaction, packetsOf(objectOf(json).value("pFilePath").toString().toStdString()));
+        }
+        const int result = call(library, json, response);
+        outcome = outcomeOf(transaction, result, objectOf(response));
+        if (watch) {
+            watch->finish();
+            watch->judge(outcome,
+                         outcome.fields.empty() ? 0 : outcome.fields.front().value.toString().size());
+        }
+    });
+    return outcome;
 }
 
 int carryOut(const Transaction& transaction, const Values& given, Naming nameOf, const Settings& settings) {
     const Values values = complete(transaction, given, nameOf);
-    const Host host(settings.verbose);
-    if (!isToBeSent(messageOf(transaction, values), settings.isDryRun, settings.asJson)) {
+    const Host host(settings);
+    if (!isToBeSent(messageOf(transaction, values), settings)) {
         return Success;
     }
-    Answer answer;
+    std::string response;
     const Outcome outcome = transaction.code.empty()
-                                ? callLock(host, transaction, values)
-                                : ask(host, transaction, makeRequest(transaction, values), answer);
+                                ? callDirectly(host, transaction, values)
+                                : ask(host, transaction, makeRequest(transaction, values), response);
     print(outcome, settings.asJson);
     return outcome.exitCode;
 }

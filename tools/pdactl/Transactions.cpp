@@ -8,8 +8,6 @@ namespace pdactl {
 namespace {
 
 constexpr const char* kLabels = "labels, each followed by \";\"";
-constexpr const char* kRetCode = "pRetCode";
-constexpr const char* kLockRetCode = "retCode";
 
 const Parameter kPda{"pdaNumber", "Ex_PdaSn", "pda", "the terminal's number", Kind::Text, kPresetPda};
 const Parameter kTask{"pTaskID", "Ex_TaskId", "task", "the task's id"};
@@ -47,29 +45,29 @@ const std::vector<Transaction> kRequests{
     {"600001", "8002", "Init", {"init"}, "Tell the terminal its number and the factory code",
      "--factory F1",
      {kPda, {"pFactory", "Ex_Factory", "factory", "the factory code", Kind::Needed}},
-     {"pSN", "pVender", "pRetCode"}, kRetCode},
+     {"pSN", "pVender", "pRetCode"}},
     {"600002", "8001", "GetInfo", {"info"}, "Ask the terminal who it is", "",
      {},
-     {"pSN", "pBleVersion", "pPDAVersion", "pRetCode"}, kRetCode},
+     {"pSN", "pBleVersion", "pPDAVersion", "pRetCode"}},
     {"600003", "8003", "WriteBagNumber", {"bag", "write"}, "Write a bag's label",
      "--number B0001 --org 1001 --type 1",
      {{"pBagNumber", "Ex_Label", "number", "the bag's number"},
       {"pAttrOrg", "Ex_OrgNm", "org", "the organisation that it belongs to"},
       {"pBagType", "Ex_BagType", "type", "the kind of bag"}},
-     {"pTid", "pRetCode"}, kRetCode},
+     {"pTid", "pRetCode"}},
     {"600004", "8004", "StartScan", {"scan", "start"}, "Start a scan run", "",
      {kPda, scanCommand("what the terminal takes as the command to start", "1")},
-     {"pRetCode"}, kRetCode},
+     {"pRetCode"}},
     {"600004", "8004", "StartScan", {"scan", "stop"}, "Stop the scan run", "",
      {kPda, scanCommand("what the terminal takes as the command to stop", "0")},
-     {"pRetCode"}, kRetCode},
+     {"pRetCode"}},
     {"600005", "8005", "GetScanLabelList", {"scan", "list"}, "Show the labels scanned so far", "",
      {kPda},
      {"pLabelList", "pLabelSize", "pLabelLen", "pScanState"}},
     {"600006", "8006", "DownInvenData", {"inventory", "send"}, "Send an inventory task",
      "--task T1 --total 2 --labels 'B1;B2;'",
      {kPda, kTask, kTotal, {"pLabelList", "Ex_Label", "labels", kLabels}},
-     {"pRetCode"}, kRetCode},
+     {"pRetCode"}},
     {"600007", "8007", "GetInventoryRet", {"inventory", "result"}, "Ask what came of the inventory", "",
      {kPda},
      {"pTaskID", "pLabelSize", "pLabelList", "pErrLabel", "pVerificationType", "pLoginType", "pUserName",
@@ -87,7 +85,7 @@ const std::vector<Transaction> kRequests{
       kTotal, {"pLabel", "Ex_Label", "labels", kLabels},
       {"pAName", "Ex_UserA", "user-a", "the user who hands over", Kind::Needed},
       {"pBName", "Ex_UserB", "user-b", "the user who takes over", Kind::Needed}},
-     {"pRetCode"}, kRetCode},
+     {"pRetCode"}},
     {"600009", "8009", "GetHandoverDotRet", {"handover", "dot", "result"}, "Ask what came of it",
      "--task T1",
      {kPda, kTask},
@@ -102,7 +100,7 @@ const std::vector<Transaction> kRequests{
       {"pBatchNb", "Ex_BatchNb", "batch", "the batch's number"},
       kTask, kTotal, {"pLabel", "Ex_Label", "labels", kLabels},
       {"pBagNumber", nullptr, "bag", "not sent to the terminal", Kind::NotSent, ""}},
-     {"pRetCode"}, kRetCode},
+     {"pRetCode"}},
     {"600011", "8011", "GetHandoverPowerRet", {"handover", "power", "result"}, "Ask what came of it",
      "--task T1",
      {kPda, kTask},
@@ -111,10 +109,10 @@ const std::vector<Transaction> kRequests{
      "--key @key.txt --check-value @check.txt",
      {kPda, secret("pKey", "Ex_Key", "key", "the key"),
       secret("CheckVal", "Ex_CheckVal", "check-value", "its check value")},
-     {"pRetCode"}, kRetCode},
+     {"pRetCode"}},
     {"600013", "8013", "GetKeyVerificationValue", {"key", "check"}, "Ask for the key's check value", "",
      {kPda},
-     {"pCheckVal", "pRetCode"}, kRetCode},
+     {"pCheckVal", "pRetCode"}},
     {"600014", "8014", "UpdateWorkKey", {"key", "update"}, "Replace the working keys",
      "--enc-key @enc.txt --mac-key @mac.txt --enc-check-value @enc-check.txt "
      "--mac-check-value @mac-check.txt",
@@ -122,28 +120,28 @@ const std::vector<Transaction> kRequests{
       secret("pMacKey", "Ex_MacKey", "mac-key", "the key to sign with"),
       secret("pEncChkVal", "Ex_EncChkVal", "enc-check-value", "its check value"),
       secret("pMacChkVal", "Ex_MacChkVal", "mac-check-value", "its check value")},
-     {"pRetCode"}, kRetCode},
+     {"pRetCode"}},
     {"600015", "8015", "ReadFileDataToPDA", {}, "Send a file, as hexadecimal digits", "",
      {kPda, {"pCmdEx", "Ex_CmdEx", "command", "the command's number", Kind::Integer},
       {"pInfoEx", "Ex_InfoEx", "info", "free text"},
       {"pFilePath", "Ex_HexVal", "data", "the file as hexadecimal digits", Kind::FileText}},
-     {"pRetCode"}, kRetCode, Results::Send},
+     {"pRetCode"}, Results::Send},
     {"600016", "8016", "ReceiveDataSaveToFile", {}, "Fetch a file, as hexadecimal digits", "",
      {kPda, {"pCmdEx", "Ex_CmdEx", "command", "the command's number", Kind::Integer},
       {"pInfEx", "Ex_InfEx", "info", "free text"}},
-     {"pFilePath", "pRetCode"}, kRetCode, Results::Fetch},
+     {"pFilePath", "pRetCode"}, Results::Fetch},
     {"600017", "8017", "PDA_GetRegisterUserData", {"teller", "registered"},
      "Ask which teller registered at the terminal", "",
      {kPda},
-     {"pTellerNo", "pRetCode"}, kRetCode, Results::Teller},
+     {"pTellerNo", "pRetCode"}, Results::Teller},
     {"600018", "8018", "PDA_SendUserAuthenticationResult", {"teller", "authenticated"},
      "Report users' authentication", "--results '000000;'",
      {kPda, {"pAuthRet", "Ex_AuthRet", "results", "results, each followed by \";\"", Kind::Items}},
-     {"pRetCode"}, kRetCode, Results::Teller},
+     {"pRetCode"}, Results::Teller},
     {"600019", "8019", "PDA_EscortUserInfoSync", {"teller", "sync"},
      "Send the tellers to whom an escort may hand over", "--tellers 'T0815;'",
      {kPda, {"pTellerNo", "Ex_TellerNo", "tellers", "tellers, each followed by \";\"", Kind::Items}},
-     {"pRetCode"}, kRetCode, Results::Teller},
+     {"pRetCode"}, Results::Teller},
 };
 
 const std::vector<Transaction> kLockCalls{
@@ -211,18 +209,22 @@ const std::vector<Transaction> kLockCalls{
 /// What a handler leaves of a message is its outputs.
 Transaction handler(const char* type, const char* member, const char* kind, std::vector<const char*> fields,
                     End end = End::Written) {
-    return {"", type, member, {}, kind, "", {}, std::move(fields), nullptr, Results::Usual, end, true};
+    return {"", type, member, {}, kind, "", {}, std::move(fields), Results::Usual, end, true};
 }
 
 std::vector<Transaction> otherMembers() {
-    const auto member = [](const char* type, const char* name, End end) {
-        return Transaction{"", type, name, {}, "", "", {}, {}, nullptr, Results::Usual, end};
+    const auto member = [](const char* name, End end) {
+        return Transaction{"", "", name, {}, "", "", {}, {}, Results::Usual, end};
     };
     return {
-        member("", "SyncHandoverDotData1", End::Begin),
-        member("", "GetRandomNumber", End::Begin),
-        member("", "GetLoginData", End::LastLine),
-        member("9002", "SyncLoginResult", End::Written),
+        member("SyncHandoverDotData1", End::Begin),
+        member("GetRandomNumber", End::Begin),
+        member("GetLoginData", End::LastLine),
+        {"", "9002", "SyncLoginResult", {"login", "answer"}, "Tell the terminal what came of a login",
+         "000000",
+         {kPda, {"resultCode", "Ex_RetCode", "CODE",
+                 "000000 to let the user in, another code of six digits to refuse", Kind::Answer}},
+         {}, Results::Usual, End::Written},
         handler("9001", "ReceiveScanResult", "scanned label", {"pdaSn", "label"}),
         handler("9001", "ReceiveRandomNumber", "user notice", {"pdaSn", "userName"}), // answers so, too
         handler("", "ReceiveLoginData", "login",
@@ -265,7 +267,6 @@ const Transaction* find(Test test) {
 std::vector<Transaction> makeAll() {
     std::vector<Transaction> all = kRequests;
     for (Transaction call : kLockCalls) {
-        call.resultCode = kLockRetCode;
         call.end = End::Reply;
         all.push_back(call);
     }

@@ -17,6 +17,7 @@ enum class Kind {
     Items,    ///< a list, sent with the number of its values before it
     Gbk,      ///< a text that is sent in this encoding
     FileText, ///< sent in packets
+    Answer,   ///< to a login: six digits
     NotSent,
 };
 
@@ -27,7 +28,7 @@ constexpr const char* kPresetPda = "00000001";
 struct Parameter {
     const char* name;   ///< in JSON
     const char* tag;    ///< in the message to the terminal
-    const char* option; ///< of the command, without its dashes
+    const char* option; ///< of the command, without its dashes; in capitals for an argument without a name
     const char* help;
     Kind kind = Kind::Text;
     const char* preset = nullptr; ///< taken when the option is not given
@@ -67,7 +68,6 @@ struct Transaction {
     const char* example = "";            ///< what an example has after the command
     std::vector<Parameter> parameters{}; ///< in the order in which they are sent
     std::vector<const char*> outputs{};  ///< in JSON, or in the order of the member's parameters
-    const char* resultCode = nullptr;    ///< the output that holds the terminal's result code
     Results results = Results::Usual;
     End end = End::Next;
     bool isHandler = false; ///< of a message that the terminal started

@@ -1,12 +1,13 @@
 #include "Values.h"
 
 #include "Failure.h"
-#include "lock/Locks.h"
+#include "Text.h"
 
 #include <QFile>
 #include <QRegularExpression>
 #include <QString>
 
+#include <cctype>
 #include <iostream>
 #include <iterator>
 #include <sstream>
@@ -33,6 +34,51 @@ std::string readStandardInput() {
     std::ostringstream content;
     content << std::cin.rdbuf();
     return content.str();
+}
+
+/// How many values a list has. The library leaves out those that are empty or not followed by ";".
+int completeList(const std::string& option, std::string& list) {
+    if (!list.empty() && list.back() != ';') {
+        list += ';';
+    }
+    const QStringList items = split(list);
+    if (std::any_of(items.begin(), items.end(),
+                    [](const QString& item) { return item.trimmed().isEmpty(); })) {
+        throw Failure(BadUsage, option + " has an empty value, whose place the next one would take. Give "
+                                         "each lock a value.");
+    }
+    return items.size();
+}
+
+/// One value for each lock; or none, unless it is needed.
+void requireList(const std::string& option, std::string& list, int locks, bool isNeeded) {
+    const int values = completeList(option, list);
+    if (values != locks && (isNeeded || values != 0)) {
+        throw Failure(BadUsage, option + " has " + std::to_string(values) + " value(s), but --locks names " +
+                                    std::to_string(locks) +
+                                    ". Give one for each lock, each followed by \";\".");
+    }
+}
+
+/// The lists of locks that are to open have one value for each. The library goes by the count alone, and
+/// takes an empty text for what a list lacks.
+void completeOpening(Values& values) {
+    const int locks = completeList("--locks", values["lockIds"]);
+    if (locks == 0) {
+        throw Failure(BadUsage, "--locks names no lock. 'pdactl lock list' shows their ids.");
+    }
+    const std::string given = std::exchange(values["lockCount"], std::to_string(locks));
+    if (!given.empty() && given != values["lockCount"]) {
+        throw Failure(BadUsage, "--count says " + given + ", but --locks names " + values["lockCount"] +
+                                    ". Leave --count out.");
+    }
+    if (values["actions"].empty()) {
+        values["actions"] = QString("00;").repeated(locks).toStdString();
+    }
+    requireList("--actions", values["actions"], locks, true);
+    requireList("--codes", values["oneTimeCodes"], locks, split(values["actions"]).contains(kOpenWithCode));
+    requireList("--users-a", values["usersA"], locks, true);
+    requireList("--users-b", values["usersB"], locks, true);
 }
 
 std::string toInteger(const std::string& name, const std::string& value) {
@@ -83,28 +129,44 @@ Values withPresets(const Transaction& transaction, Values values, Naming nameOf)
 
 /// Checks and completes a value that was given.
 void check(const Parameter& parameter, const std::string& name, std::string& value) {
-    if (!parameter.mayBeEmpty() && isBlank(value)) {
+    const bool isBlank = value.find_first_not_of(" \t\r\n") == std::string::npos;
+    if (!parameter.mayBeEmpty() && isBlank) {
         throw Failure(BadUsage, name + " is empty. Give its value; nothing was sent.");
     }
     if (parameter.isInteger()) {
         value = toInteger(name, value);
     } else if (parameter.kind == Kind::Items) {
         requireEndOfList(name, value);
+    } else if (parameter.kind == Kind::Answer) {
+        requireAnswer(value);
     }
 }
 
 } // namespace
+
+bool opensLocks(const Transaction& transaction) {
+    return transaction.member == "ReqOpenLock";
+}
+
+QStringList split(const std::string& list) {
+    QStringList items = QString::fromStdString(list).split(';');
+    if (items.last().isEmpty()) {
+        items.removeLast(); // nothing is after the last ";"
+    }
+    return items;
+}
 
 std::string asMember(const Parameter& parameter) {
     return parameter.name;
 }
 
 std::string asOption(const Parameter& parameter) {
-    return std::string("--") + parameter.option;
+    const bool isPositional = std::isupper(static_cast<unsigned char>(*parameter.option)) != 0;
+    return (isPositional ? "" : "--") + std::string(parameter.option);
 }
 
 std::string readArgument(const std::string& name, const std::string& text, bool isSecret) {
-    const bool isElsewhere = text == "-" || text.rfind('@', 0) == 0;
+    const bool isElsewhere = text == "-" || startsWith(text, "@");
     if (isSecret && !isElsewhere) {
         throw Failure(BadUsage, name +
                                     " is secret and must not be given on the command line, where every user "
@@ -144,8 +206,12 @@ void requireSendable(const std::string& name, const std::string& value) {
     }
 }
 
-bool isBlank(std::string_view text) {
-    return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+void requireAnswer(const std::string& code) {
+    if (!QRegularExpression(QStringLiteral("^[0-9]{6}\\z")).match(QString::fromStdString(code)).hasMatch()) {
+        throw Failure(BadUsage,
+                      "\"" + code +
+                          "\" is not an answer to a login: give six digits, 000000 to let the user in.");
+    }
 }
 
 Values complete(const Transaction& transaction, const Values& given, Naming nameOf) {

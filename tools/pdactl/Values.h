@@ -2,15 +2,16 @@
 
 #include "Transactions.h"
 
+#include <QStringList>
+
 #include <string>
-#include <string_view>
 
 namespace pdactl {
 
 /// How a user calls a parameter.
 using Naming = std::string (*)(const Parameter& parameter);
 std::string asMember(const Parameter& parameter); ///< "pTotal"
-std::string asOption(const Parameter& parameter); ///< "--total"
+std::string asOption(const Parameter& parameter); ///< "--total", or "CODE" without an option
 
 /// The value of an argument: "@FILE" stands for a file's content, "-" for standard input's, both without the
 /// line end at their end; everything else for itself. A secret must not be given on the command line, where
@@ -24,8 +25,17 @@ std::string readWhole(const std::string& path);
 /// cut, on their way to the terminal, and values travel between tags as they are.
 void requireSendable(const std::string& name, const std::string& value);
 
-/// True for a text of nothing but blanks and line ends.
-bool isBlank(std::string_view text);
+/// Whether it asks locks to open, whose lists have one value for each lock.
+bool opensLocks(const Transaction& transaction);
+
+/// With this action a lock takes its one-time code.
+constexpr const char* kOpenWithCode = "00";
+
+/// The values of a list, each of which is followed by ";".
+QStringList split(const std::string& list);
+
+/// Throws a Failure unless these are six digits.
+void requireAnswer(const std::string& code);
 
 /// All values, presets included. Throws a Failure that names what is missing, empty, not an integer, or does
 /// not go together.

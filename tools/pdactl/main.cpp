@@ -1,10 +1,7 @@
 #include "Commands.h"
-#include "Failure.h"
-#include "Host.h"
 #include "Signals.h"
 
 #include <QJsonDocument>
-#include <QJsonObject>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -40,8 +37,8 @@ void printFailure(int exitCode, const std::string& message) {
     std::cout << QJsonDocument(object).toJson(QJsonDocument::Compact).constData() << std::endl;
 }
 
-/// The commands that could have come next, when one is missing or unknown; empty for any other mistake.
-std::string adviceOnCommands(const CLI::App& app) {
+/// What to do about a mistake; when a command is missing or unknown, which ones could have come next.
+std::string advice(const CLI::App& app) {
     const CLI::App* command = &app;
     std::string name = app.get_name();
     while (!command->get_subcommands().empty()) {
@@ -49,17 +46,16 @@ std::string adviceOnCommands(const CLI::App& app) {
         name += " " + command->get_name();
     }
     std::string known;
-    for (const CLI::App* each : command->get_subcommands([](const CLI::App*) { return true; })) {
+    for (const CLI::App* each : command->get_subcommands(nullptr)) {
         known += (known.empty() ? "" : ", ") + each->get_name();
     }
     if (known.empty()) {
-        return {};
+        return "Add --help to see what fits.";
     }
     const std::vector<std::string> rest = app.remaining(true);
-    const std::string mistake = rest.empty() || rest.front()[0] == '-'
-                                    ? "A subcommand is required after \"" + name + "\""
-                                    : "\"" + name + "\" has no subcommand \"" + rest.front() + "\"";
-    return mistake + ". There are: " + known + ". '" + name + " --help' tells what each does.";
+    return "After \"" + name + "\" comes one of: " + known +
+           (rest.empty() ? "" : ", but not \"" + rest.front() + "\"") + ". '" + name +
+           " --help' tells what each does.";
 }
 
 /// A standard stream that is closed would be the next file that is opened, the library's log for example.
@@ -107,10 +103,7 @@ int run(int argc, char** argv) {
         pdactl::requireOutput();
         return pdactl::Success;
     } catch (const CLI::ParseError& mistake) {
-        const std::string advice = adviceOnCommands(app);
-        throw pdactl::Failure(pdactl::BadUsage, !advice.empty() ? advice
-                                                                : std::string(mistake.what()) +
-                                                                      ". Add --help to see what fits.");
+        throw pdactl::Failure(pdactl::BadUsage, std::string(mistake.what()) + ". " + advice(app));
     }
     pdactl::handleSignals(program.asJson);
     const int exitCode = program.action();

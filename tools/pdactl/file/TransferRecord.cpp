@@ -34,21 +34,21 @@ void TransferRecord::takeReply(std::string_view reply) {
     }
     const std::string_view resultCode = log::tagValue(reply, "Ex_RetCode");
     if (resultCode != log::kAccepted) {
-        m_firstRefusal = m_refused == 0 ? std::string(resultCode) : m_firstRefusal;
-        ++m_refused;
+        firstRefusal = refused == 0 ? std::string(resultCode) : firstRefusal;
+        ++refused;
         return;
     }
-    ++m_accepted;
+    ++accepted;
     if (!log::tagValue(reply, "Ex_CurPkt").empty()) {
-        m_total = static_cast<int>(log::numberIn(reply, "Ex_TotalPkt"));
+        total = static_cast<int>(log::numberIn(reply, "Ex_TotalPkt"));
         const auto number = static_cast<int>(log::numberIn(reply, "Ex_CurPkt"));
         m_digits[number] = log::tagValue(reply, "Ex_HexVal").size();
     }
 }
 
 bool TransferRecord::hasWhole(std::size_t digits) const {
-    const bool hasAll = m_total > 0 && m_digits.size() == static_cast<std::size_t>(m_total) &&
-                        m_digits.begin()->first == 0 && m_digits.rbegin()->first == m_total - 1;
+    const bool hasAll = total > 0 && m_digits.size() == static_cast<std::size_t>(total) &&
+                        m_digits.begin()->first == 0 && m_digits.rbegin()->first == total - 1;
     return hasAll &&
            digits == std::accumulate(m_digits.begin(), m_digits.end(), std::size_t{0},
                                      [](std::size_t sum, const std::pair<const int, std::size_t>& packet) {

@@ -24,14 +24,13 @@ public:
     /// Takes the last line too, of which nobody could know that it was whole.
     void finish();
 
-    int accepted() const { return m_accepted; }
-    int refused() const { return m_refused; }
-    const std::string& firstRefusal() const { return m_firstRefusal; }
-
-    /// How many packets the file has, as the terminal said last; 0 when it never did.
-    int total() const { return m_total; }
     /// True when every packet of the file arrived and they have this many digits in all.
     bool hasWhole(std::size_t digits) const;
+
+    int accepted = 0;
+    int refused = 0;
+    std::string firstRefusal;
+    int total = 0; ///< how many packets the file has, as the terminal said last; 0 when it never did
 
 private:
     void take(const std::vector<log::Entry>& entries);
@@ -39,10 +38,6 @@ private:
 
     std::string m_type;
     log::EntryReader m_reader;
-    int m_accepted = 0;
-    int m_refused = 0;
-    std::string m_firstRefusal;
-    int m_total = 0;
     std::map<int, std::size_t> m_digits;
 };
 

@@ -1,22 +1,26 @@
 #pragma once
 
 #include "Outcome.h"
-#include "file/Progress.h"
 #include "file/TransferRecord.h"
 #include "log/FollowedLog.h"
 
 #include <QTimer>
 
+#include <chrono>
 #include <cstddef>
 #include <string>
 
 namespace pdactl {
 
-/// One transfer as it can be watched from inside: by the library's own events while it waits.
+/// One transfer as it can be watched from inside: by the library's own events while it waits. A line on
+/// standard error tells how far it is, when somebody sees it there.
 class TransferWatch {
 public:
     /// `packets` is how many a file has that is sent. Throws a Failure when there is no log to read.
     TransferWatch(const Transaction& transaction, int packets);
+    TransferWatch(const TransferWatch&) = delete;
+    TransferWatch& operator=(const TransferWatch&) = delete;
+    ~TransferWatch();
 
     /// Ends the watch.
     void finish();
@@ -25,11 +29,14 @@ public:
     void judge(Outcome& outcome, std::size_t characters) const;
 
     /// Packets that the terminal took, or gave.
-    int packets() const { return m_record.accepted(); }
+    int packets() const { return m_record.accepted; }
     const std::string& logPath() const { return m_log.base(); }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     void look();
+    void showProgress(int packets);
     int requests() const;
     void judgeSent(Outcome& outcome) const;
     void judgeFetched(Outcome& outcome, std::size_t characters) const;
@@ -38,9 +45,10 @@ private:
     log::FollowedLog m_log;
     bool m_isLogComplete = true;
     TransferRecord m_record;
-    Progress m_progress;
     int m_packets;
     int m_firstNumber;
+    bool m_isWatched;
+    Clock::time_point m_begin = Clock::now();
     QTimer m_timer;
 };
 

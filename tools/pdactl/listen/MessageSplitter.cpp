@@ -1,7 +1,6 @@
 #include "listen/MessageSplitter.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace pdactl {
 
@@ -51,24 +50,11 @@ void MessageSplitter::add(const QString& text, Clock::time_point now) {
 
 void MessageSplitter::giveUpOld(Clock::time_point now) {
     if (isUnfinished() && now - m_lastAdded >= kPatience) {
-        m_warnings.push_back("gave up a message of which only " + std::to_string(m_rest.size()) +
-                             " characters came");
+        warnings.push_back("gave up a message of which only " + std::to_string(m_rest.size()) +
+                           " characters came");
         // Its length may have been wrong: others may follow its beginning.
         cut(1);
     }
-}
-
-std::optional<QString> MessageSplitter::next() {
-    if (m_messages.empty()) {
-        return std::nullopt;
-    }
-    QString message = std::move(m_messages.front());
-    m_messages.pop_front();
-    return message;
-}
-
-std::vector<std::string> MessageSplitter::takeWarnings() {
-    return std::exchange(m_warnings, {});
 }
 
 /// Takes the messages that begin at `position` or later. What they leave is moved to the front only once.
@@ -76,15 +62,15 @@ void MessageSplitter::cut(int position) {
     while (position < m_rest.size()) {
         const int begin = nextBegin(m_rest, position);
         if (begin > position) {
-            m_warnings.push_back("skipped " + std::to_string(begin - position) +
-                                 " characters that do not begin a message");
+            warnings.push_back("skipped " + std::to_string(begin - position) +
+                               " characters that do not begin a message");
             position = begin;
         }
         const int length = m_rest.midRef(position, kDigitsOfLength).toInt();
         if (m_rest.size() - position < std::max(length, kDigitsOfLength)) {
             break;
         }
-        m_messages.push_back(m_rest.mid(position, length));
+        messages.push_back(m_rest.mid(position, length));
         position += length;
     }
     m_rest.remove(0, position);

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <deque>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,23 +23,19 @@ public:
     /// Gives up an unfinished message of which nothing has come for five seconds.
     void giveUpOld(Clock::time_point now);
 
-    /// The next whole message, once.
-    std::optional<QString> next();
-
-    std::size_t whole() const { return m_messages.size(); }
     /// True while part of a message is there.
     bool isUnfinished() const { return !m_rest.isEmpty(); }
 
-    /// What went wrong since the last time.
-    std::vector<std::string> takeWarnings();
+    /// The whole messages; whoever takes one takes it away.
+    std::deque<QString> messages;
+    /// What went wrong; whoever tells it takes it away.
+    std::vector<std::string> warnings;
 
 private:
     void cut(int position);
 
     QString m_rest;
     Clock::time_point m_lastAdded{};
-    std::deque<QString> m_messages;
-    std::vector<std::string> m_warnings;
 };
 
 } // namespace pdactl

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 
 namespace pdalink::bench {
 
@@ -30,5 +31,29 @@ std::unique_ptr<Channel> openLibraryChannel(const std::string& path);
 
 /// What a small program would do that writes, polls once, sleeps once and reads, and nothing else.
 std::unique_ptr<Channel> openBareChannel(const std::string& path);
+
+/// A device node behind which a terminal answers at once: the two ends of a pseudo-terminal that passes all
+/// bytes on as they are.
+class PseudoTerminal {
+public:
+    PseudoTerminal();
+    PseudoTerminal(const PseudoTerminal&) = delete;
+    PseudoTerminal& operator=(const PseudoTerminal&) = delete;
+    ~PseudoTerminal();
+
+    const std::string& path() const { return m_path; }
+
+    /// Takes the terminal away from whoever has the node open.
+    void hangUp();
+
+private:
+    void answerUntilStopped() const;
+
+    int m_master;
+    int m_stop;
+    int m_slave = -1;
+    std::string m_path;
+    std::thread m_answering;
+};
 
 } // namespace pdalink::bench

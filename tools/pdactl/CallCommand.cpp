@@ -1,16 +1,13 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "Message.h"
-#include "Values.h"
+#include "Text.h"
 #include "log/JsonScan.h"
 
 #include <QJsonDocument>
-#include <QJsonObject>
 
-#include <algorithm>
 #include <iostream>
 #include <limits>
-#include <memory>
 #include <optional>
 #include <set>
 
@@ -24,17 +21,15 @@ struct CallOptions {
 };
 
 const Parameter& findParameter(const Transaction& code, const std::string& name) {
-    const auto found = std::find_if(code.parameters.begin(), code.parameters.end(),
-                                    [&](const Parameter& parameter) { return name == parameter.name; });
-    if (found == code.parameters.end()) {
-        std::string known;
-        for (const Parameter& parameter : code.parameters) {
-            known += (known.empty() ? "" : ", ") + std::string(parameter.name);
+    std::string known;
+    for (const Parameter& parameter : code.parameters) {
+        if (name == parameter.name) {
+            return parameter;
         }
-        throw Failure(BadUsage, code.code + " takes no " + name +
-                                    ", but: " + (known.empty() ? "nothing" : known) + ".");
+        known += (known.empty() ? "" : ", ") + std::string(parameter.name);
     }
-    return *found;
+    throw Failure(BadUsage,
+                  code.code + " takes no " + name + ", but: " + (known.empty() ? "nothing" : known) + ".");
 }
 
 Values readMembers(const Transaction& code, const std::vector<std::string>& members) {
@@ -65,48 +60,22 @@ const Transaction& requireCode(const std::string& number) {
     return *code;
 }
 
-bool isWholeRequest(const std::string& code) {
-    return code == "-" || code.rfind('@', 0) == 0;
-}
-
-/// The value of a member; nothing for one that is missing or of the wrong type.
-std::optional<std::string> valueOf(const Parameter& parameter, const QJsonValue& value) {
-    if (parameter.isInteger()) {
-        constexpr int kNoInteger = std::numeric_limits<int>::min();
-        const int number = value.toInt(kNoInteger);
-        return number != kNoInteger ? std::optional(std::to_string(number)) : std::nullopt;
-    }
-    return value.isString() ? std::optional(value.toString().toStdString()) : std::nullopt;
-}
-
-/// The values of a whole request; nothing for one that the library refuses.
+/// The values of a whole request; nothing for one that the library refuses, because a member is missing or of
+/// the wrong type.
 std::optional<Values> valuesOf(const Transaction& code, const QJsonObject& request) {
+    constexpr int kNoInteger = std::numeric_limits<int>::min();
     Values values;
     for (const Parameter& parameter : code.parameters) {
-        const std::optional<std::string> value =
-            valueOf(parameter, request.value(QLatin1String(parameter.name)));
-        if (!value) {
+        const QJsonValue value = request.value(QLatin1String(parameter.name));
+        const bool isInteger = parameter.isInteger();
+        if (isInteger ? value.toInt(kNoInteger) == kNoInteger : !value.isString()) {
             return std::nullopt;
         }
-        requireSendable(parameter.name, *value);
-        values[parameter.name] = *value;
+        std::string& text = values[parameter.name];
+        text = isInteger ? std::to_string(value.toInt()) : value.toString().toStdString();
+        requireSendable(parameter.name, text);
     }
     return values;
-}
-
-/// True when a whole request is to be carried out.
-bool isToBeCalled(const Transaction* code, const QJsonObject& request, const Settings& settings) {
-    const std::optional<Values> values = code != nullptr ? valuesOf(*code, request) : std::nullopt;
-    if (values) {
-        return isToBeSent(messageOf(*code, complete(*code, *values, asMember)), settings.isDryRun,
-                          settings.asJson);
-    }
-    if (settings.isDryRun) {
-        throw Failure(RequestRefused,
-                      "The library would refuse the request: its code is unknown, or a member "
-                      "is missing or has the wrong type. 'pdactl call --help' lists them.");
-    }
-    return true;
 }
 
 /// The library takes the first of several members of one name, the checks here the last.
@@ -128,22 +97,22 @@ int callWhole(const CallOptions& options, const Settings& settings) {
     requireDistinctMembers(request);
     const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(request)).object();
     const Transaction* const code = findCode(object.value("transCode").toString().toStdString());
-    const Host host(settings.verbose);
-    if (!isToBeCalled(code, object, settings)) {
-        return Success;
+    const std::optional<Values> values = code != nullptr ? valuesOf(*code, object) : std::nullopt;
+    const Host host(settings);
+    if (values) {
+        if (!isToBeSent(messageOf(*code, complete(*code, *values, asMember)), settings)) {
+            return Success;
+        }
+    } else if (settings.isDryRun) {
+        throw Failure(RequestRefused,
+                      "The library would refuse the request: its code is unknown, or a member "
+                      "is missing or has the wrong type. 'pdactl call --help' lists them.");
     }
-    Answer answer;
-    Outcome outcome;
-    if (code != nullptr) {
-        outcome = ask(host, *code, request, answer);
-    } else {
-        answer = host.request(request);
-        outcome.exitCode = RequestRefused;
-        outcome.message = refusalMessage();
-    }
-    std::cout << (answer.response.empty() ? "null" : answer.response) << std::endl;
+    std::string response;
+    const Outcome outcome = ask(host, code != nullptr ? *code : Transaction(), request, response);
+    std::cout << (response.empty() ? "null" : response) << std::endl;
     if (!outcome.message.empty()) {
-        std::cerr << "pdactl: " << outcome.message << std::endl;
+        complain(outcome.message);
     }
     return outcome.exitCode;
 }
@@ -168,6 +137,14 @@ std::string codeList() {
     return list;
 }
 
+int call(const CallOptions& options, const Settings& settings) {
+    if (options.code == "-" || startsWith(options.code, "@")) {
+        return callWhole(options, settings);
+    }
+    const Transaction& code = requireCode(options.code);
+    return carryOut(code, readMembers(code, options.members), asMember, settings);
+}
+
 } // namespace
 
 void addCallCommand(Program& program) {
@@ -181,15 +158,7 @@ void addCallCommand(Program& program) {
     command->add_option("MEMBER", options->members, "key=value, key=@FILE or key=- for standard input");
     addDryRun(*command, program);
     command->footer("Example: pdactl call 600003 pBagNumber=B0001 pAttrOrg=1001 pBagType=1\n\n" + codeList());
-    command->callback([&program, options] {
-        program.action = [&program, options] {
-            if (isWholeRequest(options->code)) {
-                return callWhole(*options, program);
-            }
-            const Transaction& code = requireCode(options->code);
-            return carryOut(code, readMembers(code, options->members), asMember, program);
-        };
-    });
+    setAction(*command, program, [&program, options] { return call(*options, program); });
 }
 
 } // namespace pdactl

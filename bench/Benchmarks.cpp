@@ -1,4 +1,4 @@
-#include "PrivateRun.h"
+#include "Benchmarks.h"
 
 #include "Harness.h"
 
@@ -17,6 +17,9 @@
 namespace pdalink::bench {
 
 namespace {
+
+/// Something did not do its work.
+bool g_failed = false;
 
 [[noreturn]] void fail(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -39,6 +42,23 @@ void writeIntoVoid(QtMsgType type, const QMessageLogContext& context, const QStr
 }
 
 } // namespace
+
+void failUnless(bool condition, benchmark::State& state, const char* what) {
+    if (!condition) {
+        state.SkipWithError(what);
+        g_failed = true;
+    }
+}
+
+int runBenchmarks(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return EXIT_FAILURE;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return g_failed ? EXIT_FAILURE : EXIT_SUCCESS;
+}
 
 void ensurePrivateRun(char** arguments) {
     if (test::isSupervised()) {
