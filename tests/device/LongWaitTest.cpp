@@ -46,6 +46,19 @@ TEST(SilentTerminal, IsHeardUntilTheBufferIsTaken) {
     EXPECT_FALSE(g_isBufferCome);
 }
 
+TEST(BrokenOffReply, IsGivenUpAfter100MillisecondsWithoutAReport) {
+    waitForWholeReply = true;
+    emptyBuffer();
+    appendReport("000060", 6);
+    int sleeps = 0;
+    const SkippedSleeps skipping([&sleeps](long long) {
+        ++sleeps;
+        return true;
+    });
+    EXPECT_EQ(channel::receive(), "000060");
+    EXPECT_EQ(sleeps, 2) << "the first poll, and the time that every reply is given";
+}
+
 TEST(EndlessReply, IsGivenUpAfterAMinute) {
     using Clock = std::chrono::steady_clock;
     constexpr std::chrono::seconds limit(60);
