@@ -160,6 +160,19 @@ const Refused kRefused[] = {
       R"({"transCode":"600001","x":{"pdaNumber":"1","pFactory":"2"}})",
       R"({"transCode":"600001","pdaNumber":1,"pdaNumber":"1","pFactory":"2"})"},
      incomplete("600001")},
+    {"a file to be sent without a member, or with one of another type",
+     {R"({"transCode":"600015","pCmdEx":3,"pInfoEx":"i","pFilePath":"0123456789"})",
+      R"({"transCode":"600015","pdaNumber":"7","pInfoEx":"i","pFilePath":"0123456789"})",
+      R"({"transCode":"600015","pdaNumber":"7","pCmdEx":"3","pInfoEx":"i","pFilePath":"0123456789"})",
+      R"({"transCode":"600015","pdaNumber":"7","pCmdEx":3,"pInfEx":"i","pFilePath":"0123456789"})",
+      R"({"transCode":"600015","pdaNumber":"7","pCmdEx":3,"pInfoEx":"i"})"},
+     incomplete("600015")},
+    {"a file to be fetched without a member, or with one of another type",
+     {R"({"transCode":"600016","pCmdEx":3,"pInfEx":"i"})",
+      R"({"transCode":"600016","pdaNumber":"7","pInfEx":"i"})",
+      R"({"transCode":"600016","pdaNumber":"7","pCmdEx":"3","pInfEx":"i"})",
+      R"({"transCode":"600016","pdaNumber":"7","pCmdEx":3,"pInfoEx":"i"})"},
+     incomplete("600016")},
 };
 
 TEST_F(Dispatcher, RefusesWhatIsNoRequestOfATransaction) {
@@ -186,6 +199,9 @@ TEST_F(Dispatcher, ReadsTextsUpToANulTheFirstOfTwoAndEchoesTheCodeOnly) {
              Inputs{"embedded NULs",
                     R"({"transCode":"600001\u0000x","pdaNumber":"12\u0000xy","pFactory":"\u0000"})", "12",
                     ""},
+             Inputs{"bytes that are not UTF-8",
+                    "{\"transCode\":\"600001\",\"pdaNumber\":\"a\xFFz\",\"pFactory\":\"5\"}",
+                    "a\xEF\xBF\xBDz", "5"},
              Inputs{"two of a name",
                     R"({"pdaNumber":"12","pdaNumber":"3","pFactory":"5","transCode":"600001"})", "12", "5"},
          }) {

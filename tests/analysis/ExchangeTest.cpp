@@ -97,6 +97,7 @@ TEST_F(ExchangeReply, GivesItsFieldsWhateverStandsAroundThem) {
              Received{"a length of nothing", "0000008001" + tags, codeOnly},
              Received{"a length of too much", "9999998001" + tags, codeOnly},
              Received{"no length, no header", "xxxxxx8001nothing as it should be" + tags, codeOnly},
+             Received{"six characters of many bytes for a length", "终端终端终é8001" + tags, codeOnly},
              Received{"blanks for a length", "      8001QEV   " + tags, codeOnly},
              Received{"another reply behind it", informationReply(first) + second, first},
              Received{"a reply of another type behind it",

@@ -3,6 +3,7 @@
 #include "device/ReceiveBuffer.h"
 #include "util/Settings.h"
 
+#include "tests/support/BlockedThread.h"
 #include "tests/support/SkippedSleeps.h"
 
 #include <gtest/gtest.h>
@@ -25,6 +26,37 @@ TEST(SilentTerminal, IsWaitedForIn490Polls) {
     });
     EXPECT_EQ(channel::receive(), "");
     EXPECT_EQ(polls, 490);
+}
+
+TEST(SilentTerminal, IsHeardUntilTheBufferIsTaken) {
+    emptyBuffer();
+    g_isBufferCome = false;
+    g_lock_buffer.Lock();
+    QString taken;
+    test::BlockedCall waiting([&taken] {
+        const SkippedSleeps skipping([](long long) { return true; });
+        taken = channel::receive();
+    });
+    EXPECT_TRUE(waiting.isBlockedOn(g_lock_buffer)); // after its last poll
+    g_buffer = "last moment";
+    g_isBufferCome = true;
+    g_lock_buffer.Unlock();
+    waiting.join();
+    EXPECT_EQ(taken, "last moment");
+    EXPECT_FALSE(g_isBufferCome);
+}
+
+TEST(BrokenOffReply, IsGivenUpAfter100MillisecondsWithoutAReport) {
+    waitForWholeReply = true;
+    emptyBuffer();
+    appendReport("000060", 6);
+    int sleeps = 0;
+    const SkippedSleeps skipping([&sleeps](long long) {
+        ++sleeps;
+        return true;
+    });
+    EXPECT_EQ(channel::receive(), "000060");
+    EXPECT_EQ(sleeps, 2) << "the first poll, and the time that every reply is given";
 }
 
 TEST(EndlessReply, IsGivenUpAfterAMinute) {

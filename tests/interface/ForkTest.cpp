@@ -43,7 +43,7 @@ constexpr const char* kAnswered = R"("pRetCode":"000000")";
 TEST_F(Fork, LeavesTheChildAChannelOfItsOwnAndTheParentItsOwn) {
     const Outcome outcome = runHost("call");
     EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
-    EXPECT_EQ(outcome.valueOf("child begins with: "), "descriptor -1, running 0");
+    EXPECT_EQ(outcome.valueOf("child begins with: "), "descriptor -1, running 0, received 0");
     EXPECT_EQ(outcome.valueOf("child's copy of the node: "), "closed");
     EXPECT_THAT(outcome.valueOf("child: "), HasSubstr(kAnswered));
     EXPECT_THAT(outcome.valueOf("child ends with: "), HasSubstr("running 1"));
@@ -69,6 +69,13 @@ TEST_F(Fork, WhileAnotherThreadCallsBlocksNoChild) {
     const Outcome outcome = runHostWithoutDevices("busy");
     EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_EQ(outcome.valueOf("children that failed: "), "0");
+}
+
+TEST_F(Fork, WhileTheReceiveBufferIsLockedBlocksNoChild) {
+    const Outcome outcome = runHost("locked");
+    EXPECT_EQ(outcome.valueOf("child's status: "), "0");
+    EXPECT_THAT(outcome.valueOf("child: "), HasSubstr(kAnswered));
+    EXPECT_THAT(outcome.valueOf("parent again: "), HasSubstr(kAnswered));
 }
 
 TEST_F(Fork, SurvivesAChildThatCannotOpenItsChannel) {

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 // What happens when a host loads the library in its own ways. Every host is a program of its own.
@@ -80,13 +81,17 @@ TEST_F(RelativeLoading, FromADirectoryBelowKeepsThePathBelowTheExecutable) {
     EXPECT_FALSE(fs::exists(library().file("log")));
 }
 
-TEST_F(RelativeLoading, WithoutALeadingDotUsesTheLibrarysDirectory) {
-    const Outcome result = call(host(), "library/" + kLibrary, testDirectory());
-    EXPECT_EQ(result.exitCode, 0) << result.errors;
-    EXPECT_EQ(result.lines().front(), "library/" + kLibrary);
-    EXPECT_EQ(result.output.find("exec file"), std::string::npos);
-    EXPECT_EQ(library().loggedIds(), "Vid/Pid: beside the lib/1");
-    EXPECT_FALSE(fs::exists(executable().file("log")));
+TEST_F(RelativeLoading, WithoutTheCurrentDirectoryInFrontUsesTheLibrarysDirectory) {
+    for (const auto& [name, directory] : {std::pair("library/" + kLibrary, testDirectory()),
+                                          std::pair("../library/" + kLibrary, executable().path())}) {
+        const Outcome result = call(host(), name, directory);
+        EXPECT_EQ(result.exitCode, 0) << result.errors;
+        EXPECT_EQ(result.lines().front(), name);
+        EXPECT_EQ(result.output.find("exec file"), std::string::npos);
+        EXPECT_EQ(library().loggedIds(), "Vid/Pid: beside the lib/1");
+        EXPECT_FALSE(fs::exists(executable().file("log")));
+        fs::remove_all(library().file("log"));
+    }
 }
 
 TEST(Loading, FromAVeryLongPathStillAnswers) {

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstring>
 #include <thread>
+#include <type_traits>
 
 namespace {
 
@@ -132,6 +133,7 @@ TEST_F(ConfigReader, NeverReadsThroughAStandardDescriptor) {
 }
 #endif
 
+static_assert(std::is_empty_v<CGetConfigVal>);
 static_assert(sizeof(CParamConfig) == 32 && offsetof(CParamConfig, Pid) == 0 &&
               offsetof(CParamConfig, Vid) == 16);
 

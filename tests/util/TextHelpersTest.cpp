@@ -7,9 +7,12 @@
 
 #include <chrono>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
+
+static_assert(std::is_empty_v<CUtil>);
 
 std::vector<std::string> split(const QString& text, const QString& separator) {
     std::vector<QString> parts;

@@ -176,6 +176,10 @@ TEST_F(FileFetching, AsksForAPacketWithAWrongCheckAgainByItsOwnNumber) {
                                 tag("Ex_CurPkt", "0") + tag("Ex_HexVal", "3132");
     expectCourse({"without a check", {without, packet(1, 0, "3132")}, {0, 0}, fetched("3132")});
     EXPECT_THAT(newLines(), Contains("1 pda return crc error:"));
+    const std::string longest(120000, 'c'); // longer than a formatted line of the log may be
+    answerAtLength("8016", packet("1", "0", "3132", longest));
+    expectCourse({"a long check", {packet(1, 0, "3132")}, {0, 0}, fetched("3132")});
+    EXPECT_THAT(newLines(), Contains("1 pda return crc error:" + longest));
     expectCourse({"a later packet",
                   {packet(3, 0, "0000"), packet("3", "1", "1111", "zzzz"), packet(3, 1, "1111"),
                    packet("3", "2", "2222", "ZZZZ"), packet(3, 2, "2222")},

@@ -43,6 +43,8 @@ TEST_F(FileJson, SendsAFile) {
     EXPECT_EQ(sendAsJson(text), (JsonAnswer{6, sent("000017")}));
     terminal().addFault("8015", pdasim::Fault().replyType("8001"));
     EXPECT_EQ(sendAsJson(text), (JsonAnswer{2, sent("000060")}));
+    refuse("1234567890");
+    EXPECT_EQ(sendAsJson(digits(3010)), (JsonAnswer{0, sent("0000007890")})) << "each over the one before";
 }
 
 TEST_F(FileJson, FetchesAFile) {

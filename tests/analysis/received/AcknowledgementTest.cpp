@@ -30,6 +30,7 @@ TEST_P(ReceivedCall, EmptiesTheReceiveBufferAndLowersTheTaskFlag) {
     EXPECT_EQ(hand(handler(), usualMessage()), 0);
     EXPECT_EQ(buffer(), "");
     EXPECT_EQ(m_PerformTasksYN, 0);
+    EXPECT_THAT(newLogTexts(3), IsEmpty()) << "no reply is waited for that could be cut short";
     EXPECT_EQ(getInfo(), usualInformation()) << "nothing is left that is taken for the next reply";
 }
 

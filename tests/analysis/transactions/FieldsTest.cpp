@@ -148,6 +148,10 @@ TEST_F(Fields, ATellerThatDoesNotFitIntoAHostsBufferFailsInJson) {
               (JsonAnswer{-1, R"({"pRetCode":"","pTellerNo":"","transCode":"600017"})"}));
     EXPECT_THAT(newLogTexts(3), ElementsAre(HasSubstr("pTellerNo")));
     EXPECT_EQ(m_PerformTasksYN, 1);
+    const std::string code(112000, '9'); // longer than a formatted line of the log may be
+    answerAtLength("8018", tag("Ex_RetCode", code));
+    EXPECT_EQ(ask(R"({"transCode":"600018","pdaNumber":"7","pAuthRet":""})"),
+              (JsonAnswer{1, R"({"pRetCode":")" + code + R"(","transCode":"600018"})"}));
 }
 
 TEST_F(Fields, TellersAreCountedByTheirSemicolons) {

@@ -1,9 +1,10 @@
 // Uses the library on both sides of a fork:
-// forking_host LIBRARY (call|exit|busy|failing)
+// forking_host LIBRARY (call|locked|exit|busy|failing)
 //
-// "call" makes a request in the parent, then one in a child of it, then one in the parent again; "exit" lets
-// the child do nothing; "busy" forks again and again while other threads keep the library busy, and lets
-// each child make a request; "failing" lets the child open its channel without the memory for a thread.
+// "call" makes a request in the parent, then one in a child of it, then one in the parent again; "locked" is
+// the same with the receive buffer's lock held at the fork; "exit" lets the child do nothing; "busy" forks
+// again and again while other threads keep the library busy, and lets each child make a request; "failing"
+// lets the child open its channel without the memory for a thread.
 #include <dlfcn.h>
 #include <pthread.h>
 #include <sys/resource.h>
@@ -70,12 +71,18 @@ int inChild(const std::function<void()>& action) {
 
 void reportState(const char* who) {
     report(who, "descriptor " + std::to_string(*symbol<std::atomic<int>>("g_fd")) + ", running " +
-                    std::to_string(static_cast<int>(*symbol<std::atomic<bool>>("g_hidRun"))));
+                    std::to_string(static_cast<int>(*symbol<std::atomic<bool>>("g_hidRun"))) + ", received " +
+                    std::to_string(static_cast<int>(*symbol<std::atomic<bool>>("g_isBufferCome"))));
 }
 
-void requestOnBothSides() {
+void requestOnBothSides(bool isLocked) {
     report("parent", getInfo());
     const int descriptor = *symbol<std::atomic<int>>("g_fd");
+    *symbol<std::atomic<bool>>("g_isBufferCome") = true;
+    void* const lock = symbol<void>("g_lock_buffer");
+    if (isLocked) {
+        symbol<int(void*)>("_ZN10cmutexlock4LockEv")(lock);
+    }
     const int status = inChild([descriptor] {
         reportState("child begins with");
         report("child's copy of the node",
@@ -84,6 +91,10 @@ void requestOnBothSides() {
         report("child", getInfo());
         reportState("child ends with");
     });
+    if (isLocked) {
+        symbol<int(void*)>("_ZN10cmutexlock6UnlockEv")(lock);
+    }
+    *symbol<std::atomic<bool>>("g_isBufferCome") = false;
     report("child's status", std::to_string(status));
     report("parent again", getInfo());
 }
@@ -147,8 +158,8 @@ int main(int argc, char** argv) {
         return EXIT_FAILURE;
     }
     const std::string how = argv[2];
-    if (how == "call") {
-        requestOnBothSides();
+    if (how == "call" || how == "locked") {
+        requestOnBothSides(how == "locked");
     } else if (how == "exit") {
         exitInChild();
     } else if (how == "busy") {
