@@ -160,7 +160,7 @@ const std::vector<Refusal> kRefusals{
 using RefusalTest = PdactlTest;
 
 TEST_F(RefusalTest, ComesBeforeAnythingIsSent) {
-    const std::string directory = scratchDirectory();
+    const std::string& directory = scratchDirectory();
     for (const File& file : kFiles) {
         writeFile(directory + "/" + file.name, file.bytes);
     }
@@ -191,12 +191,13 @@ TEST_F(ArgumentTest, IsReadFromAFileWithoutOneLineEnd) {
     const std::vector<std::pair<std::string, std::string>> rows = {
         {"0123\n", "0123"}, {"4567\r\n", "4567"}, {"89\n\n", "89\n"}, {"ab", "ab"}};
     const std::string value = scratchDirectory() + "/value";
+    const std::string fromFileAndInput = value + " < " + value;
     for (const auto& [bytes, expected] : rows) {
         writeFile(value, bytes);
-        EXPECT_EQ(shell("pdactl call 600012 CheckVal=- pKey=@" + value + " < " + value).exitCode, 0);
+        EXPECT_EQ(shell("pdactl call 600012 CheckVal=- pKey=@" + fromFileAndInput).exitCode, 0);
         EXPECT_EQ(terminal().state().keys.master->value, expected);
         EXPECT_EQ(terminal().state().keys.master->checkValue, expected);
-        EXPECT_EQ(shell("pdactl key init --key - --check-value @" + value + " < " + value).exitCode, 0);
+        EXPECT_EQ(shell("pdactl key init --key - --check-value @" + fromFileAndInput).exitCode, 0);
         EXPECT_EQ(terminal().state().keys.master->value, expected);
     }
 }

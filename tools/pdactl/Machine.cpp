@@ -273,11 +273,13 @@ std::vector<Finding> examineUsers(const std::string& node) {
         const std::optional<bool> isUser = hasOpen(process.path(), node);
         hiddenProcesses += isUser ? 0 : 1;
         if (isUser.value_or(false)) {
-            users.push_back({"problem", "users",
-                             "process " + id + " (" + attribute(process.path(), "comm") + ") has " + node +
-                                 " open, and each of you takes the other's replies. It may be the host that "
-                                 "is in use: see who runs it, and end it in the way in which it was started",
-                             "ps -fp " + id});
+            const std::string name = attribute(process.path(), "comm");
+            users.push_back(
+                {"problem", "users",
+                 std::string("process ").append(id).append(" (").append(name).append(") has ").append(node) +
+                     " open, and each of you takes the other's replies. It may be the host that "
+                     "is in use: see who runs it, and end it in the way in which it was started",
+                 "ps -fp " + id});
         }
     }
     if (users.empty() && hiddenProcesses > 0) {

@@ -14,8 +14,8 @@ namespace pdactl {
 
 namespace {
 
-constexpr QLatin1String kAccepted("000000");
-constexpr QLatin1String kNoData("000060");
+constexpr char kAccepted[] = "000000";
+constexpr char kNoData[] = "000060";
 constexpr const char* kSeeDoctor = " Run 'pdactl doctor' to find out why.";
 
 /// The terminal's result code; nothing for a call that has none.
@@ -33,7 +33,7 @@ int usualResult(int result, const std::optional<QString>& resultCode) {
     if (result == 1) {
         return 0;
     }
-    return resultCode == kNoData ? 2 : -1;
+    return resultCode == QLatin1String(kNoData) ? 2 : -1;
 }
 
 void fail(Outcome& outcome, ExitCode exitCode, const std::string& message) {
@@ -77,7 +77,7 @@ void judge(Outcome& outcome, const Transaction& transaction) {
     const bool isTeller = transaction.results == Results::Teller;
     switch (isTeller ? usualResult(outcome.result, resultCode) : outcome.result) {
     case 0:
-        if (resultCode && *resultCode != kAccepted) {
+        if (resultCode && *resultCode != QLatin1String(kAccepted)) {
             fail(outcome, TerminalRefused,
                  resultCode->isEmpty()
                      ? "The terminal replied without a result code. See its reply with 'pdactl log --full " +
