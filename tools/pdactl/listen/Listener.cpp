@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <optional>
 #include <utility>
 
 namespace pdactl {
