@@ -20,7 +20,7 @@ public:
     virtual std::optional<int> receiverThread() const = 0;
     /// Asks the terminal who it is; throws when it does not say.
     virtual void exchange() = 0;
-    /// Sends a file of so many packets; throws when the terminal does not take it.
+    /// Sends a file of this many packets; throws when the terminal does not take it.
     virtual void sendFile(int packets) = 0;
     /// Waits for a message until the time allowed is over; throws when one comes.
     virtual void waitInVain() = 0;

@@ -53,7 +53,7 @@ TEST(CompletionTest, KnowsOptionsAndTheirValuesFromCommands) {
     EXPECT_THAT(offered({"--json", "scan", "li"}), ElementsAre("list"));
     EXPECT_THAT(offered({"scan", "start", "--pda", "list", "--comm"}), ElementsAre("--command"));
     EXPECT_THAT(offered({"file", "send", "scan", "--comm"}), ElementsAre("--command"));
-    EXPECT_THAT(offered({"scan", "start", "--pda", ""}), IsEmpty());
+    EXPECT_THAT(offered({"scan", "start", "--pda", "--c"}), IsEmpty());
 }
 
 TEST(CompletionTest, OffersCodesAndTheirMembers) {

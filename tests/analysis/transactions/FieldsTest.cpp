@@ -170,6 +170,13 @@ TEST_F(Fields, TellersAreCountedByTheirSemicolons) {
     }
 }
 
+TEST_F(Fields, CurrentKeysComeWithoutTheEvThatAReplyMayCarry) {
+    std::vector<std::string> expected = Arguments::untouched(rowOf("GetCDKKEV_CDKKCV"));
+    expected.back() = "cv";
+    EXPECT_EQ(fetch("GetCDKKEV_CDKKCV", tag("Ex_CurrentCDKKEV", "ev") + tag("Ex_CurrentCDKKCV", "cv")),
+              expected);
+}
+
 TEST_F(Fields, OneTextMayBeInputAndOutput) {
     std::string buffer("lock-1\0##############", 21);
     answer("7012", tag("Ex_LockId", "answered"));
