@@ -25,7 +25,9 @@ TEST(SilentTerminal, IsWaitedForIn490Polls) {
         return true;
     });
     EXPECT_EQ(channel::receive(), "");
-    EXPECT_EQ(polls, 490);
+    EXPECT_LE(polls, 490);
+    EXPECT_GE(polls, 485)
+        << "a poll is not slept through when the machine itself has stood still for as long";
 }
 
 TEST(SilentTerminal, IsHeardUntilTheBufferIsTaken) {
