@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <set>
 #include <system_error>
 
@@ -217,9 +218,7 @@ std::vector<HidNode> findHidNodes() {
         }
     }
     std::vector<HidNode> nodes;
-    for (const std::string& device : devices) {
-        nodes.push_back(describe(device));
-    }
+    std::transform(devices.begin(), devices.end(), std::back_inserter(nodes), describe);
     return nodes;
 }
 
