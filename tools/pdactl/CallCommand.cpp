@@ -20,18 +20,6 @@ struct CallOptions {
     std::vector<std::string> members;
 };
 
-const Parameter& findParameter(const Transaction& code, const std::string& name) {
-    std::string known;
-    for (const Parameter& parameter : code.parameters) {
-        if (name == parameter.name) {
-            return parameter;
-        }
-        known += (known.empty() ? "" : ", ") + std::string(parameter.name);
-    }
-    throw Failure(BadUsage,
-                  code.code + " takes no " + name + ", but: " + (known.empty() ? "nothing" : known) + ".");
-}
-
 Values readMembers(const Transaction& code, const std::vector<std::string>& members) {
     Values values;
     for (const std::string& member : members) {
@@ -41,7 +29,7 @@ Values readMembers(const Transaction& code, const std::vector<std::string>& memb
                                         R"(" is not key=value. Write the member's name, "=" and its value.)");
         }
         const std::string name = member.substr(0, equals);
-        const Parameter& parameter = findParameter(code, name);
+        const Parameter& parameter = requireParameter(code, name);
         if (values.count(name) != 0) {
             throw Failure(BadUsage, name + " is given twice. Give it once.");
         }

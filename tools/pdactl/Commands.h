@@ -24,6 +24,7 @@ void addCallCommand(Program& program);
 void addVerbCommands(Program& program);
 void addFileCommands(Program& program);
 void addListenCommands(Program& program);
+void addServeCommand(Program& program);
 void addDoctorCommand(Program& program);
 void addLogCommand(Program& program);
 

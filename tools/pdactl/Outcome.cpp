@@ -134,14 +134,18 @@ void printTable(const std::vector<Field>& fields) {
     printColumns(lists);
 }
 
+QJsonObject documentOf(const Outcome& outcome) {
+    QJsonObject object{
+        {"result", outcome.result}, {"exitCode", outcome.exitCode}, {"response", jsonOf(outcome.fields)}};
+    if (!outcome.message.empty()) {
+        object.insert("message", QString::fromStdString(outcome.message));
+    }
+    return object;
+}
+
 void print(const Outcome& outcome, bool asJson) {
     if (asJson) {
-        QJsonObject object{
-            {"result", outcome.result}, {"exitCode", outcome.exitCode}, {"response", jsonOf(outcome.fields)}};
-        if (!outcome.message.empty()) {
-            object.insert("message", QString::fromStdString(outcome.message));
-        }
-        std::cout << QJsonDocument(object).toJson().constData();
+        std::cout << QJsonDocument(documentOf(outcome)).toJson().constData();
     } else if (std::any_of(outcome.fields.begin(), outcome.fields.end(),
                            [](const Field& field) { return field.value != QString(); })) {
         printTable(outcome.fields);

@@ -40,6 +40,9 @@ void judge(Outcome& outcome, const Transaction& transaction);
 /// each followed by ";", as the columns of one table.
 void printTable(const std::vector<Field>& fields);
 
+/// The outcome as one JSON document.
+QJsonObject documentOf(const Outcome& outcome);
+
 /// Prints the outcome on standard output: one JSON document, or a table. The message goes to standard error.
 void print(const Outcome& outcome, bool asJson);
 

@@ -129,16 +129,19 @@ Outcome ask(const Host& host, const Transaction& transaction, const std::string&
     return outcome;
 }
 
+Outcome carryOut(const Host& host, const Transaction& transaction, const Values& values) {
+    std::string response;
+    return transaction.code.empty() ? callDirectly(host, transaction, values)
+                                    : ask(host, transaction, makeRequest(transaction, values), response);
+}
+
 int carryOut(const Transaction& transaction, const Values& given, Naming nameOf, const Settings& settings) {
     const Values values = complete(transaction, given, nameOf);
     const Host host(settings);
     if (!isToBeSent(messageOf(transaction, values), settings)) {
         return Success;
     }
-    std::string response;
-    const Outcome outcome = transaction.code.empty()
-                                ? callDirectly(host, transaction, values)
-                                : ask(host, transaction, makeRequest(transaction, values), response);
+    const Outcome outcome = carryOut(host, transaction, values);
     print(outcome, settings.asJson);
     return outcome.exitCode;
 }

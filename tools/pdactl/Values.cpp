@@ -165,6 +165,18 @@ std::string asOption(const Parameter& parameter) {
     return (isPositional ? "" : "--") + std::string(parameter.option);
 }
 
+const Parameter& requireParameter(const Transaction& transaction, const std::string& name) {
+    std::string known;
+    for (const Parameter& parameter : transaction.parameters) {
+        if (name == parameter.name) {
+            return parameter;
+        }
+        known += (known.empty() ? "" : ", ") + std::string(parameter.name);
+    }
+    throw Failure(BadUsage,
+                  (transaction.code.empty() ? transaction.member : transaction.code) + " takes no " + name + ", but: " + (known.empty() ? "nothing" : known) + ".");
+}
+
 std::string readArgument(const std::string& name, const std::string& text, bool isSecret) {
     const bool isElsewhere = text == "-" || startsWith(text, "@");
     if (isSecret && !isElsewhere) {

@@ -13,6 +13,9 @@ using Naming = std::string (*)(const Parameter& parameter);
 std::string asMember(const Parameter& parameter); ///< "pTotal"
 std::string asOption(const Parameter& parameter); ///< "--total", or "CODE" without an option
 
+/// The parameter of this name in JSON. Throws a Failure for a name that it does not have.
+const Parameter& requireParameter(const Transaction& transaction, const std::string& name);
+
 /// The value of an argument: "@FILE" stands for a file's content, "-" for standard input's, both without the
 /// line end at their end; everything else for itself. A secret must not be given on the command line, where
 /// every user of the machine sees it. `name` is for messages. Throws a Failure that says how to do it.

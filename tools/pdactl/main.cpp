@@ -81,6 +81,7 @@ void describe(CLI::App& app, pdactl::Program& program) {
     pdactl::addVerbCommands(program);
     pdactl::addFileCommands(program);
     pdactl::addListenCommands(program);
+    pdactl::addServeCommand(program);
     pdactl::addDoctorCommand(program);
     pdactl::addLogCommand(program);
     pdactl::describeGroups(program);

@@ -1,6 +1,7 @@
 #include "AtomicFile.h"
 #include "Commands.h"
 #include "Message.h"
+#include "file/FileTransfer.h"
 #include "file/TransferWatch.h"
 
 #include <QByteArray>
@@ -17,13 +18,6 @@ namespace fs = std::filesystem;
 /// The most bytes and the fewest that the protocol can carry.
 constexpr std::size_t kMaxFileBytes = 300000000;
 constexpr std::size_t kMinFileBytes = 5;
-
-struct FileOptions {
-    std::string file;
-    std::string pda = kPresetPda;
-    int command = 1;
-    std::string info;
-};
 
 [[noreturn]] void refuse(ExitCode exitCode, const std::string& path, const std::string& reason) {
     throw Failure(exitCode, "Cannot send " + path + ": " + reason);
@@ -84,7 +78,9 @@ Values valuesOf(const FileOptions& options, const char* info) {
     return {{"pdaNumber", options.pda}, {"pCmdEx", std::to_string(options.command)}, {info, options.info}};
 }
 
-int send(FileOptions options, const Settings& settings) {
+} // namespace
+
+std::optional<Outcome> sendFile(const Host& host, FileOptions options, const Settings& settings) {
     if (options.info.empty()) {
         options.info = fs::path(options.file).filename();
     }
@@ -92,9 +88,8 @@ int send(FileOptions options, const Settings& settings) {
     Values values = valuesOf(options, "pInfoEx");
     std::string& digits = values["pFilePath"];
     digits = QByteArray::fromStdString(readFile(options.file)).toHex().toStdString();
-    const Host host(settings);
     if (!isToBeSent(messageOf(code, values), settings)) {
-        return Success;
+        return {};
     }
     const int packets = packetsOf(digits);
     const Room resultCode = reserve();
@@ -108,17 +103,14 @@ int send(FileOptions options, const Settings& settings) {
         judge(outcome, code);
         watch.judge(outcome, 0);
     });
-    print(outcome, settings.asJson);
-    return outcome.exitCode;
+    return outcome;
 }
 
-/// The file appears only when all of it has arrived.
-int fetch(FileOptions options, const Settings& settings) {
+std::optional<Outcome> fetchFile(const Host& host, FileOptions options, const Settings& settings) {
     const Transaction& code = *findCode("600016");
     const Values values = valuesOf(options, "pInfEx");
-    const Host host(settings);
     if (!isToBeSent(messageOf(code, values), settings)) {
-        return Success;
+        return {};
     }
     AtomicFile file(options.file);
     const Room text = reserve(2 * kMaxFileBytes + 1);
@@ -140,9 +132,10 @@ int fetch(FileOptions options, const Settings& settings) {
                                watch.logPath() + ".");
         }
     });
-    print(outcome, settings.asJson);
-    return outcome.exitCode;
+    return outcome;
 }
+
+namespace {
 
 struct FileCommand {
     const char* word;
@@ -150,7 +143,7 @@ struct FileCommand {
     const char* example;
     const char* fileHelp;
     const char* infoHelp;
-    int (*action)(FileOptions options, const Settings& settings);
+    std::optional<Outcome> (*transfer)(const Host& host, FileOptions options, const Settings& settings);
 };
 
 void add(Program& program, const FileCommand& row) {
@@ -162,19 +155,25 @@ void add(Program& program, const FileCommand& row) {
         ->capture_default_str();
     command.add_option("--info", options->info, row.infoHelp);
     addDryRun(command, program);
-    setAction(command, program,
-              [&program, options, action = row.action] { return action(*options, program); });
+    setAction(command, program, [&program, options, transfer = row.transfer] {
+        const Host host(program);
+        const std::optional<Outcome> outcome = transfer(host, *options, program);
+        if (outcome) {
+            print(*outcome, program.asJson);
+        }
+        return outcome ? outcome->exitCode : Success;
+    });
 }
 
 } // namespace
 
 void addFileCommands(Program& program) {
-    add(program,
-        {"send", "Send a file to the terminal", "firmware.bin --command 7",
-         "the file, of 5 to 300,000,000 bytes", "free text that goes with it; its name unless given", send});
+    add(program, {"send", "Send a file to the terminal", "firmware.bin --command 7",
+                  "the file, of 5 to 300,000,000 bytes", "free text that goes with it; its name unless given",
+                  sendFile});
     add(program, {"fetch", "Fetch a file from the terminal", "report.bin --command 7",
                   "where it is written to; it appears there only when it has arrived whole",
-                  "free text for the terminal", fetch});
+                  "free text for the terminal", fetchFile});
 }
 
 } // namespace pdactl

@@ -1,17 +1,12 @@
 #include "Commands.h"
 #include "Signals.h"
-#include "listen/MessageSplitter.h"
+#include "listen/Inbox.h"
 
-#include <pdalink/analysis/ResultStores.h>
-#include <pdalink/device/HIDDevice.h>
 #include <pdalink/util/Util.h>
 
-#include <QDateTime>
 #include <QJsonDocument>
 
-#include <unistd.h>
-
-#include <algorithm>
+#include <chrono>
 #include <iostream>
 #include <optional>
 #include <utility>
@@ -20,14 +15,9 @@ namespace pdactl {
 
 namespace {
 
-using Clock = MessageSplitter::Clock;
+using Clock = std::chrono::steady_clock;
 
 constexpr unsigned int kPause = 10; // milliseconds
-constexpr int kOpeningSteps = 100;
-constexpr std::chrono::seconds kBetweenTries{1};
-constexpr int kTypeOffset = 6;
-constexpr int kTypeLength = 4;
-constexpr const char* kLoginType = "9002";
 
 /// When to stop listening, and what to do meanwhile.
 struct ListenOptions {
@@ -37,47 +27,7 @@ struct ListenOptions {
     std::string answerToLogin; ///< six digits; empty for no answer
 };
 
-/// A message that the terminal starts: the library's handler for it, and where that leaves its fields.
-struct MessageKind {
-    const char* type;
-    const char* member;
-    int (CPDAXMLAnalysis::*handler)(char*);
-    QString* store;
-
-    const Transaction& transaction() const { return *findMember(member); }
-};
-
-// clang-format off
-const MessageKind kKinds[] = {
-    {"9001", "ReceiveScanResult", &CPDAXMLAnalysis::ReceiveScanResult, pda_ScanLabel},
-    {kLoginType, "ReceiveLoginData", &CPDAXMLAnalysis::ReceiveLoginData, pda_LoginData},
-    {"9003", "ReceiveRandomNumber", &CPDAXMLAnalysis::ReceiveRandomNumber, pda_RandomNumber},
-    {"9004", "ReceiveInventoryData", &CPDAXMLAnalysis::ReceiveInventoryData, pda_GetInventoryRet},
-    {"9005", "ReceiveHandoverDotData", &CPDAXMLAnalysis::ReceiveHandoverDotData, pda_HandoverDotData},
-    {"9006", "ReceiveHandoverPowerData", &CPDAXMLAnalysis::ReceiveHandoverPowerData, pda_HandoverPowerData},
-};
-// clang-format on
-
-/// What the handler has left of a message; the store is empty again then.
-std::vector<Field> takeFields(const MessageKind& kind) {
-    std::vector<Field> fields;
-    QString* slot = kind.store;
-    for (const char* name : kind.transaction().outputs) {
-        fields.push_back({name, std::exchange(*slot, QString())}); // the next label finds the first pair free
-        ++slot;
-    }
-    return fields;
-}
-
-bool isOpen() {
-    return g_hidRun && g_fd >= 0 && ::access(g_strSerialPort.toUtf8().constData(), F_OK) == 0;
-}
-
-/// What every host has to do to get the messages that the terminal starts: keeps the channel open while the
-/// terminal comes and goes, takes what has come from it, cuts it into messages and hands each to its handler.
-///
-/// A handler empties the receive buffer. Messages are handed over only while no other is half received; one
-/// that begins to arrive at that very moment is lost all the same.
+/// Prints the messages that the terminal starts.
 class Listener {
 public:
     Listener(ListenOptions options, const Settings& settings)
@@ -86,7 +36,7 @@ public:
     /// Listens until the end that the options tell, or a signal. Returns the exit code.
     int run() {
         const BlockedSignals blocked; // the library's threads inherit that
-        if (!tryToOpen()) {
+        if (!m_inbox.open()) {
             throw Failure(NotSent,
                           "There is no terminal to listen to. Plug it in; run 'pdactl doctor' if it is.");
         }
@@ -105,80 +55,30 @@ public:
     }
 
 private:
-    /// A receiver of the library's own opens the node; that takes a moment.
-    bool tryToOpen() {
-        m_host.call([](CPDAXMLAnalysis& /*configuration*/) {
-            (void)g_HIDDevice.openHidDevice();
-            for (int step = 0; step < kOpeningSteps && !g_strSerialPort.isEmpty() && !isOpen(); ++step) {
-                CUtil::Delay_MSec(kPause);
-            }
-        });
-        m_lastTry = Clock::now();
-        return isOpen();
-    }
-
-    void keepOpen() {
-        if (isOpen()) {
-            return;
-        }
-        if (!std::exchange(m_isGone, true)) {
-            complain("the terminal has gone; plug it in again, or end with Ctrl-C");
-        }
-        if (Clock::now() - m_lastTry >= kBetweenTries && tryToOpen()) {
-            complain("the terminal is back");
-            m_isGone = false;
-        }
-    }
-
     void listen(const BlockedSignals& blocked) {
         const auto end = Clock::now() + std::chrono::seconds(m_options.seconds.value_or(0));
         complain(m_options.seconds ? "listening" : "listening; end with Ctrl-C");
         while (!isDone() && !blocked.arriveWithin(0) && !(m_options.seconds && Clock::now() >= end)) {
-            keepOpen();
-            takeReceived();
-            if (!m_splitter.messages.empty() && !m_splitter.isUnfinished() && !g_isBufferCome) {
-                const QString message = m_splitter.messages.front();
-                m_splitter.messages.pop_front();
-                handleMessage(message);
+            m_inbox.keepOpen();
+            if (const std::optional<TerminalMessage> message = m_inbox.take()) {
+                report(*message);
             } else {
                 CUtil::Delay_MSec(kPause);
             }
         }
     }
 
-    void takeReceived() {
-        const auto now = Clock::now();
-        if (g_isBufferCome) {
-            m_splitter.add(g_HIDDevice.getBuffer(), now);
-        }
-        m_splitter.giveUpOld(now);
-        for (const std::string& warning : std::exchange(m_splitter.warnings, {})) {
-            complain("warning: " + warning);
-        }
-    }
-
-    void handleMessage(const QString& message) {
-        const std::string type = message.mid(kTypeOffset, kTypeLength).toStdString();
-        const auto* const kind = std::find_if(std::begin(kKinds), std::end(kKinds),
-                                              [&](const MessageKind& each) { return type == each.type; });
-        if (kind == std::end(kKinds)) {
-            complain("warning: skipped a message of type " + type + ", which a terminal does not start");
-            return;
-        }
-        std::string text = message.toStdString();
-        int result = 0;
-        m_host.call([&](CPDAXMLAnalysis& library) { result = (library.*kind->handler)(text.data()); });
-        const std::vector<Field> fields = takeFields(*kind);
-        QJsonObject report{{"acknowledged", kind->transaction().end == End::Written && result == 0}};
-        if (result != 0) {
+    void report(const TerminalMessage& message) {
+        if (message.result != 0) {
             fail(NotSent, "The acknowledgement of a message could not be written. Run 'pdactl doctor' to "
                           "find out why.");
         }
-        if (type == kLoginType && !m_options.answerToLogin.empty()) {
-            report.insert("answered", answerLogin(fields.front().value.toString().toStdString()));
+        QJsonObject document = message.json();
+        if (message.isLogin() && !m_options.answerToLogin.empty()) {
+            document.insert("answered", answerLogin(message.fields.front().value.toString().toStdString()));
         }
-        show(*kind, fields, report);
-        m_counted += !m_options.onlyLogin || type == kLoginType ? 1 : 0;
+        show(message, document);
+        m_counted += !m_options.onlyLogin || message.isLogin() ? 1 : 0;
     }
 
     bool answerLogin(std::string pdaNumber) {
@@ -192,16 +92,12 @@ private:
         return result == 0;
     }
 
-    void show(const MessageKind& kind, const std::vector<Field>& fields, QJsonObject report) const {
+    void show(const TerminalMessage& message, const QJsonObject& document) const {
         if (m_asJson) {
-            report.insert("type", kind.type);
-            report.insert("kind", kind.transaction().help);
-            report.insert("time", QDateTime::currentDateTime().toString(Qt::ISODateWithMs));
-            report.insert("fields", jsonOf(fields));
-            std::cout << QJsonDocument(report).toJson(QJsonDocument::Compact).constData() << '\n';
+            std::cout << QJsonDocument(document).toJson(QJsonDocument::Compact).constData() << '\n';
         } else {
-            std::cout << kind.transaction().help << " (" << kind.type << ")\n";
-            printTable(fields);
+            std::cout << message.kind->help << " (" << message.type << ")\n";
+            printTable(message.fields);
             std::cout << '\n';
         }
         requireOutput();
@@ -215,19 +111,17 @@ private:
     bool isDone() const { return m_options.count && m_counted >= *m_options.count; }
 
     void warnOfTheRest() const {
-        if (!m_splitter.messages.empty() || m_splitter.isUnfinished()) {
-            complain("warning: " + std::to_string(m_splitter.messages.size()) +
+        if (m_inbox.waiting() > 0 || m_inbox.isUnfinished()) {
+            complain("warning: " + std::to_string(m_inbox.waiting()) +
                      " more messages came, and were not acknowledged" +
-                     (m_splitter.isUnfinished() ? "; of another one only the beginning" : ""));
+                     (m_inbox.isUnfinished() ? "; of another one only the beginning" : ""));
         }
     }
 
     ListenOptions m_options;
     bool m_asJson;
     Host m_host;
-    MessageSplitter m_splitter;
-    bool m_isGone = false;
-    Clock::time_point m_lastTry{};
+    Inbox m_inbox{m_host};
     int m_counted = 0;
     ExitCode m_exitCode = Success;
 };
