@@ -146,7 +146,7 @@ struct BadLine {
 const BadLine kBadLines[] = {
     {"nonsense", "The line is not JSON"},
     {"[1]", "not a JSON object"},
-    {"{\"transCode\":\"600002\"", "The line is not JSON"},
+    {R"({"transCode":"600002")", "The line is not JSON"},
     {"{}", "needs \"transCode\""},
     {R"({"transCode":600002})", "needs \"transCode\""},
     {R"({"transCode":"600002","call":"GetLockList"})", "one of them"},
@@ -188,8 +188,8 @@ TEST_F(ServeTest, TakesFilesByTheirPaths) {
     writeFile(file, "some bytes");
     terminal().changeState([](pdasim::TerminalState& state) { state.files.offered[9] = "0a0b0c0d0e"; });
     const std::vector<QJsonObject> answers =
-        answersTo("{\"transCode\":\"600015\",\"pCmdEx\":7,\"file\":\"" + file + "\"}\n" +
-                  "{\"transCode\":\"600016\",\"pCmdEx\":9,\"file\":\"" + fetched + "\"}\n");
+        answersTo(R"({"transCode":"600015","pCmdEx":7,"file":")" + file + "\"}\n" +
+                  R"({"transCode":"600016","pCmdEx":9,"file":")" + fetched + "\"}\n");
     ASSERT_EQ(answers.size(), 2U);
     EXPECT_EQ(answers[0].value("exitCode").toInt(-1), 0) << text(answers[0], "message");
     EXPECT_EQ(terminal().state().files.sent.at(7).packets.at(0), "736f6d65206279746573");
@@ -211,7 +211,7 @@ TEST_F(ServeTest, NeverRepeatsASecret) {
 
 TEST_F(ServeTest, RefusesALineOfMoreThan16MebibytesAndGoesOn) {
     const std::vector<QJsonObject> answers =
-        answersTo("{\"transCode\":\"600001\",\"pFactory\":\"" + std::string(17U << 20U, 'x') +
+        answersTo(R"({"transCode":"600001","pFactory":")" + std::string(17U << 20U, 'x') +
                   "\"}\n{\"id\":2,\"transCode\":\"600002\"}\n");
     ASSERT_EQ(answers.size(), 2U);
     EXPECT_THAT(text(answers[0], "message"), HasSubstr("too long"));

@@ -173,8 +173,8 @@ const Parameter& requireParameter(const Transaction& transaction, const std::str
         }
         known += (known.empty() ? "" : ", ") + std::string(parameter.name);
     }
-    throw Failure(BadUsage,
-                  (transaction.code.empty() ? transaction.member : transaction.code) + " takes no " + name + ", but: " + (known.empty() ? "nothing" : known) + ".");
+    throw Failure(BadUsage, (transaction.code.empty() ? transaction.member : transaction.code) +
+                                " takes no " + name + ", but: " + (known.empty() ? "nothing" : known) + ".");
 }
 
 std::string readArgument(const std::string& name, const std::string& text, bool isSecret) {

@@ -60,8 +60,7 @@ std::string textOf(const Parameter& parameter, const QJsonValue& value) {
         throw Failure(BadUsage, std::string(parameter.name) + " must be " +
                                     (parameter.isInteger() ? "an integer." : "a string."));
     }
-    const std::string text =
-        parameter.isInteger() ? std::to_string(value.toInt()) : value.toString().toStdString();
+    std::string text = parameter.isInteger() ? std::to_string(value.toInt()) : value.toString().toStdString();
     requireSendable(parameter.name, text);
     return text;
 }
@@ -89,7 +88,7 @@ std::string pathIn(const Transaction& transaction, const QJsonObject& request) {
     if (transaction.code != kSendCode && transaction.code != kFetchCode) {
         throw Failure(BadUsage, "Only 600015 and 600016 take a file.");
     }
-    const std::string path = request.value(kFile).toString().toStdString();
+    std::string path = request.value(kFile).toString().toStdString();
     if (path.empty()) {
         throw Failure(BadUsage, "file must be a path.");
     }
