@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <optional>
-#include <sstream>
 
 namespace {
 
@@ -42,15 +41,6 @@ protected:
         return pdasim::composeMessage(
             "9001",
             {{"Ex_TrTime", "20260102030405"}, {"Ex_SeqNo", "0001"}, {"Ex_PdaSn", "86"}, {"Ex_Label", name}});
-    }
-    /// One in each line.
-    static std::vector<QJsonObject> documentsIn(const std::string& output) {
-        std::vector<QJsonObject> documents;
-        std::istringstream lines(output);
-        for (std::string line; std::getline(lines, line);) {
-            documents.push_back(onlyDocument(line).object());
-        }
-        return documents;
     }
     static QJsonObject fieldsOf(const QJsonObject& message) { return message.value("fields").toObject(); }
     static std::vector<std::string> labelsIn(const std::string& output) {

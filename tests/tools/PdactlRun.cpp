@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstring>
 #include <regex>
+#include <sstream>
 
 namespace pdalink::test {
 
@@ -61,6 +62,15 @@ QJsonDocument onlyDocument(const std::string& text) {
     QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
     EXPECT_EQ(error.error, QJsonParseError::NoError) << error.errorString().toStdString() << "\n" << text;
     return document;
+}
+
+std::vector<QJsonObject> documentsIn(const std::string& lines) {
+    std::vector<QJsonObject> documents;
+    std::istringstream stream(lines);
+    for (std::string line; std::getline(stream, line);) {
+        documents.push_back(onlyDocument(line).object());
+    }
+    return documents;
 }
 
 std::string withoutTime(const std::string& message) {

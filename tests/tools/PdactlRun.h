@@ -31,6 +31,9 @@ ProgramResult runShell(const std::string& line, const Variables& variables = {})
 /// Fails the test unless the text is one JSON document and nothing else.
 QJsonDocument onlyDocument(const std::string& text);
 
+/// The same of each line.
+std::vector<QJsonObject> documentsIn(const std::string& lines);
+
 /// A message with one and the same time stamp, whenever it was built.
 std::string withoutTime(const std::string& message);
 

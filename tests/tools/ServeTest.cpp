@@ -5,7 +5,6 @@
 #include <csignal>
 #include <filesystem>
 #include <optional>
-#include <sstream>
 
 namespace {
 
@@ -42,15 +41,6 @@ protected:
         return onlyDocument(client.read(1)).object();
     }
 
-    /// One in each line.
-    static std::vector<QJsonObject> documentsIn(const std::string& output) {
-        std::vector<QJsonObject> documents;
-        std::istringstream lines(output);
-        for (std::string line; std::getline(lines, line);) {
-            documents.push_back(onlyDocument(line).object());
-        }
-        return documents;
-    }
     static std::string text(const QJsonObject& object, const char* name) {
         return object.value(name).toString().toStdString();
     }
