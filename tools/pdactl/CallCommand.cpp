@@ -7,7 +7,6 @@
 #include <QJsonDocument>
 
 #include <iostream>
-#include <limits>
 #include <optional>
 #include <set>
 
@@ -51,17 +50,14 @@ const Transaction& requireCode(const std::string& number) {
 /// The values of a whole request; nothing for one that the library refuses, because a member is missing or of
 /// the wrong type.
 std::optional<Values> valuesOf(const Transaction& code, const QJsonObject& request) {
-    constexpr int kNoInteger = std::numeric_limits<int>::min();
     Values values;
     for (const Parameter& parameter : code.parameters) {
-        const QJsonValue value = request.value(QLatin1String(parameter.name));
-        const bool isInteger = parameter.isInteger();
-        if (isInteger ? value.toInt(kNoInteger) == kNoInteger : !value.isString()) {
+        const std::optional<std::string> text =
+            textOf(parameter, request.value(QLatin1String(parameter.name)));
+        if (!text) {
             return std::nullopt;
         }
-        std::string& text = values[parameter.name];
-        text = isInteger ? std::to_string(value.toInt()) : value.toString().toStdString();
-        requireSendable(parameter.name, text);
+        values[parameter.name] = *text;
     }
     return values;
 }

@@ -218,6 +218,16 @@ void requireSendable(const std::string& name, const std::string& value) {
     }
 }
 
+std::optional<std::string> textOf(const Parameter& parameter, const QJsonValue& value) {
+    const bool isInteger = value.toInt(0) == value.toInt(1); // what is none gives the number named
+    if (parameter.isInteger() ? !isInteger : !value.isString()) {
+        return {};
+    }
+    std::string text = parameter.isInteger() ? std::to_string(value.toInt()) : value.toString().toStdString();
+    requireSendable(parameter.name, text);
+    return text;
+}
+
 void requireAnswer(const std::string& code) {
     if (!QRegularExpression(QStringLiteral("^[0-9]{6}\\z")).match(QString::fromStdString(code)).hasMatch()) {
         throw Failure(BadUsage,

@@ -2,8 +2,10 @@
 
 #include "Transactions.h"
 
+#include <QJsonValue>
 #include <QStringList>
 
+#include <optional>
 #include <string>
 
 namespace pdactl {
@@ -27,6 +29,10 @@ std::string readWhole(const std::string& path);
 /// Throws a Failure for a value that cannot be sent as it is: bytes that are not UTF-8 would be replaced, or
 /// cut, on their way to the terminal, and values travel between tags as they are.
 void requireSendable(const std::string& name, const std::string& value);
+
+/// A value from JSON as text; nothing when it is not of the parameter's type. Throws a Failure for one that
+/// cannot be sent.
+std::optional<std::string> textOf(const Parameter& parameter, const QJsonValue& value);
 
 /// Whether it asks locks to open, whose lists have one value for each lock.
 bool opensLocks(const Transaction& transaction);

@@ -104,6 +104,14 @@ std::optional<TerminalMessage> Inbox::take() {
     return handOver(message);
 }
 
+bool Inbox::answerLogin(const TerminalMessage& login, std::string code) const {
+    std::string pdaNumber = login.fields.front().value.toString().toStdString();
+    int result = 0;
+    m_host.call(
+        [&](CPDAXMLAnalysis& library) { result = library.SyncLoginResult(pdaNumber.data(), code.data()); });
+    return result == 0;
+}
+
 void Inbox::receive() {
     const auto now = Clock::now();
     if (g_isBufferCome) {

@@ -41,6 +41,9 @@ public:
     /// Hands over the oldest message that has come whole, if that can be done now.
     std::optional<TerminalMessage> take();
 
+    /// Answers a login with six digits. False when the answer could not be written.
+    bool answerLogin(const TerminalMessage& login, std::string code) const;
+
     /// How many messages have come that nobody has taken.
     std::size_t waiting() const { return m_splitter.messages.size(); }
     /// Part of one more is there.

@@ -75,21 +75,18 @@ private:
         }
         QJsonObject document = message.json();
         if (message.isLogin() && !m_options.answerToLogin.empty()) {
-            document.insert("answered", answerLogin(message.fields.front().value.toString().toStdString()));
+            document.insert("answered", answerLogin(message));
         }
         show(message, document);
         m_counted += !m_options.onlyLogin || message.isLogin() ? 1 : 0;
     }
 
-    bool answerLogin(std::string pdaNumber) {
-        int result = 0;
-        m_host.call([&](CPDAXMLAnalysis& library) {
-            result = library.SyncLoginResult(pdaNumber.data(), m_options.answerToLogin.data());
-        });
-        if (result != 0) {
+    bool answerLogin(const TerminalMessage& login) {
+        const bool isAnswered = m_inbox.answerLogin(login, m_options.answerToLogin);
+        if (!isAnswered) {
             fail(NotSent, "The answer to a login could not be written. Run 'pdactl doctor' to find out why.");
         }
-        return result == 0;
+        return isAnswered;
     }
 
     void show(const TerminalMessage& message, const QJsonObject& document) const {

@@ -13,8 +13,6 @@ namespace pdactl {
 namespace {
 
 constexpr const char* kFile = "file";
-constexpr const char* kSendCode = "600015";
-constexpr const char* kFetchCode = "600016";
 
 QJsonObject parsed(const QByteArray& line) {
     if (line.isNull()) {
@@ -50,21 +48,6 @@ const Transaction& transactionOf(const QJsonObject& request) {
     return *found;
 }
 
-/// A double that is not an integer gives the fallback.
-bool isInteger(const QJsonValue& value) {
-    return value.toInt(0) == value.toInt(1);
-}
-
-std::string textOf(const Parameter& parameter, const QJsonValue& value) {
-    if (parameter.isInteger() ? !isInteger(value) : !value.isString()) {
-        throw Failure(BadUsage, std::string(parameter.name) + " must be " +
-                                    (parameter.isInteger() ? "an integer." : "a string."));
-    }
-    std::string text = parameter.isInteger() ? std::to_string(value.toInt()) : value.toString().toStdString();
-    requireSendable(parameter.name, text);
-    return text;
-}
-
 bool isParameter(const QString& name) {
     return name != "id" && name != "transCode" && name != "call" && name != kFile;
 }
@@ -74,7 +57,12 @@ Values valuesOf(const Transaction& transaction, const QJsonObject& request) {
     for (auto member = request.begin(); member != request.end(); ++member) {
         if (isParameter(member.key())) {
             const Parameter& parameter = requireParameter(transaction, member.key().toStdString());
-            values[parameter.name] = textOf(parameter, member.value());
+            const std::optional<std::string> text = textOf(parameter, member.value());
+            if (!text) {
+                throw Failure(BadUsage, std::string(parameter.name) + " must be " +
+                                            (parameter.isInteger() ? "an integer." : "a string."));
+            }
+            values[parameter.name] = *text;
         }
     }
     return values;
@@ -85,7 +73,7 @@ std::string pathIn(const Transaction& transaction, const QJsonObject& request) {
     if (!request.contains(kFile)) {
         return {};
     }
-    if (transaction.code != kSendCode && transaction.code != kFetchCode) {
+    if (transaction.results != Results::Send && transaction.results != Results::Fetch) {
         throw Failure(BadUsage, "Only 600015 and 600016 take a file.");
     }
     std::string path = request.value(kFile).toString().toStdString();
@@ -101,7 +89,7 @@ Outcome transfer(const Host& host, const Transaction& code, const std::string& p
     options.file = path;
     options.pda = given.count("pdaNumber") != 0 ? given.at("pdaNumber") : options.pda;
     options.command = given.count("pCmdEx") != 0 ? std::stoi(given.at("pCmdEx")) : options.command;
-    const bool isSent = code.code == kSendCode;
+    const bool isSent = code.results == Results::Send;
     const char* const info = isSent ? "pInfoEx" : "pInfEx";
     options.info = given.count(info) != 0 ? given.at(info) : options.info;
     return *(isSent ? sendFile : fetchFile)(host, options, settings);

@@ -87,7 +87,7 @@ public:
         QObject::connect(&timer, &QTimer::timeout, [this] { work(); });
         timer.start(kLookInterval);
         (void)QCoreApplication::exec();
-        return m_exitCode;
+        return Success; // unless an answer could not be printed, which the program looks for at its end
     }
 
 private:
@@ -108,19 +108,24 @@ private:
         if (std::exchange(m_isBusy, true)) {
             return;
         }
-        while (!m_requests.empty()) {
-            const auto [client, line] = std::move(m_requests.front());
-            m_requests.pop_front();
-            if (client != nullptr) {
-                const QJsonObject answer = answerTo(m_host, line, m_settings);
-                tell(client, answer);
-            }
+        do {
+            answerNext();
             takeEvents();
-        }
-        takeEvents();
+        } while (!m_requests.empty());
         m_isBusy = false;
         if (m_isAtEnd) {
             QCoreApplication::quit();
+        }
+    }
+
+    void answerNext() {
+        if (m_requests.empty()) {
+            return;
+        }
+        const auto [client, line] = std::move(m_requests.front());
+        m_requests.pop_front();
+        if (client != nullptr) {
+            tell(client, answerTo(m_host, line, m_settings));
         }
     }
 
@@ -150,9 +155,7 @@ private:
         QJsonObject event = message.json();
         event.insert("event", event.take("kind"));
         if (message.isLogin() && !m_options.answerToLogin.empty()) {
-            const Values answer{{"pdaNumber", message.fields.front().value.toString().toStdString()},
-                                {"resultCode", m_options.answerToLogin}};
-            event.insert("answered", carryOut(m_host, *findMember("SyncLoginResult"), answer).result == 0);
+            event.insert("answered", m_inbox.answerLogin(message, m_options.answerToLogin));
         }
         for (const QPointer<Client>& client : std::vector(m_clients)) {
             tell(client, event);
@@ -176,7 +179,6 @@ private:
     bool m_isBusy = true; ///< while the library is called, at the beginning for the opening
     bool m_isAtEnd = false;
     std::string m_lastFailure;
-    int m_exitCode = Success;
 };
 
 /// The one client whose end is the server's end.
@@ -189,10 +191,7 @@ public:
 
     void write(const QByteArray& line) override {
         std::cout << line.constData() << std::flush;
-        if (!std::cout) {
-            m_server.m_exitCode = LocalFailure;
-            m_server.m_isAtEnd = true;
-        }
+        m_server.m_isAtEnd = m_server.m_isAtEnd || !std::cout;
     }
 
 private:
