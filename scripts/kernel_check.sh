@@ -1,15 +1,17 @@
 #!/usr/bin/env bash
-# Boots Debian's kernel in QEMU and lets the examples drive terminals of "pdasim usbip" and "pdasim gadget" there: real
-# USB devices with real hidraw nodes, which the simulated node of "pdasim run" is to be like.
+# Boots Debian's kernel in QEMU and lets hosts drive terminals of "pdasim usbip" and "pdasim gadget" there: real USB
+# devices with real hidraw nodes, which the simulated node of "pdasim run" is to be like.
 #
-#     scripts/kernel_check.sh [BUILD]
+#     scripts/kernel_check.sh [BUILD [PART...]]
 #
-# Takes the programs from the build folder (build/release). Needs no privileges but for installing packages.
+# Takes the programs from the build folder (build/release); the parts are the files in scripts/kernel_check, all of them
+# unless named. Needs no privileges but for installing packages.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
 
 build=$(realpath "${1:-build/release}")
+shift $(($# > 0))
 place=build/kernel-check
 root=$place/root
 modules=(
@@ -26,7 +28,7 @@ fetch() {
     local kernel
     kernel=$(apt-cache depends linux-image-amd64 | sed -n 's/.*Depends: \(linux-image-6[^ ]*\)/\1/p')
     mkdir -p "$place/packages"
-    (cd "$place/packages" && apt-get -qq download "$kernel" busybox-static usbip 2>/dev/null)
+    (cd "$place/packages" && apt-get -qq download "$kernel" busybox-static usbip usbutils udev 2>/dev/null)
     for package in "$place"/packages/*.deb; do
         dpkg -x "$package" "$place/unpacked"
     done
@@ -56,20 +58,26 @@ make_root() {
         LD_LIBRARY_PATH=$build/lib add_program "$build/bin/$each" "bin/$each"
     done
     add_program "$place/unpacked/usr/sbin/usbip" bin/usbip
+    add_program "$place/unpacked/usr/bin/usbreset" bin/usbreset
+    add_program "$place/unpacked/bin/udevadm" bin/systemd-udevd # which it is under this name
+    install -D -m 644 packaging/70-pdalink.rules "$root/etc/udev/rules.d/70-pdalink.rules"
     # The library reads its ini from its own folder.
     mkdir -p "$root/pdalink"
     cp -L "$build"/lib/libpdalink.so.1 packaging/PDAConfigure.ini "$root/pdalink/"
-    install scripts/kernel_check_guest.sh "$root/init"
+    cp -r scripts/kernel_check "$root/checks"
+    ln -s checks/guest.sh "$root/init"
     (cd "$root" && find . | ../unpacked/bin/busybox cpio -o -H newc 2>/dev/null) | gzip -1 >"$place/initrd"
 }
 
+# The guest's clock counts instructions: whatever keeps this machine busy, nothing in there comes too late, and its waits
+# take no time.
 boot() {
-    # KVM may be there and not work for us: the emulator is fast enough.
-    timeout 300 qemu-system-x86_64 -machine pc -accel tcg,thread=multi -cpu max -m 768 \
+    local parts=$1
+    timeout 600 qemu-system-x86_64 -machine pc -accel tcg -icount shift=2,sleep=off -rtc clock=vm -cpu max -m 768 \
         -kernel "$place"/unpacked/boot/vmlinuz-* -initrd "$place/initrd" \
-        -append "console=ttyS0 panic=-1 quiet mitigations=off" -nographic -no-reboot </dev/null |
-        tr -d '\r' | tee "$place/console" | sed -n '/CHECK /,$p'
-    grep -q '^CHECK all is well$' "$place/console"
+        -append "console=ttyS0 panic=-1 quiet mitigations=off parts=$parts" -nographic -no-reboot </dev/null |
+        tr -d '\r' | tee "$place/console-$parts" | sed -n '/CHECK /,$p'
+    grep -q '^CHECK all is well$' "$place/console-$parts"
 }
 
 step "packages"
@@ -78,4 +86,13 @@ install_packages qemu-system-x86
 step "the guest's files"
 make_root
 step "the guest"
-boot
+if [ $# -gt 0 ]; then
+    boot "$(IFS=, && echo "$*")"
+else
+    # Two of them, on a core each.
+    boot exchanges,faults,permissions >"$place/second" 2>&1 &
+    boot usbip,gadget,files
+    wait $! || failed=$?
+    cat "$place/second"
+    exit "${failed-0}"
+fi
