@@ -37,7 +37,7 @@ inline QJsonObject ask(const QJsonObject& request) {
     int length = 0;
     PDA_CommonCall(json.constData(), json.size(), response.data(), &length);
     const QByteArray found(response.data(), length);
-    const QJsonObject members = QJsonDocument::fromJson(found).object();
+    QJsonObject members = QJsonDocument::fromJson(found).object();
     // Four codes have no result code.
     require(!members.isEmpty() && members.value("pRetCode").toString("000000") == "000000",
             (request.value("transCode").toString() + " was answered with '" + found + "'").toStdString());
@@ -77,7 +77,7 @@ public:
             }
             first = first > 0 ? first : length;
         }
-        const QString message = m_received.left(first);
+        QString message = m_received.left(first);
         m_received.remove(0, first);
         return message;
     }

@@ -8,8 +8,6 @@
 #include <QCoreApplication>
 #include <QTimer>
 
-#include <cstdlib>
-
 using namespace example;
 
 namespace {
@@ -54,7 +52,7 @@ void take(const QString& message) {
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
-    int remaining = argc > 1 ? std::atoi(argv[1]) : -1;
+    int remaining = argc > 1 ? QString(argv[1]).toInt() : -1;
     Inbox inbox;
     // Not to be called inside itself, nor inside a request of your own: while the library waits, Qt's events
     // are processed. Stop the timer before each request, and start it again afterwards.

@@ -62,7 +62,7 @@ class Library(_Closing):
         value came back. A result code of the terminal's is no error, and neither is "000060", which stands for its
         silence; accepted() makes it one.
         """
-        request = json.dumps(dict(members, transCode=code)).encode()
+        request = json.dumps(dict(members, transCode=str(code))).encode()
         length = ctypes.c_int(0)
         with self._one_at_a_time:
             if self._call is None:
@@ -71,9 +71,9 @@ class Library(_Closing):
             response = json.loads(self._buffer.raw[:length.value].decode() or "{}")
         if not response:
             raise Error("the library refused %s: there is no such code, or a member is missing or of the wrong type; "
-                        "the log beside %s says which" % (code, self._path))
+                        "log/PDA.log beside %s says which" % (code, self._path))
         if _is_empty(response):
-            raise Error("nothing came back for %s, or it could not be sent; 'pdactl doctor' and the log beside %s "
+            raise Error("nothing came back for %s, or it could not be sent; 'pdactl doctor' and log/PDA.log beside %s "
                         "say why" % (code, self._path))
         return response
 
@@ -111,7 +111,7 @@ class Server(_Closing):
     def request(self, code, **members):
         """Makes a request as Library.request() does. 600015 and 600016 may have a file's path, file="/...",
         instead of its digits."""
-        return self._ask(dict(members, transCode=code))
+        return self._ask(dict(members, transCode=str(code)))
 
     def call(self, member, **parameters):
         """Calls a member that has no code, for example call("GetLockInfo", lockId="L1"); returns its outputs."""

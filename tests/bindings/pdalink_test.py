@@ -118,10 +118,11 @@ class ServerTest(Test):
                 self.assertIsNone(first.event(timeout=0))
                 at_the_terminal("scan", "A1")
                 for each in (first, second):
-                    self.assertEqual(each.event()["fields"]["label"], "A1")
+                    self.assertEqual(each.event(timeout=60)["fields"]["label"], "A1")
                 process.terminate()
-                self.expect_error("has ended", first.event)
-                self.expect_error("has ended", first.request, "600002")
+                for _ in range(2):
+                    self.expect_error("has ended", first.event, timeout=60)
+                    self.expect_error("has ended", first.request, "600002")
 
 
 if __name__ == "__main__":

@@ -65,7 +65,7 @@ TEST(Examples, ALockIsOpened) {
 }
 
 TEST(Examples, MessagesAreShownAsTheyCome) {
-    expectLines("messages 4 > shown & until grep -q listening shown; do sleep 0.05; done; "
+    expectLines("timeout 60 messages 4 > shown & until grep -q listening shown; do sleep 0.05; done; "
                 "pdasim ctl scan A1 B2; pdasim ctl notice anna; pdasim ctl login ben; wait $!; cat shown",
                 {"label: 860123456789012 A1", "label: 860123456789012 B2", "user: 860123456789012 anna",
                  "login: 860123456789012 ben ben F1A7 5EED PWD-A MAC-A"},

@@ -41,11 +41,11 @@ public final class Library {
         JsonObject response = new Gson().fromJson(call(request + "\0"), JsonObject.class);
         if (response == null || response.size() == 0) {
             throw new PdalinkException("the library refused " + code + ": there is no such code, or a member is missing"
-                + " or of the wrong type; the log beside " + path + " says which");
+                + " or of the wrong type; log/PDA.log beside " + path + " says which");
         }
         if (isEmpty(response)) {
             throw new PdalinkException("nothing came back for " + code + ", or it could not be sent; 'pdactl doctor'"
-                + " and the log beside " + path + " say why");
+                + " and log/PDA.log beside " + path + " say why");
         }
         return response;
     }
