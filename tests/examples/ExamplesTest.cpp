@@ -64,12 +64,13 @@ TEST(Examples, ALockIsOpened) {
                           "result, 00 for an open lock: 00;", "battery: 80;"});
 }
 
-TEST(Examples, MessagesAreShownAsTheyCome) {
+TEST(Examples, MessagesAreShownAsTheyComeAndUsersLetIn) {
     expectLines("timeout 60 messages 4 > shown & until grep -q listening shown; do sleep 0.05; done; "
-                "pdasim ctl scan A1 B2; pdasim ctl notice anna; pdasim ctl login ben; wait $!; cat shown",
+                "pdasim ctl scan A1 B2; pdasim ctl notice anna; pdasim ctl login ben; wait $!; cat shown; "
+                "grep -o 'login result.*Ex_RetCode=000000' trace | cut -c 1-12",
                 {"label: 860123456789012 A1", "label: 860123456789012 B2", "user: 860123456789012 anna",
-                 "login: 860123456789012 ben ben F1A7 5EED PWD-A MAC-A"},
-                {});
+                 "login: 860123456789012 ben ben F1A7 5EED PWD-A MAC-A", "login result"},
+                {"--trace", scratchDirectory() + "/trace"});
 }
 
 TEST(Examples, SayWhatFailed) {
