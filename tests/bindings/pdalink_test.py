@@ -110,9 +110,11 @@ class ServerTest(Test):
     def test_gives_events_to_each_client(self):
         with tempfile.TemporaryDirectory() as place:
             process = subprocess.Popen([PDACTL, "serve", "--socket", place + "/socket"], stderr=subprocess.PIPE)
+            self.addCleanup(process.communicate)
+            self.addCleanup(process.terminate)
             self.server.close()
             self.assertIn(b"listening", process.stderr.readline())
-            with process, Server(socket=place + "/socket") as first, Server(socket=place + "/socket") as second:
+            with Server(socket=place + "/socket") as first, Server(socket=place + "/socket") as second:
                 for each in (first, second):
                     accepted(each.request("600002"))  # the terminal is open, and the server knows the client
                 self.assertIsNone(first.event(timeout=0))
