@@ -89,6 +89,8 @@ class PdalinkTest {
         expectError("000006", () -> Library.accepted(unknown));
         expectError("no such code", () -> server.request("600099", Map.of()));
         expectError("no usable reply", () -> server.call("GetLockInfo", Map.of("lockId", "L-SILENT")));
+        Server ending = new Server("echo", "{\"exitCode\": 1, \"message\": \"why it ends\"}");
+        expectError("why it ends", () -> ending.request("600002", Map.of()));
         expectError("/no/such", () -> new Server("/no/such"));
         server.close();
         expectError("has ended", () -> server.request("600002", Map.of()));

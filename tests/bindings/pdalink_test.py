@@ -96,6 +96,9 @@ class ServerTest(Test):
     def test_what_is_no_response_is_an_error(self):
         self.expect_error("no such code", self.server.request, "600099")
         self.expect_error("no usable reply", self.server.call, "GetLockInfo", lockId="L-SILENT")
+        with Server(["echo", '{"exitCode": 1, "message": "why it ends"}']) as server:
+            self.expect_error("why it ends", server.request, "600002")
+            self.expect_error("has ended", server.request, "600002")
         self.expect_error("/no/such cannot be used", Server, ["/no/such"])
         self.expect_error("/no/such cannot be used", Server, socket="/no/such")
 
