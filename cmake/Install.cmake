@@ -18,3 +18,5 @@ install(FILES ${PROJECT_BINARY_DIR}/pdalinkConfig.cmake ${PROJECT_BINARY_DIR}/pd
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/pdalink)
 install(EXPORT pdalinkTargets NAMESPACE pdalink:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/pdalink)
 install(FILES packaging/PDAConfigure.ini DESTINATION ${CMAKE_INSTALL_DATADIR}/pdalink)
+install(DIRECTORY bindings DESTINATION ${CMAKE_INSTALL_DATADIR}/pdalink COMPONENT bindings
+    PATTERN __pycache__ EXCLUDE)

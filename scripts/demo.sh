@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Sets up what the demo needs, builds, and lets two hosts talk to a simulated terminal: a small one in C, looked at
-# closely, and one that goes through a whole working day. Ends with an error when an answer is not the expected one.
+# Sets up what the demo needs, builds, and lets the examples talk to a simulated terminal: a small host in C, looked at
+# closely, and one for each task of a working day. Ends with an error when an answer is not the expected one.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
@@ -59,10 +59,13 @@ show_exchange() {
 }
 
 work_a_day() {
-    step "a working day: the host examples/working_day.cpp, with a simulated user at the terminal"
-    # The library prints some lines between the host's own.
-    LD_LIBRARY_PATH=$build/lib $build/bin/pdasim run --user --ini $build/lib/PDAConfigure.ini -- \
-        $build/bin/working_day 2>$out/day.txt | grep -E '^(   |[0-9]\. )' || {
+    step "a working day: an example for each task, with a simulated user at the terminal"
+    # The library prints some lines between the examples' own.
+    LD_LIBRARY_PATH=$build/lib $build/bin/pdasim run --user --ini $build/lib/PDAConfigure.ini -- bash -ec '
+        for task in labels inventory handover "files packaging/PDAConfigure.ini $1/fetched" locks; do
+            echo "examples/${task%% *}.cpp"
+            "$0"/$task
+        done' $build/bin $out 2>$out/day.txt | sed -E '/^([*+ ]|Device |.*libpdalink)/d; /^examples/!s/^/   /' || {
         cat $out/day.txt >&2
         echo "the working day failed, see above" >&2
         return 1

@@ -54,7 +54,7 @@ make_root() {
         cp -r "$place/unpacked/lib/modules/$version/kernel/$each" "$root/lib/modules/$version/kernel/$each"
     done
     touch "$root/lib/modules/$version"/modules.{order,builtin}
-    for each in pdasim first_call working_day pdactl; do
+    for each in pdasim pdactl first_call labels inventory handover files locks; do
         LD_LIBRARY_PATH=$build/lib add_program "$build/bin/$each" "bin/$each"
     done
     add_program "$place/unpacked/usr/sbin/usbip" bin/usbip

@@ -8,7 +8,8 @@ build_packages=(
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     clang clang-format clang-tidy
-    binutils git python3 python3-jsonschema zsh fish groff-base man-db openjdk-17-jdk-headless udev usbip chromium
+    binutils git python3 python3-jsonschema zsh fish groff-base man-db openjdk-17-jdk-headless libjna-java libgoogle-gson-java
+    udev usbip chromium
 )
 release_packages=(clang lld binutils qemu-user-static)
 

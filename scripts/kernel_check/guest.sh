@@ -100,7 +100,11 @@ end_host() {
 }
 
 # Everything that a host does in a day; its last words if it is not content.
-work_a_day() { working_day >/tmp/day 2>&1 || { tail -n 3 /tmp/day; false; }; }
+work_a_day() {
+    for task in labels inventory handover 'files /bin/busybox /tmp/fetched' locks; do
+        $task >/tmp/day 2>&1 || { tail -n 3 /tmp/day; return 1; }
+    done
+}
 
 nodes() { ls /dev/hidraw* 2>/dev/null; }
 # Of the terminal at /dev/hidraw0: its USB interface, and its USB device.

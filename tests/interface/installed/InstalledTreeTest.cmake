@@ -26,7 +26,9 @@ run("the installation" ${CMAKE_COMMAND} --install ${BUILD} --prefix ${prefix})
 # ---- what is there
 expect_files(
     ${libraries}/libpdalink.so ${libraries}/libpdalink.so.1
-    ${libraries}/pkgconfig/pdalink.pc ${libraries}/cmake/pdalink/pdalinkConfig.cmake ${ini})
+    ${libraries}/pkgconfig/pdalink.pc ${libraries}/cmake/pdalink/pdalinkConfig.cmake ${ini}
+    ${prefix}/${DATA_DIRECTORY}/pdalink/bindings/python/pdalink.py
+    ${prefix}/${DATA_DIRECTORY}/pdalink/bindings/java/pdalink/Library.java)
 file(GLOB_RECURSE installed RELATIVE ${headers} ${headers}/*)
 list(SORT installed)
 set(expected
