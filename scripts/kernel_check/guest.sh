@@ -101,7 +101,7 @@ end_host() {
 
 # Everything that a host does in a day; its last words if it is not content.
 work_a_day() {
-    for task in labels inventory handover 'files /bin/busybox /tmp/fetched' locks; do
+    for task in labels inventory handover 'files /init /tmp/fetched' locks; do
         $task >/tmp/day 2>&1 || { tail -n 3 /tmp/day; return 1; }
     done
 }
