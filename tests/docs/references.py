@@ -1,4 +1,5 @@
-"""Checks what documents refer to: links and anchors, the programs' commands and options, lines of the log, tests.
+"""Checks what documents refer to: links and anchors, the programs' commands and options, lines of the log, tests;
+and that docs/README.md names every page.
 
 references.py SOURCES PDACTL PDASIM
 """
@@ -98,6 +99,9 @@ for each in pages:
     check_tests(each, content)
     counts[0] += check_commands(each, content)
     counts[1] += check_log_lines(each, content, library)
+index = (SOURCES / "docs/README.md").read_text(encoding="utf-8")
+failures.extend(f"docs/README.md does not name {page.name}" for page in pages
+                if page.parent == SOURCES / "docs" and f"]({page.name})" not in index and page.name != "README.md")
 print(f"{len(pages)} pages, {counts[0]} commands, {counts[1]} lines of the log")
 print(*failures, sep="\n")
 sys.exit(1 if failures or len(pages) < 8 or 0 in counts else 0)
