@@ -1,19 +1,23 @@
-"""Checks what documents refer to: links and anchors, the programs' commands and options, lines of the log, tests;
-and that docs/README.md names every page.
+"""Checks what documents refer to: links and anchors, commands and options of our programs, lines of the library's log,
+tests; and that docs/README.md names every page.
 
 references.py SOURCES PDACTL PDASIM
 """
 import functools
 import pathlib
 import re
-import shlex
 import subprocess
 import sys
 
 SOURCES = pathlib.Path(sys.argv[1])
 PROGRAMS = {"pdactl": sys.argv[2], "pdasim": sys.argv[3]}
 BLOCK = re.compile(r"^```(\w*)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
-failures = []
+COMMAND = r"(?:\w+=\S+ )*(?:sudo )?((?:pdactl|pdasim) "
+
+
+def code_in(*folders):
+    return "".join(path.read_text(encoding="utf-8") for folder in folders
+                   for pattern in ("*.cpp", "*.h") for path in (SOURCES / folder).rglob(pattern))
 
 
 @functools.lru_cache(maxsize=None)
@@ -29,79 +33,55 @@ def anchors(path):
     return {re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-") for heading in headings}
 
 
-def check_links(page, text):
+def wrong_links(page, text):
     for link in re.findall(r"\]\(([^)\s]+)\)", text):
         target, _, anchor = link.partition("#")
         path = page.parent / target if target else page
-        if re.match(r"\w+:", link):
-            continue
-        if not path.exists() or (anchor and anchor not in anchors(path)):
-            failures.append(f"{page}: {link} leads nowhere")
+        if not re.match(r"\w+:", link) and not (path.exists() and (not anchor or anchor in anchors(path))):
+            yield f"{link} leads nowhere"
 
 
-def check_command(page, command):
-    try:
-        words = shlex.split(command, comments=True)
-    except ValueError:  # a quote that ends on another line
-        words = command.split()
-    words = words[:words.index("--")] if "--" in words else words
-    path, rest = words[:1], words[1:]
-    while rest and re.search(rf"^  {re.escape(rest[0])}( |$)", help_of(tuple(path)).partition("Subcommands:")[2],
-                             re.MULTILINE):
-        path.append(rest.pop(0))
-    text = help_of(tuple(path))
-    if not text or ("Subcommands:" in text and rest and not rest[0].startswith("-")):
-        failures.append(f"{page}: no such command: {command}")
-    text += help_of(tuple(path[:1]))  # options of every command
-    for option in re.findall(r"^--[a-z-]+", "\n".join(rest), re.MULTILINE):
-        if not re.search(rf"(?<![\w-]){option}(?![\w-])", text):
-            failures.append(f"{page}: {' '.join(path)} has no {option}: {command}")
-
-
-def check_commands(page, text):
-    blocks = [body for language, body in BLOCK.findall(text) if language in ("", "sh", "console")]
-    lines = re.findall(r"^    .*$", text, re.MULTILINE) + "\n".join(blocks).splitlines()
+def wrong_commands(text):
+    blocks = "".join(body for language, body in BLOCK.findall(text) if language in ("", "sh"))
+    lines = re.findall(r"^    .*$", text, re.MULTILINE) + blocks.splitlines()
     commands = [command for line in lines
-                for command in re.findall(r"(?:^|[|(;]|-- )\s*(?:\$ )?(?:sudo )?((?:pdactl|pdasim) [^|>)]*)", line)]
-    inline = re.findall(r"`(?:sudo )?((?:pdactl|pdasim) [^`]*)`", BLOCK.sub("", text))
-    for command in commands + inline:
-        check_command(page, command)
-    return len(commands + inline)
+                for command in re.findall(rf"(?:^|[|(;]|-- )\s*(?:\$ )?{COMMAND}[^|>)#]*)", line)]
+    for command in commands + re.findall(rf"`{COMMAND}[^`]*)`", BLOCK.sub("", text)):
+        words = command.partition(" -- ")[0].split()
+        path = words[:1]
+        while words[len(path):] and re.search(rf"^  {re.escape(words[len(path)])}( |$)",
+                                              help_of(tuple(path)).partition("Subcommands:")[2], re.MULTILINE):
+            path.append(words[len(path)])
+        shown = help_of(tuple(path))
+        rest = words[len(path):]
+        if not shown or ("Subcommands:" in shown and rest and not rest[0].startswith("-")):
+            yield f"no such command: {command}"
+        for option in re.findall(r"^--[a-z-]+", "\n".join(rest), re.MULTILINE):
+            if not re.search(rf"(?<![\w-]){option}(?![\w-])", shown + help_of(tuple(path[:1]))):
+                yield f"no such option: {option}: {command}"
 
 
-def check_log_lines(page, text, sources):
+def wrong_log_lines(text):
     """Of each line in a block ```log, whatever is not left out as … has to be in the library's sources."""
-    lines = [line for language, body in BLOCK.findall(text) if language == "log" for line in body.splitlines()]
-    for line in lines:
-        failures.extend(f"{page}: the library does not write: {piece}"
-                        for piece in line.split("…") if piece.strip() and piece not in sources)
-    return len(lines)
+    lines = "".join(body for language, body in BLOCK.findall(text) if language == "log")
+    return [f"the library does not write: {piece}" for piece in re.split(r"…|\n", lines)
+            if piece.strip() and piece not in LIBRARY]
 
 
-def code_in(*folders):
-    return "".join(path.read_text(encoding="utf-8") for folder in folders
-                   for pattern in ("*.cpp", "*.h") for path in (SOURCES / folder).rglob(pattern))
+def wrong_tests(text):
+    return [f"no such test: {suite}.{case}" for suite, case in re.findall(r"`([A-Z]\w+)\.([A-Z]\w+)`", text)
+            if not re.search(rf"\({suite},\s+{case}\)", TESTS)]
 
 
-def check_tests(page, text):
-    for suite, case in re.findall(r"`([A-Z]\w+)\.([A-Z]\w+)`", text):
-        if not re.search(rf"\({suite},\s+{case}\)", TESTS):
-            failures.append(f"{page}: no such test: {suite}.{case}")
-
-
-library = code_in("interface", "analysis", "device", "util")
+LIBRARY = code_in("interface", "analysis", "device", "util")
 TESTS = code_in("tests")
-pages = [path for path in sorted(SOURCES.rglob("*.md")) if "build" not in path.relative_to(SOURCES).parts]
-counts = [0, 0]
+INDEX = (SOURCES / "docs/README.md").read_text(encoding="utf-8")
+pages = [page for page in sorted(SOURCES.rglob("*.md")) if "build" not in page.relative_to(SOURCES).parts]
+failures = [f"docs/README.md does not name {page.name}" for page in (SOURCES / "docs").glob("[!R]*.md")
+            if f"]({page.name})" not in INDEX]
 for each in pages:
     content = each.read_text(encoding="utf-8")
-    check_links(each, content)
-    check_tests(each, content)
-    counts[0] += check_commands(each, content)
-    counts[1] += check_log_lines(each, content, library)
-index = (SOURCES / "docs/README.md").read_text(encoding="utf-8")
-failures.extend(f"docs/README.md does not name {page.name}" for page in pages
-                if page.parent == SOURCES / "docs" and f"]({page.name})" not in index and page.name != "README.md")
-print(f"{len(pages)} pages, {counts[0]} commands, {counts[1]} lines of the log")
-print(*failures, sep="\n")
-sys.exit(1 if failures or len(pages) < 8 or 0 in counts else 0)
+    failures += [f"{each}: {failure}" for failure in (*wrong_links(each, content), *wrong_commands(content),
+                                                      *wrong_log_lines(content), *wrong_tests(content))]
+print(f"{len(pages)} pages", *failures, sep="\n")
+sys.exit(1 if failures or len(pages) < 8 else 0)
