@@ -56,6 +56,7 @@ private:
     const Host& m_host;
     MessageSplitter m_splitter;
     bool m_isGone = false;
+    bool m_hasBeenOpen = false;
     MessageSplitter::Clock::time_point m_lastTry{};
 };
 
