@@ -1,6 +1,7 @@
 #include "PdactlRun.h"
 
 #include "../pdasim/SocketClient.h"
+#include "Documents.h"
 
 #include <csignal>
 #include <deque>
@@ -118,6 +119,7 @@ TEST_F(ServeTest, MakesEveryRequestAndCallOneAfterTheOther) {
         std::string line = "{\"id\":" + std::to_string(types.size()) + "," + members + "}";
         line.erase(std::remove(line.begin(), line.end(), '\n'), line.end());
         lines += line + "\n";
+        collectDocument("serve-request", line);
         types.emplace_back(type);
     }
     const std::vector<QJsonObject> answers = answersTo(lines);
@@ -151,6 +153,7 @@ TEST_F(ServeTest, AnswersWithTheResponseAndTheIdOfTheRequest) {
 struct BadLine {
     const char* line;
     const char* message;
+    bool fitsSchema = false; ///< which does not know what values belong together
 };
 
 const BadLine kBadLines[] = {
@@ -171,16 +174,17 @@ const BadLine kBadLines[] = {
     {R"({"transCode":"600001","pFactory":"<"})", "pFactory holds"},
     {R"({"transCode":"600006","pTaskID":"T","pTotal":"1","pLabelList":"a;"})", "pTotal must be an integer"},
     {R"({"transCode":"600006","pTaskID":"T","pTotal":0.5,"pLabelList":"a;"})", "pTotal must be an integer"},
-    {R"({"transCode":"600006","pTaskID":"T","pTotal":2,"pLabelList":"a;"})", "has 1 label(s)"},
+    {R"({"transCode":"600006","pTaskID":"T","pTotal":2,"pLabelList":"a;"})", "has 1 label(s)", true},
     {R"({"transCode":"600002","file":"/x"})", "Only 600015 and 600016 take a file."},
     {R"({"transCode":"600015","file":""})", "file must be a path"},
-    {R"({"transCode":"600015","file":"/no/such"})", "there is no such file"},
+    {R"({"transCode":"600015","file":"/no/such"})", "there is no such file", true},
 };
 
 TEST_F(ServeTest, AnswersABadLineWithItsFaultAndGoesOn) {
     std::string lines;
     for (const BadLine& each : kBadLines) {
         lines += std::string(each.line) + "\n";
+        collectDocument(each.fitsSchema ? "serve-request" : "!serve-request", each.line);
     }
     const std::vector<QJsonObject> answers = answersTo(lines + "\n \n{\"id\":1,\"transCode\":\"600002\"}\n");
     ASSERT_EQ(answers.size(), std::size(kBadLines) + 1) << said();

@@ -32,7 +32,8 @@ AtomicFile::AtomicFile(const std::string& path) : m_file(QString::fromStdString(
     }
     // Qt keeps its name to itself. On most file systems it has none.
     std::error_code unknown;
-    m_before = setTemporaryFile(fs::read_symlink("/proc/self/fd/" + std::to_string(m_file.handle()), unknown));
+    m_before =
+        setTemporaryFile(fs::read_symlink("/proc/self/fd/" + std::to_string(m_file.handle()), unknown));
 }
 
 AtomicFile::~AtomicFile() {

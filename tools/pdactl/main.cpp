@@ -76,6 +76,7 @@ void describe(CLI::App& app, pdactl::Program& program) {
     pdactl::addServeCommand(program);
     pdactl::addDoctorCommand(program);
     pdactl::addLogCommand(program);
+    pdactl::addSchemaCommand(program);
     pdactl::describeGroups(program);
     app.footer(kFooter); // at the end: commands added later would take it over
 }

@@ -1,5 +1,7 @@
 #include "listen/Inbox.h"
 
+#include "schema/Schema.h"
+
 #include <pdalink/analysis/ResultStores.h>
 #include <pdalink/device/HIDDevice.h>
 #include <pdalink/util/Util.h>
@@ -67,6 +69,23 @@ QJsonObject TerminalMessage::json() const {
             {"time", QDateTime::currentDateTime().toString(Qt::ISODateWithMs)},
             {"acknowledged", isAcknowledged()},
             {"fields", jsonOf(fields)}};
+}
+
+QJsonArray TerminalMessage::schemas(const char* kindName) {
+    QJsonArray all;
+    for (const MessageKind& kind : kKinds) {
+        schema::Members fields;
+        for (const char* name : kind.transaction().outputs) {
+            fields.push_back({name, {{"type", "string"}}});
+        }
+        schema::Members members = schema::members("time:string acknowledged:boolean answered:boolean");
+        members.back().isOptional = true;
+        members.insert(members.end(), {{kindName, {{"const", kind.transaction().help}}},
+                                       {"type", {{"const", kind.type}}},
+                                       {"fields", schema::object(fields)}});
+        all.append(schema::object(members));
+    }
+    return all;
 }
 
 /// A receiver of the library's own opens the node.

@@ -21,6 +21,8 @@ struct TerminalMessage {
 
     /// Without what became of it afterwards.
     QJsonObject json() const;
+    /// Of that, and of what became of it. The kind is under this name.
+    static QJsonArray schemas(const char* kindName);
 };
 
 /// What every host has to do to get the messages that the terminal starts: keeps the channel open while the
