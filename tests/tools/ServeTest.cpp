@@ -340,7 +340,7 @@ TEST_F(ServeTest, ServesOthersBesideAnyClient) {
         (void)terminal().announce(pdasim::scannedLabel(name));
         EXPECT_EQ(text(onlyDocument(patient.read(1)).object(), "event"), "scanned label");
     }
-    for (const std::size_t i : {1, 2, 3}) {
+    for (const std::size_t i : {1U, 2U, 3U}) {
         EXPECT_THAT(others[i].read(1), HasSubstr("The line is not JSON"));
     }
     expectLittleMemory();
