@@ -34,7 +34,7 @@ std::vector<std::string> offered(const Words& words) {
 TEST(CompletionTest, OffersCommands) {
     EXPECT_THAT(offered({""}), AllOf(Contains("info"), Contains("scan"), Contains("doctor"), Contains("log"),
                                      Not(Contains("start")), Not(Contains("--json"))));
-    EXPECT_THAT(offered({"sc"}), ElementsAre("scan"));
+    EXPECT_THAT(offered({"sc"}), ElementsAre("scan", "schema"));
     EXPECT_THAT(offered({"scan", ""}), ElementsAre("start", "stop", "list"));
     EXPECT_THAT(offered({"scan", "st"}), ElementsAre("start", "stop"));
     EXPECT_THAT(offered({"handover", "dot", "r"}), ElementsAre("result"));
@@ -63,6 +63,11 @@ TEST(CompletionTest, OffersCodesAndTheirMembers) {
     EXPECT_THAT(offered({"call", "600003", "pBagNumber", "=", "B1", "pBag"}),
                 ElementsAre("pBagNumber=", "pBagType="));
     EXPECT_THAT(offered({"call", "600003", "pBagNumber", "="}), IsEmpty());
+}
+
+TEST(CompletionTest, OffersTheNamesOfSchemas) {
+    EXPECT_THAT(offered({"schema", ""}), SizeIs(2 * 19 + 9));
+    EXPECT_THAT(offered({"schema", "serve-"}), ElementsAre("serve-answer", "serve-event", "serve-request"));
 }
 
 TEST(CompletionTest, TellsWhatEachWordMeans) {

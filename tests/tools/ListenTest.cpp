@@ -209,7 +209,7 @@ TEST_F(ListenTest, GoesOnWhenTheTerminalIsBack) {
     terminal().unplug();
     EXPECT_TRUE(listener.complains("the terminal has gone"));
     terminal().replug();
-    EXPECT_TRUE(listener.complains("the terminal is back"));
+    EXPECT_TRUE(listener.complains("the terminal is there"));
     (void)terminal().announce(pdasim::scannedLabel("A1"));
     const ProgramResult result = listener.finish();
     EXPECT_EQ(result.exitCode, 0);

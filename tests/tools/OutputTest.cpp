@@ -83,4 +83,21 @@ TEST_F(OutputTest, KeepsTheScreenSafe) {
     EXPECT_EQ(std::count(locks.output.begin(), locks.output.end(), '\n'), 6);
 }
 
+TEST(SchemaTest, IsPrintedByItselfOrWithAllOthers) {
+    const auto schema = [](const Words& arguments) {
+        return QJsonDocument::fromJson(QByteArray::fromStdString(runPdactl(arguments).output)).object();
+    };
+    QJsonObject one = schema({"schema", "serve-answer"});
+    const QJsonObject all = schema({"schema"});
+    const QString draft = "https://json-schema.org/draft/2020-12/schema";
+    EXPECT_EQ(one.take("$schema").toString(), draft);
+    EXPECT_EQ(all.value("$schema").toString(), draft);
+    EXPECT_EQ(all.value("$defs").toObject().value("serve-answer").toObject(), one);
+    const QString guide = QString::fromStdString(readFile(PDACTL_GUIDE));
+    for (const QString& name : all.value("$defs").toObject().keys()) {
+        const bool isOfCode = name.contains("-6000") && !name.endsWith("01") && !name.endsWith("19");
+        EXPECT_TRUE(isOfCode || guide.contains("`" + name + "`")) << name.toStdString();
+    }
+}
+
 } // namespace

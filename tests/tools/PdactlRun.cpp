@@ -1,5 +1,7 @@
 #include "PdactlRun.h"
 
+#include "Documents.h"
+
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -60,6 +62,7 @@ ProgramResult runShell(const std::string& line, const Variables& variables) {
 QJsonDocument onlyDocument(const std::string& text) {
     QJsonParseError error{};
     QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
+    collectDocument("*", text);
     EXPECT_EQ(error.error, QJsonParseError::NoError) << error.errorString().toStdString() << "\n" << text;
     return document;
 }

@@ -28,7 +28,7 @@ ProgramResult runPdactl(const Words& arguments, const Variables& variables = {})
 /// The same in a line of shell, in which "pdactl" stands for the program.
 ProgramResult runShell(const std::string& line, const Variables& variables = {});
 
-/// Fails the test unless the text is one JSON document and nothing else.
+/// Fails the test unless the text is one JSON document and nothing else. It has to keep to a schema.
 QJsonDocument onlyDocument(const std::string& text);
 
 /// The same of each line.

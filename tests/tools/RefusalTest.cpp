@@ -46,6 +46,7 @@ const std::vector<Refusal> kRefusals{
     {"half a command", "bag", 2, "After \"pdactl bag\" comes one of: write."},
     {"a missing option", "bag write", 2, "--number is required"},
     {"an unknown option", "info --no-such-option", 2, "--no-such-option"},
+    {"an unknown schema", "schema log-all", 2, "There is no schema \"log-all\", but: call-file, doctor, "},
     {"no code", "call", 2, "CODE is required"},
     {"an unknown code", "call 600020", 2, "There is no code \"600020\"; they are 600001 to 600019"},
     {"a file without @", "call request.json", 2, "For a whole request give @FILE, or - for standard input."},

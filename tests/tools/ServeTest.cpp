@@ -1,8 +1,10 @@
 #include "PdactlRun.h"
 
 #include "../pdasim/SocketClient.h"
+#include "Documents.h"
 
 #include <csignal>
+#include <deque>
 #include <filesystem>
 #include <optional>
 
@@ -39,6 +41,25 @@ protected:
     static QJsonObject ask(const SocketClient& client, const std::string& line) {
         (void)client.send(line + "\n");
         return onlyDocument(client.read(1)).object();
+    }
+
+    /// A device that looks to pdactl as it should, and makes the library end the process.
+    void addDeadlyDevice() {
+        namespace fs = std::filesystem;
+        pdasim::TestBed& testBed = terminal().testBed();
+        const std::string node = fs::path(testBed.nodePath(testBed.addDevice({}))).filename();
+        fs::path device = fs::canonical(testBed.rootDirectory() + "/sys/class/hidraw/" + node);
+        while (!fs::exists(device / "idVendor")) {
+            device = device.parent_path();
+        }
+        fs::remove(device / "subsystem"); // by which udev goes
+        fs::create_symlink("../../../bus/other", device / "subsystem");
+    }
+    /// What the kernel has given the server of memory at most.
+    void expectLittleMemory() const {
+        const std::string status = readFile("/proc/" + std::to_string(m_pdactl->process()) + "/status");
+        const long kilobytes = std::stol(status.substr(status.find("VmHWM:") + 6));
+        EXPECT_TRUE(PDALINK_IS_SANITIZED || kilobytes < 100 * 1024) << kilobytes;
     }
 
     static std::string text(const QJsonObject& object, const char* name) {
@@ -98,6 +119,7 @@ TEST_F(ServeTest, MakesEveryRequestAndCallOneAfterTheOther) {
         std::string line = "{\"id\":" + std::to_string(types.size()) + "," + members + "}";
         line.erase(std::remove(line.begin(), line.end(), '\n'), line.end());
         lines += line + "\n";
+        collectDocument("serve-request", line);
         types.emplace_back(type);
     }
     const std::vector<QJsonObject> answers = answersTo(lines);
@@ -131,6 +153,7 @@ TEST_F(ServeTest, AnswersWithTheResponseAndTheIdOfTheRequest) {
 struct BadLine {
     const char* line;
     const char* message;
+    bool fitsSchema = false; ///< which does not know what values belong together
 };
 
 const BadLine kBadLines[] = {
@@ -151,16 +174,17 @@ const BadLine kBadLines[] = {
     {R"({"transCode":"600001","pFactory":"<"})", "pFactory holds"},
     {R"({"transCode":"600006","pTaskID":"T","pTotal":"1","pLabelList":"a;"})", "pTotal must be an integer"},
     {R"({"transCode":"600006","pTaskID":"T","pTotal":0.5,"pLabelList":"a;"})", "pTotal must be an integer"},
-    {R"({"transCode":"600006","pTaskID":"T","pTotal":2,"pLabelList":"a;"})", "has 1 label(s)"},
+    {R"({"transCode":"600006","pTaskID":"T","pTotal":2,"pLabelList":"a;"})", "has 1 label(s)", true},
     {R"({"transCode":"600002","file":"/x"})", "Only 600015 and 600016 take a file."},
     {R"({"transCode":"600015","file":""})", "file must be a path"},
-    {R"({"transCode":"600015","file":"/no/such"})", "there is no such file"},
+    {R"({"transCode":"600015","file":"/no/such"})", "there is no such file", true},
 };
 
 TEST_F(ServeTest, AnswersABadLineWithItsFaultAndGoesOn) {
     std::string lines;
     for (const BadLine& each : kBadLines) {
         lines += std::string(each.line) + "\n";
+        collectDocument(each.fitsSchema ? "serve-request" : "!serve-request", each.line);
     }
     const std::vector<QJsonObject> answers = answersTo(lines + "\n \n{\"id\":1,\"transCode\":\"600002\"}\n");
     ASSERT_EQ(answers.size(), std::size(kBadLines) + 1) << said();
@@ -241,6 +265,10 @@ TEST_F(ServeTest, TellsEachClientWhatTheTerminalStartsAndAcknowledgesIt) {
 TEST_F(ServeTest, LetsOnlyItsUserInAndRemovesItsSocket) {
     RunningPdactl& server = serve();
     namespace fs = std::filesystem;
+    terminal().changeState([](pdasim::TerminalState& state) { state.files.offered[1] = "0a0b0c0d0e"; });
+    const std::string fetched = scratchDirectory() + "/fetched";
+    const std::string fetch = R"({"transCode":"600016","file":")" + fetched + "\"}";
+    EXPECT_EQ(ask(SocketClient(socket()), fetch).value("exitCode").toInt(-1), 0); // has a file to remove, too
     EXPECT_EQ(fs::status(socket()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
     const std::string file = scratchDirectory() + "/file";
     writeFile(file, "kept");
@@ -284,14 +312,89 @@ TEST_F(ServeTest, ServesOthersWhenAClientGoesOrDoesNotRead) {
 
 TEST_F(ServeTest, SaysWhyNothingCanBeSentAndFindsATerminalThatComes) {
     terminal().unplug();
-    (void)serve();
+    RunningPdactl& server = serve();
     const SocketClient client(socket());
+    EXPECT_TRUE(server.complains("there is no terminal yet; plug it in"));
     const QJsonObject without = ask(client, R"({"transCode":"600002"})");
     EXPECT_EQ(without.value("exitCode").toInt(), 4);
     EXPECT_THAT(text(without, "message"), HasSubstr("could not be written"));
     terminal().replug();
     EXPECT_TRUE(
         waitUntil([&] { return ask(client, R"({"transCode":"600002"})").value("exitCode").toInt(-1) == 0; }));
+}
+
+TEST_F(ServeTest, ServesOthersBesideAnyClient) {
+    const std::pair<const char*, std::string> rows[] = {
+        {"a line of 64 MiB", std::string(64U << 20U, 'x')},
+        {"NULs", std::string(65536, '\0') + "\n"},
+        {"bytes that are not UTF-8", "{\"id\":\"\xff\xfe\",\"transCode\":\"600002\"}\n"},
+        {"a million brackets", std::string(1000000, '[') + "\n"},
+    };
+    (void)serve();
+    const SocketClient patient(socket());
+    std::deque<SocketClient> others;
+    for (const auto& [name, bytes] : rows) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(others.emplace_back(socket()).send(bytes), bytes.size());
+        EXPECT_EQ(ask(patient, R"({"id":1,"transCode":"600002"})").value("id").toInt(), 1);
+        (void)terminal().announce(pdasim::scannedLabel(name));
+        EXPECT_EQ(text(onlyDocument(patient.read(1)).object(), "event"), "scanned label");
+    }
+    for (const std::size_t i : {1U, 2U, 3U}) {
+        EXPECT_THAT(others[i].read(1), HasSubstr("The line is not JSON"));
+    }
+    expectLittleMemory();
+}
+
+TEST_F(ServeTest, TakesTheRequestsOfItsClientsInTurn) {
+    (void)serve();
+    const SocketClient patient(socket());
+    const SocketClient hasty(socket());
+    std::string flood;
+    for (int i = 0; i < 20000; ++i) {
+        flood += "{\"transCode\":\"600002\"}\n";
+    }
+    EXPECT_LT(hasty.send(flood), flood.size()); // which has to wait
+    EXPECT_EQ(ask(patient, R"({"id":1,"transCode":"600002"})").value("id").toInt(), 1);
+    EXPECT_LT(terminal().messages().size(), 50U);
+    expectLittleMemory();
+}
+
+TEST_F(ServeTest, TellsEachClientWhyTheLibraryEndedTheProcess) {
+    RunningPdactl& server = serve();
+    terminal().addFault("8001", pdasim::Fault().silence());
+    const SocketClient asking(socket());
+    const SocketClient idle(socket());
+    EXPECT_EQ(text(ask(idle, "x"), "message").find("The line is not JSON"), 0U);
+    (void)asking.send("{\"id\":[7],\"transCode\":\"600002\"}\n");
+    ASSERT_TRUE(waitUntil([&] { return terminal().received().size() == 1; }));
+    server.signal(SIGABRT); // as abort() does
+    const QJsonObject end = onlyDocument(R"({"exitCode":1,
+        "message":"The library ended the process in 600002. Run 'pdactl doctor' to find out why."})")
+                                .object();
+    EXPECT_EQ(onlyDocument(idle.read(2)).object(), end);
+    QJsonObject answer = end;
+    answer.insert("id", QJsonArray{7});
+    EXPECT_EQ(onlyDocument(asking.read(2)).object(), answer);
+    const ProgramResult result = server.finish();
+    EXPECT_EQ(result.exitCode, 128 + SIGABRT);
+    EXPECT_THAT(result.errors, HasSubstr("pdactl: The library ended the process in 600002."));
+    EXPECT_FALSE(std::filesystem::exists(socket()));
+}
+
+TEST_F(ServeTest, TellsWhyALateDeviceEndedTheProcess) {
+    RunningPdactl& server = serve();
+    const SocketClient client(socket());
+    EXPECT_EQ(ask(client, R"({"transCode":"600002"})").value("exitCode").toInt(-1), 0);
+    addDeadlyDevice();
+    terminal().unplug(); // so that the devices are looked through again
+    const std::string end = "The library ended the process in the opening of the channel.";
+    EXPECT_THAT(text(onlyDocument(client.read(2)).object(), "message"), HasSubstr(end));
+    EXPECT_EQ(server.finish().exitCode, 1);
+    const ProgramResult other = shell("pdactl serve < /dev/null");
+    EXPECT_EQ(other.exitCode, 1);
+    EXPECT_THAT(text(onlyDocument(other.output).object(), "message"), HasSubstr(end));
+    EXPECT_THAT(text(json({"info"}, 1), "message"), HasSubstr("The library ended the process in 600002."));
 }
 
 TEST_F(ServeTest, AnswersWithWhatWouldMakeTheLibraryExit) {

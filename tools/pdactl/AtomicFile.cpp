@@ -32,11 +32,12 @@ AtomicFile::AtomicFile(const std::string& path) : m_file(QString::fromStdString(
     }
     // Qt keeps its name to itself. On most file systems it has none.
     std::error_code unknown;
-    setTemporaryFile(fs::read_symlink("/proc/self/fd/" + std::to_string(m_file.handle()), unknown));
+    m_before =
+        setTemporaryFile(fs::read_symlink("/proc/self/fd/" + std::to_string(m_file.handle()), unknown));
 }
 
 AtomicFile::~AtomicFile() {
-    setTemporaryFile({});
+    (void)setTemporaryFile(m_before);
 }
 
 void AtomicFile::restrictTo(mode_t mode) {

@@ -31,6 +31,7 @@ private:
     [[noreturn]] void fail(const QString& reason) const;
 
     QSaveFile m_file;
+    std::string m_before; ///< what a signal was to remove
 };
 
 } // namespace pdactl

@@ -27,6 +27,10 @@ void addListenCommands(Program& program);
 void addServeCommand(Program& program);
 void addDoctorCommand(Program& program);
 void addLogCommand(Program& program);
+void addSchemaCommand(Program& program);
+
+/// Of what the doctor prints with --json.
+QJsonObject findingsSchema();
 
 /// Tells what the commands that hold others are about, once all of them have been added.
 void describeGroups(Program& program);

@@ -1,5 +1,6 @@
 #include "Commands.h"
 #include "Text.h"
+#include "schema/Schema.h"
 
 #include <algorithm>
 #include <iostream>
@@ -93,6 +94,10 @@ void printCompletions(const CLI::App& root, const std::vector<std::string>& word
         offerCodes(offer);
     } else if (position.command->get_name() == "call") {
         offerMembers(position.arguments.front(), offer);
+    } else if (position.command->get_name() == "schema" && position.arguments.empty()) {
+        for (const auto& [name, schema] : schema::all()) {
+            offer(name, schema.value("title").toString().toStdString());
+        }
     } else if (position.arguments.empty()) {
         for (const CLI::App* each : position.command->get_subcommands(nullptr)) {
             offer(each->get_name(), each->get_description());

@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "Machine.h"
 #include "Text.h"
+#include "schema/Schema.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -258,6 +259,13 @@ int examine(const Settings& settings) {
 }
 
 } // namespace
+
+QJsonObject findingsSchema() {
+    schema::Members members = schema::members("check:string text:string command:string");
+    members.back().isOptional = true;
+    members.push_back({"health", schema::text("^(ok|warning|problem)$")});
+    return schema::listOf(schema::object(members));
+}
 
 void addDoctorCommand(Program& program) {
     CLI::App* const command =

@@ -1,7 +1,6 @@
 #include "Host.h"
 
 #include "Machine.h"
-#include "Signals.h"
 
 #include <pdalink/util/LockConfig.h>
 
@@ -36,6 +35,7 @@ public:
         (void)::close(elsewhere);
         setDocumentDescriptor(m_output);
     }
+    int output() const { return m_output; }
     OutputElsewhere(const OutputElsewhere&) = delete;
     OutputElsewhere& operator=(const OutputElsewhere&) = delete;
     ~OutputElsewhere() {
@@ -81,14 +81,24 @@ void silenceLibrary() {
     (void)qInstallMessageHandler(handleMessage);
 }
 
-Host::Host(const Settings& settings)
-    : m_verbose(settings.verbose), m_application(m_argumentCount, m_arguments) {
-    g_isVerbose = m_verbose;
+Host::Host(const Settings& settings) : m_settings(settings), m_application(m_argumentCount, m_arguments) {
+    g_isVerbose = m_settings.verbose;
 }
 
-void Host::call(const std::function<void(CPDAXMLAnalysis&)>& calls) const {
+void Host::call(const std::string& name, const std::function<void(CPDAXMLAnalysis&)>& calls) const {
     requireSafety(iniFile());
-    const OutputElsewhere elsewhere(m_verbose);
+    const OutputElsewhere elsewhere(m_settings.verbose);
+    const std::string message =
+        "The library ended the process in " + name + ". Run 'pdactl doctor' to find out why.";
+    const QJsonObject failure = documentOf(LocalFailure, message);
+    std::vector<LastLine> lines;
+    if (lastLines) {
+        lines = lastLines(failure);
+    } else if (m_settings.asJson) {
+        lines.push_back({elsewhere.output(), lineOf(failure)});
+    }
+    lines.push_back({STDERR_FILENO, QByteArray::fromStdString("pdactl: " + message + "\n")});
+    const CallInProgress inProgress(std::move(lines));
     CPDAXMLAnalysis library;
     calls(library);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Outcome.h"
+#include "Signals.h"
 
 #include <pdalink/analysis/PDAXMLAnalysis.h>
 
@@ -32,11 +33,15 @@ class Host {
 public:
     explicit Host(const Settings& settings);
 
-    /// Runs something that calls the library. Throws when the ini or a device would make the process exit.
-    void call(const std::function<void(CPDAXMLAnalysis& library)>& calls) const;
+    /// Runs something that calls the library, and that people call by this name. Throws when the ini or a
+    /// device would make the process exit. Should the library end it all the same, its last lines say so.
+    void call(const std::string& name, const std::function<void(CPDAXMLAnalysis& library)>& calls) const;
+
+    /// The last lines for whoever waits for documents; the standard output of --json unless it is set.
+    std::function<std::vector<LastLine>(const QJsonObject& failure)> lastLines;
 
 private:
-    bool m_verbose;
+    Settings m_settings;
     int m_argumentCount = 1;
     char m_name[7] = "pdactl";
     char* m_arguments[2] = {m_name, nullptr};

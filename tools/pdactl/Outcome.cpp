@@ -143,6 +143,14 @@ QJsonObject documentOf(const Outcome& outcome) {
     return object;
 }
 
+QByteArray lineOf(const QJsonObject& document) {
+    return QJsonDocument(document).toJson(QJsonDocument::Compact) + '\n';
+}
+
+QJsonObject documentOf(int exitCode, const std::string& message) {
+    return {{"exitCode", exitCode}, {"message", QString::fromStdString(message)}};
+}
+
 void print(const Outcome& outcome, bool asJson) {
     if (asJson) {
         std::cout << QJsonDocument(documentOf(outcome)).toJson().constData();

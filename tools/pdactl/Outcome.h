@@ -43,6 +43,12 @@ void printTable(const std::vector<Field>& fields);
 /// The outcome as one JSON document.
 QJsonObject documentOf(const Outcome& outcome);
 
+/// A document in a line of its own.
+QByteArray lineOf(const QJsonObject& document);
+
+/// The document of a run or a request that came to nothing else.
+QJsonObject documentOf(int exitCode, const std::string& message);
+
 /// Prints the outcome on standard output: one JSON document, or a table. The message goes to standard error.
 void print(const Outcome& outcome, bool asJson);
 

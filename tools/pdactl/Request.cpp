@@ -90,8 +90,9 @@ Outcome callDirectly(const Host& host, const Transaction& transaction, Values va
         texts.push_back(outputs.emplace_back(reserve()).get());
     }
     Outcome outcome;
-    host.call(
-        [&](CPDAXMLAnalysis& library) { outcome.result = findCall(transaction.member)(library, texts); });
+    host.call(transaction.name(), [&](CPDAXMLAnalysis& library) {
+        outcome.result = findCall(transaction.member)(library, texts);
+    });
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         outcome.fields.push_back({transaction.outputs[i], QString(outputs[i].get())});
     }
@@ -113,7 +114,7 @@ std::string makeRequest(const Transaction& transaction, const Values& values) {
 Outcome ask(const Host& host, const Transaction& transaction, const std::string& json,
             std::string& response) {
     Outcome outcome;
-    host.call([&](CPDAXMLAnalysis& library) {
+    host.call(transaction.name(), [&](CPDAXMLAnalysis& library) {
         std::optional<TransferWatch> watch;
         if (transaction.results == Results::Send || transaction.results == Results::Fetch) {
             watch.emplace(transaction, packetsOf(objectOf(json).value("pFilePath").toString().toStdString()));

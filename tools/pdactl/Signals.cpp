@@ -6,8 +6,10 @@
 #include <array>
 #include <atomic>
 #include <climits>
+#include <cstdlib>
 #include <ctime>
 #include <string_view>
+#include <utility>
 
 namespace pdactl {
 
@@ -33,6 +35,32 @@ std::atomic<bool> g_asJson{false};
 std::atomic<int> g_documentDescriptor{-1};
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler must not wait for a lock");
 
+std::vector<LastLine> g_lastLines; // not changed while the library is called
+std::atomic<bool> g_isCalling{false};
+
+void removeTemporaryFile() {
+    if (g_temporaryPath[0] != '\0') {
+        (void)::unlink(g_temporaryPath.data());
+    }
+}
+
+/// At every end of the process. It may have come in a signal handler.
+void endOfProcess() {
+    if (g_isCalling.exchange(false)) {
+        removeTemporaryFile();
+        for (const LastLine& each : g_lastLines) {
+            (void)!::write(each.descriptor, each.line.constData(),
+                           static_cast<std::size_t>(each.line.size()));
+        }
+    }
+}
+
+void abortProcess(int signalNumber) {
+    endOfProcess();
+    (void)std::signal(signalNumber, SIG_DFL);
+    (void)::raise(signalNumber);
+}
+
 void writeDocument(int signalNumber) {
     const int descriptor = g_documentDescriptor.exchange(-1);
     for (const EndSignal& each : kSignals) {
@@ -43,9 +71,7 @@ void writeDocument(int signalNumber) {
 }
 
 void end(int signalNumber) {
-    if (g_temporaryPath[0] != '\0') {
-        (void)::unlink(g_temporaryPath.data());
-    }
+    removeTemporaryFile();
     writeDocument(signalNumber);
     (void)std::signal(signalNumber, SIG_DFL);
     (void)::raise(signalNumber);
@@ -55,6 +81,8 @@ void end(int signalNumber) {
 
 void handleSignals(bool asJson) {
     g_asJson = asJson;
+    (void)std::atexit(endOfProcess);
+    (void)std::signal(SIGABRT, abortProcess);
     for (const EndSignal& each : kSignals) {
         struct sigaction action {};
         (void)::sigaction(each.signalNumber, nullptr, &action);
@@ -64,14 +92,25 @@ void handleSignals(bool asJson) {
     }
 }
 
-void setTemporaryFile(const std::string& path) {
+std::string setTemporaryFile(const std::string& path) {
+    std::string before = g_temporaryPath.data();
     if (path.size() < g_temporaryPath.size()) { // no file has a longer one
         std::copy_n(path.c_str(), path.size() + 1, g_temporaryPath.begin());
     }
+    return before;
 }
 
 void setDocumentDescriptor(int descriptor) {
     g_documentDescriptor = descriptor;
+}
+
+CallInProgress::CallInProgress(std::vector<LastLine> lines) {
+    g_lastLines = std::move(lines);
+    g_isCalling = true;
+}
+
+CallInProgress::~CallInProgress() {
+    g_isCalling = false;
 }
 
 BlockedSignals::BlockedSignals() {

@@ -71,6 +71,9 @@ struct Transaction {
     Results results = Results::Usual;
     End end = End::Next;
     bool isHandler = false; ///< of a message that the terminal started
+
+    /// What people call it by.
+    const std::string& name() const { return code.empty() ? member : code; }
 };
 
 /// All members; those with several commands more than once.

@@ -122,7 +122,7 @@ Values withPresets(const Transaction& transaction, Values values, Naming nameOf)
         }
     }
     if (!missing.empty()) {
-        throw Failure(BadUsage, transaction.code + " also needs " + missing + ". Give each as NAME=VALUE.");
+        throw Failure(BadUsage, transaction.name() + " also needs " + missing + ". Give each as NAME=VALUE.");
     }
     return values;
 }
@@ -173,8 +173,8 @@ const Parameter& requireParameter(const Transaction& transaction, const std::str
         }
         known += (known.empty() ? "" : ", ") + std::string(parameter.name);
     }
-    throw Failure(BadUsage, (transaction.code.empty() ? transaction.member : transaction.code) +
-                                " takes no " + name + ", but: " + (known.empty() ? "nothing" : known) + ".");
+    throw Failure(BadUsage, transaction.name() + " takes no " + name +
+                                ", but: " + (known.empty() ? "nothing" : known) + ".");
 }
 
 std::string readArgument(const std::string& name, const std::string& text, bool isSecret) {

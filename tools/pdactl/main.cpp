@@ -1,8 +1,6 @@
 #include "Commands.h"
 #include "Signals.h"
 
-#include <QJsonDocument>
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -29,12 +27,6 @@ constexpr const char* kFooter =
 
 bool asksForJson(int argc, char** argv) {
     return std::find(argv, argv + argc, std::string("--json")) != argv + argc;
-}
-
-/// The one JSON document of a run that comes to nothing else.
-void printFailure(int exitCode, const std::string& message) {
-    const QJsonObject object{{"exitCode", exitCode}, {"message", QString::fromStdString(message)}};
-    std::cout << QJsonDocument(object).toJson(QJsonDocument::Compact).constData() << std::endl;
 }
 
 /// What to do about a mistake; when a command is missing or unknown, which ones could have come next.
@@ -84,6 +76,7 @@ void describe(CLI::App& app, pdactl::Program& program) {
     pdactl::addServeCommand(program);
     pdactl::addDoctorCommand(program);
     pdactl::addLogCommand(program);
+    pdactl::addSchemaCommand(program);
     pdactl::describeGroups(program);
     app.footer(kFooter); // at the end: commands added later would take it over
 }
@@ -128,7 +121,7 @@ int main(int argc, char** argv) {
         message = failure.what();
     }
     if (asksForJson(argc, argv)) {
-        printFailure(exitCode, message);
+        std::cout << pdactl::lineOf(pdactl::documentOf(exitCode, message)).constData() << std::flush;
     }
     std::cerr << "pdactl: " << message << std::endl;
     return exitCode;

@@ -1,5 +1,7 @@
 #include "RowFixture.h"
 
+#include "Documents.h"
+
 namespace {
 
 std::string quoted(const std::string& text) {
@@ -69,8 +71,9 @@ void RowTest::expectInJson(const Members& request, const Outcome& expected) {
         const Output& output = row().outputs[i];
         response[output.key] = !output.isNumber() ? quoted(text) : text.empty() ? "0" : text;
     }
-    EXPECT_EQ(ask(object(request)),
-              (JsonAnswer{expected.result, object(Members(response.begin(), response.end()))}));
+    const JsonAnswer answer = ask(object(request));
+    EXPECT_EQ(answer, (JsonAnswer{expected.result, object(Members(response.begin(), response.end()))}));
+    pdalink::test::collectDocument("response-" + row().code, answer.text);
     EXPECT_EQ(m_PerformTasksYN, expected.taskFlag);
 }
 

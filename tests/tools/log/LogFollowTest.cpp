@@ -123,7 +123,7 @@ TEST(LogFollow, PrintsOneJsonDocumentPerLineAsTheyCome) {
         std::string line;
         std::size_t documents = 0;
         while (std::getline(output, line)) {
-            const QJsonObject document = QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
+            const QJsonObject document = pdalink::test::onlyDocument(line).object();
             EXPECT_EQ(document["call"].toString(), "GetInfo") << line;
             ++documents;
         }

@@ -94,7 +94,7 @@ std::optional<Outcome> sendFile(const Host& host, FileOptions options, const Set
     const int packets = packetsOf(digits);
     const Room resultCode = reserve();
     Outcome outcome;
-    host.call([&](CPDAXMLAnalysis& library) {
+    host.call(code.name(), [&](CPDAXMLAnalysis& library) {
         TransferWatch watch(code, packets);
         outcome.result = library.ReadFileDataToPDA(options.pda.data(), &options.command, options.info.data(),
                                                    digits.data(), resultCode.get());
@@ -116,7 +116,7 @@ std::optional<Outcome> fetchFile(const Host& host, FileOptions options, const Se
     const Room text = reserve(2 * kMaxFileBytes + 1);
     const Room resultCode = reserve();
     Outcome outcome;
-    host.call([&](CPDAXMLAnalysis& library) {
+    host.call(code.name(), [&](CPDAXMLAnalysis& library) {
         TransferWatch watch(code, 0);
         outcome.result = library.ReceiveDataSaveToFile(options.pda.data(), &options.command,
                                                        options.info.data(), text.get(), resultCode.get());

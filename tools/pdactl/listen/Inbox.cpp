@@ -1,5 +1,7 @@
 #include "listen/Inbox.h"
 
+#include "schema/Schema.h"
+
 #include <pdalink/analysis/ResultStores.h>
 #include <pdalink/device/HIDDevice.h>
 #include <pdalink/util/Util.h>
@@ -69,15 +71,33 @@ QJsonObject TerminalMessage::json() const {
             {"fields", jsonOf(fields)}};
 }
 
+QJsonArray TerminalMessage::schemas(const char* kindName) {
+    QJsonArray all;
+    for (const MessageKind& kind : kKinds) {
+        schema::Members fields;
+        for (const char* name : kind.transaction().outputs) {
+            fields.push_back({name, {{"type", "string"}}});
+        }
+        schema::Members members = schema::members("time:string acknowledged:boolean answered:boolean");
+        members.back().isOptional = true;
+        members.insert(members.end(), {{kindName, {{"const", kind.transaction().help}}},
+                                       {"type", {{"const", kind.type}}},
+                                       {"fields", schema::object(fields)}});
+        all.append(schema::object(members));
+    }
+    return all;
+}
+
 /// A receiver of the library's own opens the node.
 bool Inbox::open() {
-    m_host.call([](CPDAXMLAnalysis& /*configuration*/) {
+    m_host.call("the opening of the channel", [](CPDAXMLAnalysis& /*configuration*/) {
         (void)g_HIDDevice.openHidDevice();
         for (int step = 0; step < kOpeningSteps && !g_strSerialPort.isEmpty() && !isOpen(); ++step) {
             CUtil::Delay_MSec(kStep);
         }
     });
     m_lastTry = Clock::now();
+    m_hasBeenOpen = m_hasBeenOpen || isOpen();
     return isOpen();
 }
 
@@ -86,10 +106,11 @@ void Inbox::keepOpen() {
         return;
     }
     if (!std::exchange(m_isGone, true)) {
-        complain("the terminal has gone; plug it in again, or end with Ctrl-C");
+        complain(m_hasBeenOpen ? "the terminal has gone; plug it in again, or end with Ctrl-C"
+                               : "there is no terminal yet; plug it in, or run 'pdactl doctor' if it is");
     }
     if (Clock::now() - m_lastTry >= kBetweenTries && open()) {
-        complain("the terminal is back");
+        complain("the terminal is there");
         m_isGone = false;
     }
 }
@@ -107,8 +128,9 @@ std::optional<TerminalMessage> Inbox::take() {
 bool Inbox::answerLogin(const TerminalMessage& login, std::string code) const {
     std::string pdaNumber = login.fields.front().value.toString().toStdString();
     int result = 0;
-    m_host.call(
-        [&](CPDAXMLAnalysis& library) { result = library.SyncLoginResult(pdaNumber.data(), code.data()); });
+    m_host.call("SyncLoginResult", [&](CPDAXMLAnalysis& library) {
+        result = library.SyncLoginResult(pdaNumber.data(), code.data());
+    });
     return result == 0;
 }
 
@@ -134,7 +156,8 @@ std::optional<TerminalMessage> Inbox::handOver(const QString& message) const {
     }
     std::string text = message.toStdString();
     int result = 0;
-    m_host.call([&](CPDAXMLAnalysis& library) { result = (library.*kind->handler)(text.data()); });
+    m_host.call(kind->member,
+                [&](CPDAXMLAnalysis& library) { result = (library.*kind->handler)(text.data()); });
     return TerminalMessage{&kind->transaction(), type, takeFields(*kind), result};
 }
 

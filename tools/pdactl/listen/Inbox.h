@@ -21,6 +21,8 @@ struct TerminalMessage {
 
     /// Without what became of it afterwards.
     QJsonObject json() const;
+    /// Of that, and of what became of it. The kind is under this name.
+    static QJsonArray schemas(const char* kindName);
 };
 
 /// What every host has to do to get the messages that the terminal starts: keeps the channel open while the
@@ -56,6 +58,7 @@ private:
     const Host& m_host;
     MessageSplitter m_splitter;
     bool m_isGone = false;
+    bool m_hasBeenOpen = false;
     MessageSplitter::Clock::time_point m_lastTry{};
 };
 

@@ -4,8 +4,6 @@
 
 #include <pdalink/util/Util.h>
 
-#include <QJsonDocument>
-
 #include <chrono>
 #include <iostream>
 #include <optional>
@@ -91,7 +89,7 @@ private:
 
     void show(const TerminalMessage& message, const QJsonObject& document) const {
         if (m_asJson) {
-            std::cout << QJsonDocument(document).toJson(QJsonDocument::Compact).constData() << '\n';
+            std::cout << lineOf(document).constData();
         } else {
             std::cout << message.kind->help << " (" << message.type << ")\n";
             printTable(message.fields);

@@ -1,6 +1,7 @@
 #include "log/Report.h"
 
 #include "Text.h"
+#include "schema/Schema.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -185,6 +186,24 @@ std::string jsonOf(const Report& report) {
                    {"gaps", json(report.gaps)},
                    {"redacted", report.isRedacted},
                    {"exchanges", exchanges}});
+}
+
+QJsonObject exchangeSchema() {
+    schema::Members members = schema::members(
+        "begin:string took:integer gap:integer,null origin:string code:string call:string type:string "
+        "outcome:string result:integer,null resultCode:string request:string sent:string received:string "
+        "response:string messagesSent:integer messagesReceived:integer timeouts:integer "
+        "wrongMessages:integer failedWrites:integer lacksBeginning:boolean isInterleaved:boolean");
+    members.push_back({"notes", schema::listOf({{"type", "string"}})});
+    return schema::object(members);
+}
+
+QJsonObject reportSchema() {
+    const QJsonObject texts = schema::listOf({{"type", "string"}});
+    return schema::object({{"files", texts},
+                           {"gaps", texts},
+                           {"redacted", {{"type", "boolean"}}},
+                           {"exchanges", schema::listOf(exchangeSchema())}});
 }
 
 } // namespace pdactl::log

@@ -2,6 +2,8 @@
 
 #include "log/Exchange.h"
 
+#include <QJsonObject>
+
 #include <array>
 #include <string>
 #include <vector>
@@ -57,6 +59,10 @@ std::string tableFoot(const Report& report);
 /// One document on one line.
 std::string jsonOf(const Exchange& exchange);
 std::string jsonOf(const Report& report);
+
+/// Of these documents.
+QJsonObject exchangeSchema();
+QJsonObject reportSchema();
 
 std::string htmlPage(const Report& report);
 

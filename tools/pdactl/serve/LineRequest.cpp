@@ -107,28 +107,28 @@ Outcome outcomeOf(const Host& host, const QJsonObject& request, const Settings& 
     return carryOut(host, transaction, values);
 }
 
-QJsonObject failure(ExitCode exitCode, const char* message) {
-    return {{"exitCode", exitCode}, {"message", message}};
-}
-
 } // namespace
 
-QJsonObject answerTo(const Host& host, const QByteArray& line, const Settings& settings) {
+QJsonObject withId(QJsonObject answer, const QJsonValue& id) {
+    if (!id.isUndefined()) { // null where the line could not be read
+        answer.insert("id", id);
+    }
+    return answer;
+}
+
+QJsonObject answerTo(const Host& host, const QByteArray& line, const Settings& settings, QJsonValue& id) {
     QJsonObject answer;
-    QJsonValue id;
+    id = QJsonValue();
     try {
         const QJsonObject request = parsed(line);
         id = request.value("id");
         answer = documentOf(outcomeOf(host, request, settings));
     } catch (const Failure& reason) {
-        answer = failure(reason.exitCode(), reason.what());
+        answer = documentOf(reason.exitCode(), reason.what());
     } catch (const std::exception& reason) {
-        answer = failure(LocalFailure, reason.what());
+        answer = documentOf(LocalFailure, reason.what());
     }
-    if (!id.isUndefined()) { // null where the line could not be read
-        answer.insert("id", id);
-    }
-    return answer;
+    return withId(answer, id);
 }
 
 } // namespace pdactl

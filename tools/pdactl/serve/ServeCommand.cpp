@@ -4,17 +4,16 @@
 #include "serve/LineRequest.h"
 
 #include <QFileInfo>
-#include <QJsonDocument>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QPointer>
 #include <QSocketNotifier>
 #include <QTimer>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <deque>
 #include <filesystem>
@@ -28,6 +27,7 @@ namespace {
 constexpr int kLookInterval = 20;          // ms, for messages that the terminal starts
 constexpr int kMaxLine = 16 * 1024 * 1024; // bytes; files go by their paths
 constexpr qint64 kMaxUnread = kMaxLine;    // bytes, of a client that does not read
+constexpr int kMaxRead = 65536;            // bytes of a client that are read at a time
 
 struct ServeOptions {
     std::string socket;        ///< its path; empty for standard input and output
@@ -56,28 +56,66 @@ public:
 
 private:
     void append(const QByteArray& bytes) {
-        m_isTooLong = m_isTooLong || m_rest.size() + bytes.size() > kMaxLine;
-        m_rest = m_isTooLong ? QByteArray() : m_rest + bytes;
+        m_rest += bytes;
+        m_isTooLong = m_isTooLong || m_rest.size() > kMaxLine;
+        if (m_isTooLong) {
+            m_rest = QByteArray();
+        }
     }
 
     QByteArray m_rest;
     bool m_isTooLong = false;
 };
 
-/// A client at a socket, or at standard input and output.
+/// A client at a socket, or at standard input and output. What it is to read last is written to its
+/// descriptor, a copy of the one that it is written to.
 class Client : public QObject {
 public:
-    virtual void write(const QByteArray& line) = 0;
+    explicit Client(int descriptor) : m_descriptor(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0)) {}
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+    ~Client() override { ::close(m_descriptor); }
 
-    Lines lines;
+    virtual void write(const QByteArray& line) = 0;
+    int descriptor() const { return m_descriptor; }
+
+    /// Goes on reading only when every line read so far has been taken, so that a flood of them waits where
+    /// it comes from. False when there was nothing.
+    bool readOn() {
+        const QByteArray bytes = m_requests.empty() ? read(kMaxRead) : QByteArray();
+        for (const QByteArray& line : m_lines.add(bytes)) {
+            m_requests.push_back(line);
+        }
+        return !bytes.isEmpty();
+    }
+    std::optional<QByteArray> nextRequest() {
+        if (m_requests.empty()) {
+            return std::nullopt;
+        }
+        const QByteArray line = m_requests.front();
+        m_requests.pop_front();
+        return line;
+    }
+
+protected:
+    /// What has come, up to so many bytes; does not wait.
+    virtual QByteArray read(int size) = 0;
+    void forgetRequests() { m_requests.clear(); }
+
+private:
+    int m_descriptor;
+    Lines m_lines;
+    std::deque<QByteArray> m_requests;
 };
 
-/// Answers lines, and tells all clients what the terminal starts. The library takes one call at a time: what
-/// comes during one waits in a queue.
+/// Answers lines, and tells all clients what the terminal starts. The library takes one call at a time: the
+/// clients have their requests carried out in turn.
 class Server {
 public:
     Server(ServeOptions options, const Settings& settings)
-        : m_options(std::move(options)), m_settings(settings), m_host(settings) {}
+        : m_options(std::move(options)), m_settings(settings), m_host(settings) {
+        m_host.lastLines = [this](const QJsonObject& failure) { return lastLines(failure); };
+    }
 
     int run() {
         listen();
@@ -96,10 +134,7 @@ private:
 
     void listen();
 
-    void take(Client* client, const QByteArray& bytes) {
-        for (const QByteArray& line : client->lines.add(bytes)) {
-            m_requests.emplace_back(client, line);
-        }
+    void workSoon() {
         QTimer::singleShot(0, &m_context, [this] { work(); });
     }
 
@@ -109,24 +144,40 @@ private:
             return;
         }
         do {
-            answerNext();
             takeEvents();
-        } while (!m_requests.empty());
+        } while (answerEach());
         m_isBusy = false;
         if (m_isAtEnd) {
             QCoreApplication::quit();
         }
     }
 
-    void answerNext() {
-        if (m_requests.empty()) {
-            return;
+    /// One request of each client. False when there was nothing to do.
+    bool answerEach() {
+        bool isIdle = true;
+        for (const QPointer<Client>& client : std::vector(m_clients)) {
+            isIdle = !(client != nullptr && client->readOn()) && isIdle;
+            if (const auto line = client != nullptr ? client->nextRequest() : std::nullopt) {
+                isIdle = false;
+                m_asking = client;
+                tell(client, answerTo(m_host, *line, m_settings, m_askingId));
+                m_asking = nullptr;
+            }
         }
-        const auto [client, line] = std::move(m_requests.front());
-        m_requests.pop_front();
-        if (client != nullptr) {
-            tell(client, answerTo(m_host, line, m_settings));
+        return !isIdle;
+    }
+
+    /// Whoever asked gets it as the answer, with its id; for all others it is the end.
+    std::vector<LastLine> lastLines(const QJsonObject& failure) const {
+        std::vector<LastLine> lines;
+        for (const QPointer<Client>& client : m_clients) {
+            if (client != nullptr) {
+                const bool isAnswer = client == m_asking;
+                lines.push_back(
+                    {client->descriptor(), lineOf(isAnswer ? withId(failure, m_askingId) : failure)});
+            }
         }
+        return lines;
     }
 
     void takeEvents() {
@@ -164,7 +215,7 @@ private:
 
     static void tell(const QPointer<Client>& client, const QJsonObject& object) {
         if (client != nullptr) { // it may have gone meanwhile
-            client->write(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
+            client->write(lineOf(object));
         }
     }
 
@@ -175,7 +226,8 @@ private:
     QObject m_context;
     QLocalServer m_socket;
     std::vector<QPointer<Client>> m_clients;
-    std::deque<std::pair<QPointer<Client>, QByteArray>> m_requests;
+    QPointer<Client> m_asking; ///< whose request is being carried out
+    QJsonValue m_askingId;
     bool m_isBusy = true; ///< while the library is called, at the beginning for the opening
     bool m_isAtEnd = false;
     std::string m_lastFailure;
@@ -185,8 +237,11 @@ private:
 class Server::StandardStreams : public Client {
 public:
     explicit StandardStreams(Server& server)
-        : m_server(server), m_input(STDIN_FILENO, QSocketNotifier::Read) {
-        connect(&m_input, &QSocketNotifier::activated, this, [this] { read(); });
+        : Client(STDOUT_FILENO), m_server(server), m_input(STDIN_FILENO, QSocketNotifier::Read) {
+        connect(&m_input, &QSocketNotifier::activated, this, [this] {
+            m_input.setEnabled(false); // until it is read
+            m_server.workSoon();
+        });
     }
 
     void write(const QByteArray& line) override {
@@ -195,16 +250,16 @@ public:
     }
 
 private:
-    void read() {
-        std::array<char, 65536> bytes{};
-        const ssize_t size = ::read(STDIN_FILENO, bytes.data(), bytes.size());
-        if (size > 0) {
-            m_server.take(this, {bytes.data(), static_cast<int>(size)});
-        } else if (size == 0 || (errno != EINTR && errno != EAGAIN)) {
-            m_input.setEnabled(false);
-            m_server.m_isAtEnd = true; // once everything is answered
-            m_server.take(this, {});
+    QByteArray read(int size) override {
+        if (m_input.isEnabled() || m_server.m_isAtEnd) {
+            return {};
         }
+        QByteArray bytes(size, Qt::Uninitialized);
+        const ssize_t length = ::read(STDIN_FILENO, bytes.data(), static_cast<std::size_t>(size));
+        m_server.m_isAtEnd = length == 0 || (length < 0 && errno != EINTR && errno != EAGAIN);
+        m_input.setEnabled(!m_server.m_isAtEnd);
+        bytes.truncate(std::max(static_cast<int>(length), 0));
+        return bytes;
     }
 
     Server& m_server;
@@ -213,14 +268,20 @@ private:
 
 class Server::SocketClient : public Client {
 public:
-    SocketClient(Server& server, QLocalSocket* socket) : m_server(server), m_socket(socket) {
+    SocketClient(Server& server, QLocalSocket* socket)
+        : Client(static_cast<int>(socket->socketDescriptor())), m_socket(socket) {
         socket->setParent(this);
-        connect(socket, &QLocalSocket::readyRead, this, [this] { m_server.take(this, m_socket->readAll()); });
-        connect(socket, &QLocalSocket::disconnected, this, &QObject::deleteLater);
+        socket->setReadBufferSize(kMaxRead);
+        connect(socket, &QLocalSocket::readyRead, this, [&server] { server.workSoon(); });
+        connect(socket, &QLocalSocket::disconnected, this, [this] {
+            forgetRequests();
+            deleteLater();
+        });
     }
 
     void write(const QByteArray& line) override {
         (void)m_socket->write(line);
+        (void)m_socket->flush(); // nothing waits for the end of the next call
         if (m_socket->bytesToWrite() > kMaxUnread) {
             complain("warning: a client that does not read is given up");
             m_socket->abort();
@@ -228,7 +289,8 @@ public:
     }
 
 private:
-    Server& m_server;
+    QByteArray read(int size) override { return m_socket->read(size); }
+
     QLocalSocket* m_socket;
 };
 
@@ -265,7 +327,7 @@ void Server::listen() {
     if (!m_socket.listen(path)) {
         refuse(path, m_socket.errorString().toStdString());
     }
-    setTemporaryFile(path.toStdString());
+    (void)setTemporaryFile(path.toStdString());
     (void)QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
     QObject::connect(&m_socket, &QLocalServer::newConnection, [this] {
         auto* const client = new SocketClient(*this, m_socket.nextPendingConnection());
