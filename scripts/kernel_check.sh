@@ -7,7 +7,7 @@
 # Takes the programs from the build folder (build/release). Needs no privileges but for installing packages.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source scripts/packages.sh
+source scripts/common.sh
 
 build=$(realpath "${1:-build/release}")
 place=build/kernel-check
@@ -18,8 +18,6 @@ modules=(
     drivers/usb/gadget/{libcomposite.ko,function/usb_f_hid.ko,udc/dummy_hcd.ko,udc/udc-core.ko}
     fs/configfs
 )
-
-step() { printf '\n== %s\n' "$*"; }
 
 # The newest kernel of the distribution, a shell, and the stock tool; unpacked, not installed.
 fetch() {
