@@ -54,6 +54,6 @@ declare -A machines=([amd64]=x86_64 [arm64]=aarch64)
 # runs on systems as old as the one in that folder. Needs release_packages.
 cross_configure() {
     cmake -S . -B "$2" -G Ninja --log-level=WARNING -D CMAKE_BUILD_TYPE=Release \
-        -D CMAKE_TOOLCHAIN_FILE="$PWD/cmake/Sysroot.cmake" -D PDALINK_SYSROOT="$3" -D PDALINK_MACHINE="${machines[$1]}" \
-        -D CMAKE_COMPILE_WARNING_AS_ERROR=ON -D PDALINK_BENCH=OFF "${@:4}"
+        -D CMAKE_TOOLCHAIN_FILE="$PWD/cmake/Sysroot.cmake" -D PDALINK_SYSROOT="$3" \
+        -D PDALINK_MACHINE="${machines[$1]}" -D CMAKE_COMPILE_WARNING_AS_ERROR=ON -D PDALINK_BENCH=OFF "${@:4}"
 }
