@@ -3,12 +3,10 @@
 # closely, and one for each task of a working day. Ends with an error when an answer is not the expected one.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source scripts/packages.sh
+source scripts/common.sh
 
 build=build/demo
 out=$build/demo-output
-
-step() { printf '\n== %s\n' "$*"; }
 
 # The host's requests, and what each must be answered with.
 requests=(

@@ -8,7 +8,7 @@
 # unless named. Needs no privileges but for installing packages.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source scripts/packages.sh
+source scripts/common.sh
 
 build=$(realpath "${1:-build/release}")
 shift $(($# > 0))
@@ -20,8 +20,6 @@ modules=(
     drivers/usb/gadget/{libcomposite.ko,function/usb_f_hid.ko,udc/dummy_hcd.ko,udc/udc-core.ko}
     fs/configfs
 )
-
-step() { printf '\n== %s\n' "$*"; }
 
 # The newest kernel of the distribution, a shell, and the stock tool; unpacked, not installed.
 fetch() {

@@ -7,14 +7,13 @@
 # What is installed is in build/release-ARCHITECTURE/install afterwards.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source scripts/packages.sh
+source scripts/common.sh
 
 [ "$(id -u)" -eq 0 ] || {
     echo "scripts/release.sh: run it as root, because it runs the library in another system's root folder" >&2
     exit 1
 }
 [ $# -gt 0 ] || set -- amd64 arm64
-declare -A machines=([amd64]=x86_64 [arm64]=aarch64)
 suite=bullseye
 # To build against, and what those need to run.
 sysroot_packages=(
@@ -22,8 +21,6 @@ sysroot_packages=(
     libqt5core5a qtbase5-dev qtbase5-dev-tools qt5-qmake qt5-qmake-bin libudev1 libudev-dev rapidjson-dev
     libdouble-conversion3 libglib2.0-0 libicu67 libpcre2-16-0 libpcre3 libzstd1 zlib1g
 )
-
-step() { printf '\n== %d:%02d %s\n' $((SECONDS / 60)) $((SECONDS % 60)) "$*"; }
 
 # Runs the example host inside the older system. Without a terminal it is answered that nothing came.
 load() {
@@ -51,11 +48,8 @@ for architecture; do
     scripts/sysroot.sh $suite "$architecture" "$sysroot" "${sysroot_packages[@]}"
 
     step "$architecture: build"
-    cmake -S . -B "$build" -G Ninja --log-level=WARNING -D CMAKE_BUILD_TYPE=Release \
-        -D CMAKE_TOOLCHAIN_FILE="$PWD/cmake/Sysroot.cmake" -D PDALINK_SYSROOT="$sysroot" \
-        -D PDALINK_MACHINE="${machines[$architecture]}" -D CMAKE_COMPILE_WARNING_AS_ERROR=ON \
-        -D BUILD_TESTING=OFF -D PDALINK_SIMULATOR=OFF -D PDALINK_TOOLS=OFF -D PDALINK_BENCH=OFF \
-        -D CMAKE_INSTALL_LIBDIR=lib
+    cross_configure "$architecture" "$build" "$sysroot" \
+        -D BUILD_TESTING=OFF -D PDALINK_SIMULATOR=OFF -D PDALINK_TOOLS=OFF -D CMAKE_INSTALL_LIBDIR=lib
     cmake --build "$build" -- --quiet
     cmake --install "$build" --strip --prefix "$build/install" >/dev/null
 

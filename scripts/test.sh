@@ -6,7 +6,7 @@
 # the library as it is released.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source scripts/packages.sh
+source scripts/common.sh
 
 case "${1-}" in
     '') deep=false ;;
@@ -16,8 +16,6 @@ case "${1-}" in
         exit 64
         ;;
 esac
-
-step() { printf '\n== %d:%02d %s\n' $((SECONDS / 60)) $((SECONDS % 60)) "$*"; }
 
 install_packages "${build_packages[@]}" "${test_packages[@]}"
 

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <algorithm>
+#include <climits>
 #include <functional>
 #include <string>
 #include <utility>
@@ -235,12 +237,13 @@ TEST_F(Dispatcher, LogsRequestsOfTenMebibytesWhole) {
     expectRefused(R"({"transCode":")" + code + R"("})", unknown(code));
 }
 
-/// Runs a function on a thread with a small stack; the sanitizers need room of their own on it.
+/// Runs a function on a thread with a small stack; the sanitizers need room of their own on it, and no
+/// machine permits less than its least.
 void runOnSmallStack(std::function<void()> function) {
-    constexpr std::size_t size = PDALINK_IS_SANITIZED ? 1024 * 1024 : 96 * 1024;
+    const long size = std::max<long>(PDALINK_IS_SANITIZED ? 1024 * 1024 : 96 * 1024, PTHREAD_STACK_MIN);
     pthread_attr_t attributes;
     ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, size), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, static_cast<std::size_t>(size)), 0);
     pthread_t thread{};
     const auto run = [](void* each) -> void* {
         (*static_cast<std::function<void()>*>(each))();

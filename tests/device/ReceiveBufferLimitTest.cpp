@@ -98,6 +98,9 @@ TEST_F(ReceiveBufferLimit, MayBeMoreThanTheMemoryHolds) {
     fill(before);
     {
         const pdalink::test::MemoryLimit limit(2UL * 1024 * 1024);
+        if (!limit.isKept()) {
+            GTEST_SKIP() << "memory is not limited here";
+        }
         terminal().sendReport(last);
         EXPECT_TRUE(waitUntil([this] { return warnings() > 0; }));
     }

@@ -1,6 +1,7 @@
 #include "PrivateDirectory.h"
 #include "TestBed.h"
 #include "tests/interface/HostRun.h"
+#include "tests/support/OneLine.h"
 
 #include <gtest/gtest.h>
 
@@ -124,7 +125,7 @@ TEST(Loading, WithATooLongIdEndsTheHostWithOneLine) {
     EXPECT_EQ(result.exitCode, 128 + SIGABRT);
     const std::size_t line = result.errors.find("PDAConfigure.ini: ");
     ASSERT_NE(line, std::string::npos) << result.errors;
-    EXPECT_EQ(result.errors.find('\n', line), result.errors.size() - 1) << result.errors;
+    EXPECT_THAT(result.errors.substr(line), isOneLine());
 }
 
 TEST(Loading, AloneTouchesNothing) {

@@ -21,6 +21,13 @@ inline pid_t currentThread() {
     return static_cast<pid_t>(::syscall(SYS_gettid));
 }
 
+/// Whether this is the kernel's number of the wait for a lock. A program for another machine, run by an
+/// emulator, sees the number of the machine that it is on.
+inline bool isLockWait(long systemCall) {
+    constexpr long kAmd64Futex = 202;
+    return systemCall == SYS_futex || systemCall == kAmd64Futex;
+}
+
 /// The address of the lock that a thread of this process waits for; 0 for none. Takes no lock itself.
 inline std::uintptr_t lockAwaitedBy(pid_t thread) {
     const std::string path = "/proc/self/task/" + std::to_string(thread) + "/syscall";
@@ -29,7 +36,7 @@ inline std::uintptr_t lockAwaitedBy(pid_t thread) {
     const bool isRead = file >= 0 && ::read(file, text, sizeof text - 1) > 0;
     ::close(file);
     char* arguments = text;
-    const bool isWait = isRead && std::strtol(text, &arguments, 10) == SYS_futex && arguments != text;
+    const bool isWait = isRead && isLockWait(std::strtol(text, &arguments, 10)) && arguments != text;
     return isWait ? std::strtoul(arguments, nullptr, 16) : 0;
 }
 

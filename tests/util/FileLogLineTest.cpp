@@ -1,3 +1,4 @@
+#include "tests/support/OneLine.h"
 #include "tests/util/LogFixture.h"
 
 #include <gmock/gmock.h>
@@ -67,12 +68,14 @@ TEST_F(LogLine, IsFormattedAsPrintfDoes) {
 
 TEST_F(LogLine, FormattedBeyond102399CharactersEndsTheProcess) {
     const std::string text(102400, 'x');
-    const auto oneLine = testing::MatchesRegex("[^\n]+\n");
-    EXPECT_EXIT(log().AddLogEx(pdalink::Info, "%s", text.c_str()), testing::KilledBySignal(SIGABRT), oneLine);
-    EXPECT_EXIT(log().AddLogEx(pdalink::Info, "%0200000d", 1), testing::KilledBySignal(SIGABRT), oneLine);
+    EXPECT_EXIT(log().AddLogEx(pdalink::Info, "%s", text.c_str()), testing::KilledBySignal(SIGABRT),
+                pdalink::test::isOneLine());
+    EXPECT_EXIT(log().AddLogEx(pdalink::Info, "%0200000d", 1), testing::KilledBySignal(SIGABRT),
+                pdalink::test::isOneLine());
     EXPECT_EQ(content(), "");
     log().Close(); // nor does it need a file
-    EXPECT_EXIT(log().AddLogEx(pdalink::Info, "%s", text.c_str()), testing::KilledBySignal(SIGABRT), oneLine);
+    EXPECT_EXIT(log().AddLogEx(pdalink::Info, "%s", text.c_str()), testing::KilledBySignal(SIGABRT),
+                pdalink::test::isOneLine());
 }
 
 /// Lets files grow to `bytes` only, as on a full disk.

@@ -123,8 +123,8 @@ Outcome ask(const Host& host, const Transaction& transaction, const std::string&
         outcome = outcomeOf(transaction, result, objectOf(response));
         if (watch) {
             watch->finish();
-            watch->judge(outcome,
-                         outcome.fields.empty() ? 0 : outcome.fields.front().value.toString().size());
+            const QString text = outcome.fields.empty() ? QString() : outcome.fields.front().value.toString();
+            watch->judge(outcome, static_cast<std::size_t>(text.size()));
         }
     });
     return outcome;
