@@ -10,7 +10,7 @@ cmake_path(GET PDACTL PARENT_PATH directory)
 
 include(${CMAKE_CURRENT_LIST_DIR}/../cmake/Run.cmake)
 
-# With the program in the PATH the word "sc" becomes "scan", without it nothing happens, not even a complaint.
+# With the program in the PATH the word "sca" becomes "scan", without it nothing happens, not even a complaint.
 function(check_shell shell)
     find_program(${shell}_program ${shell})
     if(NOT ${shell}_program)
@@ -20,7 +20,7 @@ function(check_shell shell)
     run("${shell}" ${CMAKE_COMMAND} -E env "PATH=${directory}:$ENV{PATH}" ${${shell}_program} ${ARGN}
         WORKING_DIRECTORY ${SCRATCH}/empty)
     if(NOT output MATCHES "^scan[^\n]*\n$" OR errors)
-        message(SEND_ERROR "${shell} completes \"sc\" to:\n${output}${errors}")
+        message(SEND_ERROR "${shell} completes \"sca\" to:\n${output}${errors}")
     endif()
     execute_process(COMMAND ${CMAKE_COMMAND} -E env PATH=${SCRATCH}/empty ${${shell}_program} ${ARGN}
         WORKING_DIRECTORY ${SCRATCH}/empty OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -39,7 +39,7 @@ run("installing" ${CMAKE_COMMAND} --install ${SCRATCH}/build --component pdactl-
 
 check_shell(bash --norc -c "
     source ${share}/bash-completion/completions/pdactl
-    COMP_WORDS=(pdactl sc)
+    COMP_WORDS=(pdactl sca)
     COMP_CWORD=1
     [[ $(type -t _pdactl) != function ]] || _pdactl
     echo \"\${COMPREPLY[@]}\"")
@@ -49,8 +49,8 @@ check_shell(zsh -f -c "
     _files() {}
     _describe() { print -rl -- \${\${(P)2}%%:*} }
     autoload -Uz _pdactl
-    words=(pdactl sc) CURRENT=2 _pdactl")
+    words=(pdactl sca) CURRENT=2 _pdactl")
 check_shell(fish --no-config -c "
     set fish_complete_path ${share}/fish/vendor_completions.d
-    complete -C 'pdactl sc'")
+    complete -C 'pdactl sca'")
 file(REMOVE_RECURSE ${SCRATCH})
