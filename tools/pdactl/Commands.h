@@ -26,6 +26,7 @@ void addFileCommands(Program& program);
 void addListenCommands(Program& program);
 void addServeCommand(Program& program);
 void addDoctorCommand(Program& program);
+void addUdevRuleCommand(Program& program);
 void addLogCommand(Program& program);
 
 /// Tells what the commands that hold others are about, once all of them have been added.

@@ -83,6 +83,7 @@ void describe(CLI::App& app, pdactl::Program& program) {
     pdactl::addListenCommands(program);
     pdactl::addServeCommand(program);
     pdactl::addDoctorCommand(program);
+    pdactl::addUdevRuleCommand(program);
     pdactl::addLogCommand(program);
     pdactl::describeGroups(program);
     app.footer(kFooter); // at the end: commands added later would take it over
