@@ -1,4 +1,6 @@
-install(TARGETS pdalink EXPORT pdalinkTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+set(PDALINK_LIBRARY_FOLDER ${CMAKE_INSTALL_LIBDIR} CACHE STRING
+    "Where the library itself is installed: a folder of its own, where its configuration and log are to lie beside it")
+install(TARGETS pdalink EXPORT pdalinkTargets LIBRARY DESTINATION ${PDALINK_LIBRARY_FOLDER})
 install(FILES interface/pdalink.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 foreach(header IN LISTS PDALINK_HEADERS)
     cmake_path(GET header PARENT_PATH folder)
@@ -17,6 +19,11 @@ install(FILES ${PROJECT_BINARY_DIR}/pdalink.pc DESTINATION ${CMAKE_INSTALL_LIBDI
 install(FILES ${PROJECT_BINARY_DIR}/pdalinkConfig.cmake ${PROJECT_BINARY_DIR}/pdalinkConfigVersion.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/pdalink)
 install(EXPORT pdalinkTargets NAMESPACE pdalink:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/pdalink)
-install(FILES packaging/PDAConfigure.ini DESTINATION ${CMAKE_INSTALL_DATADIR}/pdalink)
+install(FILES packaging/PDAConfigure.ini packaging/70-pdalink.rules packaging/pdalink-host.service
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/pdalink)
+install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE PATTERN architecture.md EXCLUDE)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN CMakeLists.txt EXCLUDE)
 install(DIRECTORY bindings DESTINATION ${CMAKE_INSTALL_DATADIR}/pdalink COMPONENT bindings
     PATTERN __pycache__ EXCLUDE)

@@ -11,7 +11,10 @@ test_packages=(
     binutils git python3 python3-jsonschema zsh fish groff-base man-db openjdk-17-jdk-headless libjna-java libgoogle-gson-java
     udev usbip chromium
 )
-release_packages=(clang lld binutils qemu-user-static)
+release_packages=(
+    clang lld binutils qemu-user-static
+    abigail-tools arch-test debhelper binutils-aarch64-linux-gnu lintian mmdebstrap systemd xz-utils
+)
 
 # Debian 12 of any architecture, for scripts/sysroot.sh: what library, programs and examples are built against, and
 # what those need to run.
@@ -57,4 +60,22 @@ cross_configure() {
     cmake -S . -B "$2" -G Ninja --log-level=WARNING -D CMAKE_BUILD_TYPE=Release \
         -D CMAKE_TOOLCHAIN_FILE="$PWD/cmake/Sysroot.cmake" -D PDALINK_SYSROOT="$3" \
         -D PDALINK_MACHINE="${machines[$1]}" -D CMAKE_COMPILE_WARNING_AS_ERROR=ON -D PDALINK_BENCH=OFF "${@:4}"
+}
+
+# The kernel is to start the emulator for Arm programs until unregister_emulator, which a script calls at its end. With
+# F it opens the emulator now, so that it need not be in the root folder.
+register_emulator() {
+    local place=/proc/sys/fs/binfmt_misc magic mask
+    # The head of a program or shared library: ELF, 64 bits, little-endian, AArch64.
+    magic='\x7fELF\x02\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\xb7\x00'
+    mask='\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff'
+    { [ -e $place/register ] || mount -t binfmt_misc none $place; } &&
+        echo ":pdalink-$$:M::$magic:$mask:/usr/bin/qemu-aarch64-static:F" >$place/register || {
+        echo "this kernel starts no emulators: none can be registered at $place" >&2
+        return 1
+    }
+}
+
+unregister_emulator() {
+    [ ! -e /proc/sys/fs/binfmt_misc/pdalink-$$ ] || echo -1 >/proc/sys/fs/binfmt_misc/pdalink-$$
 }

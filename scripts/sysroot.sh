@@ -25,8 +25,19 @@ apt=(apt-get -qq -o "APT::Architecture=$architecture" -o "APT::Architectures::=$
     -o APT::Sandbox::User=root)
 "${apt[@]}" update
 (cd "$state/archives" && "${apt[@]}" download "$@")
+# A database of them too, so that dpkg-shlibdeps knows which package brings which library since which version. dpkg
+# names the files in it by their package alone if that is for all architectures.
+database=$folder/var/lib/dpkg
+mkdir -p "$database/info"
 for package in "$state"/archives/*.deb; do
     dpkg-deb --extract "$package" "$folder"
+    dpkg-deb --show --showformat='Package: ${Package}\nVersion: ${Version}\nArchitecture: all\nStatus: install ok installed
+Maintainer: -\nDescription: -\n\n' "$package" >>"$database/status"
+    name=$database/info/$(dpkg-deb --show --showformat='${Package}' "$package")
+    dpkg-deb --fsys-tarfile "$package" | tar --list | sed "s,^\.,$folder," >"$name.list"
+    for control in symbols shlibs; do
+        dpkg-deb --info "$package" $control >"$name.$control" 2>/dev/null || rm "$name.$control"
+    done
 done
 rm -rf "$state"
 

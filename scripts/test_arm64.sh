@@ -32,21 +32,6 @@ fail() {
     exit 1
 }
 
-# The kernel is to start the emulator for Arm programs until this script ends. With F it opens the emulator now, so that
-# it need not be in the root folder.
-register_emulator() {
-    local place=/proc/sys/fs/binfmt_misc magic mask
-    [ -e $place/register ] || mount -t binfmt_misc none $place ||
-        fail "this kernel starts no emulators: binfmt_misc cannot be mounted at $place"
-    # The head of a program or shared library: ELF, 64 bits, little-endian, AArch64.
-    magic='\x7fELF\x02\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\xb7\x00'
-    mask='\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff'
-    entry=$place/pdalink-$$
-    echo ":${entry##*/}:M::$magic:$mask:/usr/bin/qemu-aarch64-static:F" >$place/register ||
-        fail "the emulator cannot be registered at $place"
-    trap 'echo -1 >"$entry"' EXIT
-}
-
 # Everything is in the root folder at the paths that it has outside.
 mount_root() {
     mkdir -p "$sysroot"/{dev,proc,sys,tmp} "$sysroot$PWD"
@@ -79,6 +64,7 @@ cross_configure arm64 $build "$sysroot" -D CMAKE_CROSSCOMPILING_EMULATOR="chroot
 cmake --build $build -- --quiet
 
 step "test"
+trap unregister_emulator EXIT
 register_emulator
 mount_root
 ulimit -c 0 # the emulator leaves cores of its own

@@ -228,6 +228,14 @@ TEST_F(DoctorPermissionTest, SeesALogThatOnlyOthersMayWrite) {
     finds("log", "warning", "PDA_T1.log", "sudo chown \"$(id -un)\" " + logPath());
 }
 
+TEST_F(DoctorPermissionTest, LeadsToTheGroupOfTheLogDirectory) {
+    const std::string directory = privateDirectory() + "/log";
+    fs::create_directory(directory);
+    ASSERT_EQ(::chown(directory.c_str(), 0, kAnotherGroup), 0);
+    ASSERT_EQ(::chmod(directory.c_str(), 02770), 0);
+    finds("log", "problem", "nothing is logged: it is for group ", "sudo usermod -aG ");
+}
+
 TEST_F(DoctorPermissionTest, AcceptsALogDirectoryThatSeveralUsersShare) {
     makeLog(0, 0770);
     finds("log", "ok", "PDA.log is another user's; beside it the library writes PDA_T1.log");
@@ -311,9 +319,12 @@ TEST_F(DoctorTest, HearsThatTheTerminalDoesNotAnswer) {
     finds("answer", "problem", "no usable reply", "PDA.log");
 }
 
-TEST_F(DoctorPermissionTest, ShowsWhatUdevMakesOfANodeThatIsGivenToNobody) {
-    const std::string test = "udevadm test /sys/class/hidraw/hidraw0";
-    const std::string text = "no udev rule gives it to you. The package's 70-pdalink.rules does";
+TEST_F(DoctorPermissionTest, InstallsTheRuleForANodeThatIsGivenToNobody) {
+    const std::string rule = "/etc/udev/rules.d/70-pdalink.rules";
+    const bool isThere = fs::exists(rule);
+    const std::string test =
+        isThere ? "udevadm test /sys/class/hidraw/hidraw0" : "pdactl udev-rule | sudo tee " + rule;
+    const std::string text = isThere ? rule + " does not give it to you" : "no udev rule gives it to you";
     const group* const tty = ::getgrnam("tty");
     ASSERT_NE(tty, nullptr);
     isKeptOut(0, 0600, text, test);
@@ -349,20 +360,34 @@ TEST_F(DoctorTest, SeesThatTheNodeIsMissing) {
     fs::create_symlink(target, simulatedNode());
 }
 
-/// The rule that the package brings, as udev understands it.
-TEST_F(DoctorTest, PackagedRuleGivesTheNodeToItsGroupAndToWhoeverIsLoggedIn) {
-    const std::string rule = readFile(PDALINK_UDEV_RULE);
-    EXPECT_THAT(rule, AllOf(HasSubstr("\n"
-                                      R"(ACTION!="remove", SUBSYSTEM=="hidraw", )"
-                                      R"(ATTRS{idVendor}=="1209", ATTRS{idProduct}=="0001", )"
-                                      R"(MODE="0660", GROUP="plugdev", TAG+="uaccess")"),
-                            Not(HasSubstr("ATTR{"))));
+TEST_F(DoctorTest, RefusesARuleWithoutIds) {
+    writeIni("VID=0x1209\n");
+    const ProgramResult result = shell(quoted(PDACTL_PROGRAM) + " udev-rule");
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors, HasSubstr("PDAConfigure.ini gives no ids"));
+}
+
+TEST_F(DoctorTest, RuleHasTheIdsOfTheIniAsUdevComparesThem) {
+    writeIni("VID=0xAB0F\nPID=00C1\n");
+    const std::string rule = shell(quoted(PDACTL_PROGRAM) + " udev-rule").output;
+    EXPECT_THAT(rule, EndsWith("\n"
+                               R"(ACTION!="remove", SUBSYSTEM=="hidraw", )"
+                               R"(ATTRS{idVendor}=="ab0f", ATTRS{idProduct}=="00c1", )"
+                               R"(MODE="0660", GROUP="pdalink", TAG+="uaccess")"
+                               "\n"));
+    const ProgramResult json = shell(quoted(PDACTL_PROGRAM) + " udev-rule --json");
+    EXPECT_EQ(onlyDocument(json.output).object().value("rule").toString().toStdString(), rule);
+}
+
+/// As udev understands it.
+TEST_F(DoctorTest, RuleGivesTheNodeToItsGroupAndToWhoeverIsLoggedIn) {
     if (runShell("type udevadm && unshare --mount mount -t tmpfs none /run").exitCode != 0) {
         return; // no udev, or a container that does not let it have directories of its own
     }
     const std::string rules = scratchDirectory() + "/rules";
     fs::create_directory(rules);
-    fs::copy_file(PDALINK_UDEV_RULE, rules + "/70-pdalink.rules");
+    (void)shell(quoted(PDACTL_PROGRAM) + " udev-rule >" + quoted(rules) + "/70-pdalink.rules");
     const ProgramResult result = shell("unshare --mount sh -c 'mount --bind " + rules +
                                        " /usr/lib/udev/rules.d && "
                                        "mount -t tmpfs none /run && mount -t tmpfs none /dev && "

@@ -26,6 +26,7 @@ void addFileCommands(Program& program);
 void addListenCommands(Program& program);
 void addServeCommand(Program& program);
 void addDoctorCommand(Program& program);
+void addUdevRuleCommand(Program& program);
 void addLogCommand(Program& program);
 void addSchemaCommand(Program& program);
 

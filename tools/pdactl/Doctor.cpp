@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <iostream>
 #include <system_error>
@@ -39,24 +38,16 @@ bool isDirectory(const std::string& path) {
     return fs::is_directory(path, unknown);
 }
 
-/// Meant for several users, of whom each has a log of their own.
-bool isShared(const std::string& directory) {
+/// The group of a directory that is meant for several users, of whom each has a log of their own.
+std::optional<gid_t> sharingGroup(const std::string& directory) {
     struct stat status {};
-    return ::stat(directory.c_str(), &status) == 0 && (status.st_mode & S_IWGRP) != 0;
+    return ::stat(directory.c_str(), &status) == 0 && (status.st_mode & S_IWGRP) != 0
+               ? std::optional(status.st_gid)
+               : std::nullopt;
 }
 
 std::string commandToMoveAway(const std::string& path) {
     return "sudo mv " + shellWord(path) + " " + shellWord(path + ".old");
-}
-
-/// Four hexadecimal digits, as /sys has them; no other text matches a device.
-bool isUsbId(const std::string& id) {
-    return id.size() == 4 &&
-           std::all_of(id.begin(), id.end(), [](unsigned char digit) { return std::isxdigit(digit) != 0; });
-}
-
-bool hasIds(const IniFile& ini) {
-    return isUsbId(ini.vendorId) && isUsbId(ini.productId);
 }
 
 Finding examineLibrary() {
@@ -107,7 +98,7 @@ Finding examineLogFile(const std::string& directory) {
     if (!exists(file) || isWritable(file)) {
         return {"ok", "log", file + " can be written"};
     }
-    if (isShared(directory)) {
+    if (sharingGroup(directory)) {
         return {"ok", "log",
                 file + " is another user's; beside it the library writes PDA_T1.log and so on for you"};
     }
@@ -120,9 +111,13 @@ Finding examineLog() {
     const std::string command =
         std::string("sudo install -d -m 750 -o ") + kOwner + " " + shellWord(directory);
     if (isDirectory(directory)) {
-        return ::access(directory.c_str(), W_OK | X_OK) == 0
-                   ? examineLogFile(directory)
-                   : Finding{"problem", "log", directory + " cannot be written: nothing is logged", command};
+        const std::string refusal = directory + " cannot be written: nothing is logged";
+        const std::optional<gid_t> group = sharingGroup(directory);
+        if (::access(directory.c_str(), W_OK | X_OK) == 0) {
+            return examineLogFile(directory);
+        }
+        return group ? missingMembership("log", refusal, *group)
+                     : Finding{"problem", "log", refusal, command};
     }
     std::error_code unknown;
     if (fs::exists(fs::symlink_status(directory, unknown))) { // a link that leads nowhere, too

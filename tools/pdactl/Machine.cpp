@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -47,6 +48,11 @@ bool takeId(const std::string& line, const char* key, std::string& id) {
         id = cleaned.toStdString();
     }
     return true;
+}
+
+bool isUsbId(const std::string& id) {
+    return id.size() == 4 &&
+           std::all_of(id.begin(), id.end(), [](unsigned char digit) { return std::isxdigit(digit) != 0; });
 }
 
 /// The value of a line "KEY=value" in a device's uevent file.
@@ -148,19 +154,6 @@ Finding missingNode(const std::string& node) {
                   "sudo mknod -m 600 " + shellWord(node) + " c $(tr : ' ' < " + shellWord(number) + ")");
 }
 
-/// The node is its group's.
-Finding missingMembership(const std::string& refusal, gid_t group) {
-    const struct group* const entry = ::getgrgid(group);
-    const std::string name = entry != nullptr ? entry->gr_name : std::to_string(group);
-    if (isListedIn(group)) {
-        return closed(refusal + ": you are in group " + name +
-                          " since you logged in; log in again, or begin a shell that knows",
-                      "newgrp " + shellWord(name));
-    }
-    return closed(refusal + ": it is for group " + name + ", in which you are not; log in again afterwards",
-                  "sudo usermod -aG " + shellWord(name) + " \"$(id -un)\"");
-}
-
 /// Nothing for a process of another user, into which this one cannot look.
 std::optional<bool> hasOpen(const fs::path& process, const std::string& node) {
     struct stat wanted {};
@@ -207,6 +200,10 @@ IniFile readIni(const std::string& path) {
     return ini;
 }
 
+bool hasIds(const IniFile& ini) {
+    return isUsbId(ini.vendorId) && isUsbId(ini.productId);
+}
+
 std::vector<HidNode> findHidNodes() {
     std::set<std::string> devices;
     std::error_code missing;
@@ -241,6 +238,20 @@ std::vector<Finding> findOrphans() {
     return orphans;
 }
 
+Finding missingMembership(const std::string& check, const std::string& refusal, gid_t group) {
+    const struct group* const entry = ::getgrgid(group);
+    const std::string name = entry != nullptr ? entry->gr_name : std::to_string(group);
+    if (isListedIn(group)) {
+        return {"problem", check,
+                refusal + ": you are in group " + name +
+                    " since you logged in; log in again, or begin a shell that knows",
+                "newgrp " + shellWord(name)};
+    }
+    return {"problem", check,
+            refusal + ": it is for group " + name + ", in which you are not; log in again afterwards",
+            "sudo usermod -aG " + shellWord(name) + " \"$(id -un)\""};
+}
+
 Finding examinePermissions(const std::string& node) {
     if (::access(node.c_str(), R_OK | W_OK) == 0) {
         return {"ok", "permissions", "you may read and write " + node};
@@ -252,11 +263,16 @@ Finding examinePermissions(const std::string& node) {
     }
     constexpr mode_t kNeeded = S_IRGRP | S_IWGRP;
     if (status.st_gid != 0 && (status.st_mode & kNeeded) == kNeeded) {
-        return missingMembership(refusal, status.st_gid);
+        return missingMembership("permissions", refusal, status.st_gid);
+    }
+    const std::string rule = "/etc/udev/rules.d/70-pdalink.rules";
+    if (::access(rule.c_str(), F_OK) != 0) {
+        return closed(refusal + ": no udev rule gives it to you; this writes it and lets udev read it",
+                      "sudo groupadd -rf pdalink && pdactl udev-rule | sudo tee " + rule +
+                          " && sudo udevadm control --reload && sudo udevadm trigger -s hidraw");
     }
     const std::string place = shellWord("/sys/class/hidraw/" + fs::path(node).filename().string());
-    return closed(refusal + ": no udev rule gives it to you. The package's 70-pdalink.rules does, with the "
-                            "ids of your ini in /etc/udev/rules.d; this shows what udev makes of the node",
+    return closed(refusal + ": " + rule + " does not give it to you; this shows what udev makes of the node",
                   "udevadm test " + place + " 2>&1; udevadm info --attribute-walk " + place);
 }
 

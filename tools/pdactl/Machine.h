@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,6 +26,9 @@ struct IniFile {
 
 IniFile readIni(const std::string& path);
 
+/// Whether both ids are four hexadecimal digits, as /sys has them; no other text matches a device.
+bool hasIds(const IniFile& ini);
+
 /// A hidraw node as /sys tells of it.
 struct HidNode {
     std::string node;     ///< "/dev/hidraw3"
@@ -42,6 +47,9 @@ std::string commandToUnbind(const HidNode& node);
 
 /// The nodes that belong to no USB device: the library ends its process when it meets one.
 std::vector<Finding> findOrphans();
+
+/// Why something that is given to a group is closed to this user.
+Finding missingMembership(const std::string& check, const std::string& refusal, gid_t group);
 
 /// Whether a node may be read and written; else why not.
 Finding examinePermissions(const std::string& node);

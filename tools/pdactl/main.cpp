@@ -75,6 +75,7 @@ void describe(CLI::App& app, pdactl::Program& program) {
     pdactl::addListenCommands(program);
     pdactl::addServeCommand(program);
     pdactl::addDoctorCommand(program);
+    pdactl::addUdevRuleCommand(program);
     pdactl::addLogCommand(program);
     pdactl::addSchemaCommand(program);
     pdactl::describeGroups(program);

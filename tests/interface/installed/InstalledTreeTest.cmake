@@ -1,6 +1,6 @@
 # cmake -DBUILD=<build tree> -DLIBRARY_DIRECTORY=<lib> -DINCLUDE_DIRECTORY=<include> -DDATA_DIRECTORY=<share>
 #       -DC_COMPILER=<cc> -DCXX_COMPILER=<c++> -DFLAGS=<compiler flags> -DCONSUMER=<consumer's sources>
-#       -DSCRATCH=<directory> -P InstalledTreeTest.cmake
+#       -DVERSION=<version> -DSCRATCH=<directory> -P InstalledTreeTest.cmake
 #
 # Installs the library into a directory of its own, and builds and runs customers' programs against it.
 cmake_minimum_required(VERSION 3.25)
@@ -77,7 +77,7 @@ run("building in C++" ${CXX_COMPILER} -std=c++17 -fPIC ${given_flags} ${CONSUMER
 run_cpp_consumer(${with_libraries} ${SCRATCH}/cpp_consumer)
 
 pkg_config(version --modversion pdalink)
-if(NOT version STREQUAL "1.0.0")
+if(NOT version STREQUAL "${VERSION}")
     message(SEND_ERROR "pkg-config states version ${version}")
 endif()
 file(REMOVE_RECURSE ${SCRATCH})
