@@ -326,7 +326,8 @@ void Model::checkState() {
     expectEqual<int>("g_isBufferCome", g_isBufferCome, m_isFlagUp);
     expectEqual<int>("m_PerformTasksYN", m_PerformTasksYN, m_taskFlag);
     expectEqual("m_SeqNo", m_SeqNo, m_sequence);
-    expectEqual<int>("whether g_fd and the node are open", g_fd >= 0 && node().isOpen(), m_isRunning);
+    expectEqual<int>("whether g_fd and the node are open", !m_isRunning || (g_fd >= 0 && node().isOpen()),
+                     true);
     for (const auto& [state, expected] : m_states) {
         expectEqual<int>("a state flag", *state, expected);
     }

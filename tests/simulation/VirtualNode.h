@@ -49,6 +49,8 @@ public:
     /// It was unplugged since it was opened.
     bool isHungUp() const { return m_isHungUp; }
     bool isOpen() const { return m_descriptor >= 0; }
+    /// Something was delivered that nobody has read yet.
+    bool hasUnread() const { return !m_inputs.empty(); }
 
     // The host's end, for the replaced calls.
 

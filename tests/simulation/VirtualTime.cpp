@@ -45,8 +45,8 @@ struct World {
     std::multimap<Time, std::function<void()>> actions;
     std::list<Thread> threads;
     int lastId = 1000;
-    unsigned int unlocks = 0; ///< of all mutexes
-    std::mt19937_64 random;
+    unsigned int unlocks = 0;   ///< of all mutexes
+    std::minstd_rand random;    ///< seeding another one takes longer than a call
     std::vector<Thread*> ready; ///< kept for its memory
 };
 
@@ -162,7 +162,7 @@ void begin(std::uint64_t seed) {
 }
 
 void reseed(std::uint64_t seed) {
-    g_world->random.seed(seed);
+    g_world->random.seed(static_cast<std::uint_fast32_t>(seed));
 }
 
 Time now() {
