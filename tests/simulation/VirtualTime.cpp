@@ -45,6 +45,7 @@ struct World {
     std::multimap<Time, std::function<void()>> actions;
     std::list<Thread> threads;
     int lastId = 1000;
+    int turns = 0;              ///< since the clock moved
     unsigned int unlocks = 0;   ///< of all mutexes
     std::minstd_rand random;    ///< seeding another one takes longer than a call
     std::vector<Thread*> ready; ///< kept for its memory
@@ -53,6 +54,8 @@ struct World {
 // Never destroyed: threads and the library's own destructors run until the very end.
 World* g_world = nullptr;
 thread_local Thread* t_self = nullptr;
+
+constexpr int kMaxTurns = 1000000; // without the clock moving
 
 constexpr std::time_t kEpoch = 1767322800; // the wall clock when the monotonic one shows 0
 
@@ -82,6 +85,7 @@ void passTime() {
     if (next > world.limit) {
         stop("a wait has no end");
     }
+    world.turns = next > world.now ? 0 : world.turns;
     world.now = std::max(world.now, next);
     while (!world.actions.empty() && world.actions.begin()->first <= world.now) {
         const std::function<void()> action = std::move(world.actions.begin()->second);
@@ -92,6 +96,9 @@ void passTime() {
 
 Thread& nextThread() {
     World& world = *g_world;
+    if (++world.turns > kMaxTurns) {
+        stop("a thread never waits");
+    }
     world.ready.clear();
     while (world.ready.empty()) {
         for (Thread& thread : world.threads) {
