@@ -49,7 +49,9 @@ const Row& rowOfFile(const std::string& member) {
 
 std::string drawText(std::minstd_rand& random, const Step& step) {
     if (step.fault == "toolong") {
-        return std::string(static_cast<std::size_t>(step.amount), 'x');
+        std::string text;
+        text.assign(static_cast<std::size_t>(step.amount), 'x');
+        return text;
     }
     static const std::vector<std::string> texts{"",         "0", "00000007", "T-42",   "B01;B02;",
                                                 "袋号；12", "é", "LOCK-1",   "no lock"};
@@ -172,6 +174,7 @@ void Session::run(const Step& step) {
     m_model.passToNow();
     if (step.gap >= 50 && !m_model.isRunning() && m_device.isQuiet() && step.fault != "slowopen") {
         expectEqual<int>("whether the node is still open", node().isOpen(), false);
+        expectEqual("g_fd", g_fd.load(), -1);
     }
 }
 
@@ -272,7 +275,7 @@ void Session::readStore(const std::string& member) {
     kept.resize(std::max(kept.size(), out.size()));
     for (std::size_t i = 0; i < (isLogin ? 7 : 2); ++i) {
         const auto characters = static_cast<std::size_t>(QString::fromStdString(kept[i]).size());
-        expectEqual("stored value", std::string(out[i].c_str()), kept[i].substr(0, characters));
+        expectEqual("stored value", out[i].substr(0, out[i].find('\0')), kept[i].substr(0, characters));
     }
     if (isLogin) {
         kept.clear();

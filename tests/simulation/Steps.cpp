@@ -30,7 +30,7 @@ private:
 };
 
 constexpr int kReports[] = {8, 20, 64, 64, 64, 64, 512, 1024, 4096};
-constexpr int kGaps[] = {1, 1, 1, 10, 10, 10, 60, 1500};
+constexpr int kGaps[] = {1, 1, 1, 1, 10, 10, 10, 60, 300};
 
 bool isPlugging(const std::string& action) {
     return action == "plug" || action == "unplug";
@@ -76,10 +76,11 @@ Step drawStep(Draw& draw) {
     step.seed = static_cast<std::uint32_t>(draw.between(1, 1000000));
     step.json = draw.oneIn(4) ? 0 : 1;
     step.report = draw.of(kReports);
-    step.delay = draw.oneIn(40) ? draw.between(100, 4700) : draw.between(0, 30);
+    const int longest = draw.oneIn(100) ? 4700 : draw.oneIn(4) ? 30 : 8;
+    step.delay = draw.between(0, longest);
     step.spacing = draw.oneIn(8) && step.report >= 64 ? 1 : 0;
     step.gap = draw.of(kGaps);
-    if (draw.oneIn(10)) {
+    if (draw.oneIn(12)) {
         drawFault(step, draw);
     }
     return step;

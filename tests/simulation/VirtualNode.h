@@ -6,6 +6,7 @@
 #include <deque>
 #include <functional>
 #include <optional>
+#include <poll.h>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -62,7 +63,7 @@ public:
     int open();
     long read(char* buffer, std::size_t size);
     long write(std::string_view bytes);
-    int poll(short& events, int timeout);
+    int poll(pollfd& file, int timeout);
     int close();
 
 private:
