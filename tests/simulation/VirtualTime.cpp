@@ -289,26 +289,26 @@ int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
 
 /// The kernel's number of the calling thread, and whether it knows one.
 long __wrap_syscall(long number, ...) {
-    va_list list;
-    va_start(list, number);
-    long arguments[6];
-    for (long& argument : arguments) {
-        argument = va_arg(list, long);
+    va_list arguments;
+    va_start(arguments, number);
+    const int process = number == SYS_tgkill ? va_arg(arguments, int) : 0;
+    const int id = number == SYS_tgkill ? va_arg(arguments, int) : 0;
+    const int signal = number == SYS_tgkill ? va_arg(arguments, int) : 0;
+    va_end(arguments);
+    if (number != SYS_tgkill && number != SYS_gettid) {
+        stop("a system call that is not replaced");
     }
-    va_end(list);
-    if (isVirtual() && number == SYS_gettid) {
+    if (!isVirtual()) {
+        return __real_syscall(number, process, id, signal);
+    }
+    if (number == SYS_gettid) {
         return t_self->id;
     }
-    if (isVirtual() && number == SYS_tgkill) {
-        const auto& all = g_world->threads;
-        const bool isKnown = std::any_of(all.begin(), all.end(), [&](const Thread& thread) {
-            return thread.id == arguments[1] && !thread.hasEnded;
-        });
-        errno = ESRCH;
-        return isKnown ? 0 : -1;
-    }
-    return __real_syscall(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
-                          arguments[5]);
+    const auto& all = g_world->threads;
+    const bool isKnown = std::any_of(
+        all.begin(), all.end(), [id](const Thread& thread) { return thread.id == id && !thread.hasEnded; });
+    errno = isKnown ? errno : ESRCH;
+    return isKnown ? 0 : -1;
 }
 
 #pragma GCC visibility push(default)
