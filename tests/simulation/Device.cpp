@@ -68,6 +68,12 @@ pdasim::Fault terminalFault(const Step& step) {
          }},
     };
     pdasim::Fault fault;
+    if (step.fault == "refusesecond") {
+        const auto isOdd = [count = 0](const pdasim::ParsedMessage& /*message*/) mutable {
+            return ++count % 2 == 1;
+        };
+        return fault.refuse(std::to_string(step.amount)).when(isOdd).always();
+    }
     const auto found = faults.find(step.fault);
     if (found == faults.end()) {
         return fault.times(0);

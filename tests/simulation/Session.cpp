@@ -60,7 +60,7 @@ std::string drawText(std::minstd_rand& random, const Step& step) {
 
 /// Of the files that the terminal offers one is short, one has two packets and one is not there.
 std::vector<Value> drawInputs(const Row& row, const Step& step) {
-    static constexpr int lengths[] = {0, 9, 10, 11, 2999, 3000, 3001, 6000, 9001};
+    static constexpr int lengths[] = {0, 9, 10, 11, 2999, 3000, 3001, 6000, 9001, 15001};
     std::minstd_rand random(step.seed);
     std::vector<Value> inputs;
     for (const Input& input : row.inputs) {
@@ -192,11 +192,10 @@ void Session::call(const Step& step) {
     if (step.fault == "message") {
         m_device.announce(pdasim::userNotice("nobody"), std::chrono::milliseconds(step.amount));
     }
-    const auto& handlers = allHandlers();
-    const auto handler = std::find_if(handlers.begin(), handlers.end(),
-                                      [&](const Handler& each) { return each.member == step.action; });
-    if (handler != handlers.end()) {
-        return handOver(step, *handler);
+    for (const Handler& handler : allHandlers()) {
+        if (handler.member == step.action) {
+            return handOver(step, handler);
+        }
     }
     if (step.action == "GetRandomNumber" || step.action == "GetLoginData") {
         return readStore(step.action);

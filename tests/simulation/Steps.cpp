@@ -69,7 +69,8 @@ void drawFault(Step& step, Draw& draw) {
 
 Step drawStep(Draw& draw) {
     Step step;
-    step.action = draw.of(actions());
+    step.action =
+        draw.oneIn(12) ? actions()[draw.oneIn(2) ? 0 : 1] : draw.of(actions()); // files have the most to fail
     while (isPlugging(step.action) && !draw.oneIn(2)) {
         step.action = draw.of(actions());
     }
