@@ -34,20 +34,24 @@ std::string timeStamp(Time time) {
     return {text.data(), std::strftime(text.data(), text.size(), "%Y%m%d%H%M%S", &parts)};
 }
 
-ReplyFields fieldsOf(const Row& row, const std::string& text) {
-    ReplyFields reply{{{"Ex_RetCode", valueIn(text, "Ex_RetCode")}}, {}};
+std::vector<Field> fieldsIn(const Row& row, const std::string& text) {
+    std::vector<Field> fields{{"Ex_RetCode", valueIn(text, "Ex_RetCode")}};
     for (const Output& output : row.outputs) {
-        reply.fields.emplace_back(output.tag, valueIn(text, output.tag));
+        fields.emplace_back(output.tag, valueIn(text, output.tag));
     }
+    return fields;
+}
+
+/// Of each entry of a list of locks as much is dropped at the beginning as "<LockList>" is long, whatever is
+/// there.
+ReplyFields fieldsOf(const Row& row, const std::string& text) {
     const std::string end = "</LockList>";
+    ReplyFields reply{fieldsIn(row, text), {}};
     std::size_t begin = 0;
     for (std::size_t found = text.find(end); found != std::string::npos; found = text.find(end, begin)) {
-        // As long as "<LockList>", whatever is there.
-        const std::string piece =
-            QString::fromStdString(text.substr(begin, found - begin)).mid(10).toStdString();
-        auto& entry = reply.entries.emplace_back();
-        for (const Output& output : row.outputs) {
-            entry.emplace_back(output.tag, valueIn(piece, output.tag));
+        const QString entry = QString::fromStdString(text.substr(begin, found - begin));
+        if (!entry.isEmpty()) {
+            reply.entries.push_back(fieldsIn(row, entry.mid(10).toStdString()));
         }
         begin = found + end.size();
     }
@@ -78,7 +82,8 @@ void Model::apply(const Event& event) {
         m_isRunning = event.result == 0;
         m_readFailedUntil = Time(0);
     } else if (m_isRunning && event.result <= 0) {
-        m_readFailedUntil = event.at + kReadPause;
+        const bool isResting = event.at < m_readFailedUntil; // after an earlier error
+        m_readFailedUntil = isResting ? m_readFailedUntil : event.at + kReadPause;
     } else if (m_isRunning) {
         m_buffer += event.bytes;
         m_isFlagUp = true;
