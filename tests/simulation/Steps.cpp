@@ -77,11 +77,13 @@ Step drawStep(Draw& draw) {
     step.seed = static_cast<std::uint32_t>(draw.between(1, 1000000));
     step.json = draw.oneIn(4) ? 0 : 1;
     step.report = draw.of(kReports);
-    const int longest = draw.oneIn(100) ? 4700 : draw.oneIn(4) ? 30 : 8;
+    const int longest = draw.oneIn(100) ? 4700 : draw.oneIn(3) ? 30 : 8;
     step.delay = draw.between(0, longest);
     step.spacing = draw.oneIn(8) && step.report >= 64 ? 1 : 0;
     step.gap = draw.of(kGaps);
-    if (draw.oneIn(12)) {
+    if (isHandler(step.action) && draw.oneIn(8)) {
+        step.fault = "untaken";
+    } else if (draw.oneIn(12)) {
         drawFault(step, draw);
     }
     return step;
