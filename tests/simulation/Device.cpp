@@ -37,9 +37,11 @@ std::string garbage(int size, std::uint32_t seed) {
     return bytes;
 }
 
-pdasim::Fault terminalFault(const Step& step) {
+using FaultTable = std::map<std::string, void (*)(pdasim::Fault& fault, const Step& step)>;
+
+const FaultTable& terminalFaults() {
     using pdasim::Fault;
-    static const std::map<std::string, void (*)(Fault&, const Step&)> faults = {
+    static const FaultTable faults = {
         {"silence", [](Fault& fault, const Step&) { fault.silence(); }},
         {"late", [](Fault& fault, const Step& step) { fault.delay(Milliseconds(step.amount)); }},
         {"wrongtype", [](Fault& fault, const Step& step) { fault.replyType(std::to_string(step.amount)); }},
@@ -67,6 +69,11 @@ pdasim::Fault terminalFault(const Step& step) {
              fault.dropTag(tags.at(static_cast<std::size_t>(step.amount)));
          }},
     };
+    return faults;
+}
+
+/// Of a fault that is not the terminal's own, one that never strikes.
+pdasim::Fault terminalFault(const Step& step) {
     pdasim::Fault fault;
     if (step.fault == "refusesecond") {
         const auto isOdd = [count = 0](const pdasim::ParsedMessage& /*message*/) mutable {
@@ -74,8 +81,8 @@ pdasim::Fault terminalFault(const Step& step) {
         };
         return fault.refuse(std::to_string(step.amount)).when(isOdd).always();
     }
-    const auto found = faults.find(step.fault);
-    if (found == faults.end()) {
+    const auto found = terminalFaults().find(step.fault);
+    if (found == terminalFaults().end()) {
         return fault.times(0);
     }
     found->second(fault, step);

@@ -31,7 +31,7 @@ protected:
     Time passed() const { return virtual_time::now() - m_begin; }
 
     std::string call(const std::string& request) {
-        std::vector<char> response(128 * 1024);
+        std::vector<char> response(131072);
         int length = 0;
         PDA_CommonCall(request.c_str(), static_cast<int>(request.size()), response.data(), &length);
         return response.data();
