@@ -46,7 +46,7 @@ inline constexpr FaultRow kFaults[] = {
     {"unpluglater",     0,  3000}, // the same once it has answered
     {"openerror",       1,   110}, // errno when the node is opened anew
     {"slowopen",        1,  1900}, // ms that this takes
-    {"toolong",     16000, 20000}, // bytes of a value
+    {"toolong",     16384, 20000}, // bytes of a value, more than the kernel takes
     {"message",         0,   200}, // ms after which a message of the terminal's own comes meanwhile
     {"untaken",         0,     0}, // a message of the terminal's own is not taken
     {"packet",          0,     4}, // number of the packet that comes, whichever was asked for
