@@ -1,0 +1,70 @@
+#include "Fuzz.h"
+
+#include "core/Terminal.h"
+#include "node/HidrawNode.h"
+#include "usbip/Connection.h"
+
+using namespace pdasim;
+using namespace pdasim::usbip;
+using fuzz::require;
+
+namespace {
+
+/// A terminal that answers at once what it answers at all.
+class Answering : public NodeOwner {
+public:
+    explicit Answering(HostSide& host) : m_host(host) { m_host.setOwner(*this); }
+
+    WriteResult hostWrote(std::string_view bytes) override {
+        const WriteOutcome outcome = m_terminal.handleWrite(bytes, "20260102030405");
+        for (const TimedStep& timed : outcome.steps) {
+            if (const auto* text = std::get_if<SendText>(&timed.step)) {
+                m_host.queue(cutIntoReports(text->text, m_host.reportSize()));
+            }
+        }
+        return {outcome.error, outcome.accepted};
+    }
+
+private:
+    HostSide& m_host;
+    Terminal m_terminal;
+};
+
+/// What a host gets for its bytes, in pieces of a size.
+std::string answersTo(std::string_view bytes, std::size_t piece) {
+    static ServingLoop loop;
+    const std::lock_guard lock(loop.mutex());
+    HostSide host(loop, 64, 64, HostSide::Openings::Seen);
+    const Answering terminal(host);
+    ControlEndpoint control{DeviceDescription(), host};
+    UrbServer server(control, host);
+    try {
+        for (; !bytes.empty(); bytes.remove_prefix(std::min(piece, bytes.size()))) {
+            server.receive(bytes.substr(0, piece));
+            server.deliver();
+        }
+    } catch (const ProtocolError& error) {
+        return server.output() + error.what();
+    }
+    return server.output();
+}
+
+} // namespace
+
+/// Any bytes as those of a host that attached a terminal: the first one says in pieces of which size they
+/// come.
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzz::Input input(data, size);
+    const std::size_t piece = 1 + input.below(256);
+    const std::string bytes = input.rest();
+    require(answersTo(bytes, piece) == answersTo(bytes, 1000), "answers do not depend on the pieces");
+    if (bytes.size() >= kOperationSize + kBusIdSize) {
+        try {
+            (void)readOperation(bytes);
+            require(readBusId(bytes.substr(kOperationSize, kBusIdSize)).size() <= kBusIdSize,
+                    "a bus id fits its field");
+        } catch (const ProtocolError&) { // the connection ends
+        }
+    }
+    return 0;
+}
