@@ -1,0 +1,48 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <limits>
+
+/// Threads and time of a program whose calls are replaced when it is linked (the target
+/// pdalink_virtual_calls).
+///
+/// From begin() on one thread runs at a time. Threads take turns at the replaced calls: those that sleep,
+/// poll, lock a mutex, create, join or detach a thread, or use the node (VirtualNode.h). The clock stands
+/// still while a thread can run; when all wait, it jumps to the earliest moment at which one can go on. Which
+/// of several goes on is decided by a seed. So a run depends on nothing but its seed, and waits cost nothing.
+///
+/// Condition variables, pthread_cancel and std::thread, whose threads are created inside the C++ library, are
+/// not replaced.
+namespace pdalink::test::virtual_time {
+
+using Time = std::chrono::nanoseconds;
+
+constexpr Time kNever = Time::max();
+
+/// The calling thread, which is the only one, becomes the first of the virtual threads. From now on all calls
+/// are the replaced ones.
+void begin(std::uint64_t seed);
+
+/// Decides anew which threads go on.
+void reseed(std::uint64_t seed);
+
+/// What the monotonic clock shows.
+Time now();
+
+/// Does something at a time, between two turns. Of several things at one time the first to be told is done
+/// first.
+void at(Time time, std::function<void()> action);
+
+/// The process is aborted when the clock would go beyond this time: something waits without an end.
+void abortAfter(Time time);
+
+/// The calling thread waits until the condition is met or the time has come. The condition is looked at by
+/// whichever thread is running.
+void waitUntil(Time deadline, std::function<bool()> condition);
+
+/// Another thread may go on first.
+void yield();
+
+} // namespace pdalink::test::virtual_time
