@@ -40,6 +40,9 @@ public:
         return text;
     }
 
+    /// The same, without taking it.
+    std::string peek() const { return std::string(m_rest.substr(0, m_rest.find('\n'))); }
+
     std::string rest() { return take(m_rest.size()); }
 
 private:

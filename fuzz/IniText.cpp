@@ -1,39 +1,11 @@
-#include "Fuzz.h"
+#include "LibraryDirectory.h"
 
 #include "util/LockConfig.h"
 #include "util/Settings.h"
 
-#include <dlfcn.h>
-#include <unistd.h>
-
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 namespace {
-
-/// Stands for the library's directory, as long as the process lives.
-class Directory {
-public:
-    Directory() {
-        fuzz::require(::mkdtemp(m_path.data()) != nullptr, "there is a directory for the ini");
-        fuzz::require(std::freopen("/dev/null", "w", stdout) != nullptr, "there is /dev/null");
-    }
-    ~Directory() { std::filesystem::remove_all(m_path); }
-    Directory(const Directory&) = delete;
-    Directory& operator=(const Directory&) = delete;
-
-    std::string file(const char* name) const { return m_path + "/" + name; }
-
-private:
-    std::string m_path = "/tmp/pdalink-fuzz-XXXXXX";
-};
-
-const Directory& directory() {
-    static const Directory instance;
-    return instance;
-}
 
 /// What the file's text means; nothing that matters of a text with which the process has to end.
 struct Meaning {
@@ -93,27 +65,17 @@ QString cleaned(std::string id) {
 
 } // namespace
 
-/// Says that the library lies in the directory.
-extern "C" __attribute__((visibility("default"))) int dladdr(const void* address, Dl_info* info) noexcept {
-    static const std::string library = directory().file("libpdalink.so.1");
-    static const auto original = reinterpret_cast<decltype(&dladdr)>(::dlsym(RTLD_NEXT, "dladdr"));
-    if (address != reinterpret_cast<const void*>(&fun1)) {
-        return original(address, info);
-    }
-    info->dli_fname = library.c_str();
-    return 1;
-}
-
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text = fuzz::Input(data, size).rest();
     const Meaning meaning = meaningOf(text);
     if (meaning.endsProcess) {
         return 0;
     }
-    const std::string ini = directory().file("PDAConfigure.ini");
-    std::ofstream(ini, std::ios::binary) << text;
+    const fuzz::LibraryDirectory& directory = fuzz::libraryDirectory();
+    directory.writeIni(text);
     CParamConfig config{};
-    fuzz::require(CGetConfigVal().GetprofileConfig(ini.c_str(), &config), "the ini can be opened");
+    fuzz::require(CGetConfigVal().GetprofileConfig(directory.ini().c_str(), &config),
+                  "the ini can be opened");
     fuzz::require(config.Vid == meaning.vid && config.Pid == meaning.pid, "the ids are those of the ini");
     fuzz::require(LoadLockConfig(), "the configuration is loaded");
     fuzz::require(g_Vid == cleaned(meaning.vid) && g_Pid == cleaned(meaning.pid), "the ids are clean");

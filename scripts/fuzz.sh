@@ -23,7 +23,7 @@ for target in "$@"; do
     }
 done
 
-install_packages "${build_packages[@]}" clang
+install_packages "${build_packages[@]}" libgtest-dev libgmock-dev python3 clang
 cmake --preset fuzz --log-level=WARNING >/dev/null
 cmake --build --preset fuzz --target "${@/#/fuzz_}" -- --quiet
 
@@ -33,7 +33,9 @@ for target in "$@"; do
     findings=build/fuzz/findings/$target
     mkdir -p "$work" "$findings"
     status=0
-    "build/fuzz/bin/fuzz_$target" -max_total_time=$(((seconds + $# - 1) / $#)) -timeout=60 -artifact_prefix="$findings/" \
+    patience=60
+    [ "$target" != HostCalls ] || patience=0 # its clock is its own, and ends waits without an end
+    "build/fuzz/bin/fuzz_$target" -max_total_time=$(((seconds + $# - 1) / $#)) -timeout=$patience -artifact_prefix="$findings/" \
         "$work" "fuzz/corpus/$target" >"$work.log" 2>&1 || status=$?
     printf '%-16s %s\n' "$target" "$(grep -oE '^#[0-9]+.*cov: [0-9]+' "$work.log" | tail -n 1 |
         sed -E 's/#([0-9]+).*cov: ([0-9]+)/\1 inputs, \2 edges covered/')"
