@@ -33,10 +33,6 @@ std::string headerBehindTheLength(const std::string& type) {
 
 } // namespace
 
-std::string tag(const std::string& name, const std::string& value) {
-    return std::string("<").append(name).append(">").append(value).append("</").append(name).append(">");
-}
-
 void PrintTo(const Outcome& outcome, std::ostream* stream) {
     *stream << "result " << outcome.result << ", task flag " << outcome.taskFlag << ", outputs "
             << testing::PrintToString(outcome.outputs);

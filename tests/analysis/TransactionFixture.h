@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/analysis/Tag.h"
 #include "tests/device/ChannelFixture.h"
 
 #include "analysis/PDAXMLAnalysis.h"
@@ -13,9 +14,6 @@
 #include <vector>
 
 constexpr std::chrono::milliseconds kOpeningWait(1000);
-
-/// "<name>value</name>".
-std::string tag(const std::string& name, const std::string& value);
 
 /// A host's buffer for one output, filled with a character that no value of these tests ends with.
 class OutputBuffer {

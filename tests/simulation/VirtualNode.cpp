@@ -51,14 +51,16 @@ void pdalink::test::setLibraryFile(std::string path) {
 
 void VirtualNode::unplug() {
     m_isPlugged = false;
-    m_isHungUp = true;
+    m_isHungUp = isOpen();
     m_inputs.clear();
 }
 
-void VirtualNode::deliver(NodeInput input) {
-    if (isOpen() && !m_isHungUp) {
+bool VirtualNode::deliver(NodeInput input) {
+    const bool isTaken = isOpen() && !m_isHungUp;
+    if (isTaken) {
         m_inputs.push_back(std::move(input));
     }
+    return isTaken;
 }
 
 /// Tells of a call's end. Returns what the call returns.

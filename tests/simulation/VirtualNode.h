@@ -42,13 +42,13 @@ public:
     void plug() { m_isPlugged = true; }
     /// Who has it open meets errors from now on. What was not read is lost.
     void unplug();
-    /// Has a read meet this; lost when nobody has the node open.
-    void deliver(NodeInput input);
+    /// Has a read meet this. False when it is lost, because nobody has the node open.
+    bool deliver(NodeInput input);
 
     bool isPlugged() const { return m_isPlugged; }
+    /// It was unplugged since it was opened.
+    bool isHungUp() const { return m_isHungUp; }
     bool isOpen() const { return m_descriptor >= 0; }
-    /// How many inputs nobody has read yet.
-    std::size_t unread() const { return m_inputs.size(); }
 
     // The host's end, for the replaced calls.
 

@@ -1,44 +1,18 @@
 #pragma once
 
+#include "HandlerTable.h"
 #include "tests/analysis/TransactionFixture.h"
-
-#include "core/Announcement.h"
 
 #include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
-/// One handler of a message that the terminal starts: what it reads, keeps, logs and answers.
-struct Handler {
-    const char* member;
-    int (CPDAXMLAnalysis::*receive)(char*);
-    const char* type;
-    pdasim::Announcement (*announcement)();
-    QString* store;
-    std::size_t storeSize;
-    /// The tags whose values the first slots hold.
-    std::vector<const char*> tags;
-    /// What it logs before anything else; null for nothing.
-    const char* begin;
-    bool logsMessage;
-    /// Null for a message that is not acknowledged.
-    const char* acknowledgementType;
-    /// What follows Ex_SeqNo in the acknowledgement.
-    const char* acknowledgement;
-    /// What it lowers; null for nothing.
-    bool* lowered;
-    /// Whether the store is written before the receive buffer is emptied.
-    bool storesBeforeClearing;
-};
-
 inline void PrintTo(const Handler& handler, std::ostream* stream) {
     *stream << handler.member;
 }
 
-std::vector<Handler> allHandlers();
 std::vector<Handler> acknowledgingHandlers();
-const Handler& handlerOf(const char* member);
 
 using Fields = std::vector<std::pair<std::string, std::string>>;
 

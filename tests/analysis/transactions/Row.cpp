@@ -1,5 +1,5 @@
 #include "Row.h"
-#include "tests/analysis/TransactionFixture.h"
+#include "tests/analysis/Tag.h"
 
 #include <QString>
 #include <QTextCodec>
@@ -74,9 +74,8 @@ std::string outputOf(const Output& output, const ReplyFields& reply) {
 
 } // namespace
 
-Arguments::Arguments(const Row& row)
+Arguments::Arguments(const Row& row, std::size_t room)
     : m_row(&row), m_texts(row.outputs.size()), m_numbers(row.outputs.size(), kUntouched) {
-    constexpr std::size_t room = 64000; // bytes; tests fill whole arrays of outputs again and again
     for (const Input& input : row.inputs) {
         m_inputs.push_back(input.sample);
     }

@@ -92,8 +92,9 @@ class Arguments {
 public:
     static constexpr char kFilling = '#'; // no value of these tests ends with it
 
-    /// With the row's samples.
-    explicit Arguments(const Row& row);
+    /// With the row's samples, and room for that many bytes in each output: tests fill whole arrays of them
+    /// again and again.
+    explicit Arguments(const Row& row, std::size_t room = 64000);
 
     std::vector<Value>& inputs() { return m_inputs; }
     void withoutInputs() { m_hasInputs = false; }

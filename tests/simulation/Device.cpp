@@ -1,0 +1,167 @@
+#include "Device.h"
+
+#include <array>
+#include <ctime>
+#include <map>
+#include <random>
+
+using namespace std::chrono_literals;
+using pdalink::test::node;
+using pdalink::test::NodeInput;
+using pdalink::test::NodeWrite;
+namespace virtual_time = pdalink::test::virtual_time;
+using Milliseconds = std::chrono::milliseconds;
+
+namespace {
+
+/// Nothing that the terminal does falls on a moment at which the host's end does something: that goes by
+/// whole milliseconds.
+constexpr Time kBetween = 500us;
+
+std::string localTime() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local{};
+    gmtime_r(&now.tv_sec, &local);
+    std::array<char, 32> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y%m%d%H%M%S", &local)};
+}
+
+/// Bytes that may be text or not.
+std::string garbage(int size, std::uint32_t seed) {
+    std::mt19937 random(seed);
+    std::string bytes;
+    while (static_cast<int>(bytes.size()) < size) {
+        bytes += static_cast<char>(random() % 3 == 0 ? random() : '0' + random() % 10);
+    }
+    return bytes;
+}
+
+pdasim::Fault terminalFault(const Step& step) {
+    using pdasim::Fault;
+    static const std::map<std::string, void (*)(Fault&, const Step&)> faults = {
+        {"silence", [](Fault& fault, const Step&) { fault.silence(); }},
+        {"late", [](Fault& fault, const Step& step) { fault.delay(Milliseconds(step.amount)); }},
+        {"wrongtype", [](Fault& fault, const Step& step) { fault.replyType(std::to_string(step.amount)); }},
+        {"pieces",
+         [](Fault& fault, const Step& step) {
+             fault.split(static_cast<std::size_t>(step.amount), Milliseconds(37 * step.amount));
+         }},
+        {"repeat", [](Fault& fault, const Step&) { fault.repeatReply(); }},
+        {"garbage", [](Fault& fault, const Step& step) { fault.rawReply(garbage(step.amount, step.seed)); }},
+        {"refuse", [](Fault& fault, const Step& step) { fault.refuse(std::to_string(step.amount)); }},
+        {"writeerror", [](Fault& fault, const Step& step) { fault.refuseWrite(step.amount); }},
+        {"shortwrite",
+         [](Fault& fault, const Step& step) { fault.shortWrite(static_cast<std::size_t>(step.amount)); }},
+        {"unplug",
+         [](Fault& fault, const Step& step) { fault.unplugBeforeReply(Milliseconds(step.amount)); }},
+        {"unpluglater",
+         [](Fault& fault, const Step& step) { fault.unplugAfterReply(Milliseconds(step.amount)); }},
+        {"packet", [](Fault& fault, const Step& step) { fault.answerPacket(step.amount); }},
+        {"check", [](Fault& fault, const Step&) { fault.wrongCheck(); }},
+        {"notag",
+         [](Fault& fault, const Step& step) {
+             static constexpr std::array<const char*, 10> tags{
+                 "Ex_RetCode", "Ex_EIMI",      "Ex_Label",  "Ex_State",  "Ex_LockNum",
+                 "Ex_Vender",  "Ex_ScanState", "Ex_CurPkt", "Ex_HexVal", "Ex_HexCheck"};
+             fault.dropTag(tags.at(static_cast<std::size_t>(step.amount)));
+         }},
+    };
+    pdasim::Fault fault;
+    const auto found = faults.find(step.fault);
+    if (found == faults.end()) {
+        return fault.times(0);
+    }
+    found->second(fault, step);
+    return fault.from(static_cast<std::size_t>(step.message)).times(static_cast<std::size_t>(step.times));
+}
+
+} // namespace
+
+Device::Device() {
+    pdasim::TerminalState& state = m_terminal.state();
+    state.identity.vendor = "厂商 7";
+    state.tellers.registered = "4711";
+    state.inventory.result.labels = {"B1", "B2"};
+    state.inventory.result.confirmation = {"2", "李", "f", "r", "p", "m"};
+    state.locks.resize(2);
+    state.locks[0].id = "LOCK-1";
+    state.locks[1].id = "LOCK-2";
+    state.locks[1].label = "门";
+    state.files.offered = {{1, "00ff"}, {2, std::string(6001, 'a')}};
+    node().onWrite = [this](std::string_view bytes) { return written(bytes); };
+    node().onCall = [this](const std::string& call, long result) {
+        addToHash(call + std::to_string(result) + "@" + std::to_string(virtual_time::now().count()));
+        if (call == "open") {
+            m_events.push_back({Event::Opened, virtual_time::now(), {}, result});
+        } else if (call == "write") {
+            m_events.push_back({Event::Wrote, virtual_time::now(), std::exchange(m_lastWritten, {}), result});
+        }
+    };
+}
+
+void Device::addToHash(std::string_view text) {
+    for (const char byte : text) {
+        m_hash = (m_hash ^ static_cast<unsigned char>(byte)) * 1099511628211U;
+    }
+}
+
+void Device::take(const Step& step) {
+    m_step = step;
+    m_terminal.clearFaults();
+    m_terminal.addFault(pdasim::Terminal::AnyType, terminalFault(step));
+    node().openingError = step.fault == "openerror" ? step.amount : 0;
+    node().openingTime = step.fault == "slowopen" ? Milliseconds(step.amount) + kBetween : Time(0);
+}
+
+void Device::announce(const pdasim::Announcement& announcement, Time delay) {
+    send(m_terminal.announce(announcement, localTime()), virtual_time::now() + delay + kBetween);
+}
+
+NodeWrite Device::written(std::string_view bytes) {
+    m_lastWritten = bytes;
+    addToHash(bytes);
+    m_terminal.allowSequenceGap(); // the numbers are checked with the rest of the message
+    const pdasim::WriteOutcome outcome = m_terminal.handleWrite(bytes, localTime());
+    const Time begin = virtual_time::now() + Milliseconds(m_step.delay) + kBetween;
+    if (m_step.fault == "readerror") {
+        later(begin - kBetween / 2, [this, error = m_step.amount] { deliver({"", error}); });
+    }
+    for (const pdasim::TimedStep& step : outcome.steps) {
+        const Time at = begin + step.after;
+        if (const auto* const text = std::get_if<pdasim::SendText>(&step.step)) {
+            send(text->text, at);
+        } else if (std::holds_alternative<pdasim::Unplug>(step.step)) {
+            later(at + 1s, [] { node().unplug(); }); // what it has sent is read first
+        } else {
+            later(at + 1s, [] { node().plug(); });
+        }
+    }
+    return {outcome.error, outcome.accepted};
+}
+
+void Device::send(const std::string& text, Time at) {
+    const auto size = static_cast<std::size_t>(m_step.report);
+    for (std::size_t begin = 0; begin < text.size(); begin += size) {
+        std::string report = text.substr(begin, size);
+        report.resize(size, '\0');
+        later(at, [this, report] { deliver({report}); });
+        at += Milliseconds(m_step.spacing);
+    }
+}
+
+void Device::later(Time at, std::function<void()> action) {
+    ++m_pending;
+    virtual_time::at(at, [this, action = std::move(action)] {
+        --m_pending;
+        action();
+    });
+}
+
+void Device::deliver(const NodeInput& input) {
+    if (node().deliver(input)) {
+        const long result = input.error != 0 ? -input.error : static_cast<long>(input.bytes.size());
+        const std::string text = input.bytes.substr(0, input.bytes.find('\0'));
+        m_events.push_back({Event::Arrived, virtual_time::now(), text, result});
+    }
+}

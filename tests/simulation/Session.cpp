@@ -1,0 +1,274 @@
+#include "Session.h"
+
+#include "analysis/PDAXMLAnalysis.h"
+#include "device/HIDDevice.h"
+#include "interface/pdalink.h"
+#include "tests/analysis/Tag.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <algorithm>
+#include <array>
+#include <random>
+
+using namespace std::chrono_literals;
+using pdalink::test::node;
+namespace virtual_time = pdalink::test::virtual_time;
+
+namespace {
+
+/// Bytes for an output.
+std::size_t roomFor(const Step& step) {
+    return step.fault == "toolong" ? 32000 : 8000;
+}
+
+const Family kFileFamily{0, 2, 1, 0};
+
+const Row& rowOfFile(const std::string& member) {
+    using Analysis = CPDAXMLAnalysis;
+    static const Row sending{"ReadFileDataToPDA",
+                             "600015",
+                             "8015",
+                             &kFileFamily,
+                             calling(&Analysis::ReadFileDataToPDA),
+                             {{"pdaNumber", "Ex_PdaSn", "7"},
+                              {"pCmdEx", "Ex_CmdEx", 1},
+                              {"pInfoEx", "Ex_InfoEx", "i"},
+                              {"pFilePath", "", "0123456789"}},
+                             {{"Ex_RetCode", "pRetCode", Kind::Copied, {}}}};
+    static const Row fetching{
+        "ReceiveDataSaveToFile",
+        "600016",
+        "8016",
+        &kFileFamily,
+        calling(&Analysis::ReceiveDataSaveToFile),
+        {{"pdaNumber", "Ex_PdaSn", "7"}, {"pCmdEx", "Ex_CmdEx", 1}, {"pInfEx", "Ex_InfEx", "i"}},
+        {{"Ex_HexVal", "pFilePath", Kind::Copied, {}}, {"Ex_RetCode", "pRetCode", Kind::Copied, {}}}};
+    return member == sending.member ? sending : fetching;
+}
+
+std::string drawText(std::mt19937& random, const Step& step) {
+    if (step.fault == "toolong") {
+        return std::string(static_cast<std::size_t>(step.amount), 'x');
+    }
+    static const std::vector<std::string> texts{"",         "0", "00000007", "T-42",   "B01;B02;",
+                                                "袋号；12", "é", "LOCK-1",   "no lock"};
+    return texts[random() % texts.size()];
+}
+
+/// Of the files that the terminal offers one is short, one has two packets and one is not there.
+std::vector<Value> drawInputs(const Row& row, const Step& step) {
+    static constexpr int lengths[] = {0, 9, 10, 11, 2999, 3000, 3001, 6000, 9001};
+    std::mt19937 random(step.seed);
+    std::vector<Value> inputs;
+    for (const Input& input : row.inputs) {
+        const bool isNumber = std::holds_alternative<int>(input.sample);
+        const bool isFile = input.key == "pCmdEx";
+        const int number = static_cast<int>(random() % 5) - 1;
+        if (isNumber) {
+            inputs.emplace_back(isFile ? 1 + (number + 1) % 3 : number * 715827882);
+        } else if (input.key == "pFilePath") {
+            inputs.emplace_back(
+                std::string(static_cast<std::size_t>(lengths[random() % std::size(lengths)]), 'f'));
+        } else {
+            inputs.emplace_back(random() % 2 == 0 ? std::get<std::string>(input.sample)
+                                                  : drawText(random, step));
+        }
+    }
+    return inputs;
+}
+
+/// Lists for the opening of locks. Returns what the message says of them.
+std::string drawOpening(std::vector<Value>& inputs, std::uint32_t seed) {
+    std::mt19937 random(seed);
+    const auto count = random() % 4;
+    std::vector<std::string> lists(6);
+    std::string groups;
+    for (unsigned int i = 0; i < count; ++i) {
+        const std::string action = random() % 2 == 0 ? "00" : "01";
+        const std::string values[] = {
+            "", "LOCK-" + std::to_string(1 + random() % 3), action, "11" + std::to_string(i), "a", "王"};
+        groups += "<LockList>" + tag("Ex_LockId", values[1]) + tag("Ex_Action", action) +
+                  tag("Ex_OTCCode", action == "00" ? values[3] : "") + tag("Ex_UserA", values[4]) +
+                  tag("Ex_UserB", values[5]) + "</LockList>";
+        for (std::size_t list = 1; list < lists.size(); ++list) {
+            lists[list] += values[list] + ";";
+        }
+    }
+    lists[0] = std::to_string(count);
+    std::copy(lists.begin(), lists.end(), inputs.begin());
+    return groups;
+}
+
+std::string jsonOf(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
+}
+
+QJsonValue jsonOf(const Value& value) {
+    const int* const number = std::get_if<int>(&value);
+    return number != nullptr ? QJsonValue(*number)
+                             : QJsonValue(QString::fromStdString(std::get<std::string>(value)));
+}
+
+std::string requestOf(const Row& row, const std::vector<Value>& inputs) {
+    QJsonObject request{{"transCode", row.code.c_str()}};
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        request.insert(row.inputs[i].key.c_str(), jsonOf(inputs[i]));
+    }
+    return jsonOf(request);
+}
+
+std::string responseOf(const Row& row, const std::vector<std::string>& outputs) {
+    QJsonObject response{{"transCode", row.code.c_str()}};
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        const QString text = QString::fromUtf8(outputs[i].c_str()); // up to its NUL
+        const Output& output = row.outputs[i];
+        response.insert(output.key.c_str(), output.isNumber() ? QJsonValue(text.toInt()) : QJsonValue(text));
+    }
+    return jsonOf(response);
+}
+
+void pass(Time time) {
+    virtual_time::waitUntil(virtual_time::now() + time, nullptr);
+}
+
+} // namespace
+
+void Session::run(const Step& step) {
+    const Time latest = virtual_time::now() + 1h;
+    virtual_time::reseed(step.seed);
+    virtual_time::abortAfter(latest);
+    m_device.take(step);
+    if (step.action == "plug") {
+        node().plug();
+    } else if (step.action == "unplug") {
+        node().unplug();
+    } else {
+        call(step);
+    }
+    pass(1ms);
+    m_model.passToNow();
+    m_model.checkState();
+    pass(std::chrono::milliseconds(step.gap));
+    m_model.passToNow();
+    if (step.gap >= 50 && !m_model.isRunning() && m_device.isQuiet() && step.fault != "slowopen") {
+        expectEqual<int>("whether the node is still open", node().isOpen(), false);
+    }
+}
+
+bool Session::mustWork(const Step& step) const {
+    return step.fault == "none" && m_device.isQuiet() && node().isPlugged() && !m_model.isFlagUp() &&
+           !(m_model.isRunning() && node().isHungUp());
+}
+
+void Session::call(const Step& step) {
+    m_model.begin();
+    if (step.fault == "openerror" || step.fault == "slowopen") {
+        g_hidRun = false; // so that it is opened
+        m_model.stop();
+    }
+    if (step.fault == "message") {
+        m_device.announce(pdasim::userNotice("nobody"), std::chrono::milliseconds(step.amount));
+    }
+    const auto& handlers = allHandlers();
+    const auto handler = std::find_if(handlers.begin(), handlers.end(),
+                                      [&](const Handler& each) { return each.member == step.action; });
+    if (handler != handlers.end()) {
+        return handOver(step, *handler);
+    }
+    if (step.action == "GetRandomNumber" || step.action == "GetLoginData") {
+        return readStore(step.action);
+    }
+    const bool isFile = step.action == "ReadFileDataToPDA" || step.action == "ReceiveDataSaveToFile";
+    const Row& row = isFile ? rowOfFile(step.action) : rowOf(step.action);
+    std::vector<Value> inputs = drawInputs(row, step);
+    const std::string groups = step.action == "ReqOpenLock" ? drawOpening(inputs, step.seed) : "";
+    checkAnswer(step, row, inputs, groups);
+}
+
+void Session::checkAnswer(const Step& step, const Row& row, const std::vector<Value>& inputs,
+                          const std::string& groups) {
+    const bool works = mustWork(step);
+    int result = 0;
+    std::string response(2 * roomFor(step), '\0');
+    Arguments arguments(row, roomFor(step));
+    CPDAXMLAnalysis analyser;
+    if (step.json != 0 && !row.code.empty()) {
+        const std::string request = requestOf(row, inputs);
+        int length = 0;
+        result = analyser.PDA_CommonCall(request.c_str(), static_cast<int>(request.size()), response.data(),
+                                         &length);
+        response.resize(static_cast<std::size_t>(length));
+    } else {
+        arguments.inputs() = inputs;
+        result = row.call(analyser, arguments);
+    }
+    const Answer expected = row.type == "8015"   ? m_model.sendFile(row, inputs)
+                            : row.type == "8016" ? m_model.fetchFile(row, inputs)
+                                                 : m_model.exchange(row, inputs, groups);
+    m_model.checkEnd();
+    expectEqual("result", result, expected.result);
+    m_device.addToHash(std::to_string(result) + response.c_str());
+    if (step.json != 0 && !row.code.empty()) {
+        expectEqual("response", response, responseOf(row, expected.outputs));
+    } else {
+        const std::vector<std::string> outputs = arguments.written();
+        for (std::size_t i = 0; i < outputs.size(); ++i) {
+            expectEqual("output " + row.outputs[i].tag, outputs[i], expected.outputs[i]);
+        }
+    }
+    if (works && result != row.family->replied && result != 5) {
+        throw Mismatch("nothing has gone wrong, but the result is " + std::to_string(result));
+    }
+}
+
+/// A message that the terminal starts: the host takes it and hands it over.
+void Session::handOver(const Step& step, const Handler& handler) {
+    std::mt19937 random(step.seed);
+    pdasim::Announcement announcement = handler.announcement();
+    for (const char* name : handler.tags) {
+        announcement.with(name, drawText(random, Step()));
+    }
+    const bool works = mustWork(step) && m_model.isRunning();
+    m_device.announce(announcement, 0ms);
+    if (step.fault == "untaken") {
+        return pass(200ms);
+    }
+    std::string text = g_HIDDevice.getBuffer().toStdString();
+    expectEqual("what was received", text, m_model.take());
+    m_model.checkEnd();
+    m_device.addToHash(text);
+    if (works && text.empty()) {
+        throw Mismatch("nothing has gone wrong, but nothing was received");
+    }
+    if (!text.empty()) {
+        const int result = (CPDAXMLAnalysis().*handler.receive)(text.data());
+        expectEqual("result", result, m_model.handle(handler, text));
+        m_model.checkEnd();
+    }
+}
+
+/// The members that only hand out what was stored.
+void Session::readStore(const std::string& member) {
+    const bool isLogin = member == "GetLoginData";
+    std::array<std::string, 7> out;
+    out.fill(std::string(100, '\0'));
+    CPDAXMLAnalysis analyser;
+    if (isLogin) {
+        analyser.GetLoginData(out[0].data(), out[1].data(), out[2].data(), out[3].data(), out[4].data(),
+                              out[5].data(), out[6].data());
+        m_model.openIfClosed();
+    } else {
+        analyser.GetRandomNumber(out[0].data(), out[1].data());
+    }
+    m_model.checkEnd();
+    std::vector<std::string>& kept = m_model.store(isLogin ? pda_LoginData : pda_RandomNumber);
+    kept.resize(std::max(kept.size(), out.size()));
+    for (std::size_t i = 0; i < (isLogin ? 7 : 2); ++i) {
+        const auto characters = static_cast<std::size_t>(QString::fromStdString(kept[i]).size());
+        expectEqual("stored value", std::string(out[i].c_str()), kept[i].substr(0, characters));
+    }
+    if (isLogin) {
+        kept.clear();
+    }
+}

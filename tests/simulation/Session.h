@@ -1,0 +1,27 @@
+#pragma once
+
+#include "Model.h"
+
+/// Carries steps out, in one process whose library is as it was loaded, and holds what comes of each against
+/// the model.
+class Session {
+public:
+    explicit Session(bool knowsShortening) : m_model(m_device, knowsShortening) {}
+
+    /// Throws a Mismatch.
+    void run(const Step& step);
+
+    const Device& device() const { return m_device; }
+
+private:
+    void call(const Step& step);
+    void handOver(const Step& step, const Handler& handler);
+    void readStore(const std::string& member);
+    void checkAnswer(const Step& step, const Row& row, const std::vector<Value>& inputs,
+                     const std::string& groups);
+    /// What the steps so far do not excuse must work.
+    bool mustWork(const Step& step) const;
+
+    Device m_device;
+    Model m_model;
+};

@@ -1,0 +1,156 @@
+// pdalink_simulation [--seed N] [--calls N] [--repeat N] [--replay FILE] [--forget-shortening]
+
+#include "Run.h"
+#include "VirtualNode.h"
+
+#include <QtGlobal>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <getopt.h>
+#include <iostream>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t kCallsInProcess = 500;
+
+struct Options {
+    std::uint64_t seed = 1;
+    std::size_t calls = 20000;
+    int repeat = 1;
+    std::string replay;
+    RunOptions run;
+};
+
+/// A directory for the library, in memory, that is gone in the end.
+class LibraryDirectory {
+public:
+    LibraryDirectory() {
+        std::string name = (std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp") +
+                           std::string("/pdalink-XXXXXX");
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error("no directory for the log");
+        }
+        m_path = name;
+        using pdalink::test::VirtualNode;
+        std::ofstream(m_path / "PDAConfigure.ini")
+            << "VID=" << VirtualNode::kVendor << "\nPID=" << VirtualNode::kProduct << "\n";
+        pdalink::test::setLibraryFile(m_path / "libpdalink.so");
+    }
+    ~LibraryDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    LibraryDirectory(const LibraryDirectory&) = delete;
+    LibraryDirectory& operator=(const LibraryDirectory&) = delete;
+
+private:
+    std::filesystem::path m_path;
+};
+
+Options read(int argc, char** argv) {
+    static const option names[] = {
+        {"seed", required_argument, nullptr, 's'},        {"calls", required_argument, nullptr, 'c'},
+        {"repeat", required_argument, nullptr, 'n'},      {"replay", required_argument, nullptr, 'r'},
+        {"forget-shortening", no_argument, nullptr, 'f'}, {}};
+    Options options;
+    for (int name = 0; (name = getopt_long(argc, argv, "", names, nullptr)) != -1;) {
+        switch (name) {
+        case 's':
+            options.seed = std::stoull(optarg);
+            break;
+        case 'c':
+            options.calls = std::stoul(optarg);
+            break;
+        case 'n':
+            options.repeat = std::stoi(optarg);
+            break;
+        case 'r':
+            options.replay = optarg;
+            break;
+        case 'f':
+            options.run.knowsShortening = false;
+            break;
+        default:
+            throw std::invalid_argument("see CONTRIBUTING.md");
+        }
+    }
+    return options;
+}
+
+std::vector<Step> readSteps(const std::string& path) {
+    std::ifstream file(path);
+    if (!file) {
+        throw std::invalid_argument("cannot read " + path);
+    }
+    std::vector<Step> steps;
+    for (std::string line; std::getline(file, line);) {
+        if (!line.empty() && line.front() != '#') {
+            steps.push_back(stepOf(line));
+        }
+    }
+    return steps;
+}
+
+void tellFailure(const std::vector<Step>& steps, const RunOptions& options, std::size_t callsBefore) {
+    const Report report = runSteps(steps, options);
+    std::cout << "failed at call " << callsBefore + report.steps + 1 << ": " << report.failure.data() << "\n";
+    const std::vector<Step> few = shrink(steps, options);
+    RunOptions loud = options;
+    loud.isQuiet = false;
+    std::cout << "shrunk to " << few.size() << " steps: " << runSteps(few, loud).failure.data() << "\n";
+    for (const Step& step : few) {
+        std::cout << lineOf(step) << "\n";
+    }
+}
+
+/// Runs whose hash is the same each time. Returns false when one fails.
+bool run(const Options& options) {
+    std::uint64_t hash = options.seed;
+    std::uint64_t exchanges = 0;
+    std::int64_t seconds = 0;
+    for (std::size_t done = 0; done < options.calls; done += kCallsInProcess) {
+        const std::size_t count = std::min(kCallsInProcess, options.calls - done);
+        const std::vector<Step> steps = options.replay.empty()
+                                            ? drawSteps(options.seed * 1000003 + done, count)
+                                            : readSteps(options.replay);
+        const Report report = runSteps(steps, options.run);
+        if (report.hasFailed) {
+            tellFailure(steps, options.run, done);
+            return false;
+        }
+        hash = hash * 31 + report.hash;
+        exchanges += report.exchanges;
+        seconds += report.virtualSeconds;
+    }
+    std::cout << options.calls << " calls, " << exchanges << " messages of the host, " << seconds / 3600
+              << " hours of virtual time, trace " << std::hex << hash << std::dec << std::endl;
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        setenv("TZ", "UTC", 1);
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+        Options options = read(argc, argv);
+        if (!options.replay.empty()) {
+            options.calls = readSteps(options.replay).size();
+        }
+        const LibraryDirectory directory;
+        bool works = true;
+        for (int round = 0; round < options.repeat && works; ++round) {
+            works = run(options);
+        }
+        return works ? 0 : 1;
+    } catch (const std::exception& failure) {
+        std::cerr << "pdalink_simulation: " << failure.what() << std::endl;
+        return 64;
+    }
+}
