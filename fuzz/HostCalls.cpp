@@ -6,6 +6,7 @@
 #include "device/ReceiveBuffer.h"
 #include "interface/pdalink.h"
 #include "node/HidrawNode.h"
+#include "tests/analysis/received/HandlerTable.h"
 #include "tests/analysis/transactions/Row.h"
 #include "util/Settings.h"
 
@@ -66,7 +67,7 @@ private:
             callMember(allRows().at(input.below(allRows().size())), input.rest());
             return true;
         case 'H':
-            hand(input.below(6), input.rest());
+            hand(input.below(allHandlers().size()), input.rest());
             return true;
         case 'T':
             virtual_time::waitUntil(virtual_time::now() + (1 + input.below(256)) * 10ms, nullptr);
@@ -115,13 +116,8 @@ private:
     }
 
     static void hand(std::size_t handler, std::string text) {
-        using Handler = int (CPDAXMLAnalysis::*)(char*);
-        constexpr std::array<Handler, 6> handlers{
-            &CPDAXMLAnalysis::ReceiveScanResult,      &CPDAXMLAnalysis::ReceiveRandomNumber,
-            &CPDAXMLAnalysis::ReceiveLoginData,       &CPDAXMLAnalysis::ReceiveInventoryData,
-            &CPDAXMLAnalysis::ReceiveHandoverDotData, &CPDAXMLAnalysis::ReceiveHandoverPowerData};
         CPDAXMLAnalysis analysis;
-        (void)(analysis.*handlers.at(handler))(text.data());
+        (void)(analysis.*allHandlers().at(handler).receive)(text.data());
     }
 
     NodeWrite takeWrite(std::string_view bytes) {
@@ -143,38 +139,39 @@ private:
         return {outcome.error};
     }
 
-    /// What a device does.
+    /// A reply whose header is right, from its type and its tags.
+    static std::string replyOf(std::string tags) {
+        const std::string header = pdasim::composeMessage(tags.substr(0, 4), {});
+        tags.erase(0, 4);
+        const std::size_t length = header.size() + pdasim::lengthInCharacters(tags);
+        return std::to_string(1000000 + length).substr(1) + header.substr(6) + tags;
+    }
+
+    /// What a device does: "r" and "x" bring a reply and any bytes, "e" and "z" have a read fail and end, "w"
+    /// and "s" have a write fail and be short, "o" makes openings slow, "u" and "p" are the plug.
     static NodeWrite answer(const std::string& step) {
         fuzz::Input input(reinterpret_cast<const std::uint8_t*>(step.data()), step.size());
         const std::size_t kind = input.below(256);
         const auto number = static_cast<int>(input.below(256));
         const auto delay = number * 20ms;
         switch (kind) {
-        case 'r': { // a reply whose header is right: type and tags
+        case 'r':
+        case 'x': {
             const std::size_t size = 1 + input.below(128);
-            const std::string text = input.rest();
-            const std::string message = pdasim::composeMessage(text.substr(0, 4), {}) +
-                                        text.substr(std::min<std::size_t>(4, text.size()));
-            const std::string digits = std::to_string(1000000 + pdasim::lengthInCharacters(message));
-            deliver(delay, digits.substr(1) + message.substr(6), size);
+            deliver(delay, kind == 'x' ? input.rest() : replyOf(input.rest()), size);
             break;
         }
-        case 'x': { // any bytes
-            const std::size_t size = 1 + input.below(128);
-            deliver(delay, input.rest(), size);
-            break;
-        }
-        case 'e': // a read that fails
+        case 'e':
             deliverAfter(delay, {"", number % 2 == 0 ? EIO : ENODEV});
             break;
-        case 'z': // the end of the file
+        case 'z':
             deliverAfter(delay, {});
             break;
-        case 'w': // a write that fails
+        case 'w':
             return {std::array<int, 4>{EIO, EINTR, EAGAIN, ENODEV}.at(input.below(4))};
-        case 's': // a short one
+        case 's':
             return {0, static_cast<std::size_t>(number)};
-        case 'o': // openings take time, or fail
+        case 'o':
             node().openingTime = delay;
             node().openingError = input.below(2) == 0 ? 0 : EACCES;
             break;

@@ -1,6 +1,5 @@
 #include "Fuzz.h"
 
-#include "Text.h"
 #include "analysis/FilePackets.h"
 #include "analysis/Lists.h"
 #include "analysis/Response.h"
@@ -114,23 +113,6 @@ void checkPackets(const std::string& text) {
     require(joined == repeated, "a file's packets are the file");
 }
 
-void checkDisplay(const std::string& text) {
-    std::string word = pdactl::shellWord(text);
-    if (word.front() == '\'') { // as a shell reads it
-        for (std::size_t at = 0; (at = word.find(R"('\'')", at)) != std::string::npos; at += 1) {
-            word.replace(at, 4, "\x01");
-        }
-        require(word.find('\'', 1) == word.size() - 1, "a shell takes it for one word");
-        word = word.substr(1, word.size() - 2);
-    }
-    std::string expected = text;
-    std::replace(expected.begin(), expected.end(), '\'', '\x01');
-    require(word == expected, "a shell reads what was written");
-    for (const char each : pdactl::printable(text)) {
-        require(static_cast<unsigned char>(each) >= 0x20, "no control character is shown");
-    }
-}
-
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -144,6 +126,5 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     checkHex(bytes, text, length);
     checkNumbers(text);
     checkPackets(text);
-    checkDisplay(text);
     return 0;
 }
