@@ -35,7 +35,7 @@ public:
 
     /// The bytes up to the next line feed, which is dropped.
     std::string line() {
-        const std::string text = take(m_rest.find('\n'));
+        std::string text = take(m_rest.find('\n'));
         (void)take(1);
         return text;
     }
@@ -47,7 +47,7 @@ public:
 
 private:
     std::string take(std::size_t count) {
-        const std::string text(m_rest.substr(0, count));
+        std::string text(m_rest.substr(0, count));
         m_rest.remove_prefix(text.size());
         return text;
     }

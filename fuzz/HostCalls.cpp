@@ -1,5 +1,6 @@
 #include "LibraryDirectory.h"
 
+#include "analysis/Lists.h"
 #include "analysis/ResultStores.h"
 #include "core/Terminal.h"
 #include "device/Channel.h"
@@ -85,7 +86,7 @@ private:
 
     static void request(const std::string& json) {
         constexpr char filling = '#';
-        std::vector<char> response(128 * 1024, filling); // what the guide tells hosts to have
+        std::vector<char> response(131072, filling); // what the guide tells hosts to have
         int length = -1;
         (void)PDA_CommonCall(json.c_str(), static_cast<int>(json.size()), response.data(), &length);
         if (length < 0) {
@@ -108,7 +109,9 @@ private:
             }
             const std::string text = values.substr(0, values.find('|'));
             values.erase(0, text.size() + 1);
-            value = std::holds_alternative<int>(value) ? Value(std::atoi(text.c_str())) : Value(text);
+            value = std::holds_alternative<int>(value)
+                        ? Value(pdalink::leadingInteger(QByteArray::fromStdString(text)))
+                        : Value(text);
         }
         CPDAXMLAnalysis analysis;
         const int result = row.call(analysis, arguments);
@@ -122,8 +125,8 @@ private:
 
     NodeWrite takeWrite(std::string_view bytes) {
         const std::size_t length = pdasim::lengthInCharacters(bytes);
-        const int declared = std::atoi(std::string(bytes.substr(0, 6)).c_str());
-        require(declared == static_cast<int>(length) || declared == static_cast<int>(bytes.size()),
+        const long declared = std::strtol(std::string(bytes.substr(0, 6)).c_str(), nullptr, 10);
+        require(declared == static_cast<long>(length) || declared == static_cast<long>(bytes.size()),
                 "a message is as long as it says: " + std::string(bytes));
         const std::string next = m_steps.peek();
         if (!next.empty() && std::islower(static_cast<unsigned char>(next.front())) != 0) {

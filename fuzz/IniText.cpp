@@ -15,7 +15,7 @@ struct Meaning {
 };
 
 std::string words(const std::string& text) {
-    std::istringstream stream(text.c_str()); // up to the first NUL
+    std::istringstream stream(text.substr(0, text.find('\0')));
     std::string joined;
     for (std::string word; std::getline(stream, word, ' ');) {
         joined += word.empty() ? "" : joined.empty() ? word : " " + word;

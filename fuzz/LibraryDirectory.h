@@ -26,7 +26,8 @@ public:
     void writeIni(const std::string& text) const { std::ofstream(ini(), std::ios::binary) << text; }
 
 private:
-    std::string m_path = "/tmp/pdalink-fuzz-XXXXXX";
+    std::string m_path =
+        std::string(std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp") + "/pdalink-fuzz-XXXXXX";
 };
 
 inline const LibraryDirectory& libraryDirectory() {

@@ -42,7 +42,8 @@ Outcome carryOut(const Host& /*host*/, const Transaction& transaction, const Val
 }
 
 std::optional<Outcome> sendFile(const Host& /*host*/, FileOptions options, const Settings& /*settings*/) {
-    fuzz::require(!options.file.empty(), "a file has a path");
+    const std::string path = std::move(options.file);
+    fuzz::require(!path.empty(), "a file has a path");
     return Outcome();
 }
 

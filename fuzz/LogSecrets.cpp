@@ -29,8 +29,9 @@ std::string messageOf(fuzz::Input& input) {
     for (std::size_t left = 1 + input.below(4); left > 0; --left) {
         const std::size_t name = input.below(41 + names.size()); // the first 41 are tags of secrets
         const std::string plain = withoutSecret(input.line()).substr(0, 40);
-        tags += name < 41 ? tag(plantedNames().at(name), kSecret + (name % 2 == 0 ? "" : plain + kSecret))
-                          : tag(names.at(name - 41), plain);
+        const std::string secret =
+            name % 2 == 0 ? kSecret : std::string(kSecret).append(plain).append(kSecret);
+        tags += name < 41 ? tag(plantedNames().at(name), secret) : tag(names.at(name - 41), plain);
     }
     return message(type, tags);
 }

@@ -40,7 +40,7 @@ void requireLinear(const std::string& what, const std::string& beginning, const 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr std::array<const char*, 8> labels{
         "",          "inJson4:{", "outJson:{",        "HID Read XML: ", "Write XML: ",
-        "Read XML:", "Xml Type:", "inJson4:{\"a\":\""};
+        "Read XML:", "Xml Type:", R"(inJson4:{"a":")"};
     fuzz::Input input(data, size);
     const std::string label = labels.at(input.below(labels.size()));
     const std::string part = input.rest().substr(0, kLongestPart);

@@ -113,14 +113,19 @@ void checkPackets(const std::string& text) {
     require(joined == repeated, "a file's packets are the file");
 }
 
+/// As the helpers see a text.
+std::string untilNul(const std::string& bytes) {
+    return bytes.substr(0, bytes.find('\0'));
+}
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
     const auto length = static_cast<int>(input.below(256));
-    const std::string first = input.line().c_str(); // the helpers' texts end at the first NUL
+    const std::string first = untilNul(input.line());
     const std::string bytes = input.rest();
-    const std::string text = bytes.c_str();
+    const std::string text = untilNul(bytes);
     checkTags(text, first, static_cast<std::size_t>(length));
     checkLists(text, first);
     checkHex(bytes, text, length);
