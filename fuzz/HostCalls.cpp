@@ -123,11 +123,18 @@ private:
         (void)(analysis.*allHandlers().at(handler).receive)(text.data());
     }
 
+    static void requireLength(const std::string& message) {
+        const auto isBytes = [type = message.substr(6, 4)](const Row& row) {
+            return row.isBytes && row.type == type;
+        };
+        const bool countsBytes = std::any_of(allRows().begin(), allRows().end(), isBytes);
+        const std::size_t length = countsBytes ? message.size() : pdasim::lengthInCharacters(message);
+        require(std::strtoul(message.substr(0, 6).c_str(), nullptr, 10) == length,
+                "a message is as long as it says: " + message);
+    }
+
     NodeWrite takeWrite(std::string_view bytes) {
-        const std::size_t length = pdasim::lengthInCharacters(bytes);
-        const long declared = std::strtol(std::string(bytes.substr(0, 6)).c_str(), nullptr, 10);
-        require(declared == static_cast<long>(length) || declared == static_cast<long>(bytes.size()),
-                "a message is as long as it says: " + std::string(bytes));
+        requireLength(std::string(bytes));
         const std::string next = m_steps.peek();
         if (!next.empty() && std::islower(static_cast<unsigned char>(next.front())) != 0) {
             (void)m_steps.line();
