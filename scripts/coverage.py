@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Adds up what gcovr has found, by folder: coverage.py COVERAGE.JSON REASONS
 
-Prints the library's lines that nothing reaches, and exits with 1 when REASONS names none of them, or a line that is
-reached. REASONS has a line for each: a file, a blank, and the source line without the blanks around it. Comments say why.
+Prints the library's lines that nothing reaches and REASONS does not name, and those that it names for nothing; then exits
+with 1. REASONS has a line for each: a file, a blank, and the source line without the blanks around it. Comments say why.
 """
 
 import collections
