@@ -13,6 +13,8 @@ namespace pdactl {
 
 namespace {
 
+Values g_carriedOut;
+
 void requireComplete(const Transaction& transaction, const Values& values) {
     for (const Parameter& parameter : transaction.parameters) {
         const auto value = values.find(parameter.name);
@@ -35,6 +37,7 @@ std::string logDirectory() {
 
 Outcome carryOut(const Host& /*host*/, const Transaction& transaction, const Values& values) {
     requireComplete(transaction, values);
+    g_carriedOut = values;
     Outcome outcome;
     outcome.fields.push_back(
         {"request", QString::fromStdString(values.empty() ? "" : values.begin()->second)});
@@ -53,12 +56,38 @@ std::optional<Outcome> fetchFile(const Host& host, FileOptions options, const Se
 
 } // namespace pdactl
 
+namespace {
+
+/// What a refusal says is missing is not there.
+void requireMissing(const QJsonObject& request, const QString& message) {
+    const QString names = message.section(" also needs ", 1).section(". Give", 0, 0);
+    for (const QString& name : names.split(", ", Qt::SkipEmptyParts)) {
+        fuzz::require(!request.contains(name), "only what is missing is asked for");
+    }
+}
+
+/// What was carried out has the values of the request, but for a list's end.
+void requireValues(const QJsonObject& request) {
+    for (const auto& [name, value] : pdactl::g_carriedOut) {
+        const QJsonValue given = request.value(QString::fromStdString(name));
+        const std::string text =
+            given.isString() ? given.toString().toStdString() : std::to_string(given.toInt());
+        fuzz::require(given.isUndefined() || value == text || value == text + ";",
+                      "a parameter has its value");
+    }
+}
+
+} // namespace
+
 /// Any bytes as a line of `pdactl serve`.
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const pdactl::Host host{pdactl::Settings()};
     const std::string line = fuzz::Input(data, size).rest();
+    pdactl::g_carriedOut.clear();
     const QJsonObject answer = pdactl::answerTo(host, QByteArray::fromStdString(line), pdactl::Settings());
     const QJsonDocument request = QJsonDocument::fromJson(QByteArray::fromStdString(line));
+    requireValues(request.object());
+    requireMissing(request.object(), answer.value("message").toString());
     fuzz::require(answer.value("exitCode").isDouble(), "an answer has an exit code");
     fuzz::require(answer.value("exitCode").toInt() != pdactl::LocalFailure,
                   "a line is no failure of the machine's");
