@@ -25,7 +25,7 @@ done
 
 install_packages "${build_packages[@]}" libgtest-dev libgmock-dev python3 clang
 cmake --preset fuzz --log-level=WARNING >/dev/null
-cmake --build --preset fuzz --target "${@/#/fuzz_}" -- --quiet
+cmake --build --preset fuzz --target "${@/#/fuzz_}" -- --quiet >&2
 
 failed=0
 for target in "$@"; do
