@@ -14,7 +14,8 @@ import typing
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 COPY = ROOT / "build/mutants/source"
 BUILD = ROOT / "build/mutants/build"
-LIBRARY = (["tests/util/all", "tests/device/all", "tests/analysis/all", "tests/interface/all"], "library|threads")
+LIBRARY = (["tests/util/all", "tests/device/all", "tests/analysis/all", "tests/interface/all", "tests/simulation/all"],
+           "library|threads")
 PROGRAMS = (["all"], "programs")
 
 

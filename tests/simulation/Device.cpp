@@ -29,7 +29,7 @@ std::string localTime() {
 
 /// Bytes that may be text or not.
 std::string garbage(int size, std::uint32_t seed) {
-    std::mt19937 random(seed);
+    std::minstd_rand random(seed);
     std::string bytes;
     while (static_cast<int>(bytes.size()) < size) {
         bytes += static_cast<char>(random() % 3 == 0 ? random() : '0' + random() % 10);
@@ -68,6 +68,12 @@ pdasim::Fault terminalFault(const Step& step) {
          }},
     };
     pdasim::Fault fault;
+    if (step.fault == "refusesecond") {
+        const auto isOdd = [count = 0](const pdasim::ParsedMessage& /*message*/) mutable {
+            return ++count % 2 == 1;
+        };
+        return fault.refuse(std::to_string(step.amount)).when(isOdd).always();
+    }
     const auto found = faults.find(step.fault);
     if (found == faults.end()) {
         return fault.times(0);
@@ -90,8 +96,10 @@ Device::Device() {
     state.locks[1].label = "门";
     state.files.offered = {{1, "00ff"}, {2, std::string(6001, 'a')}};
     node().onWrite = [this](std::string_view bytes) { return written(bytes); };
-    node().onCall = [this](const std::string& call, long result) {
-        addToHash(call + std::to_string(result) + "@" + std::to_string(virtual_time::now().count()));
+    node().onCall = [this](std::string_view call, long result) {
+        addToHash(call);
+        addToHash(result);
+        addToHash(virtual_time::now().count());
         if (call == "open") {
             m_events.push_back({Event::Opened, virtual_time::now(), {}, result});
         } else if (call == "write") {
@@ -118,6 +126,14 @@ void Device::announce(const pdasim::Announcement& announcement, Time delay) {
     send(m_terminal.announce(announcement, localTime()), virtual_time::now() + delay + kBetween);
 }
 
+void Device::unplug() {
+    if (node().hasUnread()) {
+        later(virtual_time::now() + 50ms, [this] { unplug(); });
+    } else {
+        node().unplug();
+    }
+}
+
 NodeWrite Device::written(std::string_view bytes) {
     m_lastWritten = bytes;
     addToHash(bytes);
@@ -132,7 +148,7 @@ NodeWrite Device::written(std::string_view bytes) {
         if (const auto* const text = std::get_if<pdasim::SendText>(&step.step)) {
             send(text->text, at);
         } else if (std::holds_alternative<pdasim::Unplug>(step.step)) {
-            later(at + 1s, [] { node().unplug(); }); // what it has sent is read first
+            later(at, [this] { unplug(); });
         } else {
             later(at + 1s, [] { node().plug(); });
         }

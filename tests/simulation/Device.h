@@ -35,6 +35,9 @@ public:
     /// Sends a message that the terminal starts, that much later.
     void announce(const pdasim::Announcement& announcement, Time delay);
 
+    /// As soon as what it has sent is read.
+    void unplug();
+
     /// Nothing is on its way to the host, and nothing is going to happen to the device by itself.
     bool isQuiet() const { return m_pending == 0; }
 
@@ -43,6 +46,9 @@ public:
     /// Over everything that happened on the node so far.
     std::uint64_t hash() const { return m_hash; }
     void addToHash(std::string_view text);
+    void addToHash(std::int64_t number) {
+        addToHash({reinterpret_cast<const char*>(&number), sizeof number});
+    }
     std::uint64_t exchanges() const { return m_terminal.received().size(); }
 
 private:

@@ -22,7 +22,8 @@ template <typename Value>
 void expectEqual(const std::string& what, const Value& actual, const Value& expected) {
     if (actual != expected) {
         if constexpr (std::is_convertible_v<Value, std::string>) {
-            throw Mismatch(what + " is " + pdasim::quoted(actual) + " instead of " + pdasim::quoted(expected));
+            throw Mismatch(what + " is " + pdasim::quoted(actual) + " instead of " +
+                           pdasim::quoted(expected));
         } else {
             throw Mismatch(what + " is " + std::to_string(actual) + " instead of " +
                            std::to_string(expected));

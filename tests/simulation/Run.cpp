@@ -128,7 +128,10 @@ void makePlain(std::vector<Step>& steps, const RunOptions& options) {
 std::vector<Step> shrink(std::vector<Step> steps, const RunOptions& options) {
     steps.resize(
         std::min(steps.size(), runSteps(steps, options).steps + 1)); // the last one is that which failed
-    leaveOut(steps, options);
-    makePlain(steps, options);
+    for (std::size_t before = steps.size() + 1; steps.size() < before;) {
+        before = steps.size();
+        leaveOut(steps, options);
+        makePlain(steps, options);
+    }
     return steps;
 }

@@ -30,7 +30,7 @@ private:
 };
 
 constexpr int kReports[] = {8, 20, 64, 64, 64, 64, 512, 1024, 4096};
-constexpr int kGaps[] = {1, 1, 1, 10, 10, 10, 60, 1500};
+constexpr int kGaps[] = {1, 1, 1, 1, 10, 10, 10, 60, 300};
 
 bool isPlugging(const std::string& action) {
     return action == "plug" || action == "unplug";
@@ -69,17 +69,21 @@ void drawFault(Step& step, Draw& draw) {
 
 Step drawStep(Draw& draw) {
     Step step;
-    step.action = draw.of(actions());
+    step.action =
+        draw.oneIn(12) ? actions()[draw.oneIn(2) ? 0 : 1] : draw.of(actions()); // files have the most to fail
     while (isPlugging(step.action) && !draw.oneIn(2)) {
         step.action = draw.of(actions());
     }
     step.seed = static_cast<std::uint32_t>(draw.between(1, 1000000));
     step.json = draw.oneIn(4) ? 0 : 1;
     step.report = draw.of(kReports);
-    step.delay = draw.oneIn(40) ? draw.between(100, 4700) : draw.between(0, 30);
+    const int longest = draw.oneIn(100) ? 4700 : draw.oneIn(3) ? 30 : 8;
+    step.delay = draw.between(0, longest);
     step.spacing = draw.oneIn(8) && step.report >= 64 ? 1 : 0;
     step.gap = draw.of(kGaps);
-    if (draw.oneIn(10)) {
+    if (isHandler(step.action) && draw.oneIn(8)) {
+        step.fault = "untaken";
+    } else if (draw.oneIn(12)) {
         drawFault(step, draw);
     }
     return step;

@@ -37,6 +37,7 @@ inline constexpr FaultRow kFaults[] = {
     {"repeat",          0,     0}, // the answer comes twice
     {"garbage",         0,   600}, // bytes instead of the answer
     {"refuse",          1, 99999}, // the terminal's result code
+    {"refusesecond",    1, 99999}, // the same, for every second message
     {"notag",           0,     9}, // the answer lacks a tag
     {"writeerror",      1,   110}, // errno of the write
     {"shortwrite",      0,    60}, // bytes that the write takes

@@ -173,6 +173,12 @@ TEST_F(VirtualCallsTest, AMutexIsHeldByOneThread) {
 }
 
 TEST_F(VirtualCallsTest, WaitsWithoutAnEndStopTheProcess) {
+    const auto spin = [] {
+        while (true) {
+            virtual_time::yield();
+        }
+    };
+    EXPECT_DEATH(spin(), "a thread never waits");
     EXPECT_DEATH(virtual_time::waitUntil(virtual_time::kNever, nullptr), "every thread waits for ever");
     virtual_time::abortAfter(virtual_time::now() + 1s);
     EXPECT_DEATH(virtual_time::waitUntil(virtual_time::now() + 2s, nullptr), "a wait has no end");

@@ -1,6 +1,5 @@
 #include "VirtualNode.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdarg>
@@ -92,8 +91,7 @@ long VirtualNode::read(char* buffer, std::size_t size) {
     }
     const NodeInput input = std::move(m_inputs.front());
     m_inputs.pop_front();
-    const std::size_t count = std::min(size, input.bytes.size());
-    std::memcpy(buffer, input.bytes.data(), count);
+    const std::size_t count = input.bytes.copy(buffer, size);
     return ended("read", input.error != 0 ? -input.error : static_cast<long>(count));
 }
 
@@ -110,12 +108,15 @@ long VirtualNode::write(std::string_view bytes) {
                                              : static_cast<long>(outcome.accepted.value_or(bytes.size())));
 }
 
-int VirtualNode::poll(short& events, int timeout) {
-    const auto hasNews = [this] { return !m_inputs.empty() || m_isHungUp; };
-    const bool isEndless = timeout < 0;
-    virtual_time::waitUntil(isEndless ? virtual_time::kNever : virtual_time::now() + timeout * 1ms, hasNews);
-    events = static_cast<short>((m_inputs.empty() ? 0 : POLLIN) | (m_isHungUp ? POLLERR | POLLHUP : 0));
-    return static_cast<int>(ended("poll", events != 0 ? 1 : 0));
+int VirtualNode::poll(pollfd& file, int timeout) {
+    const auto news = [this, wanted = file.events] {
+        return static_cast<short>((m_inputs.empty() ? 0 : POLLIN & wanted) |
+                                  (m_isHungUp ? POLLERR | POLLHUP : 0));
+    };
+    virtual_time::waitUntil(timeout < 0 ? virtual_time::kNever : virtual_time::now() + timeout * 1ms,
+                            [news] { return news() != 0; });
+    file.revents = news();
+    return static_cast<int>(ended("poll", file.revents != 0 ? 1 : 0));
 }
 
 int VirtualNode::close() {
@@ -174,7 +175,7 @@ int __wrap_poll(pollfd* files, nfds_t count, int timeout) {
         virtual_time::waitUntil(virtual_time::now() + timeout * 1ms, nullptr);
         return 0;
     }
-    return count == 1 && node().isDescriptor(files->fd) ? node().poll(files->revents, timeout)
+    return count == 1 && node().isDescriptor(files->fd) ? node().poll(*files, timeout)
                                                         : __real_poll(files, count, timeout);
 }
 

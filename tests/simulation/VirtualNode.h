@@ -6,6 +6,7 @@
 #include <deque>
 #include <functional>
 #include <optional>
+#include <poll.h>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,6 +50,8 @@ public:
     /// It was unplugged since it was opened.
     bool isHungUp() const { return m_isHungUp; }
     bool isOpen() const { return m_descriptor >= 0; }
+    /// Something was delivered that nobody has read yet.
+    bool hasUnread() const { return !m_inputs.empty(); }
 
     // The host's end, for the replaced calls.
 
@@ -60,7 +63,7 @@ public:
     int open();
     long read(char* buffer, std::size_t size);
     long write(std::string_view bytes);
-    int poll(short& events, int timeout);
+    int poll(pollfd& file, int timeout);
     int close();
 
 private:

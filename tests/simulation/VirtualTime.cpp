@@ -46,14 +46,17 @@ struct World {
     std::multimap<Time, std::function<void()>> actions;
     std::list<Thread> threads;
     int lastId = 1000;
-    unsigned int unlocks = 0; ///< of all mutexes
-    std::mt19937_64 random;
+    int turns = 0;              ///< since the clock moved
+    unsigned int unlocks = 0;   ///< of all mutexes
+    std::minstd_rand random;    ///< seeding another one takes longer than a call
     std::vector<Thread*> ready; ///< kept for its memory
 };
 
 // Not destroyed at the end of the process: threads and the library's own destructors run until the very end.
 World* g_world = nullptr;
 thread_local Thread* t_self = nullptr;
+
+constexpr int kMaxTurns = 1000000; // without the clock moving
 
 constexpr std::time_t kEpoch = 1767322800; // the wall clock when the monotonic one shows 0
 
@@ -83,6 +86,7 @@ void passTime() {
     if (next > world.limit) {
         stop("a wait has no end");
     }
+    world.turns = next > world.now ? 0 : world.turns;
     world.now = std::max(world.now, next);
     while (!world.actions.empty() && world.actions.begin()->first <= world.now) {
         const std::function<void()> action = std::move(world.actions.begin()->second);
@@ -93,6 +97,9 @@ void passTime() {
 
 Thread& nextThread() {
     World& world = *g_world;
+    if (++world.turns > kMaxTurns) {
+        stop("a thread never waits");
+    }
     world.ready.clear();
     while (world.ready.empty()) {
         for (Thread& thread : world.threads) {
@@ -168,7 +175,7 @@ void end() {
 }
 
 void reseed(std::uint64_t seed) {
-    g_world->random.seed(seed);
+    g_world->random.seed(static_cast<std::uint_fast32_t>(seed));
 }
 
 Time now() {
@@ -286,28 +293,28 @@ int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
     return error;
 }
 
-/// The kernel's number of the calling thread, and whether it knows one. Reads more arguments than there are.
-__attribute__((no_sanitize("address"))) long __wrap_syscall(long number, ...) {
-    va_list list;
-    va_start(list, number);
-    long arguments[6];
-    for (long& argument : arguments) {
-        argument = va_arg(list, long);
+/// The kernel's number of the calling thread, and whether it knows one.
+long __wrap_syscall(long number, ...) {
+    va_list arguments;
+    va_start(arguments, number);
+    const int process = number == SYS_tgkill ? va_arg(arguments, int) : 0;
+    const int id = number == SYS_tgkill ? va_arg(arguments, int) : 0;
+    const int signal = number == SYS_tgkill ? va_arg(arguments, int) : 0;
+    va_end(arguments);
+    if (number != SYS_tgkill && number != SYS_gettid) {
+        stop("a system call that is not replaced");
     }
-    va_end(list);
-    if (isVirtual() && number == SYS_gettid) {
+    if (!isVirtual()) {
+        return __real_syscall(number, process, id, signal);
+    }
+    if (number == SYS_gettid) {
         return t_self->id;
     }
-    if (isVirtual() && number == SYS_tgkill) {
-        const auto& all = g_world->threads;
-        const bool isKnown = std::any_of(all.begin(), all.end(), [&](const Thread& thread) {
-            return thread.id == arguments[1] && !thread.hasEnded;
-        });
-        errno = ESRCH;
-        return isKnown ? 0 : -1;
-    }
-    return __real_syscall(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
-                          arguments[5]);
+    const auto& all = g_world->threads;
+    const bool isKnown = std::any_of(
+        all.begin(), all.end(), [id](const Thread& thread) { return thread.id == id && !thread.hasEnded; });
+    errno = isKnown ? errno : ESRCH;
+    return isKnown ? 0 : -1;
 }
 
 #pragma GCC visibility push(default)

@@ -38,7 +38,8 @@ Time now();
 /// first.
 void at(Time time, std::function<void()> action);
 
-/// The process is aborted when the clock would go beyond this time: something waits without an end.
+/// The process is aborted when the clock would go beyond this time: something waits without an end. So it is
+/// when all threads wait for ever, or one goes on and on without waiting.
 void abortAfter(Time time);
 
 /// The calling thread waits until the condition is met or the time has come. The condition is looked at by

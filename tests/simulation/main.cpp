@@ -12,6 +12,7 @@
 #include <fstream>
 #include <getopt.h>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -109,8 +110,8 @@ void tellFailure(const std::vector<Step>& steps, const RunOptions& options, std:
     }
 }
 
-/// Runs whose hash is the same each time. Returns false when one fails.
-bool run(const Options& options) {
+/// Returns a hash of all that happened, nothing when something failed.
+std::optional<std::uint64_t> run(const Options& options) {
     std::uint64_t hash = options.seed;
     std::uint64_t exchanges = 0;
     std::int64_t seconds = 0;
@@ -122,7 +123,7 @@ bool run(const Options& options) {
         const Report report = runSteps(steps, options.run);
         if (report.hasFailed) {
             tellFailure(steps, options.run, done);
-            return false;
+            return {};
         }
         hash = hash * 31 + report.hash;
         exchanges += report.exchanges;
@@ -130,7 +131,7 @@ bool run(const Options& options) {
     }
     std::cout << options.calls << " calls, " << exchanges << " messages of the host, " << seconds / 3600
               << " hours of virtual time, trace " << std::hex << hash << std::dec << std::endl;
-    return true;
+    return hash;
 }
 
 } // namespace
@@ -144,11 +145,13 @@ int main(int argc, char** argv) {
             options.calls = readSteps(options.replay).size();
         }
         const LibraryDirectory directory;
-        bool works = true;
-        for (int round = 0; round < options.repeat && works; ++round) {
-            works = run(options);
+        const std::optional<std::uint64_t> first = run(options);
+        for (int round = 1; round < options.repeat && first; ++round) {
+            if (run(options) != first) {
+                throw std::runtime_error("the same seed has led to another trace");
+            }
         }
-        return works ? 0 : 1;
+        return first ? 0 : 1;
     } catch (const std::exception& failure) {
         std::cerr << "pdalink_simulation: " << failure.what() << std::endl;
         return 64;
