@@ -6,7 +6,6 @@
 #include "device/Channel.h"
 #include "device/ReceiveBuffer.h"
 #include "interface/pdalink.h"
-#include "node/HidrawNode.h"
 #include "tests/analysis/received/HandlerTable.h"
 #include "tests/analysis/transactions/Row.h"
 #include "util/Settings.h"
@@ -199,7 +198,9 @@ private:
 
     /// In reports of a size, the last of them padded.
     static void deliver(virtual_time::Time delay, const std::string& text, std::size_t size) {
-        for (const std::string& report : pdasim::cutIntoReports(text, size)) {
+        for (std::size_t at = 0; at < text.size(); at += size) {
+            std::string report = text.substr(at, size);
+            report.resize(size, '\0');
             deliverAfter(delay, {report});
         }
     }
