@@ -31,6 +31,8 @@ add_link_options(-Wl,-z,relro -Wl,-z,now)
 if(PDALINK_SANITIZE)
     add_compile_options(-fsanitize=${PDALINK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
     add_link_options(-fsanitize=${PDALINK_SANITIZE})
+    # clang sees more than g++ in the headers of others.
+    add_compile_options($<$<CXX_COMPILER_ID:Clang>:-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-ignorelist.txt>)
     # Their reports need lines, not variables. Their own code makes g++ see uninitialised values that are none.
     add_compile_options(-g1 $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-maybe-uninitialized>)
 elseif(CMAKE_BUILD_TYPE STREQUAL "Release")

@@ -3,7 +3,7 @@
 # address and undefined-behaviour sanitizers, those of its threads under the thread sanitizer.
 #
 # With --deep also: the slow tests, all tests under both sanitizers, the benchmarks, clang-tidy on the tests' own sources,
-# the library as it is released.
+# a minute of fuzzing, the library as it is released.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/common.sh
@@ -26,7 +26,7 @@ declare -A targets=() tests=()
 options=(-D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=16)
 checked=(simulator tools) # by clang-tidy, besides the library
 if $deep; then
-    checked+=(tests bench examples)
+    checked+=(tests fuzz bench examples)
 else
     # What is slow and seldom changes is left out.
     tests[release]="--exclude-regex ^(LargestFile|LongSimulation|Of/EveryAllocation|InstalledHeaders|SourceTree|CompilerSettings)\\."
@@ -73,6 +73,8 @@ for preset in "${presets[@]}"; do
     scripts/skips.py "$preset" "build/$preset/results.xml" scripts/permitted_skips.txt || failed=1
 done
 if $deep; then
+    step "fuzz"
+    scripts/fuzz.sh 60 || failed=1
     step "release"
     scripts/release.sh || failed=1
 fi

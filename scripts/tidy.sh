@@ -14,7 +14,7 @@ done
 
 check() {
     clang-tidy --quiet -p build/tidy --checks=-bugprone-suspicious-include \
-        --header-filter='/(interface|analysis|device|util|simulator|tests|bench|examples|tools)/.*\.(h|cpp)$' "$1" \
+        --header-filter='/(interface|analysis|device|util|simulator|tests|fuzz|bench|examples|tools)/.*\.(h|cpp)$' "$1" \
         2> >(grep -v ' warnings\? generated\.$' >&2)
 }
 export -f check

@@ -15,6 +15,7 @@
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -52,7 +53,7 @@ struct World {
     std::vector<Thread*> ready; ///< kept for its memory
 };
 
-// Never destroyed: threads and the library's own destructors run until the very end.
+// Not destroyed at the end of the process: threads and the library's own destructors run until the very end.
 World* g_world = nullptr;
 thread_local Thread* t_self = nullptr;
 
@@ -167,6 +168,11 @@ void begin(std::uint64_t seed) {
     t_self = &g_world->threads.emplace_back();
     t_self->handle = pthread_self();
     reseed(seed);
+}
+
+void end() {
+    t_self = nullptr;
+    delete std::exchange(g_world, nullptr);
 }
 
 void reseed(std::uint64_t seed) {

@@ -25,6 +25,9 @@ constexpr Time kNever = Time::max();
 /// are the replaced ones.
 void begin(std::uint64_t seed);
 
+/// All calls are the system's again. The calling thread has to be the only one that is left.
+void end();
+
 /// Decides anew which threads go on.
 void reseed(std::uint64_t seed);
 

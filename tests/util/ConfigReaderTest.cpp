@@ -104,6 +104,8 @@ TEST_F(ConfigReader, FailsWithoutARegularFileAndWithoutWaiting) {
     }
     alarm(0);
     EXPECT_EQ(ids(), "before1/before2");
+    EXPECT_FALSE(CGetConfigVal().GetprofileConfig(nullptr, &config()));
+    EXPECT_FALSE(CGetConfigVal().GetprofileConfig("/dev/null", nullptr));
 }
 
 // The thread sanitizer takes it for a race that another thread reads a number while it is given to a file.

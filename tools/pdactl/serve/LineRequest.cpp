@@ -6,6 +6,7 @@
 
 #include <QJsonDocument>
 
+#include <cmath>
 #include <exception>
 
 namespace pdactl {
@@ -28,6 +29,16 @@ QJsonObject parsed(const QByteArray& line) {
         throw Failure(BadUsage, "The line is not a JSON object.");
     }
     return document.object();
+}
+
+/// What the answer has to repeat as it is.
+QJsonValue idOf(const QJsonObject& request) {
+    constexpr double kMaxExact = 9007199254740991; // greater integers are rounded on their way
+    QJsonValue id = request.value("id");
+    if (std::abs(id.toDouble()) > kMaxExact) {
+        throw Failure(BadUsage, "id is a number that would come back rounded. Give it as a string.");
+    }
+    return id;
 }
 
 /// What the line asks for.
@@ -121,7 +132,7 @@ QJsonObject answerTo(const Host& host, const QByteArray& line, const Settings& s
     id = QJsonValue();
     try {
         const QJsonObject request = parsed(line);
-        id = request.value("id");
+        id = idOf(request);
         answer = documentOf(outcomeOf(host, request, settings));
     } catch (const Failure& reason) {
         answer = documentOf(reason.exitCode(), reason.what());
