@@ -27,8 +27,7 @@ void requireComplete(const Transaction& transaction, const Values& values) {
 
 } // namespace
 
-Host::Host(const Settings& settings)
-    : m_verbose(settings.verbose), m_application(m_argumentCount, m_arguments) {
+Host::Host(const Settings& settings) : m_settings(settings), m_application(m_argumentCount, m_arguments) {
 }
 
 std::string logDirectory() {

@@ -4,7 +4,7 @@
 # Fails when a line of the library is not reached and scripts/uncovered.txt does not say why.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source scripts/packages.sh
+source scripts/common.sh
 
 install_packages "${build_packages[@]}" "${test_packages[@]}" gcovr
 cmake --preset debug -B build/coverage --log-level=WARNING -D PDALINK_BENCH=OFF \

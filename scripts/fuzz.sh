@@ -6,7 +6,7 @@
 # build/fuzz/findings.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source scripts/packages.sh
+source scripts/common.sh
 
 seconds=${1-}
 all=$(cd fuzz/corpus && echo *)

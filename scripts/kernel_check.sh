@@ -58,7 +58,6 @@ make_root() {
     add_program "$place/unpacked/usr/sbin/usbip" bin/usbip
     add_program "$place/unpacked/usr/bin/usbreset" bin/usbreset
     add_program "$place/unpacked/bin/udevadm" bin/systemd-udevd # which it is under this name
-    install -D -m 644 packaging/70-pdalink.rules "$root/etc/udev/rules.d/70-pdalink.rules"
     # The library reads its ini from its own folder.
     mkdir -p "$root/pdalink"
     cp -L "$build"/lib/libpdalink.so.1 packaging/PDAConfigure.ini "$root/pdalink/"

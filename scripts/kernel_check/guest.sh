@@ -15,7 +15,7 @@ guest:x:1001:1001::/:/bin/sh' >/etc/passwd
 echo 'root:x:0:
 clerk:x:1000:
 guest:x:1001:
-plugdev:x:46:clerk' >/etc/group
+pdalink:x:46:clerk' >/etc/group
 chmod 1777 /tmp
 ifconfig lo 127.0.0.1 up
 depmod -a 2>/dev/null
