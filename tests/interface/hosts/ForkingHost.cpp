@@ -93,6 +93,7 @@ void requestOnBothSides(bool isLocked) {
     });
     if (isLocked) {
         symbol<int(void*)>("_ZN10cmutexlock6UnlockEv")(lock);
+        getInfo(); // the child's reply comes here, too, perhaps in the middle of this one's
     }
     *symbol<std::atomic<bool>>("g_isBufferCome") = false;
     report("child's status", std::to_string(status));

@@ -152,6 +152,7 @@ std::map<std::string, QJsonObject> all() {
     listened.append(failure);
     schemas["listen"] = anyOf("A line of pdactl listen --json", listened);
     schemas["doctor"] = anyOf("pdactl doctor --json", {findingsSchema(), failure});
+    schemas["udev-rule"] = anyOf("pdactl udev-rule --json", {object(members("rule:string")), failure});
     schemas["log"] = anyOf("pdactl log --json", {log::reportSchema(), failure});
     schemas["log-follow"] = anyOf("A line of pdactl log --follow --json", {log::exchangeSchema(), failure});
     return schemas;
