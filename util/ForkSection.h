@@ -12,8 +12,8 @@ public:
     ForkSection(const ForkSection&) = delete;
     ForkSection& operator=(const ForkSection&) = delete;
 
-    /// Before a fork: waits for all sections to end, but for 100 ms at most, because a host's own code may
-    /// run in one, as handler of Qt's messages.
+    /// Before a fork: waits for the sections of all other threads to end, but for 5 s at most, because a
+    /// host's own code may run in one, as handler of Qt's messages, and wait for the thread that forks.
     static void beforeFork();
     /// After a fork, in the parent.
     static void afterFork();
