@@ -22,22 +22,25 @@ def table(heading, outcomes, faults):
     names = [f"- {letter}: {', '.join(f'`{each}`' for each in subjects)}"
              for letter, subjects in zip(letters, columns.values())]
     rows = [f"| {fault} | {' | '.join(cells)} |" for fault, *cells in zip(faults, *columns) if any(cells)]
-    return "\n".join([f"\n## {heading}\n", *names, "", f"| | {' | '.join(letters)} |", "|---" * (len(letters) + 1) + "|",
-                      *rows, ""])
+    head = [f"| | {' | '.join(letters)} |", "|---" * (len(letters) + 1) + "|"]
+    return "\n".join([f"\n## {heading}\n", *names, "", *head, *rows, ""])
 
 
 page = pathlib.Path(sys.argv[2])
-result = subprocess.run([sys.argv[1], "--matrix"], check=True, stdout=subprocess.PIPE, encoding="utf-8")
+result = subprocess.run([sys.argv[1], "--matrix"], check=False, stdout=subprocess.PIPE, encoding="utf-8")
+if result.returncode != 0:
+    sys.exit(f"the simulation ended with {result.returncode}")
 kinds, titles = {}, {}
 for kind, subject, fault, outcome in (line.split("\t") for line in result.stdout.splitlines()):
     kinds.setdefault(kind, {}).setdefault(subject, []).append(outcome)
     titles[fault] = True
 expected = page.read_text(encoding="utf-8")
 front, _, rest = expected.partition(BEGIN)
-found = front + BEGIN + "".join(table(HEADINGS[kind], kinds[kind], titles) for kind in HEADINGS) + END + rest.partition(END)[2]
+tables = "".join(table(heading, kinds[kind], titles) for kind, heading in HEADINGS.items())
+found = front + BEGIN + tables + END + rest.partition(END)[2]
 if sys.argv[3:] == ["--update"]:
     page.write_text(found, encoding="utf-8")
     expected = found
 sys.stdout.writelines(difflib.unified_diff(expected.splitlines(True), found.splitlines(True), str(page), "this run"))
 if found != expected:
-    sys.exit(f"\nIf this is right: {' '.join(sys.argv)} --update")
+    sys.exit(f"\nIf this is right: {' '.join([sys.executable, *sys.argv])} --update")

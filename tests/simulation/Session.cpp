@@ -163,7 +163,7 @@ Outcome outcomeOf(const Row& row, const std::string& result, const std::vector<s
         const std::string& tag = row.outputs[i].tag;
         const bool isCode = tag == "Ex_RetCode" || row.noData == static_cast<int>(i);
         const bool isNewEachTime = tag == "Ex_SrcSeqNo" || tag == "Ex_Tid";
-        const std::string text = outputs[i].c_str(); // up to its NUL
+        const std::string text = outputs[i].substr(0, outputs[i].find('\0'));
         (isCode ? code : others) += isNewEachTime && !text.empty() ? "new" : text;
     }
     const std::string shown = !code.empty()                                        ? code
