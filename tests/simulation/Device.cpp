@@ -37,6 +37,13 @@ std::string garbage(int size, std::uint32_t seed) {
     return bytes;
 }
 
+/// A tag's value that nobody asked for: a long one, or one in which there is a result code.
+std::string noteOf(const Step& step) {
+    return step.fault == "large"
+               ? std::string(static_cast<std::size_t>(step.amount), 'x')
+               : "</Ex_Note><Ex_RetCode>" + std::to_string(step.amount) + "</Ex_RetCode><Ex_Note>";
+}
+
 using FaultTable = std::map<std::string, void (*)(pdasim::Fault& fault, const Step& step)>;
 
 const FaultTable& terminalFaults() {
@@ -51,6 +58,12 @@ const FaultTable& terminalFaults() {
          }},
         {"repeat", [](Fault& fault, const Step&) { fault.repeatReply(); }},
         {"garbage", [](Fault& fault, const Step& step) { fault.rawReply(garbage(step.amount, step.seed)); }},
+        {"nuls",
+         [](Fault& fault, const Step& step) {
+             fault.rawReply(std::string(static_cast<std::size_t>(step.amount), '\0'));
+         }},
+        {"large", [](Fault& fault, const Step& step) { fault.setTag("Ex_Note", noteOf(step)); }},
+        {"tagtwice", [](Fault& fault, const Step& step) { fault.setTag("Ex_Note", noteOf(step)); }},
         {"refuse", [](Fault& fault, const Step& step) { fault.refuse(std::to_string(step.amount)); }},
         {"writeerror", [](Fault& fault, const Step& step) { fault.refuseWrite(step.amount); }},
         {"shortwrite",
@@ -97,10 +110,11 @@ Device::Device() {
     state.tellers.registered = "4711";
     state.inventory.result.labels = {"B1", "B2"};
     state.inventory.result.confirmation = {"2", "李", "f", "r", "p", "m"};
-    state.locks.resize(2);
+    state.locks.resize(3);
     state.locks[0].id = "LOCK-1";
     state.locks[1].id = "LOCK-2";
     state.locks[1].label = "门";
+    state.locks[2].id = "lock-1";
     state.files.offered = {{1, "00ff"}, {2, std::string(6001, 'a')}};
     node().onWrite = [this](std::string_view bytes) { return written(bytes); };
     node().onCall = [this](std::string_view call, long result) {
@@ -129,8 +143,33 @@ void Device::take(const Step& step) {
     node().openingTime = step.fault == "slowopen" ? Milliseconds(step.amount) + kBetween : Time(0);
 }
 
-void Device::announce(const pdasim::Announcement& announcement, Time delay) {
-    send(m_terminal.announce(announcement, localTime()), virtual_time::now() + delay + kBetween);
+void Device::announce(pdasim::Announcement announcement, Time delay) {
+    if (m_step.fault == "large") {
+        announcement.with("Ex_Note", noteOf(m_step));
+    }
+    const std::string text = m_terminal.announce(announcement, localTime());
+    const Time at = virtual_time::now() + delay + kBetween;
+    const auto size = static_cast<std::size_t>(m_step.amount);
+    const std::map<std::string, std::vector<std::pair<std::string, Time>>> sent{
+        {"silence", {}},
+        {"late", {{text, at + Milliseconds(m_step.amount)}}},
+        {"wrongtype", {{std::string(text).replace(6, 4, std::to_string(10000 + m_step.amount), 1, 4), at}}},
+        {"pieces",
+         {{text.substr(0, text.size() / 2), at},
+          {text.substr(text.size() / 2), at + Milliseconds(37 * m_step.amount)}}},
+        {"repeat", {{text, at}, {text, at}}},
+        {"garbage", {{garbage(m_step.amount, m_step.seed), at}}},
+        {"nuls", {{std::string(size, '\0'), at}}},
+    };
+    failRead(at);
+    const auto found = sent.find(m_step.fault);
+    if (found == sent.end()) {
+        return send(text, at);
+    }
+    m_terminal.clearFaults(); // it has struck
+    for (const auto& [piece, time] : found->second) {
+        send(piece, time);
+    }
 }
 
 void Device::unplug() {
@@ -141,15 +180,19 @@ void Device::unplug() {
     }
 }
 
+void Device::failRead(Time before) {
+    if (m_step.fault == "readerror") {
+        later(before - kBetween / 2, [this, error = m_step.amount] { deliver({"", error}); });
+    }
+}
+
 NodeWrite Device::written(std::string_view bytes) {
     m_lastWritten = bytes;
     addToHash(bytes);
     m_terminal.allowSequenceGap(); // the numbers are checked with the rest of the message
     const pdasim::WriteOutcome outcome = m_terminal.handleWrite(bytes, localTime());
     const Time begin = virtual_time::now() + Milliseconds(m_step.delay) + kBetween;
-    if (m_step.fault == "readerror") {
-        later(begin - kBetween / 2, [this, error = m_step.amount] { deliver({"", error}); });
-    }
+    failRead(begin);
     for (const pdasim::TimedStep& step : outcome.steps) {
         const Time at = begin + step.after;
         if (const auto* const text = std::get_if<pdasim::SendText>(&step.step)) {

@@ -32,8 +32,8 @@ public:
     /// What the step's fault is from now on; without it everything goes well.
     void take(const Step& step);
 
-    /// Sends a message that the terminal starts, that much later.
-    void announce(const pdasim::Announcement& announcement, Time delay);
+    /// Sends a message that the terminal starts, that much later. A fault of answers is one of it too.
+    void announce(pdasim::Announcement announcement, Time delay);
 
     /// As soon as what it has sent is read.
     void unplug();
@@ -55,6 +55,8 @@ private:
     void begin();
     pdalink::test::NodeWrite written(std::string_view bytes);
     void send(const std::string& text, Time at);
+    /// Where that is the fault.
+    void failRead(Time before);
     void later(Time at, std::function<void()> action);
     void deliver(const pdalink::test::NodeInput& input);
 

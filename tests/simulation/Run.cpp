@@ -1,6 +1,5 @@
 #include "Run.h"
 
-#include "Session.h"
 #include "VirtualTime.h"
 
 #include <algorithm>
@@ -53,6 +52,9 @@ void stayOnThisCore() {
     try {
         for (const Step& step : steps) {
             session.run(step);
+            if (report.steps < report.outcomes.size()) {
+                report.outcomes[report.steps] = session.outcome();
+            }
             ++report.steps;
         }
     } catch (const std::exception& failure) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Steps.h"
+#include "Session.h"
 
 #include <array>
 #include <cstddef>
@@ -13,6 +13,7 @@ struct Report {
     std::uint64_t exchanges = 0;
     std::uint64_t hash = 0; ///< over all calls of the node, with their times, and all responses
     std::int64_t virtualSeconds = 0;
+    std::array<Outcome, 100> outcomes{}; ///< of the first steps
     bool hasFailed = false;
     std::array<char, 1000> failure{};
 };

@@ -66,6 +66,11 @@ std::vector<Value> drawInputs(const Row& row, const Step& step) {
     for (const Input& input : row.inputs) {
         const bool isNumber = std::holds_alternative<int>(input.sample);
         const bool isFile = input.key == "pCmdEx";
+        if (step.seed == 0) {
+            const bool isTooLong = step.fault == "toolong" && !isNumber;
+            inputs.push_back(isTooLong ? Value(drawText(random, step)) : input.sample);
+            continue;
+        }
         const int number = static_cast<int>(random() % 5) - 1;
         if (isNumber) {
             inputs.emplace_back(isFile ? 1 + (number + 1) % 3 : number * 715827882);
@@ -149,6 +154,27 @@ Answer callDirectly(const Row& row, const std::vector<Value>& inputs, std::size_
     return {result, arguments.written()};
 }
 
+/// Of outputs that are those of the call: that is checked.
+Outcome outcomeOf(const Row& row, const std::string& result, const std::vector<std::string>& outputs) {
+    Outcome outcome;
+    std::string code;
+    std::string others;
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        const std::string& tag = row.outputs[i].tag;
+        const bool isCode = tag == "Ex_RetCode" || row.noData == static_cast<int>(i);
+        const bool isNewEachTime = tag == "Ex_SrcSeqNo" || tag == "Ex_Tid";
+        const std::string text = outputs[i].substr(0, outputs[i].find('\0'));
+        (isCode ? code : others) += isNewEachTime && !text.empty() ? "new" : text;
+    }
+    const std::string shown = !code.empty()                                        ? code
+                              : others.find_first_not_of('0') != std::string::npos ? "values"
+                                                                                   : "empty";
+    const std::string all = row.outputs.empty() ? result : result + (result.empty() ? "" : " ") + shown;
+    std::snprintf(outcome.shown.data(), outcome.shown.size(), "%s", all.c_str());
+    outcome.values = std::hash<std::string>{}(others);
+    return outcome;
+}
+
 void pass(Time time) {
     virtual_time::waitUntil(virtual_time::now() + time, nullptr);
 }
@@ -221,6 +247,7 @@ void Session::checkAnswer(const Step& step, const Row& row, const std::vector<Va
     const std::vector<std::string> expectedOutputs =
         isJson ? std::vector<std::string>{responseOf(row, expected.outputs)} : expected.outputs;
     m_device.addToHash(result);
+    m_outcome = outcomeOf(row, isJson ? "" : std::to_string(result), expected.outputs);
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         expectEqual(isJson ? "response" : "output " + row.outputs[i].tag, outputs[i], expectedOutputs[i]);
         m_device.addToHash(outputs[i]);
@@ -235,10 +262,11 @@ void Session::handOver(const Step& step, const Handler& handler) {
     std::minstd_rand random(step.seed);
     pdasim::Announcement announcement = handler.announcement();
     for (const char* name : handler.tags) {
-        announcement.with(name, drawText(random, Step()));
+        announcement.with(name, step.seed == 0 ? "value" : drawText(random, Step()));
     }
     const bool works = mustWork(step) && m_model.isRunning();
     m_device.announce(announcement, 0ms);
+    m_outcome = {{"nothing"}};
     if (step.fault == "untaken") {
         return pass(200ms);
     }
@@ -253,6 +281,15 @@ void Session::handOver(const Step& step, const Handler& handler) {
         const int result = (CPDAXMLAnalysis().*handler.receive)(text.data());
         expectEqual("result", result, m_model.handle(handler, text));
         m_model.checkEnd();
+        const auto length = static_cast<std::size_t>(QString::fromStdString(text).size());
+        const auto stored = std::count_if(handler.tags.begin(), handler.tags.end(), [&](const char* name) {
+            return !valueIn(text, name, length).empty();
+        });
+        const bool isAll = static_cast<std::size_t>(stored) == handler.tags.size();
+        std::snprintf(m_outcome.shown.data(), m_outcome.shown.size(), "%d %s", result,
+                      isAll        ? "all"
+                      : stored > 0 ? "some"
+                                   : "none");
     }
 }
 

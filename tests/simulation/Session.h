@@ -2,6 +2,14 @@
 
 #include "Model.h"
 
+#include <array>
+
+/// What a host has seen of a call.
+struct Outcome {
+    std::array<char, 32> shown{}; ///< the result, of JSON the result code
+    std::size_t values = 0;       ///< a hash over all else
+};
+
 /// Carries steps out, in one process whose library is as it was loaded, and holds what comes of each against
 /// the model.
 class Session {
@@ -12,6 +20,7 @@ public:
     void run(const Step& step);
 
     const Device& device() const { return m_device; }
+    const Outcome& outcome() const { return m_outcome; }
 
 private:
     void call(const Step& step);
@@ -24,4 +33,5 @@ private:
 
     Device m_device;
     Model m_model;
+    Outcome m_outcome;
 };

@@ -10,7 +10,7 @@
 struct Step {
     std::string action;         ///< see actions()
     std::string fault = "none"; ///< see kFaults
-    std::uint32_t seed = 1;     ///< of the values that are passed, and of the order in which threads go on
+    std::uint32_t seed = 1;     ///< of the values passed (0: the samples), and of the order of threads
     int json = 0;               ///< 1: through PDA_CommonCall
     int amount = 0;             ///< what the fault is told
     int message = 1;            ///< of the call's messages, the first one that meets the fault
@@ -36,6 +36,9 @@ inline constexpr FaultRow kFaults[] = {
     {"pieces",          2,     9}, // the answer comes in so many pieces, with pauses that are too long
     {"repeat",          0,     0}, // the answer comes twice
     {"garbage",         0,   600}, // bytes instead of the answer
+    {"nuls",            1,   600}, // NULs instead of the answer
+    {"large",           0, 20000}, // bytes of a tag that nobody asked for
+    {"tagtwice",        0, 99999}, // there is a second result code, this one
     {"refuse",          1, 99999}, // the terminal's result code
     {"refusesecond",    1, 99999}, // the same, for every second message
     {"notag",           0,     9}, // the answer lacks a tag

@@ -1,5 +1,6 @@
-// pdalink_simulation [--seed N] [--calls N] [--repeat N] [--replay FILE] [--forget-shortening]
+// pdalink_simulation [--seed N] [--calls N] [--repeat N] [--replay FILE] [--forget-shortening] | --matrix
 
+#include "Matrix.h"
 #include "Run.h"
 #include "VirtualNode.h"
 
@@ -25,6 +26,7 @@ struct Options {
     std::size_t calls = 20000;
     int repeat = 1;
     std::string replay;
+    bool isMatrix = false;
     RunOptions run;
 };
 
@@ -55,10 +57,13 @@ private:
 };
 
 Options read(int argc, char** argv) {
-    static const option names[] = {
-        {"seed", required_argument, nullptr, 's'},        {"calls", required_argument, nullptr, 'c'},
-        {"repeat", required_argument, nullptr, 'n'},      {"replay", required_argument, nullptr, 'r'},
-        {"forget-shortening", no_argument, nullptr, 'f'}, {}};
+    static const option names[] = {{"seed", required_argument, nullptr, 's'},
+                                   {"calls", required_argument, nullptr, 'c'},
+                                   {"repeat", required_argument, nullptr, 'n'},
+                                   {"replay", required_argument, nullptr, 'r'},
+                                   {"forget-shortening", no_argument, nullptr, 'f'},
+                                   {"matrix", no_argument, nullptr, 'm'},
+                                   {}};
     Options options;
     for (int name = 0; (name = getopt_long(argc, argv, "", names, nullptr)) != -1;) {
         switch (name) {
@@ -76,6 +81,9 @@ Options read(int argc, char** argv) {
             break;
         case 'f':
             options.run.knowsShortening = false;
+            break;
+        case 'm':
+            options.isMatrix = true;
             break;
         default:
             throw std::invalid_argument("see CONTRIBUTING.md");
@@ -145,6 +153,10 @@ int main(int argc, char** argv) {
             options.calls = readSteps(options.replay).size();
         }
         const LibraryDirectory directory;
+        if (options.isMatrix) {
+            writeMatrix(std::cout);
+            return 0;
+        }
         const std::optional<std::uint64_t> first = run(options);
         for (int round = 1; round < options.repeat && first; ++round) {
             if (run(options) != first) {
