@@ -196,6 +196,8 @@ bool hasOnlyLines() {
     return true;
 }
 
+/// What is thrown ends the process: it must not come to the other tests.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 [[noreturn]] void runInChild(const SystemCall& call, const FailingCalls::Fault& fault,
                              Report& report) noexcept {
     alarm(60);
