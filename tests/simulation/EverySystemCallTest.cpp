@@ -233,7 +233,14 @@ bool survives(const SystemCall& call, const FailingCalls::Fault& fault) {
     return report.hasStruck;
 }
 
-class EverySystemCall : public testing::TestWithParam<SystemCall> {};
+class EverySystemCall : public testing::TestWithParam<SystemCall> {
+protected:
+    EverySystemCall() { directory(); } // here and not in each of the processes
+    ~EverySystemCall() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(directory(), ignored);
+    }
+};
 
 TEST_P(EverySystemCall, MayFailWithEveryError) {
     const SystemCall& call = GetParam();
@@ -248,7 +255,6 @@ TEST_P(EverySystemCall, MayFailWithEveryError) {
         runs += place;
     }
     RecordProperty("runs", runs);
-    std::filesystem::remove_all(directory());
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, EverySystemCall, testing::ValuesIn(kSystemCalls),
