@@ -29,10 +29,11 @@ void rest(int milliseconds) {
     poll(nullptr, 0, milliseconds);
 }
 
-/// Waits for input for a moment. Returns true when the node claims to have something to say.
+/// Waits for input for a moment. Returns true when the node claims to have something to say, or could not be
+/// waited for: without a rest the receiver would then take all of a core.
 bool waitForInput(int descriptor) {
     pollfd node{descriptor, POLLIN, 0};
-    return poll(&node, 1, kIdleWait) > 0;
+    return poll(&node, 1, kIdleWait) != 0;
 }
 
 void announce(const char* text) {

@@ -8,7 +8,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <new>
-#include <sched.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -29,17 +28,8 @@ void tell(Report& report, const char* failure) {
     std::snprintf(report.failure.data(), report.failure.size(), "%s", failure);
 }
 
-/// Threads that take turns lose time when they wake each other up on another core.
-void stayOnThisCore() {
-    cpu_set_t core;
-    CPU_ZERO(&core);
-    CPU_SET(static_cast<unsigned int>(sched_getcpu()), &core);
-    (void)sched_setaffinity(0, sizeof(core), &core);
-}
-
 [[noreturn]] void runInChild(const std::vector<Step>& steps, const RunOptions& options, Report& report) {
     alarm(kHanging);
-    stayOnThisCore();
     const int nowhere = open("/dev/null", O_WRONLY);
     dup2(nowhere, STDOUT_FILENO);
     if (options.isQuiet) {

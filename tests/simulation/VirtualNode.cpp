@@ -73,7 +73,8 @@ long VirtualNode::ended(const char* call, long result) {
 
 int VirtualNode::open() {
     virtual_time::waitUntil(virtual_time::now() + openingTime, nullptr);
-    const int error = m_isPlugged ? openingError : ENOENT;
+    const int failure = failureOf("open");
+    const int error = failure != 0 ? failure : m_isPlugged ? openingError : ENOENT;
     if (error != 0) {
         return static_cast<int>(ended("open", -error));
     }
@@ -86,6 +87,9 @@ int VirtualNode::open() {
 
 long VirtualNode::read(char* buffer, std::size_t size) {
     virtual_time::yield();
+    if (const int error = failureOf("read")) {
+        return ended("read", -error);
+    }
     if (m_inputs.empty()) {
         return ended("read", m_isHungUp ? -EIO : -EAGAIN);
     }
@@ -97,6 +101,9 @@ long VirtualNode::read(char* buffer, std::size_t size) {
 
 long VirtualNode::write(std::string_view bytes) {
     virtual_time::yield();
+    if (const int error = failureOf("write")) {
+        return ended("write", -error);
+    }
     if (m_isHungUp) {
         return ended("write", -ENODEV);
     }
@@ -109,6 +116,10 @@ long VirtualNode::write(std::string_view bytes) {
 }
 
 int VirtualNode::poll(pollfd& file, int timeout) {
+    if (const int error = failureOf("poll")) {
+        virtual_time::yield();
+        return static_cast<int>(ended("poll", -error));
+    }
     const auto news = [this, wanted = file.events] {
         return static_cast<short>((m_inputs.empty() ? 0 : POLLIN & wanted) |
                                   (m_isHungUp ? POLLERR | POLLHUP : 0));

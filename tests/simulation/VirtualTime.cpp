@@ -11,6 +11,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <random>
+#include <sched.h>
 #include <semaphore.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -155,6 +156,14 @@ void setTime(timespec& time, Time since) {
     time.tv_nsec = since.count() % std::nano::den;
 }
 
+/// Threads that take turns lose time when they wake each other up on another core.
+void stayOnThisCore() {
+    cpu_set_t core;
+    CPU_ZERO(&core);
+    CPU_SET(static_cast<unsigned int>(sched_getcpu()), &core);
+    (void)sched_setaffinity(0, sizeof(core), &core);
+}
+
 void sleepUntil(Time time) {
     pdalink::test::virtual_time::waitUntil(time, nullptr);
 }
@@ -167,6 +176,7 @@ void begin(std::uint64_t seed) {
     g_world = new World;
     t_self = &g_world->threads.emplace_back();
     t_self->handle = pthread_self();
+    stayOnThisCore();
     reseed(seed);
 }
 

@@ -1,0 +1,263 @@
+#include "Device.h"
+#include "FailingCalls.h"
+
+#include "analysis/PDAXMLAnalysis.h"
+#include "device/Channel.h"
+#include "device/HIDDevice.h"
+#include "interface/pdalink.h"
+#include "tests/support/ProcessFacts.h"
+#include "util/FileLog.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <new>
+#include <string>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
+
+// Every system call of a few exchanges fails with every error it can have, each in a process of its own.
+
+using namespace pdalink::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Which failures of a call an exchange may suffer from.
+enum class Needed { Never, Lastingly, Always };
+
+struct SystemCall {
+    const char* name;
+    std::vector<int> numbers; ///< none: the node's call of this name
+    Needed isNeeded;
+    std::vector<int> errors; ///< the first one also lasts
+};
+
+std::ostream& operator<<(std::ostream& out, const SystemCall& call) {
+    return out << call.name;
+}
+
+// clang-format off
+const SystemCall kSystemCalls[] = {
+    {"open", {}, Needed::Always, {EACCES, EBUSY, EINTR, EIO, EMFILE, ENFILE, ENODEV, ENOENT, ENOMEM, ENXIO, EPERM}},
+    {"read", {}, Needed::Lastingly, {EIO, EAGAIN, EINTR, ENODEV, ENOMEM, EFAULT, EINVAL, EBADF, EOVERFLOW}},
+    {"write", {}, Needed::Always, {EIO, EAGAIN, EINTR, EINVAL, ENODEV, ENOMEM, EPIPE, ETIMEDOUT, EPROTO, ESHUTDOWN, EBADF}},
+    {"poll", {}, Needed::Never, {ENOMEM, EINTR, EFAULT, EINVAL}},
+    {"pthread_create", {SYS_clone3}, Needed::Always, {EAGAIN, ENOMEM, EPERM, EINVAL}},
+    {"mmap", {SYS_mmap}, Needed::Always, {ENOMEM, EAGAIN, EPERM}},
+    {"open_file", {SYS_openat}, Needed::Always,
+     {EMFILE, EACCES, EAGAIN, EBUSY, EDQUOT, EEXIST, EFBIG, EINTR, EINVAL, EIO, EISDIR, ELOOP, ENAMETOOLONG,
+      ENFILE, ENODEV, ENOENT, ENOMEM, ENOSPC, ENOTDIR, ENXIO, EOPNOTSUPP, EOVERFLOW, EPERM, EROFS, ESTALE, ETXTBSY}},
+    {"read_file", {SYS_read, SYS_pread64}, Needed::Always, {EIO, EAGAIN, EBADF, EINTR, EINVAL, EISDIR, ENOMEM, ESTALE}},
+    {"write_file", {SYS_write}, Needed::Never,
+     {ENOSPC, EAGAIN, EBADF, EDQUOT, EFBIG, EINTR, EINVAL, EIO, ENOMEM, EPERM, EPIPE, EROFS, ESTALE}},
+    {"stat", {SYS_newfstatat, SYS_fstat}, Needed::Always,
+     {EIO, EACCES, EBADF, EINVAL, ELOOP, ENAMETOOLONG, ENOENT, ENOMEM, ENOTDIR, EOVERFLOW, ESTALE}},
+    {"rename", {SYS_rename}, Needed::Never,
+     {EACCES, EBUSY, EDQUOT, EINVAL, EIO, EISDIR, ELOOP, EMLINK, ENAMETOOLONG, ENOENT, ENOMEM, ENOSPC, ENOTDIR,
+      ENOTEMPTY, EPERM, EROFS, EXDEV}},
+    {"unlink", {SYS_unlink, SYS_rmdir}, Needed::Never, {EACCES, EBUSY, EIO, EISDIR, ENOENT, ENOMEM, ENOTDIR, EPERM, EROFS}},
+    {"mkdir", {SYS_mkdir}, Needed::Never,
+     {EACCES, EDQUOT, EEXIST, EIO, ELOOP, EMLINK, ENOENT, ENOMEM, ENOSPC, ENOTDIR, EPERM, EROFS}},
+    {"fcntl", {SYS_fcntl}, Needed::Never, {EBADF, EACCES, EAGAIN, EINTR, EINVAL, EMFILE}},
+    {"lseek", {SYS_lseek}, Needed::Never, {EIO, EBADF, EINVAL, ENXIO, EOVERFLOW, ESPIPE}},
+    {"close", {SYS_close}, Needed::Never, {EIO, EBADF, EDQUOT, EINTR, ENOSPC}},
+};
+// clang-format on
+
+/// What a process tells of itself.
+struct Report {
+    bool hasStruck = false;
+    std::array<char, 2000> failure{};
+};
+
+class Scenario {
+public:
+    Scenario(const SystemCall& call, const FailingCalls::Fault& fault, Report& report)
+        : m_isBearable(call.isNeeded == Needed::Never ||
+                       (call.isNeeded == Needed::Lastingly && !fault.isLasting)),
+          m_calls(call.numbers, fault),
+          m_report(report) {
+        m_device.take(Step());
+        node().failure = [this, &call](std::string_view name) {
+            return name == call.name ? m_calls.next() : 0;
+        };
+    }
+
+    void run() {
+        const int descriptors = descriptorCount();
+        m_calls.arm(true);
+        expectAnswer(kInformation);
+        expectAnswer(R"({"transCode":"600015","pdaNumber":"7","pCmdEx":1,"pInfoEx":"i","pFilePath":")" +
+                     std::string(3001, 'f') + "\"}"); // two packets
+        takeMessage();
+        stop();
+        m_calls.arm(false);
+        expect(descriptorCount() == descriptors, "descriptors are left open");
+        expect(isAnswered(call(kInformation)) || isAnswered(call(kInformation)), "the next calls fail");
+        stop();
+        expect(descriptorCount() == descriptors, "descriptors are left open in the end");
+        m_report.hasStruck = m_calls.hasStruck();
+    }
+
+    void expect(bool condition, const std::string& otherwise) {
+        if (!condition && m_report.failure[0] == '\0') {
+            otherwise.copy(m_report.failure.data(), m_report.failure.size() - 1);
+        }
+    }
+
+private:
+    static constexpr const char* kInformation = R"({"transCode":"600002"})";
+
+    bool mustWork() const { return m_isBearable || !m_calls.hasStruck(); }
+
+    /// The response; empty for one without an end or a result.
+    static std::string call(const std::string& request) {
+        std::array<char, 131072> response{};
+        int length = -1;
+        PDA_CommonCall(request.c_str(), static_cast<int>(request.size()), response.data(), &length);
+        const std::string text = response.data();
+        const bool isWhole = length == static_cast<int>(text.size()) && text.back() == '}';
+        const bool hasResult = isAnswered(text) || text.find(R"("pRetCode":"")") != std::string::npos ||
+                               text.find(R"("pRetCode":"000060")") != std::string::npos;
+        return isWhole && hasResult ? text : "";
+    }
+
+    static bool isAnswered(const std::string& response) {
+        return response.find(R"("pRetCode":"000000")") != std::string::npos;
+    }
+
+    void expectAnswer(const std::string& request) {
+        const std::string response = call(request);
+        expect(!response.empty(), "a response has no result");
+        expect(isAnswered(response) || !mustWork(), "response " + response);
+    }
+
+    void takeMessage() {
+        m_device.announce(pdasim::userNotice("ann"), 0ms);
+        std::string message = g_HIDDevice.getBuffer().toStdString();
+        expect(!message.empty() || !mustWork(), "the terminal's message is lost");
+        const bool isTaken = !message.empty() && CPDAXMLAnalysis().ReceiveRandomNumber(message.data()) == 0;
+        expect(isTaken || !mustWork(), "the terminal's message is not handled");
+    }
+
+    static void stop() {
+        pdalink::channel::close();
+        g_PDA_Log.Close();
+    }
+
+    const bool m_isBearable;
+    FailingCalls m_calls;
+    Report& m_report;
+    Device m_device;
+};
+
+const std::string& directory() {
+    static std::string path = testing::TempDir() + "pdalink-XXXXXX";
+    static const char* const made = mkdtemp(path.data());
+    return made != nullptr ? path : throw std::system_error(errno, std::generic_category(), path);
+}
+
+/// A configuration, and a log that is to be rotated soon.
+void makeFiles(bool hasLog) {
+    const std::string log = directory() + "/log";
+    std::filesystem::remove_all(directory());
+    std::filesystem::create_directories(hasLog ? log : directory());
+    std::ofstream(directory() + "/PDAConfigure.ini")
+        << "VID=" << VirtualNode::kVendor << "\nPID=" << VirtualNode::kProduct << "\n";
+    if (hasLog) {
+        std::ofstream(log + "/PDA.log").seekp(500 * 1024 - 1500) << '\n';
+    }
+}
+
+/// Whether every line of every log begins as lines do, with a time, and none is glued to another.
+bool hasOnlyLines() {
+    static const std::string time = "2026-01-0";
+    for (const auto& file : std::filesystem::directory_iterator(directory() + "/log")) {
+        std::ifstream lines(file.path());
+        std::string line;
+        while (std::getline(lines, line)) {
+            const bool isLine = line.rfind(time, 0) == 0 && line.find(time, 1) == std::string::npos;
+            if (!line.empty() && line[0] != '\0' && !isLine) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+/// What is thrown ends the process: it must not come to the other tests.
+// NOLINTNEXTLINE(bugprone-exception-escape)
+[[noreturn]] void runInChild(const SystemCall& call, const FailingCalls::Fault& fault,
+                             Report& report) noexcept {
+    alarm(60);
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    dup2(nowhere, STDOUT_FILENO);
+    dup2(nowhere, STDERR_FILENO);
+    makeFiles(std::strcmp(call.name, "mkdir") != 0);
+    setLibraryFile(directory() + "/libpdalink.so");
+    virtual_time::begin(1);
+    virtual_time::abortAfter(virtual_time::now() + 1h);
+    Scenario scenario(call, fault, report);
+    scenario.run();
+    scenario.expect(hasOnlyLines(), "a line of the log is torn");
+    _exit(0);
+}
+
+/// Returns false when there were not that many calls, or the process has not come to its end.
+bool survives(const SystemCall& call, const FailingCalls::Fault& fault) {
+    static auto* const shared =
+        mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    Report& report = *new (shared) Report;
+    const pid_t child = fork();
+    if (child == 0) {
+        runInChild(call, fault, report);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (status != 0 || report.failure[0] != '\0') {
+        ADD_FAILURE() << call.name << " number " << fault.place << " fails with "
+                      << strerrorname_np(fault.error) << (fault.isLasting ? ", as all later ones" : "")
+                      << ": wait status " << status << ", " << report.failure.data();
+    }
+    return report.hasStruck;
+}
+
+class EverySystemCall : public testing::TestWithParam<SystemCall> {
+protected:
+    EverySystemCall() { directory(); } // here and not in each of the processes
+    ~EverySystemCall() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(directory(), ignored);
+    }
+};
+
+TEST_P(EverySystemCall, MayFailWithEveryError) {
+    const SystemCall& call = GetParam();
+    int runs = 0;
+    for (std::size_t i = 0; i <= call.errors.size(); ++i) {
+        const bool isLasting = i == call.errors.size();
+        int place = 1;
+        while (survives(call, {place, call.errors[isLasting ? 0 : i], isLasting})) {
+            ++place;
+        }
+        EXPECT_GT(place, 1) << "no call was seen";
+        runs += place;
+    }
+    RecordProperty("runs", runs);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, EverySystemCall, testing::ValuesIn(kSystemCalls),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+} // namespace
