@@ -59,7 +59,7 @@ protected:
     void expectLittleMemory() const {
         const std::string status = readFile("/proc/" + std::to_string(m_pdactl->process()) + "/status");
         const long kilobytes = std::stol(status.substr(status.find("VmHWM:") + 6));
-        EXPECT_TRUE(PDALINK_IS_SANITIZED || kilobytes < 100 * 1024) << kilobytes;
+        EXPECT_TRUE(PDALINK_IS_SANITIZED || kilobytes < 102400) << kilobytes;
     }
 
     static std::string text(const QJsonObject& object, const char* name) {
@@ -299,12 +299,9 @@ TEST_F(ServeTest, ServesOthersWhenAClientGoesOrDoesNotRead) {
         (void)hasty.send("{\"transCode\":\"600002\"}\n{\"transCode\":\"600002\"}\n{\"transC");
     }
     const SocketClient silent(socket());
-    for (int i = 0; i < 40 && server.errors().find("does not read") == std::string::npos; ++i) {
-        std::string lines;
-        for (int line = 0; line < 20000; ++line) {
-            lines += "x\n";
-        }
-        (void)silent.send(lines);
+    const std::string line = "{\"id\":\"" + std::string(65536, 'x') + "\"}\n"; // the answer repeats the id
+    for (int i = 0; i < 1000 && server.errors().find("does not read") == std::string::npos; ++i) {
+        (void)silent.send(line);
     }
     EXPECT_TRUE(server.complains("a client that does not read is given up"));
     EXPECT_EQ(ask(patient, R"({"id":1,"transCode":"600002"})").value("id").toInt(), 1);
