@@ -299,7 +299,7 @@ TEST_F(ServeTest, ServesOthersWhenAClientGoesOrDoesNotRead) {
         (void)hasty.send("{\"transCode\":\"600002\"}\n{\"transCode\":\"600002\"}\n{\"transC");
     }
     const SocketClient silent(socket());
-    const std::string line = "{\"id\":\"" + std::string(65536, 'x') + "\"}\n"; // the answer repeats the id
+    const std::string line = R"({"id":")" + std::string(65536, 'x') + "\"}\n"; // the answer repeats the id
     for (int i = 0; i < 1000 && server.errors().find("does not read") == std::string::npos; ++i) {
         (void)silent.send(line);
     }
