@@ -22,10 +22,6 @@ sysroot_packages=(
 excluded='^(Installed(Tree|Headers)|SourceTree|CompilerSettings|Layering|Scripts|LargestFile|Of/EveryAllocation)\.'
 excluded+='|^pdasim\.ScenariosKeepToTheirSchema|^Completion\.IsInstalledByACrossBuild'
 excluded+='|^Docs\.|^Documents\.|^HostGuide\.TableOfRequests|^(Python|Java)Binding\.'
-# The emulator's child waits for ever for a lock of the emulator's own that another thread held at the fork.
-excluded+='|^Fork\.WhileAnotherThreadCallsBlocksNoChild'
-# The emulator takes longer over hundreds of thousands of refusals than the test waits for the end of them.
-excluded+='|^ServeTest\.ServesOthersWhenAClientGoesOrDoesNotRead'
 
 fail() {
     echo "scripts/test_arm64.sh: $*" >&2
