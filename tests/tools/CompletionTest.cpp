@@ -66,7 +66,8 @@ TEST(CompletionTest, OffersCodesAndTheirMembers) {
 }
 
 TEST(CompletionTest, OffersTheNamesOfSchemas) {
-    EXPECT_THAT(offered({"schema", ""}), SizeIs(2 * 19 + 9));
+    EXPECT_THAT(offered({"schema", ""}),
+                AllOf(Contains("request-600001"), Contains("response-600019"), Contains("udev-rule")));
     EXPECT_THAT(offered({"schema", "serve-"}), ElementsAre("serve-answer", "serve-event", "serve-request"));
 }
 
