@@ -1,4 +1,4 @@
-#include "LibraryDirectory.h"
+#include "FuzzedLibrary.h"
 
 #include "analysis/Lists.h"
 #include "analysis/ResultStores.h"
@@ -51,9 +51,7 @@ public:
 
 private:
     static void writeIni(const std::string& more) {
-        const std::string ids =
-            std::string("VID=") + VirtualNode::kVendor + "\nPID=" + VirtualNode::kProduct + "\n";
-        fuzz::libraryDirectory().writeIni(ids + more);
+        fuzz::libraryDirectory().writeIni(VirtualNode::ini() + more);
     }
 
     /// What a host does; false for what it does not.

@@ -1,4 +1,4 @@
-#include "LibraryDirectory.h"
+#include "FuzzedLibrary.h"
 
 #include "util/LockConfig.h"
 #include "util/Settings.h"
@@ -71,7 +71,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (meaning.endsProcess) {
         return 0;
     }
-    const fuzz::LibraryDirectory& directory = fuzz::libraryDirectory();
+    const pdalink::test::LibraryDirectory& directory = fuzz::libraryDirectory();
     directory.writeIni(text);
     CParamConfig config{};
     fuzz::require(CGetConfigVal().GetprofileConfig(directory.ini().c_str(), &config),

@@ -173,8 +173,7 @@ void makeFiles(bool hasLog) {
     const std::string log = directory() + "/log";
     std::filesystem::remove_all(directory());
     std::filesystem::create_directories(hasLog ? log : directory());
-    std::ofstream(directory() + "/PDAConfigure.ini")
-        << "VID=" << VirtualNode::kVendor << "\nPID=" << VirtualNode::kProduct << "\n";
+    std::ofstream(directory() + "/PDAConfigure.ini") << VirtualNode::ini();
     if (hasLog) {
         std::ofstream(log + "/PDA.log").seekp(500 * 1024 - 1500) << '\n';
     }

@@ -21,8 +21,7 @@ class VirtualCallsTest : public testing::Test {
 protected:
     VirtualCallsTest() {
         const std::string directory = std::getenv(kScratchDirectoryVariable);
-        std::ofstream(directory + "/PDAConfigure.ini")
-            << "VID=" << VirtualNode::kVendor << "\nPID=" << VirtualNode::kProduct << "\n";
+        std::ofstream(directory + "/PDAConfigure.ini") << VirtualNode::ini();
         setLibraryFile(directory + "/libpdalink.so");
         virtual_time::begin(1);
         m_begin = virtual_time::now();

@@ -60,6 +60,8 @@ public:
     static constexpr const char* kPath = "/dev/hidraw1";
     static constexpr const char* kVendor = "1fc9";
     static constexpr const char* kProduct = "0081";
+    /// The configuration by which the library finds it.
+    static std::string ini() { return std::string("VID=") + kVendor + "\nPID=" + kProduct + "\n"; }
 
     int failureOf(std::string_view call) const { return failure ? failure(call) : 0; }
     bool isDescriptor(int descriptor) const { return m_descriptor >= 0 && descriptor == m_descriptor; }

@@ -1,21 +1,18 @@
 // pdalink_simulation [--seed N] [--calls N] [--repeat N] [--replay FILE] [--forget-shortening] | --matrix
 
+#include "LibraryDirectory.h"
 #include "Matrix.h"
 #include "Run.h"
-#include "VirtualNode.h"
 
 #include <QtGlobal>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <getopt.h>
 #include <iostream>
 #include <optional>
 #include <stdexcept>
-#include <unistd.h>
 
 namespace {
 
@@ -25,36 +22,24 @@ struct Options {
     std::uint64_t seed = 1;
     std::size_t calls = 20000;
     int repeat = 1;
-    std::string replay;
+    std::vector<Step> replayed; ///< instead of steps that are drawn
     bool isMatrix = false;
     RunOptions run;
 };
 
-/// A directory for the library, in memory, that is gone in the end.
-class LibraryDirectory {
-public:
-    LibraryDirectory() {
-        std::string name = (std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp") +
-                           std::string("/pdalink-XXXXXX");
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("no directory for the log");
+std::vector<Step> readSteps(const std::string& path) {
+    std::ifstream file(path);
+    if (!file) {
+        throw std::invalid_argument("cannot read " + path);
+    }
+    std::vector<Step> steps;
+    for (std::string line; std::getline(file, line);) {
+        if (!line.empty() && line.front() != '#') {
+            steps.push_back(stepOf(line));
         }
-        m_path = name;
-        using pdalink::test::VirtualNode;
-        std::ofstream(m_path / "PDAConfigure.ini")
-            << "VID=" << VirtualNode::kVendor << "\nPID=" << VirtualNode::kProduct << "\n";
-        pdalink::test::setLibraryFile(m_path / "libpdalink.so");
     }
-    ~LibraryDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    LibraryDirectory(const LibraryDirectory&) = delete;
-    LibraryDirectory& operator=(const LibraryDirectory&) = delete;
-
-private:
-    std::filesystem::path m_path;
-};
+    return steps;
+}
 
 Options read(int argc, char** argv) {
     static const option names[] = {{"seed", required_argument, nullptr, 's'},
@@ -77,7 +62,8 @@ Options read(int argc, char** argv) {
             options.repeat = std::stoi(optarg);
             break;
         case 'r':
-            options.replay = optarg;
+            options.replayed = readSteps(optarg);
+            options.calls = options.replayed.size();
             break;
         case 'f':
             options.run.knowsShortening = false;
@@ -90,20 +76,6 @@ Options read(int argc, char** argv) {
         }
     }
     return options;
-}
-
-std::vector<Step> readSteps(const std::string& path) {
-    std::ifstream file(path);
-    if (!file) {
-        throw std::invalid_argument("cannot read " + path);
-    }
-    std::vector<Step> steps;
-    for (std::string line; std::getline(file, line);) {
-        if (!line.empty() && line.front() != '#') {
-            steps.push_back(stepOf(line));
-        }
-    }
-    return steps;
 }
 
 void tellFailure(const std::vector<Step>& steps, const RunOptions& options, std::size_t callsBefore) {
@@ -123,11 +95,12 @@ std::optional<std::uint64_t> run(const Options& options) {
     std::uint64_t hash = options.seed;
     std::uint64_t exchanges = 0;
     std::int64_t seconds = 0;
-    for (std::size_t done = 0; done < options.calls; done += kCallsInProcess) {
-        const std::size_t count = std::min(kCallsInProcess, options.calls - done);
-        const std::vector<Step> steps = options.replay.empty()
-                                            ? drawSteps(options.seed * 1000003 + done, count)
-                                            : readSteps(options.replay);
+    std::vector<Step> steps = options.replayed;
+    for (std::size_t done = 0; done < options.calls; done += steps.size()) {
+        if (options.replayed.empty()) {
+            const std::size_t count = std::min(kCallsInProcess, options.calls - done);
+            steps = drawSteps(options.seed * 1000003 + done, count);
+        }
         const Report report = runSteps(steps, options.run);
         if (report.hasFailed) {
             tellFailure(steps, options.run, done);
@@ -148,11 +121,8 @@ int main(int argc, char** argv) {
     try {
         setenv("TZ", "UTC", 1);
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
-        Options options = read(argc, argv);
-        if (!options.replay.empty()) {
-            options.calls = readSteps(options.replay).size();
-        }
-        const LibraryDirectory directory;
+        const Options options = read(argc, argv);
+        const pdalink::test::LibraryDirectory directory;
         if (options.isMatrix) {
             writeMatrix(std::cout);
             return 0;
