@@ -2,7 +2,6 @@
 
 exchanges.py PDACTL PDASIM LIBRARY INI PAGE [--update]: with --update the page is written anew.
 """
-import difflib
 import json
 import os
 import pathlib
@@ -11,6 +10,8 @@ import shutil
 import subprocess
 import sys
 import tempfile
+
+import page
 
 FILE_DIGITS = b"Opening hours: 8 to 18\n".hex()
 SCENARIO = {"name": "Examples", "locks": [{"id": "LOCK-1", "label": "Van"}], "files": [{"command": 7, "hex": FILE_DIGITS}]}
@@ -134,19 +135,13 @@ def run(pdactl, pdasim, library, ini):
                               env=os.environ | {"LD_LIBRARY_PATH": folder}) as serving:
             control = [pdasim, "ctl", "--control", f"{folder}/socket"]
             log = pathlib.Path(folder, "log/PDA.log")
-            page = INTRODUCTION + "".join(
+            written = INTRODUCTION + "".join(
                 f"\n## {heading}\n" + "".join(shown(carried_out(step, serving, control, log)) for step in steps)
                 for heading, steps in STEPS.items())
             serving.stdin.close()
             if serving.stdout.read() or serving.wait() != 0:
                 sys.exit(f"pdasim ended with {serving.returncode}, or more was said than asked for")
-        return page
+        return written
 
 
-page = pathlib.Path(sys.argv[5])
-found = run(*sys.argv[1:5])
-if sys.argv[6:] == ["--update"]:
-    page.write_text(found, encoding="utf-8")
-expected = page.read_text(encoding="utf-8")
-sys.stdout.writelines(difflib.unified_diff(expected.splitlines(True), found.splitlines(True), str(page), "this run"))
-sys.exit(found != expected)
+page.settle(pathlib.Path(sys.argv[5]), run(*sys.argv[1:5]))

@@ -1,7 +1,6 @@
-#!/usr/bin/env python3
-"""Writes the table of requests in the host guide, from pdactl's schemas: request_table.py PDACTL GUIDE [--check]
+"""Compares the table of requests in docs/host-guide.md with pdactl's schemas.
 
-With --check it writes nothing, and exits with 1 when the page has another table.
+requests.py PDACTL PAGE [--update]: with --update the table is written anew.
 """
 
 import json
@@ -9,6 +8,8 @@ import pathlib
 import re
 import subprocess
 import sys
+
+import page
 
 HEAD = "| transCode | What it does | Request members | Response members |\n|---|---|---|---|\n"
 PARTIES = [f"p{party}{name}" for party in "ABC" for name in ("Login", "Name", "FigData", "Rnd", "Pwd", "MacChkVal")]
@@ -32,9 +33,7 @@ table = HEAD + "".join(
     f"| `{code}` | {schemas['request-' + code]['title']} | {cell(schemas['request-' + code])}"
     f" | {cell(schemas['response-' + code])} |\n" for code in codes)
 guide = pathlib.Path(sys.argv[2])
-page = guide.read_text(encoding="utf-8")
-new, count = re.subn(re.escape(HEAD) + r"(\|.*\n)*", lambda _: table, page)
-if count != 1 or ("--check" in sys.argv and new != page):
-    sys.exit(f"The table of requests in {guide} does not follow pdactl's schemas: run scripts/request_table.py")
-if new != page:
-    guide.write_text(new, encoding="utf-8")
+found, count = re.subn(re.escape(HEAD) + r"(\|.*\n)*", lambda _: table, guide.read_text(encoding="utf-8"))
+if count != 1:
+    sys.exit(f"no table of requests in {guide}")
+page.settle(guide, found)
