@@ -51,6 +51,16 @@ install_packages() {
 # Says what comes now, and how long the script has run.
 step() { printf '\n== %d:%02d %s\n' $((SECONDS / 60)) $((SECONDS % 60)) "$*"; }
 
+# Starts the script once more, with the arguments given, where all mounts are its own and end with it.
+with_own_mounts() {
+    [ -z "${PDALINK_OWN_MOUNTS-}" ] || return 0
+    unshare --mount true || {
+        echo "$0: this system permits no mounts, as in most containers" >&2
+        exit 1
+    }
+    PDALINK_OWN_MOUNTS=yes exec unshare --mount "scripts/$(basename "$0")" "$@"
+}
+
 # The processors of Debian's architectures.
 declare -A machines=([amd64]=x86_64 [arm64]=aarch64)
 

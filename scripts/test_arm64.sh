@@ -41,11 +41,7 @@ mount_root() {
 
 [ "$(dpkg --print-architecture)" != arm64 ] || fail "this is such a machine: run scripts/test.sh"
 [ "$(id -u)" -eq 0 ] || fail "run it as root, because it mounts a root folder and registers an emulator with the kernel"
-# All mounts are this script's own, and end with it.
-if [ -z "${PDALINK_OWN_MOUNTS-}" ]; then
-    unshare --mount true || fail "this system permits no mounts, as in most containers"
-    PDALINK_OWN_MOUNTS=yes exec unshare --mount "$0" "$@"
-fi
+with_own_mounts "$@"
 
 install_packages "${build_packages[@]}" "${release_packages[@]}" python3
 step "Debian for Arm"

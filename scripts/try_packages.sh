@@ -7,8 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/common.sh
 
-# All mounts are this script's own, and end with it.
-[ -n "${PDALINK_OWN_MOUNTS-}" ] || PDALINK_OWN_MOUNTS=yes exec unshare --mount "$0" "$@"
+with_own_mounts "$@"
 architecture=$1
 shift
 root=$(mktemp -d)
