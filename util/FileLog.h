@@ -50,7 +50,7 @@ public:
     bool AddLog(long level, const char* text);
 
     /// Formats as printf does and writes the result as AddLog does. The result may have 102399 bytes at most:
-    /// a longer one ends the process with abort(). Text of unknown length belongs into AddLog. Also returns
+    /// a longer one makes the process abort. Text of unknown length belongs into AddLog. Also returns
     /// false when there is no memory for the result.
     bool AddLogEx(long level, const char* format, ...) __attribute__((format(printf, 3, 4)));
 

@@ -78,7 +78,7 @@ std::string takeText(gchar* text) {
     return result;
 }
 
-/// umockdev ends the process when it cannot make its folder.
+/// umockdev makes the process abort when it cannot make its folder.
 void checkTemporaryFolder() {
     const char* folder = g_get_tmp_dir();
     if (::access(folder, W_OK | X_OK) != 0) {

@@ -195,7 +195,7 @@ bool hasOnlyLines() {
     return true;
 }
 
-/// What is thrown ends the process: it must not come to the other tests.
+/// What is thrown makes the process abort: it must not come to the other tests.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 [[noreturn]] void runInChild(const SystemCall& call, const FailingCalls::Fault& fault,
                              Report& report) noexcept {

@@ -43,7 +43,7 @@ protected:
         return onlyDocument(client.read(1)).object();
     }
 
-    /// A device that looks to pdactl as it should, and makes the library end the process.
+    /// A device that looks to pdactl as it should, and makes the library exit.
     void addDeadlyDevice() {
         namespace fs = std::filesystem;
         pdasim::TestBed& testBed = terminal().testBed();

@@ -82,7 +82,7 @@ TEST_F(LogLine, FormattedBeyond102399CharactersEndsTheProcess) {
 class FullDisk {
 public:
     explicit FullDisk(rlim_t bytes) {
-        std::signal(SIGXFSZ, SIG_IGN); // NOLINT(cert-err33-c): the call that would end the process then fails
+        std::signal(SIGXFSZ, SIG_IGN); // NOLINT(cert-err33-c): what would kill the process fails then
         getrlimit(RLIMIT_FSIZE, &m_before);
         const rlimit limit{bytes, m_before.rlim_max};
         setrlimit(RLIMIT_FSIZE, &limit);
