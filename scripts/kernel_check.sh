@@ -14,6 +14,7 @@ build=$(realpath "${1:-build/release}")
 shift $(($# > 0))
 place=build/kernel-check
 root=$place/root
+packages=(busybox-static usbip usbutils udev)
 modules=(
     drivers/hid/{hid.ko,hid-generic.ko,usbhid}
     drivers/usb/{common,core,usbip}
@@ -21,15 +22,17 @@ modules=(
     fs/configfs
 )
 
-# The newest kernel of the distribution, a shell, and the stock tool; unpacked, not installed.
+# The newest kernel of the distribution and these packages; unpacked, not installed.
 fetch() {
     local kernel
+    rm -rf "$place"
     kernel=$(apt-cache depends linux-image-amd64 | sed -n 's/.*Depends: \(linux-image-6[^ ]*\)/\1/p')
     mkdir -p "$place/packages"
-    (cd "$place/packages" && apt-get -qq download "$kernel" busybox-static usbip usbutils udev 2>/dev/null)
+    (cd "$place/packages" && apt-get -qq download "$kernel" "${packages[@]}" 2>/dev/null)
     for package in "$place"/packages/*.deb; do
         dpkg -x "$package" "$place/unpacked"
     done
+    echo "${packages[@]}" >"$place/fetched"
 }
 
 # A program and the libraries that it is linked with, at the same paths.
@@ -79,7 +82,7 @@ boot() {
 
 step "packages"
 install_packages qemu-system-x86
-[ -d "$place/unpacked/boot" ] || fetch
+[ "$(cat "$place/fetched" 2>/dev/null)" = "${packages[*]}" ] || fetch
 step "the guest's files"
 make_root
 step "the guest"

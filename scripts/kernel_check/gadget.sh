@@ -50,13 +50,42 @@ pdasim gadget --script --remove | sh
 check_soon 'it goes' '' nodes
 
 # A board on which nobody serves takes a few messages, and then no more: the kernel gives the write up after five seconds.
+not_written='response  {"pBleVersion":"","pPDAVersion":"","pRetCode":"","pSN":"","transCode":"600002"}'
+not_answered=$(echo "$not_written" | sed 's/"pRetCode":""/"pRetCode":"000060"/')
 sh /tmp/one.sh >/dev/null
 check_soon 'a board on which nobody serves' /dev/hidraw0 nodes
 set --
 for each in 1 2 3 4 5 6; do set -- "$@" '{"transCode":"600002"}'; done
 first_call "$@" 2>/dev/null | grep '^response' >/tmp/responses
-check 'does not reply to the first message' 'response  {"pBleVersion":"","pPDAVersion":"","pRetCode":"000060","pSN":"","transCode":"600002"}' \
-    "$(head -n 1 /tmp/responses)"
-check 'and does not take the last one' 'response  {"pBleVersion":"","pPDAVersion":"","pRetCode":"","pSN":"","transCode":"600002"}' \
-    "$(tail -n 1 /tmp/responses)"
+check 'does not reply to the first message' "$not_answered" "$(head -n 1 /tmp/responses)"
+check 'and does not take the last one' "$not_written" "$(tail -n 1 /tmp/responses)"
 pdasim gadget --script --remove | sh
+check_soon 'it goes' '' nodes
+
+# The same board goes while a write waits.
+taken=$(grep -c 000060 /tmp/responses)
+sh /tmp/one.sh >/dev/null
+check_soon 'it is back' /dev/hidraw0 nodes
+start_host
+for each in $(seq "$taken"); do request '"transCode":"600002"'; done
+check 'takes as many messages as before' 5_000060 "$reply"
+begin=$(cut -d. -f1 /proc/uptime)
+(sleep 2 && pdasim gadget --script --remove | sh) &
+request '"transCode":"600002"'
+waited=$(($(cut -d. -f1 /proc/uptime) - begin))
+check 'and the write that waits fails when it goes' '4_, at once' "$reply, $([ $waited -lt 4 ] && echo at once || echo $waited s)"
+check_soon 'it is gone' '' nodes
+end_host
+
+# A terminal that stalls: the kernel is told to send messages as control requests, which it does not take.
+modprobe -r usbhid
+modprobe usbhid quirks=0x1209:0x0001:0x40000
+start pdasim gadget
+check_soon 'a terminal that stalls' /dev/hidraw0 nodes
+check 'takes no message' "$not_written" "$(ask)"
+end
+modprobe -r usbhid
+modprobe usbhid
+start pdasim gadget
+check_soon 'one that does not' "$answer" ask
+end
