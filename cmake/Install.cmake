@@ -21,8 +21,9 @@ install(FILES ${PROJECT_BINARY_DIR}/pdalinkConfig.cmake ${PROJECT_BINARY_DIR}/pd
 install(EXPORT pdalinkTargets NAMESPACE pdalink:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/pdalink)
 install(FILES packaging/PDAConfigure.ini packaging/70-pdalink.rules packaging/pdalink-host.service
     DESTINATION ${CMAKE_INSTALL_DATADIR}/pdalink)
-install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
+# Where links between them lead to the right place.
+install(FILES CHANGELOG.md README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR}
     FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE PATTERN architecture.md EXCLUDE)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN CMakeLists.txt EXCLUDE)
 install(DIRECTORY bindings DESTINATION ${CMAKE_INSTALL_DATADIR}/pdalink COMPONENT bindings
