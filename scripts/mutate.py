@@ -1,12 +1,16 @@
 #!/usr/bin/env python3
-"""Puts one fault after the other into a copy of the sources and runs the tests: mutate.py [--check] [WORD]
+"""Puts one fault after the other into a copy of the sources and runs the tests.
 
-The faults are in tests/mutants; with WORD only those whose line has it. Prints what became of each. Exits with 1 when
-a fault was not noticed, or when the sources have no place for it any more; with --check nothing else is looked at.
+The faults are those of tests/mutants, or drawn ones: one operator, number or statement of the library changed. Prints
+what became of each. Exits with 1 when a fault was not noticed, or when the sources have no place for it any more.
 """
 
+import argparse
+import itertools
 import os
 import pathlib
+import random
+import re
 import subprocess
 import sys
 import typing
@@ -17,6 +21,13 @@ BUILD = ROOT / "build/mutants/build"
 LIBRARY = (["tests/util/all", "tests/device/all", "tests/analysis/all", "tests/interface/all", "tests/simulation/all"],
            "library|threads")
 PROGRAMS = (["all"], "programs")
+MAX_TIME = 900  # s
+# What is drawn: a pattern in a line of the library, and what takes its place.
+CHANGES = [(re.compile(pattern), new) for pattern, new in (
+    (" == ", " != "), (" != ", " == "), (" < ", " <= "), (" <= ", " < "), (" > ", " >= "), (" >= ", " > "),
+    (" && ", " || "), (r" \|\| ", " && "), (r"\(!", "("), (r"if \((?!!)", "if (!"), (r" \+ 1\b", ""), (r" - 1\b", ""),
+    (r"\btrue\b", "false"), (r"\bfalse\b", "true"), (r"(?<=[ (])\d+\b", lambda number: str(int(number[0]) + 1)),
+    (r"^ +[\w:.>-]+\(.*\);$", ""), (r"^ +\w[\w.>-]* = .*;$", ""))]
 
 
 class Fault(typing.NamedTuple):
@@ -32,15 +43,40 @@ class Fault(typing.NamedTuple):
         return (root / self.path).read_text(encoding="utf-8").count(self.old) == 1
 
 
-def faults(word):
+def tabled(word):
     for table in sorted((ROOT / "tests/mutants").glob("*.tsv")):
         for line in table.read_text(encoding="utf-8").splitlines():
             if not line.startswith("#") and word in line:
                 yield Fault(*(column.replace("\\n", "\n") for column in line.split("\t")))
 
 
+def drawn(count, seed):
+    """Faults that the seed decides, of all that there can be in the library's sources."""
+    possible = []
+    for path in sorted(itertools.chain.from_iterable(
+            (ROOT / folder).glob("*.cpp") for folder in ("util", "device", "analysis", "interface"))):
+        text = path.read_text(encoding="utf-8")
+        lines = text.splitlines()
+        for before, line in zip(lines, lines[1:]):
+            old = f"{before}\n{line}\n"
+            if text.count(old) > 1 or re.search(r'^\s*(//|#|static_assert)|"', line):
+                continue
+            possible += [Fault(str(path.relative_to(ROOT)), old, f"{before}\n{line[:place.start()]}"
+                               f"{place.expand(new) if isinstance(new, str) else new(place)}{line[place.end():]}\n")
+                         for pattern, new in CHANGES for place in pattern.finditer(line)]
+    return random.Random(seed).sample(possible, min(count, len(possible)))
+
+
 def succeeds(*command):
-    return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False).returncode == 0
+    try:
+        return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False,
+                              timeout=MAX_TIME).returncode == 0
+    except subprocess.TimeoutExpired:
+        return False
+
+
+def build(*targets):
+    return succeeds("cmake", "--build", BUILD, "--target", *targets, "--", "--quiet")
 
 
 def prepare():
@@ -71,7 +107,12 @@ def outcome(fault):
     text = source.read_text(encoding="utf-8")
     source.write_text(text.replace(fault.old, fault.new), encoding="utf-8")
     try:
-        if not succeeds("cmake", "--build", BUILD, "--target", *targets, "--", "--quiet"):
+        if targets is LIBRARY[0]:  # what the simulation finds, it finds within seconds
+            if not build("pdalink_simulation"):
+                return "does not compile"
+            if not succeeds(BUILD / "bin/pdalink_simulation", "--calls", "4000"):
+                return "noticed at once"
+        if not build(*targets):
             return "does not compile"
         return "noticed" if is_noticed(labels) else "NOT NOTICED"
     finally:
@@ -79,14 +120,17 @@ def outcome(fault):
 
 
 def main():
-    arguments = sys.argv[1:]
-    is_check = "--check" in arguments
-    words = [argument for argument in arguments if argument != "--check"]
-    chosen = list(faults(words[0] if words else ""))
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--check", action="store_true", help="only look whether each fault has its place")
+    parser.add_argument("--draw", type=int, metavar="COUNT", help="draw so many faults instead of those of the table")
+    parser.add_argument("--seed", type=int, default=1, help="decides which are drawn")
+    parser.add_argument("word", nargs="?", default="", help="only faults of the table whose line has it")
+    arguments = parser.parse_args()
+    chosen = drawn(arguments.draw, arguments.seed) if arguments.draw else list(tabled(arguments.word))
     misplaced = [fault for fault in chosen if not fault.is_placed(ROOT)]
     for fault in misplaced:
         print(f"no longer there, or more than once: {fault.path}: {fault.old!r}")
-    if is_check or misplaced:
+    if arguments.check or misplaced:
         return 1 if misplaced or not chosen else 0
     os.environ["GTEST_COLOR"] = "no"
     prepare()
@@ -94,8 +138,10 @@ def main():
     for fault in chosen:
         results.append(outcome(fault))
         print(f"{results[-1]:16} {fault.path}: {fault.old!r} -> {fault.new!r}", flush=True)
-    print(f"{results.count('noticed')} of {len(results)} noticed")
-    return 0 if results and all(result == "noticed" for result in results) else 1
+    compiled = [result for result in results if arguments.draw is None or result != "does not compile"]
+    missed = sum(not result.startswith("noticed") for result in compiled)
+    print(f"{len(compiled) - missed} of {len(compiled)} noticed")
+    return 1 if missed or not compiled else 0
 
 
 if __name__ == "__main__":
