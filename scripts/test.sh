@@ -60,7 +60,7 @@ for preset in "${presets[@]}"; do
         # A reply has 100 ms to arrive, on a machine that others may keep busy: what failed beside other tests must
         # pass by itself.
         step "$preset: failed above, once more, one at a time"
-        ctest --preset "$preset" --rerun-failed --parallel 1 || failed=1
+        rerun_failed "build/$preset" || failed=1
     }
 done
 

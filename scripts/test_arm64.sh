@@ -62,11 +62,11 @@ mount_root
 ulimit -c 0 # the emulator leaves cores of its own
 unset TMPDIR
 failed=0
-run=(ctest --test-dir "$build" --output-on-failure)
-"${run[@]}" --exclude-regex "$excluded" --parallel $(($(nproc) * 4)) --output-junit results.xml "$@" || {
+ctest --test-dir "$build" --output-on-failure --exclude-regex "$excluded" --parallel $(($(nproc) * 4)) \
+    --output-junit results.xml "$@" || {
     # A reply has 100 ms to arrive: what failed beside other tests must pass by itself.
     step "failed above, once more, one at a time"
-    "${run[@]}" --rerun-failed || failed=1
+    rerun_failed "$build" || failed=1
 }
 step "skipped tests"
 scripts/skips.py arm64 $build/results.xml scripts/permitted_skips.txt || failed=1
