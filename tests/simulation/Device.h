@@ -65,5 +65,6 @@ private:
     std::string m_lastWritten;
     std::deque<Event> m_events;
     int m_pending = 0;
+    unsigned int m_errors = 0;
     std::uint64_t m_hash = 14695981039346656037U;
 };
