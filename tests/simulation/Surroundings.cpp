@@ -28,9 +28,21 @@ void limitFiles(rlim_t size) {
     setrlimit(RLIMIT_FSIZE, &limit);
 }
 
+/// Also after a process that has ended in between.
+void restore() {
+    limitFiles(RLIM_INFINITY);
+    if (!fs::exists(kIni)) {
+        std::ofstream(kIni) << pdalink::test::VirtualNode::ini();
+    }
+    if (fs::is_regular_file("log")) {
+        fs::remove("log");
+    }
+}
+
 } // namespace
 
 Surroundings::Surroundings(const Step& step) {
+    restore();
     if (step.fault == "noini") {
         fs::remove(kIni);
     } else if (step.fault == "nologs") {
@@ -47,13 +59,7 @@ Surroundings::Surroundings(const Step& step) {
 }
 
 Surroundings::~Surroundings() {
-    limitFiles(RLIM_INFINITY);
-    if (!fs::exists(kIni)) {
-        std::ofstream(kIni) << pdalink::test::VirtualNode::ini();
-    }
-    if (fs::is_regular_file("log")) {
-        fs::remove("log");
-    }
+    restore();
 }
 
 void Surroundings::takeMemory(const Step& step, int written) {
