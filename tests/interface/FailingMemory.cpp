@@ -19,6 +19,7 @@ void* __libc_realloc(void* memory, std::size_t size);
 namespace {
 
 std::atomic<int> allocationsLeft{0}; // 0: none fails
+std::atomic<bool (*)()> refusal{nullptr};
 
 bool isLibrarys(const void* caller) {
     Dl_info info{};
@@ -34,12 +35,14 @@ bool isLibrarys(const void* caller) {
     return false;
 }
 
-bool fails(const void* caller) {
+[[maybe_unused]] bool fails(const void* caller) {
+    bool (*const isRefused)() = refusal;
     const bool isTheOne = allocationsLeft > 0 && isLibrarys(caller) && --allocationsLeft == 0;
-    if (isTheOne) {
+    const bool isFailure = isTheOne || (isRefused != nullptr && isRefused());
+    if (isFailure) {
         errno = ENOMEM;
     }
-    return isTheOne;
+    return isFailure;
 }
 
 } // namespace
@@ -56,6 +59,11 @@ bool FailingMemory::happened() {
     return allocationsLeft <= 0;
 }
 
+void FailingMemory::refuse(bool (*isRefused)()) {
+    refusal = isRefused;
+}
+
+#if !PDALINK_IS_SANITIZED // the sanitizers have functions of their own
 // Exported, so that every library of the process runs into them.
 #pragma GCC visibility push(default)
 extern "C" {
@@ -76,3 +84,4 @@ void* realloc(void* memory, std::size_t size) {
 
 } // extern "C"
 #pragma GCC visibility pop
+#endif

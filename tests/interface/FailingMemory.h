@@ -17,4 +17,7 @@ public:
 
     /// True once an allocation has failed.
     static bool happened();
+
+    /// From now on every allocation of the process fails for which this says so; none where it is null.
+    static void refuse(bool (*isRefused)());
 };

@@ -1,5 +1,7 @@
 #include "Device.h"
 
+#include "Surroundings.h"
+
 #include <array>
 #include <ctime>
 #include <map>
@@ -118,6 +120,7 @@ Device::Device() {
     state.files.offered = {{1, "00ff"}, {2, std::string(6001, 'a')}};
     node().onWrite = [this](std::string_view bytes) { return written(bytes); };
     node().onCall = [this](std::string_view call, long result) {
+        const virtual_time::Behind behind;
         addToHash(call);
         addToHash(result);
         addToHash(virtual_time::now().count());
@@ -137,6 +140,7 @@ void Device::addToHash(std::string_view text) {
 
 void Device::take(const Step& step) {
     m_step = step;
+    m_written = 0;
     m_terminal.clearFaults();
     m_terminal.addFault(pdasim::Terminal::AnyType, terminalFault(step));
     node().openingError = step.fault == "openerror" ? step.amount : 0;
@@ -190,8 +194,10 @@ void Device::failRead(Time before) {
 }
 
 NodeWrite Device::written(std::string_view bytes) {
+    const virtual_time::Behind behind;
     m_lastWritten = bytes;
     addToHash(bytes);
+    Surroundings::takeMemory(m_step, ++m_written);
     m_terminal.allowSequenceGap(); // the numbers are checked with the rest of the message
     const pdasim::WriteOutcome outcome = m_terminal.handleWrite(bytes, localTime());
     const Time begin = virtual_time::now() + Milliseconds(m_step.delay) + kBetween;

@@ -62,6 +62,7 @@ private:
 
     pdasim::Terminal m_terminal;
     Step m_step;
+    int m_written = 0; ///< messages since it was taken
     std::string m_lastWritten;
     std::deque<Event> m_events;
     int m_pending = 0;

@@ -28,6 +28,7 @@ public:
     LibraryDirectory(const LibraryDirectory&) = delete;
     LibraryDirectory& operator=(const LibraryDirectory&) = delete;
 
+    const std::string& path() const { return m_path; }
     std::string ini() const { return m_path + "/PDAConfigure.ini"; }
     void writeIni(const std::string& text) const { std::ofstream(ini(), std::ios::binary) << text; }
 

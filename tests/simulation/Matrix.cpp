@@ -47,6 +47,14 @@ constexpr Trial kTrials[] = {
     {"a read in front of it fails with `EIO`",         "readerror",   EIO,    "am"},
     {"a read in front of it is an end of file",        "readerror",   0,      "am"},
     {"opening the node fails with `EACCES`",           "openerror",   EACCES, "o"},
+    {"no memory at all",                               "nomemory",    1,      "amw"},
+    {"no memory once the message is written",          "nomemory",    2,      "w"},
+    {"no memory when it comes",                        "nomemory",    0,      "am"},
+    {"disk full",                                      "diskfull",    40,     "mw"},
+    {"the log is rotated",                             "rotation",    200,    "mw"},
+    {"the log directory is gone",                      "nologs",      0,      "mw"},
+    {"a file is in the log directory's place",         "nologs",      1,      "mw"},
+    {"`PDAConfigure.ini` is gone",                     "noini",       0,      "mw"},
 };
 // clang-format on
 
@@ -118,7 +126,10 @@ std::string cellOf(const Subject& subject, const Trial& trial) {
         const Outcome& outcome = report.outcomes.at(begin + which);
         const bool isSame = outcome.shown == usual.shown;
         const std::string code = "`" + std::string(outcome.shown.data()) + "`";
-        return !isSame ? code : outcome.values != usual.values ? code + " *" : kAsUsual;
+        const std::string log = outcome.loggedLines >= usual.loggedLines ? ""
+                                : outcome.loggedLines == 0               ? ", no log"
+                                                                         : ", log in part";
+        return !isSame ? code : outcome.values != usual.values ? code + " *" : kAsUsual + log;
     };
     if (shown(Last) != kAsUsual) {
         throw std::runtime_error(subject.name + ", " + trial.title + ": it does not work again");

@@ -73,8 +73,10 @@ std::string valueIn(const std::string& text, const std::string& tag, std::size_t
     return isThere ? text.substr(begin, closing - begin) : "";
 }
 
-void Model::begin() {
+void Model::begin(const Step& step) {
     m_time = virtual_time::now();
+    m_writesLeft = step.fault == "nomemory" ? step.amount - 1 : -1;
+    m_isDropping = step.fault == "nomemory" && step.amount <= 1;
 }
 
 void Model::apply(const Event& event) {
@@ -84,7 +86,7 @@ void Model::apply(const Event& event) {
     } else if (m_isRunning && event.result <= 0) {
         const bool isResting = event.at < m_readFailedUntil; // after an earlier error
         m_readFailedUntil = isResting ? m_readFailedUntil : event.at + kReadPause;
-    } else if (m_isRunning) {
+    } else if (m_isRunning && !m_isDropping) {
         m_buffer += event.bytes;
         m_isFlagUp = true;
     }
@@ -102,6 +104,7 @@ void Model::passUntil(Time time) {
 }
 
 void Model::passToNow() {
+    m_isDropping = false;
     passUntil(virtual_time::now());
 }
 
@@ -112,6 +115,9 @@ std::string Model::take() {
             passUntil(m_time + 100ms);
             break;
         }
+    }
+    if (isOutOfMemory() && !m_buffer.empty()) { // it can be taken later
+        return "";
     }
     m_isFlagUp = false;
     return QString::fromStdString(std::exchange(m_buffer, {})).toStdString(); // what is not text is replaced
@@ -145,6 +151,10 @@ void Model::openIfClosed() {
 }
 
 bool Model::send(const std::string& type, const std::string& body, bool isBytes) {
+    if (isOutOfMemory()) {
+        m_sequence += m_SeqNo != m_sequence ? 1 : 0; // a number may be used up
+        return false;
+    }
     const std::string expected = message(type, body, isBytes);
     m_taskFlag = 1;
     openIfClosed();
@@ -169,12 +179,19 @@ bool Model::send(const std::string& type, const std::string& body, bool isBytes)
     }
     m_isRunning = wrote.result >= 0;
     m_isFlagUp = m_isFlagUp && m_knowsShortening;
-    return wrote.result == static_cast<long>(expected.size());
+    m_writesLeft -= wrote.bytes.empty() ? 0 : 1;
+    return wrote.result == static_cast<long>(expected.size()) && !isOutOfMemory();
+}
+
+/// The result of a call whose message was not sent, or that has no memory since.
+int Model::notSent(int noMemory) {
+    m_taskFlag = isOutOfMemory() && noMemory == 1 ? char(0) : m_taskFlag;
+    return isOutOfMemory() ? noMemory : -1;
 }
 
 Answer Model::exchange(const Row& row, const std::vector<Value>& inputs, const std::string& groups) {
     if (!send(row.type, bodyOf(row, inputs) + groups, row.isBytes)) {
-        return {-1, Arguments::untouched(row)};
+        return {notSent(row.family->noMemory), Arguments::untouched(row)};
     }
     std::string text;
     for (int wait = 0; wait < row.waits && text.empty(); ++wait) {
@@ -208,7 +225,7 @@ void Model::keep(const Row& row, const ReplyFields& reply) {
 Answer Model::sendFile(const Row& row, const std::vector<Value>& inputs) {
     constexpr std::size_t size = pdasim::kPacketSize;
     const std::string data = textOf(inputs[3]);
-    Answer answer{5, Arguments::untouched(row)};
+    Answer answer{isOutOfMemory() ? row.family->noMemory : 5, Arguments::untouched(row)};
     m_taskFlag = 0;
     const std::size_t packets = data.size() < 10 ? 0 : (data.size() + size - 1) / size;
     std::size_t current = 0;
@@ -218,7 +235,7 @@ Answer Model::sendFile(const Row& row, const std::vector<Value>& inputs) {
         if (!send(row.type, bodyOf(row, inputs) + tag("Ex_TotalPkt", std::to_string(packets)) +
                                 tag("Ex_CurPkt", std::to_string(current)) + tag("Ex_HexVal", packet) +
                                 tag("Ex_HexCheck", pdasim::hexCheck(packet)))) {
-            return {-1, answer.outputs};
+            return {notSent(row.family->noMemory), answer.outputs};
         }
         const std::string text = take();
         m_taskFlag = 0;
@@ -272,7 +289,7 @@ Answer Model::fetchFile(const Row& row, const std::vector<Value>& inputs) {
     int budget = 3;
     for (int attempts = 1; attempts <= 3 && packets.idle < 100; ++attempts) {
         if (!send(row.type, bodyOf(row, inputs) + tag("Ex_CurPkt", std::to_string(packets.next)))) {
-            return {-1, untouched};
+            return {notSent(row.family->noMemory), untouched};
         }
         std::string text;
         for (; budget > 0 && text.empty(); budget -= text.empty() ? 1 : 0) {
@@ -315,7 +332,7 @@ int Model::handle(const Handler& handler, const std::string& text) {
     m_buffer.clear();
     if (handler.acknowledgementType != nullptr &&
         !send(handler.acknowledgementType, handler.acknowledgement)) {
-        return -1;
+        return notSent(1);
     }
     m_taskFlag = 0;
     return 0;

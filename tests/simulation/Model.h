@@ -45,8 +45,8 @@ public:
     /// Without knowing of it, the model expects no wait to be cut short by a message that nobody took.
     Model(Device& device, bool knowsShortening) : m_device(device), m_knowsShortening(knowsShortening) {}
 
-    /// A call begins now; what is expected of it is asked for when it has ended.
-    void begin();
+    /// A call begins now, with the fault of its step; what is expected of it is asked for when it has ended.
+    void begin(const Step& step);
 
     Answer exchange(const Row& row, const std::vector<Value>& inputs, const std::string& groups);
     Answer sendFile(const Row& row, const std::vector<Value>& inputs);
@@ -66,6 +66,8 @@ public:
     bool isRunning() const { return m_isRunning; }
     void stop() { m_isRunning = false; }
     bool isFlagUp() const { return m_isFlagUp; }
+    /// The call has come to where there is no memory. What needs some ends then, as an internal failure.
+    bool isOutOfMemory() const { return m_writesLeft == 0; }
     std::vector<std::string>& store(const QString* kept);
 
 private:
@@ -74,6 +76,7 @@ private:
     void passUntil(Time time);
     void apply(const Event& event);
     void keep(const Row& row, const ReplyFields& reply);
+    int notSent(int noMemory);
 
     Device& m_device;
     const bool m_knowsShortening;
@@ -82,6 +85,8 @@ private:
     bool m_isRunning = false;
     bool m_mayRun = false; ///< opening and a failed write have met: whichever came last counts
     bool m_isFlagUp = false;
+    bool m_isDropping = false; ///< the receiver has no memory
+    int m_writesLeft = -1;     ///< before all memory is gone; negative: it stays
     std::string m_buffer;
     char m_taskFlag = 0;
     int m_sequence = 0;

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <new>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -35,6 +36,7 @@ void tell(Report& report, const char* failure) {
     if (options.isQuiet) {
         dup2(nowhere, STDERR_FILENO);
     }
+    std::filesystem::remove_all("log"); // of the run before
     namespace virtual_time = pdalink::test::virtual_time;
     virtual_time::begin(1);
     const Time begin = virtual_time::now();

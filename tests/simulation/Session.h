@@ -8,6 +8,7 @@
 struct Outcome {
     std::array<char, 32> shown{}; ///< the result, of JSON the result code
     std::size_t values = 0;       ///< a hash over all else
+    int loggedLines = 0;
 };
 
 /// Carries steps out, in one process whose library is as it was loaded, and holds what comes of each against

@@ -52,6 +52,9 @@ bool fits(const std::string& fault, const std::string& action) {
     if (fault == "packet" || fault == "check") {
         return isFetch(action);
     }
+    if (fault == "nomemory") { // not under the sanitizers, which allocate themselves
+        return !PDALINK_IS_SANITIZED && action != "GetRandomNumber" && action != "GetLoginData";
+    }
     return !isHandler(action) || (fault != "openerror" && fault != "slowopen");
 }
 

@@ -54,6 +54,12 @@ inline constexpr FaultRow kFaults[] = {
     {"untaken",         0,     0}, // a message of the terminal's own is not taken
     {"packet",          0,     4}, // number of the packet that comes, whichever was asked for
     {"check",           0,     0}, // the check of the packet is another one's
+    // Those of the host's surroundings: while the call lasts.
+    {"diskfull",        0,   300}, // bytes by which a file can still grow
+    {"nologs",          0,     1}, // there is no log directory; 1: a file is in its place
+    {"noini",           0,     0}, // the ini is gone
+    {"rotation",        0,  3000}, // bytes that the log lacks to its limit
+    {"nomemory",        0,     4}, // 1: none at all; n: from the writing of n - 1 messages on; 0: for the receiver
 };
 // clang-format on
 

@@ -21,6 +21,7 @@
 
 namespace {
 
+using pdalink::test::virtual_time::Behind;
 using pdalink::test::virtual_time::kNever;
 using pdalink::test::virtual_time::Time;
 
@@ -134,6 +135,7 @@ void* runThread(void* argument) {
     t_self = static_cast<Thread*>(argument);
     takeTurn(*t_self);
     t_self->body(t_self->argument);
+    const Behind behind;
     pdalink::test::virtual_time::yield();
     t_self->hasEnded = true;
     Thread& next = nextThread();
@@ -202,6 +204,7 @@ void abortAfter(Time time) {
 }
 
 void waitUntil(Time deadline, std::function<bool()> condition) {
+    const Behind behind;
     const int error = errno;
     t_self->deadline = deadline;
     t_self->condition = std::move(condition);
@@ -238,6 +241,7 @@ int __wrap_pthread_create(pthread_t* handle, const pthread_attr_t* attributes, v
     if (!isVirtual()) {
         return __real_pthread_create(handle, attributes, body, argument);
     }
+    const Behind behind;
     Thread& thread = g_world->threads.emplace_back();
     thread.id = ++g_world->lastId;
     thread.body = body;

@@ -49,4 +49,14 @@ void waitUntil(Time deadline, std::function<bool()> condition);
 /// Another thread may go on first.
 void yield();
 
+/// While one exists, the calling thread is behind a replaced call, where nothing is the caller's doing.
+struct Behind {
+    Behind() { ++depth; }
+    ~Behind() { --depth; }
+    Behind(const Behind&) = delete;
+    Behind& operator=(const Behind&) = delete;
+
+    static inline thread_local int depth = 0;
+};
+
 } // namespace pdalink::test::virtual_time

@@ -3,6 +3,7 @@
 #include "LibraryDirectory.h"
 #include "Matrix.h"
 #include "Run.h"
+#include "util/Util.h"
 
 #include <QtGlobal>
 #include <algorithm>
@@ -121,8 +122,12 @@ int main(int argc, char** argv) {
     try {
         setenv("TZ", "UTC", 1);
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+        // Made once in a process. Without memory for it Qt leaves locks held for ever.
+        qDebug("%s", qUtf8Printable(CUtil::getCurrentTimes()));
+        CUtil::Delay_MSec(0);
         const Options options = read(argc, argv);
         const pdalink::test::LibraryDirectory directory;
+        std::filesystem::current_path(directory.path());
         if (options.isMatrix) {
             writeMatrix(std::cout);
             return 0;

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Steps.h"
+
+#include <sys/stat.h>
+
+/// The host's machine: files, disk and memory. While it exists they are as a step's fault has them. The
+/// library's directory is the current one.
+class Surroundings {
+public:
+    explicit Surroundings(const Step& step);
+    ~Surroundings();
+    Surroundings(const Surroundings&) = delete;
+    Surroundings& operator=(const Surroundings&) = delete;
+
+    /// How many whole lines the library has logged meanwhile, but for the one of its ini. Throws a Mismatch
+    /// where one begins within another.
+    int loggedLines() const;
+
+    /// Refuses the library memory from now on, if that is to be so after so many messages.
+    static void takeMemory(const Step& step, int written);
+
+private:
+    struct stat m_log {};
+};
