@@ -87,7 +87,7 @@ public:
                 return last[0] == least[0] && last[1] == least[1];
             });
             demand(isSettled, "there are more descriptors or threads than after an earlier round");
-            // The simulated devices and the loader keep up to 8 KiB of each round.
+            // The simulated devices keep some 3 KiB of each round.
             demand(last[2] < least[2] + 8192 * (m_rounds + 20), "the heap has grown");
         }
         std::cerr << m_rounds << " rounds, " << m_calls << " calls, " << m_repeated << " repeated; "

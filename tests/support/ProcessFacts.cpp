@@ -79,8 +79,11 @@ int descriptorCount() {
 }
 
 std::size_t heapInUse() {
+    if (__sanitizer_get_current_allocated_bytes != nullptr) {
+        return __sanitizer_get_current_allocated_bytes();
+    }
     const auto known = mallinfo2();
-    return PDALINK_IS_SANITIZED ? __sanitizer_get_current_allocated_bytes() : known.uordblks + known.hblkhd;
+    return known.uordblks + known.hblkhd;
 }
 
 bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout) {
