@@ -70,8 +70,8 @@ void inAThread(const std::function<void()>& body) {
 
 class Host {
 public:
-    void run(std::chrono::seconds time, unsigned int seed) {
-        m_random.seed(seed);
+    explicit Host(unsigned int seed) : m_random(seed) {}
+    void run(std::chrono::seconds time) {
         const auto end = Clock::now() + time;
         std::array<std::size_t, 3> least{SIZE_MAX, SIZE_MAX, SIZE_MAX};
         std::array<std::size_t, 3> last{}; // descriptors, threads, bytes on the heap
@@ -272,7 +272,7 @@ private:
     int draw(int count) { return static_cast<int>(m_random() % static_cast<unsigned int>(count)); }
 
     const std::string m_path = privateDirectory() + "/libpdalink.so.1";
-    std::minstd_rand m_random{1};
+    std::minstd_rand m_random;
     pdasim::TestBed m_testBed;
     std::optional<pdasim::SimulatedTerminal> m_terminal;
     void* m_library = nullptr;
@@ -296,5 +296,5 @@ int main(int argc, char** argv) {
     const auto seed = argc > 2 ? static_cast<unsigned int>(std::stoul(argv[2])) : std::random_device()();
     std::cerr << "seed " << seed << std::endl;
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
-    Host().run(std::chrono::seconds(seconds), seed);
+    Host(seed).run(std::chrono::seconds(seconds));
 }
