@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <ctime>
 #include <filesystem>
+#include <malloc.h>
 #include <map>
 #include <stdexcept>
 #include <thread>
+
+/// The sanitizers' own, which is there with them only. GCC has no header for it.
+extern "C" __attribute__((weak)) std::size_t __sanitizer_get_current_allocated_bytes(); // NOLINT: its name
 
 namespace pdalink::test {
 
@@ -72,6 +76,14 @@ std::vector<std::string> descriptorTargets() {
 
 int descriptorCount() {
     return static_cast<int>(descriptorTargets().size());
+}
+
+std::size_t heapInUse() {
+    if (__sanitizer_get_current_allocated_bytes != nullptr) {
+        return __sanitizer_get_current_allocated_bytes();
+    }
+    const auto known = mallinfo2();
+    return known.uordblks + known.hblkhd;
 }
 
 bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -21,6 +22,9 @@ int threadCount();
 /// Where the open file descriptors of this process lead, in the order of their numbers.
 std::vector<std::string> descriptorTargets();
 int descriptorCount();
+
+/// Bytes on the heap that are in use; what a sanitizer holds back of freed ones is not counted.
+std::size_t heapInUse();
 
 /// Waits until a condition holds, looking every millisecond; false when the time is over.
 bool waitUntil(const std::function<bool()>& condition,
