@@ -3,6 +3,7 @@
 #include "ChannelFixture.h"
 #include "SeparateProcess.h"
 
+#include <cerrno>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -95,8 +96,16 @@ TEST_F(ReceiverOwnership, ChannelsEndWaitsForADetachedThreadToo) {
     EXPECT_EQ(g_fd, -1);
 }
 
-// The address sanitizer does not survive the forced unwinding of a thread that it watches.
+// The address sanitizer does not survive the forced unwinding of a thread that it watches, nor a late join.
 #if !PDALINK_IS_SANITIZED
+
+TEST_F(ReceiverOwnership, SurvivesAHostThatJoinsTheThreadAfterItsReplacement) {
+    openChannel();
+    const pthread_t replaced = g_run_thread;
+    openChannel();
+    EXPECT_EQ(::pthread_join(replaced, nullptr), EINVAL); // looks into the thread's stack
+    expectWorkingChannel();
+}
 
 /// A host's own thread that can be cancelled in the middle of a call.
 class CancelledCall : public ReceiverOwnership {

@@ -69,15 +69,15 @@ void FailingMemory::refuse(bool (*isRefused)()) {
 extern "C" {
 
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the system's names are reserved
-void* malloc(std::size_t size) {
+void* malloc(std::size_t size) noexcept {
     return fails(__builtin_return_address(0)) ? nullptr : __libc_malloc(size);
 }
 
-void* calloc(std::size_t count, std::size_t size) {
+void* calloc(std::size_t count, std::size_t size) noexcept {
     return fails(__builtin_return_address(0)) ? nullptr : __libc_calloc(count, size);
 }
 
-void* realloc(void* memory, std::size_t size) {
+void* realloc(void* memory, std::size_t size) noexcept {
     return fails(__builtin_return_address(0)) ? nullptr : __libc_realloc(memory, size);
 }
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
