@@ -184,8 +184,8 @@ void Device::unplug() {
     }
 }
 
-/// A receiver that was busy with an earlier error looks again in multiples of its wait: no two errors come at the
-/// same part of a millisecond, so that none comes when it is about to read.
+/// A receiver that was busy with an earlier error looks again in multiples of its wait: no two errors come at
+/// the same part of a millisecond, so that none comes when it is about to read.
 void Device::failRead(Time before) {
     if (m_step.fault == "readerror") {
         const Time earlier = kBetween / 4 + std::chrono::microseconds(m_errors++ % 200);

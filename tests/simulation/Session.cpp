@@ -258,10 +258,10 @@ void Session::checkAnswer(const Step& step, const Row& row, const std::vector<Va
                           const std::string& groups) {
     const bool works = mustWork(step);
     const bool isJson = step.json != 0 && !row.code.empty();
-    const bool isAllInVain = isJson && m_model.isOutOfMemory();
+    const bool hasNoMemory = isJson && m_model.isOutOfMemory();
     const auto [result, outputs] =
         isJson ? callInJson(step, row, inputs) : callDirectly(step, row, inputs, roomFor(step));
-    Answer expected = isAllInVain          ? Answer{1, Arguments::untouched(row)}
+    Answer expected = hasNoMemory          ? Answer{1, Arguments::untouched(row)}
                       : row.type == "8015" ? m_model.sendFile(row, inputs)
                       : row.type == "8016" ? m_model.fetchFile(row, inputs)
                                            : m_model.exchange(row, inputs, groups);
