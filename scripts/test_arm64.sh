@@ -21,7 +21,7 @@ sysroot_packages=(
 # which takes long.
 excluded='^(Installed(Tree|Headers)|SourceTree|CompilerSettings|Layering|Scripts|LargestFile|Of/EveryAllocation)\.'
 excluded+='|^pdasim\.ScenariosKeepToTheirSchema|^Completion\.IsInstalledByACrossBuild'
-excluded+='|^Secrets\.AreInNoOutputInWhateverFormTheyWereLogged|^Docs\.|^Documents\.|^(Python|Java)Binding\.'
+excluded+='|^LongSimulation\.|^Secrets\.AreInNoOutputInWhateverFormTheyWereLogged|^Docs\.|^Documents\.|^(Python|Java)Binding\.'
 
 fail() {
     echo "scripts/test_arm64.sh: $*" >&2
