@@ -72,7 +72,8 @@ void emptyBuffer() {
 QString takeBuffer() {
     const MutexGuard guard(g_lock_buffer);
     g_buffer += QString::fromUtf8(g_channel.heldBack); // nothing completed it: replacement characters
-    g_isBufferCome = false; // not before that: what cannot be taken for lack of memory is still announced
+    // Not before that: what cannot be taken for lack of memory is still announced.
+    g_isBufferCome = false;
     g_channel.heldBack.clear();
     g_channel.isDropping = false;
     QString taken;
