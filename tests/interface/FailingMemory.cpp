@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <dlfcn.h>
+#include <malloc.h>
 
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the C library's own names

@@ -22,7 +22,7 @@ namespace virtual_time = pdalink::test::virtual_time;
 namespace {
 
 /// Bytes for a response, and for an output: it may hold more than its own message, left over from a file.
-constexpr std::size_t kResponseRoom = 128 * 1024;
+constexpr std::size_t kResponseRoom = std::size_t{128} * 1024;
 std::size_t roomFor(const Step& step) {
     return step.fault == "toolong" ? 32000 : 16000;
 }
