@@ -28,6 +28,7 @@ version=$(sed -n 's/^project(pdalink VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 # Nothing of what is made tells when and where: it is the same, byte for byte, whoever makes it of the same commit.
 export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
 export CFLAGS=-ffile-prefix-map=$PWD=. CXXFLAGS=-ffile-prefix-map=$PWD=.
+export CCACHE_DISABLE=1 # an object of another folder's build may name that folder
 dist=$PWD/build/dist
 abi=packaging/abi/libpdalink-amd64.abi.xz
 # To build the library against, and what those need to run.
@@ -179,7 +180,7 @@ if [ "$checks" = twice ]; then
     step "the same elsewhere"
     copy=$(mktemp -d)
     git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$copy"
-    CCACHE_DISABLE=1 "$copy/scripts/release.sh" --unchecked "$@"
+    "$copy/scripts/release.sh" --unchecked "$@"
     diff "$dist/SHA256SUMS" "$copy/build/dist/SHA256SUMS"
     rm -rf "$copy"
 fi
