@@ -1,5 +1,6 @@
 #include "Run.h"
 
+#include "Surroundings.h"
 #include "VirtualTime.h"
 
 #include <algorithm>
@@ -7,7 +8,6 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <new>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -36,7 +36,7 @@ void tell(Report& report, const char* failure) {
     if (options.isQuiet) {
         dup2(nowhere, STDERR_FILENO);
     }
-    std::filesystem::remove_all("log"); // of the run before
+    Surroundings::makeUsual();
     namespace virtual_time = pdalink::test::virtual_time;
     virtual_time::begin(1);
     const Time begin = virtual_time::now();

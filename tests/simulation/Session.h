@@ -35,4 +35,5 @@ private:
     Device m_device;
     Model m_model;
     Outcome m_outcome;
+    bool m_wereHit = false; ///< the surroundings, by the step before
 };

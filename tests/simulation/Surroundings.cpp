@@ -4,10 +4,8 @@
 #include "VirtualNode.h"
 #include "tests/interface/FailingMemory.h"
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -19,47 +17,40 @@ constexpr int kLogLimit = 500 * 1024;
 constexpr const char* kIni = "PDAConfigure.ini";
 constexpr const char* kLog = "log/PDA.log";
 
-/// A write beyond it takes what still fits, or fails.
-void limitFiles(rlim_t size) {
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = size;
-    std::signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &limit);
-}
-
-/// Also after a process that has ended in between.
-void restore() {
-    limitFiles(RLIM_INFINITY);
-    if (!fs::exists(kIni)) {
-        std::ofstream(kIni) << pdalink::test::VirtualNode::ini();
-    }
-    if (fs::is_regular_file("log")) {
-        fs::remove("log");
-    }
-}
-
 } // namespace
 
-Surroundings::Surroundings(const Step& step) {
-    restore();
-    if (step.fault == "noini") {
+void Surroundings::makeUsual() {
+    fs::remove_all("log");
+    std::ofstream(kIni) << pdalink::test::VirtualNode::ini();
+}
+
+Surroundings::Surroundings(const Step& step) : m_fault(step.fault) {
+    if (m_fault == "noini") {
         fs::remove(kIni);
-    } else if (step.fault == "nologs") {
+    } else if (m_fault == "nologs") {
         fs::remove_all("log");
         std::ofstream(step.amount == 0 ? "" : "log").close();
-    } else if (step.fault == "rotation") {
+    } else if (m_fault == "rotation") {
         fs::create_directory("log");
         std::ofstream(kLog).seekp(kLogLimit - step.amount - 1) << '\n';
     }
     stat(kLog, &m_log);
-    if (step.fault == "diskfull") {
-        limitFiles(static_cast<rlim_t>(m_log.st_size + step.amount));
+    if (m_fault == "diskfull") {
+        m_fullDisk.emplace(static_cast<rlim_t>(m_log.st_size + step.amount));
     }
 }
 
 Surroundings::~Surroundings() {
-    restore();
+    if (m_fault == "noini") {
+        std::ofstream(kIni) << pdalink::test::VirtualNode::ini();
+    } else if (m_fault == "nologs" && fs::is_regular_file("log")) {
+        fs::remove("log");
+    }
+}
+
+bool Surroundings::areHit() const {
+    return m_fault == "noini" || m_fault == "nologs" || m_fault == "rotation" || m_fault == "diskfull" ||
+           m_fault == "nomemory";
 }
 
 void Surroundings::takeMemory(const Step& step, int written) {

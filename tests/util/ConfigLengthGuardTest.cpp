@@ -1,5 +1,5 @@
 #include "tests/support/OneLine.h"
-#include "tests/util/TemporaryDirectory.h"
+#include "tests/util/Files.h"
 #include "util/cgetconfigval.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "util/Descriptor.h"
 #include "tests/util/ClosedStandard.h"
-#include "tests/util/TemporaryDirectory.h"
+#include "tests/util/Files.h"
 
 #include <atomic>
 #include <cerrno>

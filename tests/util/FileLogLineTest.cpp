@@ -1,3 +1,4 @@
+#include "tests/support/FullDisk.h"
 #include "tests/support/OneLine.h"
 #include "tests/util/LogFixture.h"
 
@@ -5,7 +6,6 @@
 
 #include <climits>
 #include <csignal>
-#include <sys/resource.h>
 
 namespace {
 
@@ -77,23 +77,6 @@ TEST_F(LogLine, FormattedBeyond102399CharactersEndsTheProcess) {
     EXPECT_EXIT(log().AddLogEx(pdalink::Info, "%s", text.c_str()), testing::KilledBySignal(SIGABRT),
                 pdalink::test::isOneLine());
 }
-
-/// Lets files grow to `bytes` only, as on a full disk.
-class FullDisk {
-public:
-    explicit FullDisk(rlim_t bytes) {
-        std::signal(SIGXFSZ, SIG_IGN); // NOLINT(cert-err33-c): what would kill the process fails then
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{bytes, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-private:
-    rlimit m_before{};
-};
 
 TEST_F(LogLine, FitsAgainOnceTheDiskHasRoom) {
     ASSERT_TRUE(add("first"));

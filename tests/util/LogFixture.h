@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/util/TemporaryDirectory.h"
+#include "tests/util/Files.h"
 #include "util/FileLog.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // Runs on a wall clock of its own: the program's own readings of the time of day come before the C library's.
 
-#include "tests/util/TemporaryDirectory.h"
+#include "tests/util/Files.h"
 #include "util/FileLog.h"
 #include "util/Util.h"
 

@@ -48,6 +48,16 @@ std::string listOf(const ReplyFields& reply, const std::string& tag) {
     return list;
 }
 
+/// Large steps first: most of a large buffer is filling.
+std::string beforeFilling(const std::string& text) {
+    static const std::string filling(1024, Arguments::kFilling);
+    std::size_t end = text.size();
+    while (end >= filling.size() && text.compare(end - filling.size(), filling.size(), filling) == 0) {
+        end -= filling.size();
+    }
+    return end == 0 ? "" : text.substr(0, text.find_last_not_of(Arguments::kFilling, end - 1) + 1);
+}
+
 std::string outputOf(const Output& output, const ReplyFields& reply) {
     std::string value = reply.value(output.tag);
     const QString characters = QString::fromStdString(value);
@@ -107,7 +117,7 @@ std::vector<std::string> Arguments::written() const {
         if (m_row->outputs[i].isNumber()) {
             values.push_back(m_numbers[i] == kUntouched ? "" : std::to_string(m_numbers[i]));
         } else {
-            values.push_back(m_texts[i].substr(0, m_texts[i].find_last_not_of(kFilling) + 1));
+            values.push_back(beforeFilling(m_texts[i]));
         }
     }
     return values;
