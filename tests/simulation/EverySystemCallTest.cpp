@@ -1,5 +1,6 @@
 #include "Device.h"
 #include "FailingCalls.h"
+#include "LibraryDirectory.h"
 
 #include "analysis/PDAXMLAnalysis.h"
 #include "device/Channel.h"
@@ -38,7 +39,7 @@ enum class Needed { Never, Lastingly, Always };
 
 struct SystemCall {
     const char* name;
-    std::vector<int> numbers; ///< none: the node's call of this name
+    std::vector<int> numbers; ///< none: the replaced call of this name
     Needed isNeeded;
     std::vector<int> errors; ///< the first one also lasts
 };
@@ -53,7 +54,7 @@ const SystemCall kSystemCalls[] = {
     {"read", {}, Needed::Lastingly, {EIO, EAGAIN, EINTR, ENODEV, ENOMEM, EFAULT, EINVAL, EBADF, EOVERFLOW}},
     {"write", {}, Needed::Always, {EIO, EAGAIN, EINTR, EINVAL, ENODEV, ENOMEM, EPIPE, ETIMEDOUT, EPROTO, ESHUTDOWN, EBADF}},
     {"poll", {}, Needed::Never, {ENOMEM, EINTR, EFAULT, EINVAL}},
-    {"pthread_create", {SYS_clone3}, Needed::Always, {EAGAIN, ENOMEM, EPERM, EINVAL}},
+    {"pthread_create", {}, Needed::Always, {EAGAIN, ENOMEM, EPERM, EINVAL}},
     {"mmap", {SYS_mmap}, Needed::Always, {ENOMEM, EAGAIN, EPERM}},
     {"open_file", {SYS_openat}, Needed::Always,
      {EMFILE, EACCES, EAGAIN, EBUSY, EDQUOT, EEXIST, EFBIG, EINTR, EINVAL, EIO, EISDIR, ELOOP, ENAMETOOLONG,
@@ -89,7 +90,7 @@ public:
           m_calls(call.numbers, fault),
           m_report(report) {
         m_device.take(Step());
-        node().failure = [this, &call](std::string_view name) {
+        virtual_time::failure = [this, &call](std::string_view name) {
             return name == call.name ? m_calls.next() : 0;
         };
     }
@@ -162,27 +163,19 @@ private:
     Device m_device;
 };
 
-const std::string& directory() {
-    static std::string path = testing::TempDir() + "pdalink-XXXXXX";
-    static const char* const made = mkdtemp(path.data());
-    return made != nullptr ? path : throw std::system_error(errno, std::generic_category(), path);
-}
-
-/// A configuration, and a log that is to be rotated soon.
-void makeFiles(bool hasLog) {
-    const std::string log = directory() + "/log";
-    std::filesystem::remove_all(directory());
-    std::filesystem::create_directories(hasLog ? log : directory());
-    std::ofstream(directory() + "/PDAConfigure.ini") << VirtualNode::ini();
-    if (hasLog) {
-        std::ofstream(log + "/PDA.log").seekp(500 * 1024 - 1500) << '\n';
+/// A log that is to be rotated soon, or no directory for it.
+void makeLog(bool isThere) {
+    std::filesystem::remove_all("log");
+    if (isThere) {
+        std::filesystem::create_directory("log");
+        std::ofstream("log/PDA.log").seekp(500 * 1024 - 1500) << '\n';
     }
 }
 
 /// Whether every line of every log begins as lines do, with a time, and none is glued to another.
 bool hasOnlyLines() {
     static const std::string time = "2026-01-0";
-    for (const auto& file : std::filesystem::directory_iterator(directory() + "/log")) {
+    for (const auto& file : std::filesystem::directory_iterator("log")) {
         std::ifstream lines(file.path());
         std::string line;
         while (std::getline(lines, line)) {
@@ -203,8 +196,7 @@ bool hasOnlyLines() {
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     dup2(nowhere, STDOUT_FILENO);
     dup2(nowhere, STDERR_FILENO);
-    makeFiles(std::strcmp(call.name, "mkdir") != 0);
-    setLibraryFile(directory() + "/libpdalink.so");
+    makeLog(std::strcmp(call.name, "mkdir") != 0);
     virtual_time::begin(1);
     virtual_time::abortAfter(virtual_time::now() + 1h);
     Scenario scenario(call, fault, report);
@@ -234,11 +226,9 @@ bool survives(const SystemCall& call, const FailingCalls::Fault& fault) {
 
 class EverySystemCall : public testing::TestWithParam<SystemCall> {
 protected:
-    EverySystemCall() { directory(); } // here and not in each of the processes
-    ~EverySystemCall() override {
-        std::error_code ignored;
-        std::filesystem::remove_all(directory(), ignored);
-    }
+    EverySystemCall() { std::filesystem::current_path(m_directory.path()); }
+
+    const LibraryDirectory m_directory;
 };
 
 TEST_P(EverySystemCall, MayFailWithEveryError) {

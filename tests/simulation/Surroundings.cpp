@@ -6,7 +6,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 using pdalink::test::virtual_time::Behind;
@@ -55,7 +54,8 @@ bool Surroundings::areHit() const {
 
 void Surroundings::takeMemory(const Step& step, int written) {
     if (step.fault == "nomemory" && step.amount == 0) {
-        FailingMemory::refuse([] { return Behind::depth == 0 && gettid() != getpid(); });
+        FailingMemory::refuse(
+            [] { return Behind::depth == 0 && pdalink::test::virtual_time::thread() != 0; });
     } else if (step.fault == "nomemory" && step.amount == written + 1) {
         FailingMemory::refuse([] { return Behind::depth == 0; });
     }

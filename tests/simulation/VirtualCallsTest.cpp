@@ -5,10 +5,11 @@
 #include "interface/pdalink.h"
 #include "tests/support/Harness.h"
 
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <pthread.h>
 #include <string>
 #include <vector>
@@ -169,6 +170,32 @@ TEST_F(VirtualCallsTest, AMutexIsHeldByOneThread) {
     }
     EXPECT_EQ(most, 1);
     EXPECT_EQ(passed(), 30ms);
+}
+
+TEST_F(VirtualCallsTest, AnExceptionIsHandledByItsOwnThread) {
+    const auto body = [](void* argument) -> void* {
+        int& number = *static_cast<int*>(argument);
+        try {
+            throw number;
+        } catch (int) {
+            virtual_time::waitUntil(virtual_time::now() + number * 1ms, nullptr);
+            try {
+                throw;
+            } catch (int caught) {
+                number -= caught;
+            }
+        }
+        return nullptr;
+    };
+    std::array<int, 2> numbers{1, 2};
+    std::array<pthread_t, 2> threads{};
+    for (std::size_t i = 0; i < threads.size(); ++i) {
+        pthread_create(&threads[i], nullptr, body, &numbers[i]);
+    }
+    for (const pthread_t thread : threads) {
+        pthread_join(thread, nullptr);
+    }
+    EXPECT_THAT(numbers, testing::Each(0));
 }
 
 TEST_F(VirtualCallsTest, WaitsWithoutAnEndStopTheProcess) {

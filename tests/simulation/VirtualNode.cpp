@@ -73,7 +73,7 @@ long VirtualNode::ended(const char* call, long result) {
 
 int VirtualNode::open() {
     virtual_time::waitUntil(virtual_time::now() + openingTime, nullptr);
-    const int failure = failureOf("open");
+    const int failure = virtual_time::failureOf("open");
     const int error = failure != 0 ? failure : m_isPlugged ? openingError : ENOENT;
     if (error != 0) {
         return static_cast<int>(ended("open", -error));
@@ -87,7 +87,7 @@ int VirtualNode::open() {
 
 long VirtualNode::read(char* buffer, std::size_t size) {
     virtual_time::yield();
-    if (const int error = failureOf("read")) {
+    if (const int error = virtual_time::failureOf("read")) {
         return ended("read", -error);
     }
     if (m_inputs.empty()) {
@@ -101,7 +101,7 @@ long VirtualNode::read(char* buffer, std::size_t size) {
 
 long VirtualNode::write(std::string_view bytes) {
     virtual_time::yield();
-    if (const int error = failureOf("write")) {
+    if (const int error = virtual_time::failureOf("write")) {
         return ended("write", -error);
     }
     if (m_isHungUp) {
@@ -116,7 +116,7 @@ long VirtualNode::write(std::string_view bytes) {
 }
 
 int VirtualNode::poll(pollfd& file, int timeout) {
-    if (const int error = failureOf("poll")) {
+    if (const int error = virtual_time::failureOf("poll")) {
         virtual_time::yield();
         return static_cast<int>(ended("poll", -error));
     }

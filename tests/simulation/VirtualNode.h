@@ -37,8 +37,6 @@ public:
     int openingError = 0;
     /// Called with the bytes of each write that the kernel lets through.
     std::function<NodeWrite(std::string_view bytes)> onWrite;
-    /// Asked before each "open", "read", "write" and "poll" for the error with which it fails; 0 for none.
-    std::function<int(std::string_view call)> failure;
     /// Called after each of the node's calls, with its result or, negative, its error.
     std::function<void(const char* call, long result)> onCall;
 
@@ -63,7 +61,6 @@ public:
     /// The configuration by which the library finds it.
     static std::string ini() { return std::string("VID=") + kVendor + "\nPID=" + kProduct + "\n"; }
 
-    int failureOf(std::string_view call) const { return failure ? failure(call) : 0; }
     bool isDescriptor(int descriptor) const { return m_descriptor >= 0 && descriptor == m_descriptor; }
     int open();
     long read(char* buffer, std::size_t size);

@@ -1,5 +1,7 @@
 #include "VirtualTime.h"
 
+#include "Fiber.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
@@ -8,11 +10,10 @@
 #include <ctime>
 #include <list>
 #include <map>
+#include <optional>
 #include <poll.h>
 #include <pthread.h>
 #include <random>
-#include <sched.h>
-#include <semaphore.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -21,21 +22,20 @@
 
 namespace {
 
+using pdalink::test::Fiber;
 using pdalink::test::virtual_time::Behind;
 using pdalink::test::virtual_time::kNever;
 using pdalink::test::virtual_time::Time;
 
-struct Thread {
-    Thread() { sem_init(&turn, 0, 0); }
-    ~Thread() { sem_destroy(&turn); }
-    Thread(const Thread&) = delete;
-    Thread& operator=(const Thread&) = delete;
+constexpr int kFirstId = 1000;
 
-    sem_t turn{};
-    int id = 0;
-    pthread_t handle{};
+struct Thread {
+    std::vector<char> stack; ///< where the caller gives none
+    std::optional<Fiber> fiber;
+    int id = 0; ///< the kernel's number, and the handle too
     void* (*body)(void*) = nullptr;
     void* argument = nullptr;
+    bool isDetached = false;
     bool hasEnded = false;
     // When it can go on.
     Time deadline{0};
@@ -48,7 +48,7 @@ struct World {
     Time limit = kNever;
     std::multimap<Time, std::function<void()>> actions;
     std::list<Thread> threads;
-    int lastId = 1000;
+    int lastId = kFirstId;
     int turns = 0;              ///< since the clock moved
     unsigned int unlocks = 0;   ///< of all mutexes
     std::minstd_rand random;    ///< seeding another one takes longer than a call
@@ -59,6 +59,7 @@ struct World {
 World* g_world = nullptr;
 thread_local Thread* t_self = nullptr;
 
+constexpr std::size_t kStackSize = std::size_t{256} * 1024;
 constexpr int kMaxTurns = 1000000; // without the clock moving
 
 constexpr std::time_t kEpoch = 1767322800; // the wall clock when the monotonic one shows 0
@@ -117,36 +118,29 @@ Thread& nextThread() {
     return *world.ready[world.ready.size() == 1 ? 0 : world.random() % world.ready.size()];
 }
 
-void takeTurn(Thread& thread) {
-    while (sem_wait(&thread.turn) != 0) {
-    }
-}
-
 /// Lets the next thread go on. Returns when it is this one's turn again.
 void switchThread() {
     Thread& next = nextThread();
     if (&next != t_self) {
-        sem_post(&next.turn);
-        takeTurn(*t_self);
+        Thread& self = *std::exchange(t_self, &next);
+        const int depth = std::exchange(Behind::depth, 0);
+        self.fiber->goOnWith(*next.fiber);
+        Behind::depth = depth;
     }
 }
 
-void* runThread(void* argument) {
-    t_self = static_cast<Thread*>(argument);
-    takeTurn(*t_self);
+void runThread() {
     t_self->body(t_self->argument);
     const Behind behind;
     pdalink::test::virtual_time::yield();
     t_self->hasEnded = true;
-    Thread& next = nextThread();
-    t_self = nullptr;
-    sem_post(&next.turn);
-    return nullptr;
+    switchThread();
 }
 
 std::list<Thread>::iterator threadOf(pthread_t handle) {
-    return std::find_if(g_world->threads.begin(), g_world->threads.end(),
-                        [&](const Thread& thread) { return pthread_equal(thread.handle, handle) != 0; });
+    return std::find_if(g_world->threads.begin(), g_world->threads.end(), [&](const Thread& thread) {
+        return static_cast<pthread_t>(thread.id) == handle && !thread.isDetached;
+    });
 }
 
 Time timeOf(const timespec& duration) {
@@ -156,14 +150,6 @@ Time timeOf(const timespec& duration) {
 void setTime(timespec& time, Time since) {
     time.tv_sec = since.count() / std::nano::den;
     time.tv_nsec = since.count() % std::nano::den;
-}
-
-/// Threads that take turns lose time when they wake each other up on another core.
-void stayOnThisCore() {
-    cpu_set_t core;
-    CPU_ZERO(&core);
-    CPU_SET(static_cast<unsigned int>(sched_getcpu()), &core);
-    (void)sched_setaffinity(0, sizeof(core), &core);
 }
 
 void sleepUntil(Time time) {
@@ -177,8 +163,8 @@ namespace pdalink::test::virtual_time {
 void begin(std::uint64_t seed) {
     g_world = new World;
     t_self = &g_world->threads.emplace_back();
-    t_self->handle = pthread_self();
-    stayOnThisCore();
+    t_self->fiber.emplace();
+    t_self->id = kFirstId;
     reseed(seed);
 }
 
@@ -193,6 +179,14 @@ void reseed(std::uint64_t seed) {
 
 Time now() {
     return g_world->now;
+}
+
+int thread() {
+    return t_self->id - kFirstId;
+}
+
+int failureOf(std::string_view call) {
+    return failure ? failure(call) : 0;
 }
 
 void at(Time time, std::function<void()> action) {
@@ -242,16 +236,24 @@ int __wrap_pthread_create(pthread_t* handle, const pthread_attr_t* attributes, v
         return __real_pthread_create(handle, attributes, body, argument);
     }
     const Behind behind;
+    if (const int error = failureOf("pthread_create")) {
+        return error;
+    }
+    g_world->threads.remove_if([](const Thread& thread) { return thread.isDetached && thread.hasEnded; });
     Thread& thread = g_world->threads.emplace_back();
     thread.id = ++g_world->lastId;
     thread.body = body;
     thread.argument = argument;
-    const int error = __real_pthread_create(handle, attributes, runThread, &thread);
-    if (error != 0) {
-        g_world->threads.pop_back();
-        return error;
+    void* stack = nullptr;
+    std::size_t size = kStackSize;
+    if (attributes != nullptr) {
+        pthread_attr_getstack(attributes, &stack, &size);
+    } else {
+        thread.stack.resize(size);
+        stack = thread.stack.data();
     }
-    thread.handle = *handle;
+    thread.fiber.emplace(stack, size, runThread);
+    *handle = static_cast<pthread_t>(thread.id);
     yield();
     return 0;
 }
@@ -266,10 +268,9 @@ int __wrap_pthread_join(pthread_t handle, void** result) {
     }
     waitUntil(kNever, [thread] { return thread->hasEnded; });
     g_world->threads.erase(thread);
-    return __real_pthread_join(handle, result);
+    return 0;
 }
 
-/// A thread that has ended is waited for, so that its stack can be freed; that takes no virtual time.
 int __wrap_pthread_detach(pthread_t handle) {
     if (!isVirtual()) {
         return __real_pthread_detach(handle);
@@ -278,12 +279,8 @@ int __wrap_pthread_detach(pthread_t handle) {
     if (thread == g_world->threads.end()) {
         return ESRCH;
     }
-    if (!thread->hasEnded) {
-        thread->handle = {}; // another thread may get the handle
-        return __real_pthread_detach(handle);
-    }
-    g_world->threads.erase(thread);
-    return __real_pthread_join(handle, nullptr);
+    thread->isDetached = true;
+    return 0;
 }
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {

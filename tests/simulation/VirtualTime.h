@@ -4,14 +4,16 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <string_view>
 
 /// Threads and time of a program whose calls are replaced when it is linked (the target
 /// pdalink_virtual_calls).
 ///
-/// From begin() on one thread runs at a time. Threads take turns at the replaced calls: those that sleep,
-/// poll, lock a mutex, create, join or detach a thread, or use the node (VirtualNode.h). The clock stands
-/// still while a thread can run; when all wait, it jumps to the earliest moment at which one can go on. Which
-/// of several goes on is decided by a seed. So a run depends on nothing but its seed, and waits cost nothing.
+/// From begin() on threads are fibers of the one that there is, so that one runs at a time. They take turns
+/// at the replaced calls: those that sleep, poll, lock a mutex, create, join or detach a thread, or use the
+/// node (VirtualNode.h). The clock stands still while a thread can run; when all wait, it jumps to the
+/// earliest moment at which one can go on. Which of several goes on is decided by a seed. So a run depends on
+/// nothing but its seed, and waits cost nothing.
 ///
 /// Condition variables, pthread_cancel and std::thread, whose threads are created inside the C++ library, are
 /// not replaced.
@@ -30,6 +32,14 @@ void end();
 
 /// Decides anew which threads go on.
 void reseed(std::uint64_t seed);
+
+/// The number of the calling thread: 0 for the first one.
+int thread();
+
+/// Asked before some replaced calls ("open", "read", "write" and "poll" of the node, and "pthread_create")
+/// for the error with which it fails; 0 for none.
+inline std::function<int(std::string_view call)> failure;
+int failureOf(std::string_view call);
 
 /// What the monotonic clock shows.
 Time now();
@@ -56,7 +66,7 @@ struct Behind {
     Behind(const Behind&) = delete;
     Behind& operator=(const Behind&) = delete;
 
-    static inline thread_local int depth = 0;
+    static inline int depth = 0; ///< of the thread that runs
 };
 
 } // namespace pdalink::test::virtual_time
