@@ -153,14 +153,13 @@ auto meeting(const Step& step, const Call& call) {
 /// The response is the only output.
 Answer callInJson(const Step& step, const Row& row, const std::vector<Value>& inputs) {
     const std::string request = requestOf(row, inputs);
-    std::string response(kResponseRoom, '\0');
+    static std::array<char, kResponseRoom> response; // filling it anew would take as long as some calls
     int length = 0;
     const int result = meeting(step, [&] {
         return CPDAXMLAnalysis().PDA_CommonCall(request.c_str(), static_cast<int>(request.size()),
                                                 response.data(), &length);
     });
-    response.resize(static_cast<std::size_t>(length));
-    return {result, {response}};
+    return {result, {std::string(response.data(), static_cast<std::size_t>(length))}};
 }
 
 Answer callDirectly(const Step& step, const Row& row, const std::vector<Value>& inputs, std::size_t room) {
