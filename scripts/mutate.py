@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Puts one fault after the other into a copy of the sources and runs the tests.
 
-The faults are those of tests/mutants, or drawn ones: one operator, number or statement of the library changed. Prints
-what became of each. Exits with 1 when a fault was not noticed, or when the sources have no place for it any more.
+The faults are those of tests/mutants, or drawn ones: one operator, number or statement of the library, of the simulated
+terminal's core or of pdactl's reading of logs changed. Prints what became of each. Exits with 1 when a fault was not
+noticed, or when the sources have no place for it any more.
 """
 
 import argparse
@@ -21,8 +22,10 @@ BUILD = ROOT / "build/mutants/build"
 LIBRARY = (["tests/util/all", "tests/device/all", "tests/analysis/all", "tests/interface/all", "tests/simulation/all"],
            "library|threads")
 PROGRAMS = (["all"], "programs")
+# The folders whose files faults are drawn for.
+FOLDERS = ("util", "device", "analysis", "interface", "simulator/core", "simulator/core/messages", "tools/pdactl/log")
 MAX_TIME = 900  # s
-# What is drawn: a pattern in a line of the library, and what takes its place.
+# What is drawn: a pattern in a line, and what takes its place.
 CHANGES = [(re.compile(pattern), new) for pattern, new in (
     (" == ", " != "), (" != ", " == "), (" < ", " <= "), (" <= ", " < "), (" > ", " >= "), (" >= ", " > "),
     (" && ", " || "), (r" \|\| ", " && "), (r"\(!", "("), (r"if \((?!!)", "if (!"), (r" \+ 1\b", ""), (r" - 1\b", ""),
@@ -39,6 +42,9 @@ class Fault(typing.NamedTuple):
         """What is to be built and which tests are to be run."""
         return PROGRAMS if self.path.startswith(("simulator/", "tools/")) else LIBRARY
 
+    def is_in_the_simulation(self):
+        return not self.path.startswith("tools/") and self.path.startswith(FOLDERS)
+
     def is_placed(self, root):
         return (root / self.path).read_text(encoding="utf-8").count(self.old) == 1
 
@@ -50,11 +56,12 @@ def tabled(word):
                 yield Fault(*(column.replace("\\n", "\n") for column in line.split("\t")))
 
 
-def drawn(count, seed):
-    """Faults that the seed decides, of all that there can be in the library's sources."""
+def drawn(word, count, seed):
+    """Faults that the seed decides, of all that there can be in files whose path has the word."""
     possible = []
-    for path in sorted(itertools.chain.from_iterable(
-            (ROOT / folder).glob("*.cpp") for folder in ("util", "device", "analysis", "interface"))):
+    for path in sorted(itertools.chain.from_iterable((ROOT / folder).glob("*.cpp") for folder in FOLDERS)):
+        if word not in str(path.relative_to(ROOT)):
+            continue
         text = path.read_text(encoding="utf-8")
         lines = text.splitlines()
         for before, line in zip(lines, lines[1:]):
@@ -70,7 +77,7 @@ def drawn(count, seed):
 def succeeds(*command):
     try:
         return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False,
-                              timeout=MAX_TIME).returncode == 0
+                              cwd=ROOT, timeout=MAX_TIME).returncode == 0
     except subprocess.TimeoutExpired:
         return False
 
@@ -92,13 +99,10 @@ def prepare():
 
 def is_noticed(labels):
     """Whether a test fails, and fails again by itself."""
-    ctest = ["ctest", "--test-dir", BUILD]
     for _ in range(3): # what fails beside other tests only tells nothing, and stops the others
-        if succeeds(*ctest, "--label-regex", labels, "--parallel", "24", "--stop-on-failure"):
+        if succeeds("ctest", "--test-dir", BUILD, "--label-regex", labels, "--parallel", "24", "--stop-on-failure"):
             return False
-        lines = (BUILD / "Testing/Temporary/LastTestsFailed.log").read_text(encoding="utf-8").splitlines()
-        names = "|".join(re.escape(line.partition(":")[2]) for line in lines)
-        if not succeeds(*ctest, "--tests-regex", f"^({names})$"):
+        if not succeeds("bash", "-c", 'source scripts/common.sh && rerun_failed "$0"', BUILD):
             return True
     return False
 
@@ -109,7 +113,7 @@ def outcome(fault):
     text = source.read_text(encoding="utf-8")
     source.write_text(text.replace(fault.old, fault.new), encoding="utf-8")
     try:
-        if targets is LIBRARY[0]:  # what the simulation finds, it finds within seconds
+        if fault.is_in_the_simulation():  # what the simulation finds, it finds within seconds
             if not build("pdalink_simulation"):
                 return "does not compile"
             if not succeeds(BUILD / "bin/pdalink_simulation", "--calls", "4000"):
@@ -126,9 +130,10 @@ def main():
     parser.add_argument("--check", action="store_true", help="only look whether each fault has its place")
     parser.add_argument("--draw", type=int, metavar="COUNT", help="draw so many faults instead of those of the table")
     parser.add_argument("--seed", type=int, default=1, help="decides which are drawn")
-    parser.add_argument("word", nargs="?", default="", help="only faults of the table whose line has it")
+    parser.add_argument("word", nargs="?", default="",
+                        help="only faults of the table whose line has it; drawn ones of files whose path has it")
     arguments = parser.parse_args()
-    chosen = drawn(arguments.draw, arguments.seed) if arguments.draw else list(tabled(arguments.word))
+    chosen = drawn(arguments.word, arguments.draw, arguments.seed) if arguments.draw else list(tabled(arguments.word))
     misplaced = [fault for fault in chosen if not fault.is_placed(ROOT)]
     for fault in misplaced:
         print(f"no longer there, or more than once: {fault.path}: {fault.old!r}")
