@@ -43,7 +43,7 @@ BENCHMARK_CAPTURE(
 
 // Log.
 
-/// Writes lines of one length, so many that the file is rotated again and again.
+/// Writes lines of one length until the file is rotated again and again.
 template <typename Write>
 void writeLines(benchmark::State& state, const Write& write) {
     const pdalink::bench::QuietOutput quiet;

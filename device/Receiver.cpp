@@ -54,9 +54,9 @@ struct Leaving {
 };
 
 /// Raises a flag at the end of a scope, also when the thread is cancelled.
-struct Ending {
+struct EndFlag {
     std::atomic<bool>& hasEnded;
-    ~Ending() { hasEnded = true; }
+    ~EndFlag() { hasEnded = true; }
 };
 
 bool hasReader() {
@@ -157,7 +157,7 @@ void Receiver::receive() const {
 
 void* ReceiverThread::body(void* self) {
     auto& thread = *static_cast<ReceiverThread*>(self);
-    const Ending ending{thread.m_hasEnded};
+    const EndFlag atEnd{thread.m_hasEnded};
     thread.m_id = static_cast<pid_t>(syscall(SYS_gettid));
     thread.m_receiver.run();
     return nullptr;

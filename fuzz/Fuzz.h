@@ -13,8 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace fuzz {
 
 /// Stops the process unless it is so. What is required is on standard error then.
-inline void require(bool isSo, std::string_view what) {
-    if (!isSo) {
+inline void require(bool condition, std::string_view what) {
+    if (!condition) {
         std::fprintf(stderr, "not so: %.*s\n", static_cast<int>(what.size()), what.data());
         std::abort();
     }

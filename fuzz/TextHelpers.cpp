@@ -23,13 +23,13 @@ void checkTags(const std::string& text, const std::string& tag, std::size_t leng
     const std::size_t begin = text.find("<" + tag + ">");
     const std::size_t end = text.find("</" + tag + ">");
     const std::size_t start = begin + tag.size() + 2;
-    const bool isThere = begin != std::string::npos && end < length && end >= start;
+    const bool exists = begin != std::string::npos && end < length && end >= start;
     QString value;
     std::string copy = text;
     std::string name = tag;
-    require(CUtil::GetXMLValue(value, copy.data(), static_cast<int>(length), name.data()) == isThere,
+    require(CUtil::GetXMLValue(value, copy.data(), static_cast<int>(length), name.data()) == exists,
             "a tag is found where it is");
-    require(value == (isThere ? QString::fromStdString(text.substr(start, end - start)) : QString()),
+    require(value == (exists ? QString::fromStdString(text.substr(start, end - start)) : QString()),
             "a tag's value is what it encloses");
 }
 

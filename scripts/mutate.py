@@ -128,7 +128,7 @@ def outcome(fault):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--check", action="store_true", help="only look whether each fault has its place")
-    parser.add_argument("--draw", type=int, metavar="COUNT", help="draw so many faults instead of those of the table")
+    parser.add_argument("--draw", type=int, metavar="COUNT", help="draw this many faults instead of those of the table")
     parser.add_argument("--seed", type=int, default=1, help="decides which are drawn")
     parser.add_argument("word", nargs="?", default="",
                         help="only faults of the table whose line has it; drawn ones of files whose path has it")

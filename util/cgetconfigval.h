@@ -18,7 +18,7 @@ public:
     /// Fills `config` from the file: the last line named exactly VID or PID wins, a missing key leaves its
     /// field as it was. Returns true if the file could be opened.
     ///
-    /// Ends the process with abort(), after one line on standard error, when a line that contains "VID" or
+    /// Calls abort(), after one line on standard error, when a line that contains "VID" or
     /// "PID" has 256 bytes or more before its "=" or 255 or more after it, or when a value has 16 bytes or
     /// more.
     bool GetprofileConfig(const char* path, CParamConfig* config);

@@ -93,15 +93,15 @@ void checkCombination(const Json& object, const Document& schema, const std::str
     for (const Document& alternative : schema.value("oneOf", Document::array())) {
         alternatives.push_back(alternative.at("required").at(0));
     }
-    const auto isThere = [&object](const std::string& name) { return object.contains(name); };
-    require(alternatives.empty() || std::count_if(alternatives.begin(), alternatives.end(), isThere) == 1,
+    const auto exists = [&object](const std::string& name) { return object.contains(name); };
+    require(alternatives.empty() || std::count_if(alternatives.begin(), alternatives.end(), exists) == 1,
             pointer, "needs exactly one of " + joined(alternatives));
     require(object.size() >= schema.value("minProperties", std::size_t{0}), pointer,
             "must have at least 1 member");
     const Document dependencies = schema.value("dependentRequired", Document::object());
     for (const auto& [name, needed] : dependencies.items()) {
         const std::string other = needed.at(0);
-        require(!isThere(name) || isThere(other), pointer, inQuotes(name) + " needs " + inQuotes(other));
+        require(!exists(name) || exists(other), pointer, inQuotes(name) + " needs " + inQuotes(other));
     }
 }
 

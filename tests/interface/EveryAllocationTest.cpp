@@ -28,7 +28,7 @@ namespace {
 constexpr const char* kRequest = R"({"transCode":"600002"})";
 
 /// How a process ended that was to survive.
-enum Ending { Survived = 0, NeededNoMore = 10, NoUsualCall = 11, HalfAResponse = 12, NextCallFailed = 13 };
+enum Outcome { Survived = 0, NeededNoMore = 10, NoUsualCall = 11, HalfAResponse = 12, NextCallFailed = 13 };
 
 struct Call {
     Call() { PDA_CommonCall(kRequest, 0, response.data(), &length); }

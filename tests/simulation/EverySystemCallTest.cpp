@@ -164,9 +164,9 @@ private:
 };
 
 /// A log that is to be rotated soon, or no directory for it.
-void makeLog(bool isThere) {
+void makeLog(bool exists) {
     std::filesystem::remove_all("log");
-    if (isThere) {
+    if (exists) {
         std::filesystem::create_directory("log");
         std::ofstream("log/PDA.log").seekp(500 * 1024 - 1500) << '\n';
     }

@@ -69,8 +69,8 @@ std::string valueIn(const std::string& text, const std::string& tag, std::size_t
     const std::size_t opening = text.find("<" + tag + ">");
     const std::size_t closing = text.find("</" + tag + ">");
     const std::size_t begin = opening + tag.size() + 2;
-    const bool isThere = opening != std::string::npos && closing < limit && closing >= begin;
-    return isThere ? text.substr(begin, closing - begin) : "";
+    const bool exists = opening != std::string::npos && closing < limit && closing >= begin;
+    return exists ? text.substr(begin, closing - begin) : "";
 }
 
 void Model::begin(const Step& step) {

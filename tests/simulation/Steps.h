@@ -33,7 +33,7 @@ inline constexpr FaultRow kFaults[] = {
     {"silence",         0,     0},
     {"late",         4900,  9500}, // ms: the answer comes after the last wait, or in a second one
     {"wrongtype",       0,  9999}, // the answer's type
-    {"pieces",          2,     9}, // the answer comes in so many pieces, with pauses that are too long
+    {"pieces",          2,     9}, // the answer comes in this number of pieces, with pauses that are too long
     {"repeat",          0,     0}, // the answer comes twice
     {"garbage",         0,   600}, // bytes instead of the answer
     {"nuls",            1,   600}, // NULs instead of the answer

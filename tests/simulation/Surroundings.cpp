@@ -8,7 +8,7 @@
 #include <fstream>
 
 namespace fs = std::filesystem;
-using pdalink::test::virtual_time::Behind;
+using pdalink::test::virtual_time::ReplacedCall;
 
 namespace {
 
@@ -55,9 +55,9 @@ bool Surroundings::areHit() const {
 void Surroundings::takeMemory(const Step& step, int written) {
     if (step.fault == "nomemory" && step.amount == 0) {
         FailingMemory::refuse(
-            [] { return Behind::depth == 0 && pdalink::test::virtual_time::thread() != 0; });
+            [] { return ReplacedCall::depth == 0 && pdalink::test::virtual_time::thread() != 0; });
     } else if (step.fault == "nomemory" && step.amount == written + 1) {
-        FailingMemory::refuse([] { return Behind::depth == 0; });
+        FailingMemory::refuse([] { return ReplacedCall::depth == 0; });
     }
 }
 

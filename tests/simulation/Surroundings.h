@@ -26,7 +26,7 @@ public:
     /// where one begins within another.
     int loggedLines() const;
 
-    /// Refuses the library memory from now on, if that is to be so after so many messages.
+    /// Refuses the library memory from now on, if that is to begin after this number of messages.
     static void takeMemory(const Step& step, int written);
 
 private:

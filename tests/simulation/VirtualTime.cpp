@@ -23,8 +23,8 @@
 namespace {
 
 using pdalink::test::Fiber;
-using pdalink::test::virtual_time::Behind;
 using pdalink::test::virtual_time::kNever;
+using pdalink::test::virtual_time::ReplacedCall;
 using pdalink::test::virtual_time::Time;
 
 constexpr int kFirstId = 1000;
@@ -123,15 +123,15 @@ void switchThread() {
     Thread& next = nextThread();
     if (&next != t_self) {
         Thread& self = *std::exchange(t_self, &next);
-        const int depth = std::exchange(Behind::depth, 0);
+        const int depth = std::exchange(ReplacedCall::depth, 0);
         self.fiber->goOnWith(*next.fiber);
-        Behind::depth = depth;
+        ReplacedCall::depth = depth;
     }
 }
 
 void runThread() {
     t_self->body(t_self->argument);
-    const Behind behind;
+    const ReplacedCall call;
     pdalink::test::virtual_time::yield();
     t_self->hasEnded = true;
     switchThread();
@@ -198,7 +198,7 @@ void abortAfter(Time time) {
 }
 
 void waitUntil(Time deadline, std::function<bool()> condition) {
-    const Behind behind;
+    const ReplacedCall call;
     const int error = errno;
     t_self->deadline = deadline;
     t_self->condition = std::move(condition);
@@ -235,7 +235,7 @@ int __wrap_pthread_create(pthread_t* handle, const pthread_attr_t* attributes, v
     if (!isVirtual()) {
         return __real_pthread_create(handle, attributes, body, argument);
     }
-    const Behind behind;
+    const ReplacedCall call;
     if (const int error = failureOf("pthread_create")) {
         return error;
     }

@@ -60,11 +60,11 @@ void waitUntil(Time deadline, std::function<bool()> condition);
 void yield();
 
 /// While one exists, the calling thread is behind a replaced call, where nothing is the caller's doing.
-struct Behind {
-    Behind() { ++depth; }
-    ~Behind() { --depth; }
-    Behind(const Behind&) = delete;
-    Behind& operator=(const Behind&) = delete;
+struct ReplacedCall {
+    ReplacedCall() { ++depth; }
+    ~ReplacedCall() { --depth; }
+    ReplacedCall(const ReplacedCall&) = delete;
+    ReplacedCall& operator=(const ReplacedCall&) = delete;
 
     static inline int depth = 0; ///< of the thread that runs
 };

@@ -56,8 +56,8 @@ constexpr std::array<std::array<const char*, 3>, 6> kRecords{{
 }};
 // clang-format on
 
-void demand(bool isSo, const std::string& what) {
-    if (!isSo) {
+void demand(bool condition, const std::string& what) {
+    if (!condition) {
         std::cerr << "failed: " << what << std::endl;
         std::_Exit(EXIT_FAILURE);
     }

@@ -321,10 +321,10 @@ TEST_F(DoctorTest, HearsThatTheTerminalDoesNotAnswer) {
 
 TEST_F(DoctorPermissionTest, InstallsTheRuleForANodeThatIsGivenToNobody) {
     const std::string rule = "/etc/udev/rules.d/70-pdalink.rules";
-    const bool isThere = fs::exists(rule);
+    const bool exists = fs::exists(rule);
     const std::string test =
-        isThere ? "udevadm test /sys/class/hidraw/hidraw0" : "pdactl udev-rule | sudo tee " + rule;
-    const std::string text = isThere ? rule + " does not give it to you" : "no udev rule gives it to you";
+        exists ? "udevadm test /sys/class/hidraw/hidraw0" : "pdactl udev-rule | sudo tee " + rule;
+    const std::string text = exists ? rule + " does not give it to you" : "no udev rule gives it to you";
     const group* const tty = ::getgrnam("tty");
     ASSERT_NE(tty, nullptr);
     isKeptOut(0, 0600, text, test);

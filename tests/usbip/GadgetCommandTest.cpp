@@ -60,7 +60,7 @@ public:
             ASSERT_EQ(::write(m_master, packet.data(), packet.size()), static_cast<ssize_t>(packet.size()));
         }
     }
-    /// So many reports.
+    /// The next reports.
     std::string read(std::size_t reports) const {
         std::string bytes(64 * reports, '\0');
         std::size_t got = 0;

@@ -29,9 +29,9 @@ private:
     }
 
     bool take(char expected) {
-        const bool isThere = next() == expected;
-        m_position += isThere ? 1 : 0;
-        return isThere;
+        const bool isExpected = next() == expected;
+        m_position += isExpected ? 1 : 0;
+        return isExpected;
     }
 
     /// What is inside the quotes, escapes and all.

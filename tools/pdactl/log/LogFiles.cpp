@@ -103,10 +103,10 @@ std::vector<Named> namedBy(const std::string& name) {
 LogSet logSet(const Named& named) {
     LogSet log{named.base, {}, {}};
     for (int number = *named.numbers.rbegin(); number >= *named.numbers.begin(); --number) {
-        const bool isThere = named.numbers.count(number) != 0;
+        const bool exists = named.numbers.count(number) != 0;
         const std::string name = copyName(named.base, number);
-        log.files.push_back(isThere ? name : std::string());
-        if (!isThere) {
+        log.files.push_back(exists ? name : std::string());
+        if (!exists) {
             log.gaps.push_back(name + " is missing: what it held is not shown");
         }
     }

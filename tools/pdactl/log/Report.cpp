@@ -21,8 +21,8 @@ constexpr const char* kNoValue = "-";
 /// What is special about an exchange, in short.
 std::string remarksOf(const Exchange& exchange) {
     std::vector<std::string> remarks;
-    const auto add = [&](bool isThere, const std::string& remark) {
-        if (isThere) {
+    const auto add = [&](bool applies, const std::string& remark) {
+        if (applies) {
             remarks.push_back(remark);
         }
     };

@@ -36,8 +36,8 @@ constexpr std::array<Label, 8> kLabels{{
 /// The text without a tail at its end.
 std::string_view withoutTail(std::string_view text, std::string_view tail) {
     const std::size_t found = tail.empty() ? kNone : text.rfind(tail.substr(0, tail.find('#')));
-    const bool isThere = found != kNone && tailLength(text.substr(found), tail) == text.size() - found;
-    return isThere ? text.substr(0, found) : text;
+    const bool isFound = found != kNone && tailLength(text.substr(found), tail) == text.size() - found;
+    return isFound ? text.substr(0, found) : text;
 }
 
 } // namespace

@@ -98,7 +98,7 @@ public:
     }
 
 protected:
-    /// What has come, up to so many bytes; does not wait.
+    /// What has come, up to a number of bytes; does not wait.
     virtual QByteArray read(int size) = 0;
     void forgetRequests() { m_requests.clear(); }
 
