@@ -35,13 +35,6 @@ TEST_F(ReplyWait, TakesWhatIsThereAndLowersTheFlag) {
     EXPECT_THAT(newLogTexts(4), ElementsAre("HID Read XML: <a>1</a>"));
 }
 
-TEST_F(ReplyWait, WithoutAnyChannelTakesWhatNobodyAnnounced) {
-    stopChannel();
-    setBuffer("without a flag");
-    EXPECT_GE(timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), "without a flag"); }), kSilentWait);
-    EXPECT_EQ(buffer(), "");
-}
-
 TEST_F(ReplyWait, IsShortenedByAnOldFlag) {
     const std::function<void()> emptying[] = {
         [] { g_HIDDevice.SendData(QString("next message")); }, // empties the buffer, leaves the flag alone
@@ -61,20 +54,6 @@ TEST_F(ReplyWait, IsShortenedByAnOldFlag) {
     ASSERT_TRUE(waitUntil([] { return g_isBufferCome.load(); }));
     EXPECT_LT(timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), ""); }), kSilentWait) << "a report without text";
     EXPECT_FALSE(g_isBufferCome);
-}
-
-TEST_F(ReplyWait, SeesAReplyThatComesDuringTheWait) {
-    std::chrono::steady_clock::time_point sent;
-    std::thread later([this, &sent] {
-        std::this_thread::sleep_for(Milliseconds(500));
-        sent = std::chrono::steady_clock::now();
-        terminal().sendText("late");
-    });
-    const Milliseconds time = timeOf([] { EXPECT_EQ(g_HIDDevice.getBuffer(), "late"); });
-    const auto end = std::chrono::steady_clock::now();
-    later.join();
-    EXPECT_GE(end - sent, Milliseconds(100));
-    EXPECT_LT(time, kSilentWait);
 }
 
 TEST_F(ReplyWait, LeavesForLaterWhatComesAfterIt) {

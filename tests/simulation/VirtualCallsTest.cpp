@@ -1,14 +1,9 @@
-#include "VirtualNode.h"
-#include "VirtualTime.h"
+#include "VirtualTest.h"
 
 #include "device/HIDDevice.h"
 #include "interface/pdalink.h"
-#include "tests/support/Harness.h"
 
 #include <array>
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <pthread.h>
 #include <string>
@@ -16,36 +11,18 @@
 
 using namespace pdalink::test;
 using namespace std::chrono_literals;
-using virtual_time::Time;
 
-class VirtualCallsTest : public testing::Test {
+class VirtualCallsTest : public VirtualTest {
 protected:
-    VirtualCallsTest() {
-        const std::string directory = std::getenv(kScratchDirectoryVariable);
-        std::ofstream(directory + "/PDAConfigure.ini") << VirtualNode::ini();
-        setLibraryFile(directory + "/libpdalink.so");
-        virtual_time::begin(1);
-        m_begin = virtual_time::now();
-    }
-
-    Time passed() const { return virtual_time::now() - m_begin; }
-
     std::string call(const std::string& request) {
         std::vector<char> response(131072);
         int length = 0;
         PDA_CommonCall(request.c_str(), static_cast<int>(request.size()), response.data(), &length);
         return response.data();
     }
-
-private:
-    Time m_begin{0};
 };
 
 namespace {
-
-void deliverAfter(Time delay, const NodeInput& input) {
-    virtual_time::at(virtual_time::now() + delay, [input] { node().deliver(input); });
-}
 
 const std::string kInformation =
     "0001978001QEV   000000000000000000000000        05<Ex_EIMI>1</Ex_EIMI><Ex_BleVer>2</Ex_BleVer>"
@@ -63,16 +40,6 @@ TEST_F(VirtualCallsTest, ASilentTerminalIsWaitedForToTheMillisecond) {
     EXPECT_EQ(passed(), 1000ms + 4900ms);
     EXPECT_EQ(call(kRequest), kNothing);
     EXPECT_EQ(passed(), 1000ms + 2 * 4900ms);
-}
-
-TEST_F(VirtualCallsTest, AReplyIsTakenAHundredMillisecondsAfterItWasSeen) {
-    node().onWrite = [](std::string_view /*bytes*/) {
-        deliverAfter(42ms, {kInformation.substr(0, 64)});
-        deliverAfter(130ms, {kInformation.substr(64)});
-        return NodeWrite();
-    };
-    EXPECT_EQ(call(kRequest), kAnswered);
-    EXPECT_EQ(passed(), 1000ms + 50ms + 100ms);
 }
 
 TEST_F(VirtualCallsTest, AFailedReadIsTriedAgainAfterAPause) {
