@@ -29,7 +29,7 @@ if $deep; then
     checked+=(tests fuzz bench examples)
 else
     # What is slow and seldom changes is left out.
-    tests[release]="--exclude-regex ^(LargestFile|LongSimulation|Of/EveryAllocation|Of/EverySystemCall|InstalledHeaders|SourceTree|CompilerSettings)\\."
+    tests[release]="--exclude-regex ^(LargestFile|LongSimulation|Of/EverySystemCall|InstalledHeaders|SourceTree|CompilerSettings)\\."
     targets[asan]="tests/util/all tests/device/all tests/analysis/all tests/interface/all tests/simulation/all pdalink_soak"
     tests[asan]="--label-regex library|threads"
     targets[tsan]="tests/util/all tests/device/all pdalink_exchange_test pdalink_hosts_test pdalink_soak"

@@ -19,7 +19,7 @@ sysroot_packages=(
 )
 # What CMake, compilers and interpreters of the build machine do does not depend on the processor, nor does the rest,
 # which takes long.
-excluded='^(Installed(Tree|Headers)|SourceTree|CompilerSettings|Layering|Scripts|LargestFile|Of/EveryAllocation)\.'
+excluded='^(Installed(Tree|Headers)|SourceTree|CompilerSettings|Layering|Scripts|LargestFile)\.'
 excluded+='|^pdasim\.ScenariosKeepToTheirSchema|^Completion\.IsInstalledByACrossBuild'
 excluded+='|^LongSimulation\.|^Secrets\.AreInNoOutputInWhateverFormTheyWereLogged|^Docs\.|^Documents\.|^(Python|Java)Binding\.'
 

@@ -1,5 +1,6 @@
 #include "Device.h"
 #include "FailingCalls.h"
+#include "FailingMemory.h"
 #include "LibraryDirectory.h"
 
 #include "analysis/PDAXMLAnalysis.h"
@@ -27,7 +28,8 @@
 #include <unistd.h>
 #include <vector>
 
-// Every system call of a few exchanges fails with every error it can have, each in a process of its own.
+// Every system call and every allocation of a few exchanges fails with every error it can have, each in a
+// process of its own.
 
 using namespace pdalink::test;
 using namespace std::chrono_literals;
@@ -39,7 +41,7 @@ enum class Needed { Never, Lastingly, Always };
 
 struct SystemCall {
     const char* name;
-    std::vector<int> numbers; ///< none: the replaced call of this name
+    std::vector<int> numbers; ///< none: the replaced call of this name, or an allocation
     Needed isNeeded;
     std::vector<int> errors; ///< the first one also lasts
 };
@@ -55,6 +57,7 @@ const SystemCall kSystemCalls[] = {
     {"write", {}, Needed::Always, {EIO, EAGAIN, EINTR, EINVAL, ENODEV, ENOMEM, EPIPE, ETIMEDOUT, EPROTO, ESHUTDOWN, EBADF}},
     {"poll", {}, Needed::Never, {ENOMEM, EINTR, EFAULT, EINVAL}},
     {"pthread_create", {}, Needed::Always, {EAGAIN, ENOMEM, EPERM, EINVAL}},
+    {"malloc", {}, Needed::Always, {ENOMEM}},
     {"mmap", {SYS_mmap}, Needed::Always, {ENOMEM, EAGAIN, EPERM}},
     {"open_file", {SYS_openat}, Needed::Always,
      {EMFILE, EACCES, EAGAIN, EBUSY, EDQUOT, EEXIST, EFBIG, EINTR, EINVAL, EIO, EISDIR, ELOOP, ENAMETOOLONG,
@@ -82,10 +85,13 @@ struct Report {
     std::array<char, 2000> failure{};
 };
 
+FailingCalls* g_failing = nullptr;
+
 class Scenario {
 public:
     Scenario(const SystemCall& call, const FailingCalls::Fault& fault, Report& report)
-        : m_isBearable(call.isNeeded == Needed::Never ||
+        : m_isMemory(std::strcmp(call.name, "malloc") == 0),
+          m_isBearable(call.isNeeded == Needed::Never ||
                        (call.isNeeded == Needed::Lastingly && !fault.isLasting)),
           m_calls(call.numbers, fault),
           m_report(report) {
@@ -93,17 +99,20 @@ public:
         virtual_time::failure = [this, &call](std::string_view name) {
             return name == call.name ? m_calls.next() : 0;
         };
+        g_failing = &m_calls;
+        if (m_isMemory) {
+            refuseMemory([] { return virtual_time::ReplacedCall::depth == 0 && g_failing->next() != 0; });
+        }
     }
 
     void run() {
         const int descriptors = descriptorCount();
-        m_calls.arm(true);
         expectAnswer(kInformation);
         expectAnswer(R"({"transCode":"600015","pdaNumber":"7","pCmdEx":1,"pInfoEx":"i","pFilePath":")" +
                      std::string(3001, 'f') + "\"}"); // two packets
         takeMessage();
         stop();
-        m_calls.arm(false);
+        m_hasFaults = false;
         expect(descriptorCount() == descriptors, "descriptors are left open");
         expect(isAnswered(call(kInformation)) || isAnswered(call(kInformation)), "the next calls fail");
         stop();
@@ -122,12 +131,27 @@ private:
 
     bool mustWork() const { return m_isBearable || !m_calls.hasStruck(); }
 
-    /// The response; empty for one without an end or a result.
-    static std::string call(const std::string& request) {
+    /// Something that the library does, and that meets the fault.
+    template <typename Call>
+    auto met(const Call& call) {
+        m_calls.arm(m_hasFaults);
+        auto result = call();
+        m_calls.arm(false);
+        return result;
+    }
+
+    /// The response; empty for one without an end or a result. There is none without memory for it.
+    std::string call(const std::string& request) {
         std::array<char, 131072> response{};
         int length = -1;
-        PDA_CommonCall(request.c_str(), static_cast<int>(request.size()), response.data(), &length);
+        met([&] {
+            return PDA_CommonCall(request.c_str(), static_cast<int>(request.size()), response.data(),
+                                  &length);
+        });
         const std::string text = response.data();
+        if (m_isMemory && m_calls.hasStruck() && length == -1 && text.empty()) {
+            return "none";
+        }
         const bool isWhole = length == static_cast<int>(text.size()) && text.back() == '}';
         const bool hasResult = isAnswered(text) || text.find(R"("pRetCode":"")") != std::string::npos ||
                                text.find(R"("pRetCode":"000060")") != std::string::npos;
@@ -146,18 +170,24 @@ private:
 
     void takeMessage() {
         m_device.announce(pdasim::userNotice("ann"), 0ms);
-        std::string message = g_HIDDevice.getBuffer().toStdString();
+        std::string message = met([] { return g_HIDDevice.getBuffer(); }).toStdString();
         expect(!message.empty() || !mustWork(), "the terminal's message is lost");
-        const bool isTaken = !message.empty() && CPDAXMLAnalysis().ReceiveRandomNumber(message.data()) == 0;
+        const bool isTaken = !message.empty() &&
+                             met([&] { return CPDAXMLAnalysis().ReceiveRandomNumber(message.data()) == 0; });
         expect(isTaken || !mustWork(), "the terminal's message is not handled");
     }
 
-    static void stop() {
-        pdalink::channel::close();
-        g_PDA_Log.Close();
+    void stop() {
+        met([] {
+            pdalink::channel::close();
+            g_PDA_Log.Close();
+            return 0;
+        });
     }
 
+    const bool m_isMemory;
     const bool m_isBearable;
+    bool m_hasFaults = true;
     FailingCalls m_calls;
     Report& m_report;
     Device m_device;
@@ -226,7 +256,10 @@ bool survives(const SystemCall& call, const FailingCalls::Fault& fault) {
 
 class EverySystemCall : public testing::TestWithParam<SystemCall> {
 protected:
-    EverySystemCall() { std::filesystem::current_path(m_directory.path()); }
+    EverySystemCall() {
+        std::filesystem::current_path(m_directory.path());
+        initialiseQt();
+    }
 
     const LibraryDirectory m_directory;
 };

@@ -1,12 +1,12 @@
 #include "Session.h"
 
+#include "FailingMemory.h"
 #include "Surroundings.h"
 
 #include "analysis/PDAXMLAnalysis.h"
 #include "device/HIDDevice.h"
 #include "interface/pdalink.h"
 #include "tests/analysis/Tag.h"
-#include "tests/interface/FailingMemory.h"
 #include "util/LockConfig.h"
 
 #include <QJsonDocument>
@@ -146,7 +146,7 @@ template <typename Call>
 auto meeting(const Step& step, const Call& call) {
     Surroundings::takeMemory(step, 0);
     auto result = call();
-    FailingMemory::refuse(nullptr);
+    pdalink::test::refuseMemory(nullptr);
     return result;
 }
 

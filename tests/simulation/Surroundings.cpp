@@ -1,8 +1,8 @@
 #include "Surroundings.h"
 
+#include "FailingMemory.h"
 #include "Model.h"
 #include "VirtualNode.h"
-#include "tests/interface/FailingMemory.h"
 
 #include <filesystem>
 #include <fstream>
@@ -54,10 +54,10 @@ bool Surroundings::areHit() const {
 
 void Surroundings::takeMemory(const Step& step, int written) {
     if (step.fault == "nomemory" && step.amount == 0) {
-        FailingMemory::refuse(
+        pdalink::test::refuseMemory(
             [] { return ReplacedCall::depth == 0 && pdalink::test::virtual_time::thread() != 0; });
     } else if (step.fault == "nomemory" && step.amount == written + 1) {
-        FailingMemory::refuse([] { return ReplacedCall::depth == 0; });
+        pdalink::test::refuseMemory([] { return ReplacedCall::depth == 0; });
     }
 }
 

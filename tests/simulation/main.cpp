@@ -1,9 +1,9 @@
 // pdalink_simulation [--seed N] [--calls N] [--repeat N] [--replay FILE] [--forget-shortening] | --matrix
 
+#include "FailingMemory.h"
 #include "LibraryDirectory.h"
 #include "Matrix.h"
 #include "Run.h"
-#include "util/Util.h"
 
 #include <QtGlobal>
 #include <algorithm>
@@ -122,9 +122,7 @@ int main(int argc, char** argv) {
     try {
         setenv("TZ", "UTC", 1);
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
-        // Made once in a process. Without memory for it Qt leaves locks held for ever.
-        qDebug("%s", qUtf8Printable(CUtil::getCurrentTimes()));
-        CUtil::Delay_MSec(0);
+        pdalink::test::initialiseQt();
         const Options options = read(argc, argv);
         const pdalink::test::LibraryDirectory directory;
         std::filesystem::current_path(directory.path());
