@@ -6,6 +6,7 @@
 #include "device/Receiver.h"
 #include "device/UsbDiscovery.h"
 #include "util/FileLog.h"
+#include "util/Guard.h"
 #include "util/LockConfig.h"
 #include "util/MessageLength.h"
 #include "util/MutexGuard.h"
@@ -40,12 +41,14 @@ void waitForRest() {
     }
 }
 
-void warnIfIncomplete(const QString& received) {
+void logReceived(const QString& received) {
+    const std::string line = "HID Read XML: " + received.toStdString();
+    g_PDA_Log.AddLog(Info, line.c_str());
     const int missing = missingCharacters(received);
     if (missing > 0) {
-        const std::string line = "reply incomplete: " + std::to_string(received.size()) + " of " +
-                                 std::to_string(received.size() + missing) + " characters came in time";
-        g_PDA_Log.AddLog(Warning, line.c_str());
+        const std::string warning = "reply incomplete: " + std::to_string(received.size()) + " of " +
+                                    std::to_string(received.size() + missing) + " characters came in time";
+        g_PDA_Log.AddLog(Warning, warning.c_str());
     }
 }
 
@@ -82,9 +85,7 @@ QString channel::receive() {
         }
     }
     QString received = takeBuffer();
-    const std::string line = "HID Read XML: " + received.toStdString();
-    g_PDA_Log.AddLog(Info, line.c_str());
-    warnIfIncomplete(received);
+    guarded([&] { logReceived(received); }, [] {}); // not lost for lack of memory for its line
     return received;
 }
 

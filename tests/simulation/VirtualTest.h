@@ -18,7 +18,7 @@ protected:
     virtual_time::Time passed() const { return virtual_time::now() - m_begin; }
     void restartClock() { m_begin = virtual_time::now(); }
 
-    /// Has the node deliver something, so long after now.
+    /// Has the node deliver something after a delay.
     static void deliverAfter(virtual_time::Time delay, const NodeInput& input) {
         virtual_time::at(virtual_time::now() + delay, [input] { node().deliver(input); });
     }
