@@ -1,6 +1,5 @@
 #include "Fiber.h"
 
-#include <cerrno>
 #include <cxxabi.h>
 #include <pthread.h>
 
@@ -52,7 +51,6 @@ void Fiber::begin() {
 
 void Fiber::goOnWith(Fiber& next) {
     const Exceptions ownExceptions = exceptions();
-    const int ownError = errno;
 #if PDALINK_IS_SANITIZED
     void* ownFrames = nullptr;
     __sanitizer_start_switch_fiber(&ownFrames, next.m_stack, next.m_size);
@@ -62,7 +60,6 @@ void Fiber::goOnWith(Fiber& next) {
 #if PDALINK_IS_SANITIZED
     __sanitizer_finish_switch_fiber(ownFrames, nullptr, nullptr);
 #endif
-    errno = ownError;
     exceptions() = ownExceptions;
 }
 
