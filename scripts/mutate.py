@@ -19,12 +19,34 @@ import typing
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 COPY = ROOT / "build/mutants/source"
 BUILD = ROOT / "build/mutants/build"
-LIBRARY = (["tests/util/all", "tests/device/all", "tests/analysis/all", "tests/interface/all", "tests/simulation/all"],
-           "library|threads")
-PROGRAMS = (["all"], "programs")
+MAX_TIME = 900  # s
+
+
+class Stage(typing.NamedTuple):
+    """What can notice a fault: targets to build, and the tests of a folder that have a label, or the simulation."""
+    name: str
+    targets: tuple
+    folder: str = "."
+    label: str = "."
+
+
+SIMULATION = Stage("the simulation", ("pdalink_simulation",))
+LIBRARY = Stage(
+    "the library's tests",
+    tuple(f"tests/{folder}/all" for folder in ("util", "device", "analysis", "interface", "simulation")),
+    label="library|threads")
+PROGRAMS = Stage("the programs' tests", ("all",), label="programs")
+SIMULATOR = Stage("the simulator's tests", ("tests/simulator/all",), "tests/simulator")
+LOGS = Stage("the tests of logs", ("tests/tools/log/all",), "tests/tools/log")
+# Those for a file whose path begins so, the fastest first.
+STAGES = {
+    "simulator/core": (SIMULATION, SIMULATOR, PROGRAMS),
+    "tools/pdactl/log": (LOGS, PROGRAMS),
+    "simulator": (PROGRAMS,),
+    "tools": (PROGRAMS,),
+    "": (SIMULATION, LIBRARY)}
 # The folders whose files faults are drawn for.
 FOLDERS = ("util", "device", "analysis", "interface", "simulator/core", "simulator/core/messages", "tools/pdactl/log")
-MAX_TIME = 900  # s
 # What is drawn: a pattern in a line, and what takes its place.
 CHANGES = [(re.compile(pattern), new) for pattern, new in (
     (" == ", " != "), (" != ", " == "), (" < ", " <= "), (" <= ", " < "), (" > ", " >= "), (" >= ", " > "),
@@ -38,12 +60,8 @@ class Fault(typing.NamedTuple):
     old: str
     new: str
 
-    def scope(self):
-        """What is to be built and which tests are to be run."""
-        return PROGRAMS if self.path.startswith(("simulator/", "tools/")) else LIBRARY
-
-    def is_in_the_simulation(self):
-        return not self.path.startswith("tools/") and self.path.startswith(FOLDERS)
+    def stages(self):
+        return next(stages for folder, stages in STAGES.items() if self.path.startswith(folder))
 
     def is_placed(self, root):
         return (root / self.path).read_text(encoding="utf-8").count(self.old) == 1
@@ -97,30 +115,31 @@ def prepare():
     subprocess.run(["cmake", "--build", BUILD, "--", "--quiet"], check=True)
 
 
-def is_noticed(labels):
+def is_noticed_by(stage):
     """Whether a test fails, and fails again by itself."""
+    if stage is SIMULATION:
+        return not succeeds(BUILD / "bin/pdalink_simulation", "--calls", "4000")
+    folder = BUILD / stage.folder
     for _ in range(3): # what fails beside other tests only tells nothing, and stops the others
-        if succeeds("ctest", "--test-dir", BUILD, "--label-regex", labels, "--parallel", "24", "--stop-on-failure"):
+        if succeeds("ctest", "--test-dir", folder, "--label-regex", stage.label, "--parallel", "24",
+                    "--stop-on-failure"):
             return False
-        if not succeeds("bash", "-c", 'source scripts/common.sh && rerun_failed "$0"', BUILD):
+        if not succeeds("bash", "-c", 'source scripts/common.sh && rerun_failed "$0"', folder):
             return True
     return False
 
 
 def outcome(fault):
-    targets, labels = fault.scope()
     source = COPY / fault.path
     text = source.read_text(encoding="utf-8")
     source.write_text(text.replace(fault.old, fault.new), encoding="utf-8")
     try:
-        if fault.is_in_the_simulation():  # what the simulation finds, it finds within seconds
-            if not build("pdalink_simulation"):
+        for stage in fault.stages():
+            if not build(*stage.targets):
                 return "does not compile"
-            if not succeeds(BUILD / "bin/pdalink_simulation", "--calls", "4000"):
-                return "noticed at once"
-        if not build(*targets):
-            return "does not compile"
-        return "noticed" if is_noticed(labels) else "NOT NOTICED"
+            if is_noticed_by(stage):
+                return f"noticed by {stage.name}"
+        return "NOT NOTICED"
     finally:
         source.write_text(text, encoding="utf-8")
 
@@ -144,7 +163,7 @@ def main():
     results = []
     for fault in chosen:
         results.append(outcome(fault))
-        print(f"{results[-1]:16} {fault.path}: {fault.old!r} -> {fault.new!r}", flush=True)
+        print(f"{results[-1]:32} {fault.path}: {fault.old!r} -> {fault.new!r}", flush=True)
     compiled = [result for result in results if arguments.draw is None or result != "does not compile"]
     missed = sum(not result.startswith("noticed") for result in compiled)
     print(f"{len(compiled) - missed} of {len(compiled)} noticed")
