@@ -143,7 +143,7 @@ TEST_F(VirtualCallsTest, AnExceptionIsHandledByItsOwnThread) {
     const auto body = [](void* argument) -> void* {
         int& number = *static_cast<int*>(argument);
         try {
-            throw number;
+            throw int{number};
         } catch (int) {
             virtual_time::waitUntil(virtual_time::now() + number * 1ms, nullptr);
             try {
