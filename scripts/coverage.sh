@@ -12,9 +12,9 @@ cmake --preset debug -B build/coverage --log-level=WARNING -D PDALINK_BENCH=OFF 
     -D CMAKE_C_FLAGS=--coverage -D "CMAKE_CXX_FLAGS=--coverage -fprofile-update=atomic" >/dev/null
 cmake --build build/coverage -- --quiet
 find build/coverage -name '*.gcda' -delete
-# What looks at the built files themselves would see the counters.
+# What looks at the built files themselves would see the counters; a million calls reach no more than 20,000 do.
 ctest --test-dir build/coverage --parallel 24 --output-log "$PWD/build/coverage/tests.log" --quiet \
-    --exclude-regex '^(LibraryFile|InstalledHeaders|SourceTree|CompilerSettings)\.' ||
+    --exclude-regex '^(LibraryFile|InstalledHeaders|SourceTree|CompilerSettings|LongSimulation)\.' ||
     echo "Not all tests passed: see build/coverage/tests.log" >&2
 gcovr --root . --object-directory build/coverage --exclude-throw-branches --json build/coverage/coverage.json -j "$(nproc)" \
     --exclude-directories ".*CompilerId.*" --filter '(util|device|analysis|interface|simulator|tools)/' build/coverage
