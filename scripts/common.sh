@@ -61,12 +61,14 @@ with_own_mounts() {
     PDALINK_OWN_MOUNTS=yes exec unshare --mount "scripts/$(basename "$0")" "$@"
 }
 
-# rerun_failed BUILD: runs the tests that failed in this build folder once more, one at a time. By their names: ctest's
-# own option takes them by numbers, which are other tests' when some were left out before.
+# rerun_failed BUILD [OPTION...]: runs the tests that failed in this build folder once more, one at a time, with options
+# of ctest's. By their names: ctest's own option takes them by numbers, which are other tests' when some were left out
+# before.
 rerun_failed() {
-    local names
-    names=$(sed 's#^[0-9]*:##; s#[^[:alnum:]_/-]#\\&#g' "$1/Testing/Temporary/LastTestsFailed.log" | paste -sd '|')
-    ctest --test-dir "$1" --output-on-failure --no-tests=error --tests-regex "^($names)\$"
+    local names build=$1
+    shift
+    names=$(sed 's#^[0-9]*:##; s#[^[:alnum:]_/-]#\\&#g' "$build/Testing/Temporary/LastTestsFailed.log" | paste -sd '|')
+    ctest --test-dir "$build" --output-on-failure --no-tests=error "$@" --tests-regex "^($names)\$"
 }
 
 # The processors of Debian's architectures.

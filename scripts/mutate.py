@@ -128,7 +128,7 @@ def is_noticed_by(stage):
                       "--stop-on-failure")
         if code in (0, HANGS):
             return code == HANGS
-        if not succeeds("bash", "-c", 'source scripts/common.sh && rerun_failed "$0"', folder):
+        if not succeeds("bash", "-c", 'source scripts/common.sh && rerun_failed "$0" --stop-on-failure', folder):
             return True
     return False
 
