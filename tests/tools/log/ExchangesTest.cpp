@@ -253,6 +253,21 @@ TEST(Exchanges, OfDirectCalls) {
     EXPECT_FALSE(call.result);
 }
 
+TEST(Exchanges, OfDirectCallsAreFinishedWithTheirLastLine) {
+    const std::string label = "silence;read 9001 <Ex_Label>B1</Ex_Label>;begin ReceiveScanResult;";
+    for (const std::string& script :
+         {std::string("begin SyncLoginResult;write 9002"), std::string("begin GetLockList;fail 7011"),
+          std::string("begin GetLockList;write 7011;read 7011 000000"), label + "write 9001 000000"}) {
+        SCOPED_TRACE(script);
+        ExchangeBuilder builder;
+        for (const Entry& entry : readEntries(logOf(script).text())) {
+            EXPECT_EQ(builder.takeFinished().size(), 0U);
+            builder.add(entry);
+        }
+        EXPECT_EQ(builder.takeFinished().size(), 1U);
+    }
+}
+
 TEST(Exchanges, OfTheTerminal) {
     const std::vector<Script> cases{
         {"9001",
