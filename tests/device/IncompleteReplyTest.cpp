@@ -1,16 +1,10 @@
 #include "ChannelFixture.h"
+#include "StatedLength.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-/// A text of `length` characters whose length field says `stated`.
-std::string messageOf(std::size_t length, int stated) {
-    std::string text = std::to_string(1000000 + stated).substr(1);
-    text.resize(length, 'x');
-    return text;
-}
 
 /// An open channel on which a message comes, whole or not.
 class IncompleteReply : public ChannelTest {

@@ -2,6 +2,7 @@
 
 #include "device/Channel.h"
 #include "device/HIDDevice.h"
+#include "tests/device/StatedLength.h"
 #include "util/LockConfig.h"
 
 #include <gmock/gmock.h>
@@ -15,13 +16,6 @@ using testing::IsEmpty;
 using virtual_time::Time;
 
 namespace {
-
-/// A text of `length` characters whose length field says `stated`.
-std::string messageOf(std::size_t length, int stated) {
-    std::string text = std::to_string(1000000 + stated).substr(1);
-    text.resize(length, 'x');
-    return text;
-}
 
 class WaitTime : public VirtualTest {
 protected:
