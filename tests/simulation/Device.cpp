@@ -120,7 +120,7 @@ Device::Device() {
     state.files.offered = {{1, "00ff"}, {2, std::string(6001, 'a')}};
     node().onWrite = [this](std::string_view bytes) { return written(bytes); };
     node().onCall = [this](std::string_view call, long result) {
-        const virtual_time::ReplacedCall behind;
+        const virtual_time::ReplacedCall replaced;
         addToHash(call);
         addToHash(result);
         addToHash(virtual_time::now().count());
@@ -194,7 +194,7 @@ void Device::failRead(Time before) {
 }
 
 NodeWrite Device::written(std::string_view bytes) {
-    const virtual_time::ReplacedCall behind;
+    const virtual_time::ReplacedCall replaced;
     m_lastWritten = bytes;
     addToHash(bytes);
     Surroundings::takeMemory(m_step, ++m_written);

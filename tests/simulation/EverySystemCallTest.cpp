@@ -7,6 +7,7 @@
 #include "device/Channel.h"
 #include "device/HIDDevice.h"
 #include "interface/pdalink.h"
+#include "tests/support/PrivateDirectory.h"
 #include "tests/support/ProcessFacts.h"
 #include "util/FileLog.h"
 
@@ -19,13 +20,11 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <new>
 #include <string>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <system_error>
 #include <unistd.h>
 #include <vector>
 
@@ -86,8 +85,6 @@ struct Report {
     std::array<char, 2000> failure{};
 };
 
-FailingCalls* g_failing = nullptr;
-
 class Scenario {
 public:
     Scenario(const SystemCall& call, const FailingCalls::Fault& fault, Report& report)
@@ -101,10 +98,8 @@ public:
         virtual_time::failure = [this, &call](std::string_view name) {
             return name == call.name ? m_calls.next() : 0;
         };
-        g_failing = &m_calls;
-        if (m_isMemory) {
-            refuseMemory([] { return virtual_time::ReplacedCall::depth == 0 && g_failing->next() != 0; });
-        }
+        refuseMemory(
+            [] { return virtual_time::ReplacedCall::depth == 0 && virtual_time::failureOf("malloc") != 0; });
     }
 
     void run() {
@@ -186,9 +181,8 @@ private:
     }
 
     static bool hasDropped() {
-        std::ifstream log("log/PDA.log");
-        const std::string text{std::istreambuf_iterator<char>(log), {}};
-        return text.find("out of memory, dropping what the terminal sends") != std::string::npos;
+        return readFile("log/PDA.log").find("out of memory, dropping what the terminal sends") !=
+               std::string::npos;
     }
 
     void stop() {

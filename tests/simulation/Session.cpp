@@ -211,7 +211,8 @@ void Session::run(const Step& step) {
         call(step);
         // What a fault may have torn is seen when the next line follows it. Reading the log after each call
         // would take longer than the call.
-        if (std::exchange(m_wereHit, surroundings.areHit()) || m_wereHit || step.seed == 0) {
+        const bool wereHit = std::exchange(m_wereHit, surroundings.areHit());
+        if (wereHit || m_wereHit || step.seed == 0) {
             m_outcome.loggedLines = surroundings.loggedLines();
         }
     }
